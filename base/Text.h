@@ -1,0 +1,24 @@
+// Text as a person counts it. A character here is a user-perceived one: an emoji with its modifiers, a letter with its
+// accents. Pure functions, any thread.
+#pragma once
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace ombru {
+
+qsizetype characterCount(QStringView text);
+
+// The first `count` characters; the whole text when it is shorter. Looks only at what it returns.
+QString firstCharacters(const QString &text, qsizetype count);
+
+// The text as its single characters, in order.
+QStringList characters(QStringView text);
+
+// Up to the first "\n" (a preceding "\r" is dropped with it).
+QString firstLine(const QString &text);
+
+// UTF-8, with every invalid sequence replaced by U+FFFD and a byte order mark kept as it is.
+QString repairedUtf8(QByteArrayView bytes);
+
+} // namespace ombru
