@@ -1,0 +1,73 @@
+#include "base/Background.h"
+
+#include <QCoreApplication>
+
+#include <condition_variable>
+#include <thread>
+
+namespace ombru {
+
+namespace {
+
+constexpr std::size_t MOST_THREADS = 4;
+
+class Pool {
+public:
+    ~Pool() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_ending = true;
+            m_jobs.clear();
+        }
+        m_changed.notify_all();
+    }
+
+    void add(Job job) {
+        const std::lock_guard lock(m_mutex);
+        m_jobs.push_back(std::move(job));
+        if (m_idle < m_jobs.size() && m_threads.size() < MOST_THREADS)
+            m_threads.emplace_back([this] { work(); });
+        m_changed.notify_one();
+    }
+
+private:
+    void work() {
+        std::unique_lock lock(m_mutex);
+        while (true) {
+            ++m_idle;
+            m_changed.wait(lock, [this] { return m_ending || !m_jobs.empty(); });
+            --m_idle;
+            if (m_ending)
+                return;
+            auto job = std::move(m_jobs.front());
+            m_jobs.pop_front();
+            lock.unlock();
+            job();
+            job = {};
+            lock.lock();
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Job> m_jobs;
+    std::size_t m_idle = 0;
+    bool m_ending = false;
+    std::vector<std::jthread> m_threads; // last, so that they are joined before what they use is gone
+};
+
+std::unique_ptr<Pool> pool;
+
+} // namespace
+
+void runInBackground(Job job) {
+    if (!pool) {
+        // The loop is made first and so ends last: jobs that finish late still find it.
+        Loop::main();
+        pool = std::make_unique<Pool>();
+        qAddPostRoutine([] { pool.reset(); });
+    }
+    pool->add(std::move(job));
+}
+
+} // namespace ombru

@@ -1,0 +1,30 @@
+// The one source of time for everything that waits: settle, linger, limits, back-off. Any thread.
+#pragma once
+#include <chrono>
+
+namespace ombru {
+
+namespace Clock {
+using Time = std::chrono::steady_clock::time_point;
+using Duration = std::chrono::steady_clock::duration;
+
+Time now();
+double unixSeconds();           // seconds since 1970, with fractions
+Duration seconds(double count); // rounded up to the clock's tick; huge counts are capped at a hundred years
+double secondsSince(Time start);
+bool stopped(); // a ManualClock lives
+} // namespace Clock
+
+// While one lives, time stands still and every timer waits for advance(). Main thread; at most one at a time.
+class ManualClock {
+public:
+    ManualClock();
+    ~ManualClock();
+    ManualClock(const ManualClock &) = delete;
+    ManualClock &operator=(const ManualClock &) = delete;
+
+    // Timers that fall due run from the event loop, in the order of their times.
+    void advance(Clock::Duration duration);
+};
+
+} // namespace ombru

@@ -1,0 +1,42 @@
+#include "base/Background.h"
+
+#include "tests/support/Wait.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace ombru;
+
+TEST(Background, RunsElsewhereAndResumesOnTheMainThread) {
+    const auto here = std::this_thread::get_id();
+    const auto there = test::await(background([] { return std::this_thread::get_id(); }));
+    EXPECT_NE(here, there);
+    EXPECT_EQ(here, std::this_thread::get_id());
+}
+
+TEST(Background, CarriesMoveOnlyValuesBothWays) {
+    auto number = std::make_unique<int>(20);
+    const auto doubled =
+        test::await(background([number = std::move(number)] { return std::make_unique<int>(*number * 2); }));
+    EXPECT_EQ(*doubled, 40);
+}
+
+TEST(Background, ManyJobsAllRun) {
+    const auto sum = std::make_shared<std::atomic<int>>(0);
+    std::vector<Task<>> tasks;
+    for (int job = 0; job < 200; ++job)
+        tasks.push_back(background([sum] { ++*sum; }));
+    for (auto &task : tasks)
+        test::await(std::move(task));
+    EXPECT_EQ(*sum, 200);
+}
+
+TEST(Background, ABlockedJobDoesNotHoldUpTheNext) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    auto blocked = background([release] { release->wait(false); });
+    EXPECT_EQ(test::await(background([] { return 7; })), 7);
+    *release = true;
+    release->notify_all();
+    test::await(std::move(blocked));
+}

@@ -1,0 +1,133 @@
+#include "base/Settings.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class SettingsTest : public ::testing::Test {
+protected:
+    void writeFile(const QByteArray &text) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Truncate));
+        file.write(text);
+    }
+
+    QTemporaryDir directory;
+    QString path = directory.filePath(u"ombru/ombru.conf"_s);
+};
+
+} // namespace
+
+TEST_F(SettingsTest, AFreshProfileHasTheDefaults) {
+    const Settings settings(path);
+    EXPECT_EQ(settings.maxSteps(), 15);
+    EXPECT_EQ(settings.scriptTimeout(), 60.0);
+    EXPECT_EQ(settings.settle(), 1.0);
+    EXPECT_EQ(settings.callPort(), 8765);
+    EXPECT_EQ(settings.model(), QString());
+    EXPECT_EQ(settings.cachedPrompt(), QString());
+    EXPECT_TRUE(settings.serverURL().startsWith(u"https://"_s));
+    EXPECT_FALSE(QFile::exists(path)) << "reading writes nothing";
+}
+
+TEST_F(SettingsTest, EveryDefaultIsAllowed) {
+    for (const auto &setting : settingsTable())
+        EXPECT_TRUE(parseSetting(setting, setting.initial.toString())) << setting.key.toStdString();
+}
+
+TEST_F(SettingsTest, WhatIsWrittenIsReadBackByEverybody) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
+    ASSERT_TRUE(settings.write(u"settle"_s, u"0.25"_s));
+    ASSERT_TRUE(settings.write(u"model"_s, u"a, \"b\" = ö; [c]"_s));
+    ASSERT_TRUE(settings.write(u"cachedPrompt"_s, u"line 1\nline 2\\n\t%"_s));
+    EXPECT_EQ(settings.maxSteps(), 3);
+    const Settings other(path);
+    EXPECT_EQ(other.maxSteps(), 3);
+    EXPECT_EQ(other.settle(), 0.25);
+    EXPECT_EQ(other.model(), u"a, \"b\" = ö; [c]"_s);
+    EXPECT_EQ(other.cachedPrompt(), u"line 1\nline 2\\n\t%"_s);
+}
+
+TEST_F(SettingsTest, TheFileIsPrivate) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
+    const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
+    EXPECT_FALSE(QFile::permissions(path) & others);
+    EXPECT_FALSE(QFile::permissions(directory.filePath(u"ombru"_s)) & others);
+}
+
+TEST_F(SettingsTest, AChangeByHandCountsAtTheNextRead) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
+    EXPECT_EQ(settings.maxSteps(), 3);
+    writeFile("[General]\nmaxSteps=21\n");
+    EXPECT_EQ(settings.maxSteps(), 21);
+}
+
+TEST_F(SettingsTest, WrongTypesAndValuesOutOfRangeAreRefusedWithTheRange) {
+    Settings settings(path);
+    for (const auto &typed : {u"many"_s, u"2.5"_s, u""_s, u"0"_s, u"-1"_s, u"1001"_s, u"99999999999"_s}) {
+        const auto written = settings.write(u"maxSteps"_s, typed);
+        ASSERT_FALSE(written) << typed.toStdString();
+        EXPECT_EQ(written.error().description,
+                  u"maxSteps cannot be \"%1\": it takes a whole number from 1 to 1000"_s.arg(typed));
+    }
+    for (const auto &typed : {u"nan"_s, u"inf"_s, u"61"_s, u"-0.1"_s})
+        EXPECT_FALSE(settings.write(u"settle"_s, typed)) << typed.toStdString();
+    for (const auto &typed : {u"http://ombru.example"_s, u"ftp://x"_s, u"https://"_s, u"https://a/b"_s, u"x"_s})
+        EXPECT_FALSE(settings.write(u"serverURL"_s, typed)) << typed.toStdString();
+    EXPECT_TRUE(settings.write(u"serverURL"_s, u"http://localhost:9000"_s));
+    EXPECT_EQ(settings.maxSteps(), 15);
+}
+
+TEST_F(SettingsTest, AnUnknownKeyIsRefused) {
+    Settings settings(path);
+    const auto written = settings.write(u"maxstep"_s, u"3"_s);
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error().description, u"there is no setting \"maxstep\""_s);
+}
+
+TEST_F(SettingsTest, ABadValueWrittenByHandCountsAsTheDefaultAndIsReportedOnce) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
+    writeFile("[General]\nmaxSteps=lots\ncallPort=70000\n");
+    QStringList reports;
+    settings.onBadValue([&](const QString &line) { reports.append(line); });
+    EXPECT_EQ(settings.maxSteps(), 15);
+    EXPECT_EQ(settings.maxSteps(), 15);
+    ASSERT_EQ(reports.size(), 1);
+    EXPECT_TRUE(reports[0].contains(u"maxSteps cannot be \"lots\""_s)) << reports[0].toStdString();
+    EXPECT_EQ(settings.callPort(), 8765);
+    EXPECT_EQ(reports.size(), 2);
+}
+
+TEST_F(SettingsTest, AFileOfGarbageIsAllDefaults) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
+    writeFile(QByteArray("\xff\xfe\0garbage[[[\n=\n", 16));
+    EXPECT_EQ(settings.maxSteps(), 15);
+    EXPECT_EQ(settings.model(), QString());
+}
+
+TEST_F(SettingsTest, AnOverrideCountsForThisProcessOnly) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.override(u"maxSteps"_s, u"2"_s));
+    EXPECT_EQ(settings.maxSteps(), 2);
+    EXPECT_EQ(Settings(path).maxSteps(), 15);
+    EXPECT_FALSE(settings.override(u"maxSteps"_s, u"0"_s));
+    EXPECT_EQ(settings.maxSteps(), 2);
+}
+
+TEST_F(SettingsTest, ADirectoryThatCannotBeWrittenIsSaid) {
+    Settings settings(u"/proc/ombru/ombru.conf"_s);
+    const auto written = settings.write(u"maxSteps"_s, u"3"_s);
+    ASSERT_FALSE(written);
+    EXPECT_TRUE(written.error().description.startsWith(u"cannot write /proc/ombru/ombru.conf"_s));
+}
