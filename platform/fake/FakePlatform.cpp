@@ -1,0 +1,10 @@
+#include "platform/fake/FakePlatform.h"
+
+namespace ombru {
+
+FakePlatform &FakePlatform::instance() {
+    static FakePlatform platform;
+    return platform;
+}
+
+} // namespace ombru

@@ -1,0 +1,11 @@
+#include "platform/ScriptTool.h"
+
+#include "platform/fake/FakePlatform.h"
+
+namespace ombru {
+
+QString osascriptPath() {
+    return FakePlatform::instance().osascript;
+}
+
+} // namespace ombru
