@@ -1,12 +1,33 @@
 // The computer as a test scripts it: what its facilities answer, and what was asked of them. One a process; a test
 // calls reset() before it begins. Main thread, but where a field says otherwise.
 #pragma once
+#include "platform/Screenshot.h"
+#include "platform/SystemLog.h"
+
 #include <QString>
+
+#include <functional>
+#include <vector>
 
 namespace ombru {
 
 struct FakePlatform {
     QString osascript; // path of the tool that runs scripts
+
+    // Called on a background thread; may wait there.
+    std::function<Result<Picture>()> screenshot = [] { return plainPicture(640, 480, 0x336699); };
+    QSize screenSize{1512, 982};
+
+    struct Logged {
+        LogLevel level;
+        QString subsystem;
+        QString category;
+        QString text;
+    };
+    std::vector<Logged> logged; // appended to from any thread; look once what logs has ended
+
+    // One colour, 0xRRGGBB.
+    static Picture plainPicture(int width, int height, std::uint32_t colour);
 
     static FakePlatform &instance();
     static void reset() { instance() = {}; }

@@ -1,0 +1,67 @@
+#include "agent/Screen.h"
+
+#include "agent/PictureFile.h"
+#include "agent/Scale.h"
+#include "base/Background.h"
+#include "base/Clock.h"
+#include "platform/Screenshot.h"
+#include "platform/SystemLog.h"
+
+#include <QDir>
+
+namespace ombru::Screen {
+namespace {
+
+Failure captureFailure() {
+    return {QStringLiteral("screen"), 1,
+            QStringLiteral("screenshot failed — give ombru Screen Recording permission "
+                           "(System Settings → Privacy & Security)")};
+}
+
+Result<QSize> shoot(const QString &path) {
+    const auto screen = takeScreenshot();
+    if (!screen)
+        return std::unexpected(screen.error());
+    const QSize size = fitted({screen->width, screen->height}, maxImageDim);
+    const auto png = encodePng(scaled(*screen, size));
+    if (!png)
+        return std::unexpected(
+            Failure{QStringLiteral("screen"), 2, QStringLiteral("the picture could not be encoded")});
+    // A directory that cannot be made shows when the file is written.
+    QDir().mkpath(QFileInfo(path).path());
+    const auto written = writeWholeFile(path, *png);
+    if (!written)
+        return std::unexpected(written.error());
+    return size;
+}
+
+std::optional<QByteArray> preview(const QString &file, int maxSide, double quality) {
+    const auto picture = readPng(file);
+    if (!picture)
+        return std::nullopt;
+    const QSize full(picture->width, picture->height);
+    const bool large = std::max(full.width(), full.height()) > maxSide;
+    return encodeJpeg(large ? scaled(*picture, fitted(full, maxSide)) : *picture, quality);
+}
+
+} // namespace
+
+Task<Result<Shot>> capture(QString into, int step) {
+    const QString name = QString::asprintf("shot_%lld_%03d.png", static_cast<long long>(Clock::unixSeconds()), step);
+    const QString path = QDir(into).filePath(name);
+    const auto size = co_await background([path] { return shoot(path); });
+    if (size)
+        co_return Shot{path, *size};
+    logger::error(QStringLiteral("screenshot: ") + size.error().description);
+    co_return std::unexpected(captureFailure());
+}
+
+Task<QSize> points() {
+    co_return co_await background(screenSize);
+}
+
+Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide, double quality) {
+    co_return co_await background([file, maxSide, quality] { return preview(file, maxSide, quality); });
+}
+
+} // namespace ombru::Screen

@@ -1,0 +1,34 @@
+// The agent's eyes: a picture of the screen in a size that a model can read, and small previews of it.
+// Main thread; the work is done in the background.
+#pragma once
+#include "base/Failure.h"
+#include "base/Task.h"
+
+#include <QByteArray>
+#include <QSize>
+#include <QString>
+
+#include <optional>
+
+namespace ombru::Screen {
+
+constexpr int maxImageDim = 1568; // the longer side, in pixels, of a picture for the model
+
+struct Shot {
+    QString file; // its path
+    QSize size;   // in pixels, of the picture in the file
+};
+
+// Takes the primary monitor's picture for that step into the directory, which is made when it is missing. The longer
+// side is always maxImageDim. Whatever goes wrong, the Failure is the same one for the owner, no part of a file is left
+// behind, and the cause is in the system log.
+Task<Result<Shot>> capture(QString into, int step);
+
+// The primary monitor's size in the coordinates that a script clicks in; empty when there is no display.
+Task<QSize> points();
+
+// The PNG file as a JPEG whose longer side is at most maxSide; it never grows. `quality` from 0 to 1. None when the
+// file is missing, cut off or no picture.
+Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide = 1280, double quality = 0.6);
+
+} // namespace ombru::Screen

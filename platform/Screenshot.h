@@ -1,0 +1,18 @@
+// What is on the owner's screen: the primary monitor, without the pointer.
+// Any thread; blocks while the system answers (milliseconds), so not on the main thread.
+#pragma once
+#include "base/Failure.h"
+#include "base/Picture.h"
+
+#include <QSize>
+
+namespace ombru {
+
+// The primary monitor as it is now, in its own pixels; never empty. The Failure (domain "screenshot") says why there is
+// none: no display, one that went away, one that may not be read.
+Result<Picture> takeScreenshot();
+
+// The primary monitor's size in the coordinates that a script clicks in; empty when there is no display.
+QSize screenSize();
+
+} // namespace ombru
