@@ -1,0 +1,254 @@
+#include "base/Process.h"
+
+#include "base/Background.h"
+
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype CHUNK = 1 << 20;
+constexpr qsizetype SMALLEST_READ = 4096;
+
+// Writing to a child that closed its input must be an error, not this process's death; and a parent that ignored
+// SIGCHLD, which is inherited, must not cost us our children's statuses.
+void prepareSignals() {
+    static const bool once = [] {
+        std::signal(SIGPIPE, SIG_IGN);
+        struct sigaction child{};
+        ::sigaction(SIGCHLD, nullptr, &child);
+        if (child.sa_handler == SIG_IGN)
+            std::signal(SIGCHLD, SIG_DFL);
+        return true;
+    }();
+    Q_UNUSED(once)
+}
+
+void makeNonBlocking(const Descriptor &descriptor) {
+    ::fcntl(descriptor.number(), F_SETFL, O_NONBLOCK);
+}
+
+qsizetype waiting(int descriptor) {
+    int bytes = 0;
+    return ::ioctl(descriptor, FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
+// One of this process's ends of the child's pipes, with its readiness.
+class End {
+public:
+    template <class Ready>
+    void open(Descriptor descriptor, QSocketNotifier::Type type, Ready ready) {
+        makeNonBlocking(descriptor);
+        m_descriptor = std::move(descriptor);
+        m_notifier = std::make_unique<QSocketNotifier>(m_descriptor.number(), type);
+        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), std::move(ready));
+    }
+    // The notifier stays: this may be called from its own signal.
+    void close() {
+        if (m_notifier)
+            m_notifier->setEnabled(false);
+        m_descriptor.close();
+    }
+    int number() const { return m_descriptor.number(); }
+    bool isOpen() const { return m_descriptor.isOpen(); }
+
+private:
+    Descriptor m_descriptor;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+// Reads up to `most` bytes behind what `bytes` holds; less than 1 as read() does.
+ssize_t readBehind(QByteArray &bytes, int descriptor, qsizetype most) {
+    const auto held = bytes.size();
+    if (bytes.capacity() < held + most)
+        bytes.reserve(std::max(held + most, 2 * bytes.capacity()));
+    bytes.resize(held + most);
+    const auto got = ::read(descriptor, bytes.data() + held, static_cast<size_t>(most));
+    bytes.resize(held + std::max<ssize_t>(got, 0));
+    return got;
+}
+
+// Nothing can be moved now; the end will be ready again.
+bool later(ssize_t result) {
+    return result < 0 && (errno == EAGAIN || errno == EINTR);
+}
+
+} // namespace
+
+struct Process::Child {
+    pid_t pid = 0;
+    bool ending = false; // it was asked to end
+    End exit;            // readable once the child has ended
+    End in;
+    End out;
+    End err;
+    Timer kill;
+};
+
+std::shared_ptr<Process> Process::make(Command command) {
+    return std::shared_ptr<Process>(new Process(std::move(command)));
+}
+
+Process::Process(Command command) : m_command(std::move(command)) {}
+
+Process::~Process() {
+    if (!m_child)
+        return;
+    killGroup();
+    // Without this the child would stay a zombie; on its way out a large one may take its time.
+    runInBackground([pid = m_child->pid] { ::waitpid(pid, nullptr, 0); });
+}
+
+Result<> Process::start() {
+    Q_ASSERT(!m_child);
+    prepareSignals();
+    if (m_refused)
+        return std::unexpected(Failure{u"process"_s, ECANCELED, m_command.program + u": ended before its start"_s});
+
+    Pipe in;
+    Pipe out;
+    Pipe err;
+    for (auto *pipe : {m_command.input ? &in : nullptr, &out, &err}) {
+        if (!pipe)
+            continue;
+        auto made = makePipe();
+        if (!made)
+            return std::unexpected(made.error());
+        *pipe = std::move(*made);
+    }
+    const auto pid = spawn({m_command.program, m_command.arguments, m_command.directory, m_command.environment,
+                            in.reading.number(), out.writing.number(), err.writing.number()});
+    if (!pid)
+        return std::unexpected(pid.error());
+    Descriptor exit(static_cast<int>(::syscall(SYS_pidfd_open, *pid, 0)));
+    if (!exit.isOpen()) {
+        const auto failure = processFailure(errno, u"watching "_s + m_command.program);
+        ::kill(-*pid, SIGKILL);
+        ::waitpid(*pid, nullptr, 0);
+        return std::unexpected(failure);
+    }
+
+    m_child = std::make_unique<Child>();
+    m_child->pid = *pid;
+    m_child->exit.open(std::move(exit), QSocketNotifier::Read, [this] { finish(); });
+    m_child->out.open(std::move(out.reading), QSocketNotifier::Read, [this] { receive(Stream::output); });
+    m_child->err.open(std::move(err.reading), QSocketNotifier::Read, [this] { receive(Stream::errors); });
+    if (m_command.input) {
+        m_child->in.open(std::move(in.writing), QSocketNotifier::Write, [this] { feed(); });
+        feed();
+    }
+    return {};
+}
+
+Task<> Process::ended() {
+    const auto self = shared_from_this();
+    co_await m_ended;
+}
+
+void Process::terminate() {
+    if (!m_child) {
+        m_refused = true;
+        return;
+    }
+    if (std::exchange(m_child->ending, true))
+        return;
+    ::kill(-m_child->pid, SIGTERM);
+    // A stopped process hears the request only when it goes on.
+    ::kill(-m_child->pid, SIGCONT);
+    m_child->kill = Loop::main().after(m_command.grace, [weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->killGroup();
+    });
+}
+
+void Process::killGroup() {
+    if (!m_child)
+        return;
+    m_child->ending = true;
+    ::kill(-m_child->pid, SIGKILL);
+}
+
+// As much of the input as the pipe takes now. A child that closed its end wants no more.
+void Process::feed() {
+    auto &input = *m_command.input;
+    while (m_written < input.size()) {
+        const auto put =
+            ::write(m_child->in.number(), input.constData() + m_written, static_cast<size_t>(input.size() - m_written));
+        if (later(put))
+            return;
+        if (put < 0)
+            break;
+        m_written += put;
+    }
+    m_child->in.close();
+    input.clear();
+}
+
+// One piece of what the child printed.
+void Process::receive(Stream stream) {
+    auto self = shared_from_this();
+    auto &end = stream == Stream::output ? m_child->out : m_child->err;
+    const auto got = take(stream, end.number());
+    if (got == 0 || (got < 0 && !later(got)))
+        end.close();
+    // Whoever received the piece may have dropped the handle, and a notifier must not be destroyed in its own signal.
+    if (self.use_count() == 1)
+        Loop::main().post([self = std::move(self)] {});
+}
+
+ssize_t Process::take(Stream stream, int pipe) {
+    const auto &receiver = stream == Stream::output ? m_command.onOutput : m_command.onErrors;
+    auto &collected = stream == Stream::output ? m_output : m_errors;
+    QByteArray piece;
+    const auto most = std::clamp(waiting(pipe), SMALLEST_READ, CHUNK);
+    const auto got = readBehind(receiver ? piece : collected, pipe, most);
+    if (got <= 0)
+        return got;
+    m_received += got;
+    if (m_received > m_command.outputLimit && !m_overflowed) {
+        m_overflowed = true;
+        killGroup();
+    }
+    if (receiver)
+        receiver(piece);
+    return got;
+}
+
+// The child has ended: what it left in the pipes is read, and only that much, since others may go on writing.
+void Process::finish() {
+    auto self = shared_from_this();
+    // From here on it is not running: a receiver that ends it now must not reach the jobs it left behind.
+    std::shared_ptr<Child> child = std::move(m_child);
+    if (child->ending)
+        ::kill(-child->pid, SIGKILL);
+    for (const auto &[stream, end] : {std::pair(Stream::output, &child->out), std::pair(Stream::errors, &child->err)}) {
+        for (auto left = end->isOpen() ? waiting(end->number()) : 0; left > 0;) {
+            const auto got = take(stream, end->number());
+            if (got <= 0)
+                break;
+            left -= got;
+        }
+        end->close();
+    }
+    child->in.close();
+    child->exit.close();
+    child->kill.cancel();
+    int status = 0;
+    ::waitpid(child->pid, &status, 0);
+    m_status = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
+    // The notifiers go in a turn of their own: this runs inside the signal of one of them.
+    Loop::main().post([self = std::move(self), child = std::move(child)] {});
+    m_ended.fire();
+}
+
+} // namespace ombru

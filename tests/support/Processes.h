@@ -1,0 +1,59 @@
+// What a test asks about the processes it started, and stand-in programs for them to run.
+#pragma once
+#include "tests/support/Wait.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <csignal>
+
+namespace ombru::test {
+
+inline QByteArray contents(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// A process that has ended but was not collected by its parent yet counts as gone.
+inline bool isAlive(qint64 pid) {
+    const auto stat = contents(QStringLiteral("/proc/%1/stat").arg(pid));
+    const auto state = stat.lastIndexOf(')') + 2;
+    return state < stat.size() && stat[state] != 'Z' && stat[state] != 'X';
+}
+
+// The process id that a script wrote into that file; waits for it. -1 when it never came.
+inline qint64 pidIn(const QString &path) {
+    const bool there = waitUntil([&] { return contents(path).endsWith('\n'); });
+    return there ? contents(path).trimmed().toLongLong() : -1;
+}
+
+inline qsizetype openDescriptors() {
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System).size();
+}
+
+// A directory that goes away with the test, and files in it.
+class Scratch {
+public:
+    QString path(const QString &name) const { return m_directory.filePath(name); }
+    QString directory() const { return m_directory.path(); }
+
+    QString write(const QString &name, const QByteArray &text, QFile::Permissions permissions = {}) const {
+        QFile file(path(name));
+        file.remove();
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+            ADD_FAILURE() << "cannot write " << file.fileName().toStdString();
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | permissions);
+        return file.fileName();
+    }
+
+    // An executable shell script; gives its path.
+    QString script(const QString &name, const QByteArray &body) const {
+        return write(name, "#!/bin/sh\n" + body + "\n", QFile::ExeOwner);
+    }
+
+private:
+    QTemporaryDir m_directory;
+};
+
+} // namespace ombru::test
