@@ -1,6 +1,7 @@
 // The computer as a test scripts it: what its facilities answer, and what was asked of them. One a process; a test
 // calls reset() before it begins. Main thread, but where a field says otherwise.
 #pragma once
+#include "platform/Notifications.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
 
@@ -25,6 +26,14 @@ struct FakePlatform {
         QString text;
     };
     std::vector<Logged> logged; // appended to from any thread; look once what logs has ended
+
+    struct NotificationUpdate {
+        QString id;
+        std::optional<Notification> notification; // none: taken away
+    };
+    std::vector<NotificationUpdate> notifications; // in the order they were asked for
+    bool notificationsAllowed = true;
+    int notificationPermissionRequests = 0;
 
     // One colour, 0xRRGGBB.
     static Picture plainPicture(int width, int height, std::uint32_t colour);

@@ -1,25 +1,25 @@
 // An X server of a test's own, without a monitor, ended with the object. While it lives DISPLAY names it.
 #pragma once
-#include <QByteArray>
-
-#include <sys/types.h>
+#include "tests/support/Companion.h"
+#include "tests/support/Environment.h"
 
 namespace ombru::test {
 
 class XServer {
 public:
-    // `screen` is "WIDTHxHEIGHTxDEPTH". Aborts the test program when the server does not start.
-    explicit XServer(const QByteArray &screen, const QByteArrayList &arguments = {});
-    ~XServer();
-    XServer(const XServer &) = delete;
-    XServer &operator=(const XServer &) = delete;
+    // `screen` is "WIDTHxHEIGHTxDEPTH".
+    explicit XServer(const QByteArray &screen, const QByteArrayList &arguments = {})
+        : m_server(QByteArrayList{"Xvfb", "-displayfd", "%fd", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"} +
+                       arguments,
+                   "xvfb"),
+          m_display("DISPLAY", ":" + m_server.line()) {}
 
-    void signal(int number) const; // SIGSTOP freezes it
-    void end(int number);          // with that signal; waits until it has gone
+    void signal(int number) const { m_server.signal(number); }
+    void end(int number) { m_server.end(number); }
 
 private:
-    pid_t m_pid = 0;
-    QByteArray m_display; // DISPLAY before
+    Companion m_server;
+    Environment m_display;
 };
 
 } // namespace ombru::test
