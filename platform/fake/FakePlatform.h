@@ -1,6 +1,7 @@
 // The computer as a test scripts it: what its facilities answer, and what was asked of them. One a process; a test
 // calls reset() before it begins. Main thread, but where a field says otherwise.
 #pragma once
+#include "platform/Diagnosis.h"
 #include "platform/Notifications.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
@@ -34,6 +35,10 @@ struct FakePlatform {
     std::vector<NotificationUpdate> notifications; // in the order they were asked for
     bool notificationsAllowed = true;
     int notificationPermissionRequests = 0;
+
+    Check screenCheck{true, QStringLiteral("a screen"), {}};
+    Check inputCheck{true, QStringLiteral("a keyboard"), {}};
+    Check notificationCheck{true, QStringLiteral("a notification server"), {}};
 
     // One colour, 0xRRGGBB.
     static Picture plainPicture(int width, int height, std::uint32_t colour);

@@ -2,8 +2,6 @@
 
 #include <QRect>
 
-#include <xcb/randr.h>
-
 namespace ombru {
 namespace {
 
@@ -32,22 +30,25 @@ Result<Display> Display::open() {
                     : QStringLiteral("The display \"%1\" does not answer. Check DISPLAY and XAUTHORITY.").arg(name)});
 }
 
+Reply<xcb_randr_get_monitors_reply_t> Display::monitors() const {
+    const auto *randr = xcb_get_extension_data(connection(), &xcb_randr_id);
+    if (!randr || !randr->present)
+        return nullptr;
+    return Reply<xcb_randr_get_monitors_reply_t>(
+        xcb_randr_get_monitors_reply(connection(), xcb_randr_get_monitors(connection(), screen().root, 1), nullptr));
+}
+
 QRect Display::primaryMonitor() const {
     const auto size = Reply<xcb_get_geometry_reply_t>(
         xcb_get_geometry_reply(connection(), xcb_get_geometry(connection(), screen().root), nullptr));
     if (!size)
         return {};
     const QRect root(0, 0, size->width, size->height);
-    const auto *randr = xcb_get_extension_data(connection(), &xcb_randr_id);
-    if (!randr || !randr->present)
-        return root;
-    const auto monitors = Reply<xcb_randr_get_monitors_reply_t>(
-        xcb_randr_get_monitors_reply(connection(), xcb_randr_get_monitors(connection(), screen().root, 1), nullptr));
-    if (!monitors)
+    const auto all = monitors();
+    if (!all)
         return root;
     QRect first;
-    for (auto i = xcb_randr_get_monitors_monitors_iterator(monitors.get()); i.rem > 0;
-         xcb_randr_monitor_info_next(&i)) {
+    for (auto i = xcb_randr_get_monitors_monitors_iterator(all.get()); i.rem > 0; xcb_randr_monitor_info_next(&i)) {
         const QRect monitor = QRect(i.data->x, i.data->y, i.data->width, i.data->height) & root;
         if (monitor.isEmpty())
             continue;
@@ -57,6 +58,19 @@ QRect Display::primaryMonitor() const {
             first = monitor;
     }
     return first.isNull() ? root : first;
+}
+
+bool Display::isWaylandGuest() const {
+    const auto all = monitors();
+    if (!all)
+        return false;
+    for (auto i = xcb_randr_get_monitors_monitors_iterator(all.get()); i.rem > 0; xcb_randr_monitor_info_next(&i)) {
+        const auto name = Reply<xcb_get_atom_name_reply_t>(
+            xcb_get_atom_name_reply(connection(), xcb_get_atom_name(connection(), i.data->name), nullptr));
+        if (name && QByteArray(xcb_get_atom_name_name(name.get()), name->name_len).startsWith("XWAYLAND"))
+            return true;
+    }
+    return false;
 }
 
 } // namespace ombru

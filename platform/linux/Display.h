@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <xcb/randr.h>
 #include <xcb/xcb.h>
 
 namespace ombru {
@@ -27,7 +28,12 @@ public:
     // Where the primary monitor is on the root window: the one named primary, else the first, else all of it.
     QRect primaryMonitor() const;
 
+    // A Wayland session's server for X11 programs: it shows only their windows, and hides the rest of the screen.
+    bool isWaylandGuest() const;
+
 private:
+    Reply<xcb_randr_get_monitors_reply_t> monitors() const; // null without RandR
+
     struct Disconnect {
         void operator()(xcb_connection_t *connection) const { xcb_disconnect(connection); }
     };

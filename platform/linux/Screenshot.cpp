@@ -188,6 +188,9 @@ Result<Picture> takeScreenshot() {
     const auto display = Display::open();
     if (!display)
         return std::unexpected(display.error());
+    if (display->isWaylandGuest())
+        return std::unexpected(failed(
+            QStringLiteral("In a Wayland session the screen cannot be read this way. Log in to a session on X11.")));
     const auto format = rootFormat(*display);
     if (!format)
         return std::unexpected(failed(

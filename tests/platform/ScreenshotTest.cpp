@@ -128,6 +128,14 @@ TEST(Screenshot, WithoutAPrimaryMonitorTakesTheFirst) {
     EXPECT_EQ(sizeOf(takeScreenshot()), QSize(300, 200));
 }
 
+TEST(Screenshot, AWaylandSessionIsAFailureThatSaysSoRatherThanABlackPicture) {
+    const XServer server("640x480x24");
+    run("xrandr --setmonitor XWAYLAND0 640/150x480/120+0+0 screen");
+    const auto picture = takeScreenshot();
+    ASSERT_FALSE(picture);
+    EXPECT_TRUE(picture.error().description.contains(u"Wayland"_s));
+}
+
 TEST(Screenshot, AnEightKMonitorWorks) {
     const XServer server("7680x4320x24");
     paintRoot("#804020");

@@ -62,6 +62,9 @@ private:
             return message.createErrorReply(QDBusError::Failed, QStringLiteral("not today"));
         if (message.member() == QStringLiteral("GetCapabilities"))
             return message.createReply(capabilities);
+        if (message.member() == QStringLiteral("GetServerInformation"))
+            return message.createReply(
+                {QStringLiteral("stand-in"), QStringLiteral("test"), QStringLiteral("1.2"), QStringLiteral("1.2")});
         ++calls;
         if (message.member() == QStringLiteral("CloseNotification"))
             return close(message);

@@ -1,0 +1,71 @@
+#include "platform/Diagnosis.h"
+
+#include "base/Background.h"
+#include "platform/Screenshot.h"
+#include "platform/linux/Display.h"
+#include "platform/linux/NotificationServer.h"
+
+#include <xcb/xtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace ombru {
+namespace {
+
+QString displayName() {
+    return qEnvironmentVariable("DISPLAY");
+}
+
+Check noDisplay(const Failure &failure) {
+    return {false, failure.description,
+            u"Run ombru in a desktop session on X11, or point DISPLAY (and XAUTHORITY) at one."_s};
+}
+
+Check checkScreen() {
+    const auto display = Display::open();
+    if (!display)
+        return noDisplay(display.error());
+    const auto picture = takeScreenshot();
+    if (!picture)
+        return {false, picture.error().description, u"Log in to a desktop session on X11 (\"Xorg\")."_s};
+    return {true, u"%1 × %2 pixels on display %3"_s.arg(picture->width).arg(picture->height).arg(displayName()), {}};
+}
+
+Check checkInput() {
+    const auto display = Display::open();
+    if (!display)
+        return noDisplay(display.error());
+    if (display->isWaylandGuest())
+        return {false, u"In a Wayland session keys and clicks reach only some programs."_s,
+                u"Log in to a desktop session on X11 (\"Xorg\")."_s};
+    const auto *extension = xcb_get_extension_data(display->connection(), &xcb_test_id);
+    if (!extension || !extension->present)
+        return {false, u"Display %1 does not accept keys and clicks from programs (no XTEST)."_s.arg(displayName()),
+                u"Start the X server with its XTEST extension."_s};
+    return {true, u"keys and clicks on display %1"_s.arg(displayName()), {}};
+}
+
+} // namespace
+
+Task<Check> screenCheck() {
+    co_return co_await background(checkScreen);
+}
+
+Task<Check> inputCheck() {
+    co_return co_await background(checkInput);
+}
+
+Task<Check> notificationCheck() {
+    const auto server = co_await NotificationServer::find();
+    if (!server)
+        co_return Check{false, u"No notification server answers on the session bus."_s,
+                        u"Nothing else needs it. To see notifications, install and start one, such as dunst."_s};
+    const QDBusMessage reply = co_await NotificationServer::call(*server, u"GetServerInformation"_s, QVariantList());
+    const QVariantList about = reply.arguments();
+    const QString name = reply.type() == QDBusMessage::ReplyMessage ? about.value(0).toString() : QString();
+    const QString version = name.isEmpty() ? QString() : about.value(2).toString();
+    const QString shown = u"%1 %2"_s.arg(name, version).trimmed();
+    co_return Check{true, shown.isEmpty() ? u"a notification server"_s : shown, {}};
+}
+
+} // namespace ombru
