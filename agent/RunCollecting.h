@@ -11,7 +11,11 @@ struct Collected {
 };
 
 // Starts the process, which has no receivers for its streams, and resumes once it has ended and both are whole. Bounded
-// only by process->terminate(). Fails when it cannot be started, or was ended for printing more than its limit.
+// only by process->terminate(). A Failure of domain "process" means that it could not be started; one of domain "run",
+// that it was ended: EFBIG for printing more than its limit.
 Task<Result<Collected>> runCollecting(std::shared_ptr<Process> process);
+
+// The same, but the process is ended when the limit passes (ETIMEDOUT) or the stop is asked for (ECANCELED).
+Task<Result<Collected>> collectWithin(std::shared_ptr<Process> process, Clock::Duration limit, std::stop_token stop);
 
 } // namespace ombru

@@ -3,6 +3,7 @@
 #pragma once
 #include "platform/Diagnosis.h"
 #include "platform/Notifications.h"
+#include "platform/OwnerShell.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
 
@@ -15,6 +16,7 @@ namespace ombru {
 
 struct FakePlatform {
     QString osascript; // path of the tool that runs scripts
+    OwnerShell ownerShell;
 
     // Called on a background thread; may wait there.
     std::function<Result<Picture>()> screenshot = [] { return plainPicture(640, 480, 0x336699); };

@@ -1,0 +1,95 @@
+// The external `claude` command-line tool, the agent's intelligence: finds it, says whether it can be used, asks it for
+// the next turn of a conversation. Stateless operations; main thread.
+#pragma once
+#include "agent/RunCollecting.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <variant>
+
+namespace ombru::Claude {
+
+// Finding and checking it -------------------------------------------------------------------------------------------
+
+struct Unknown { // the sign-in check gave no usable answer
+    bool operator==(const Unknown &) const = default;
+};
+struct Missing { // no tool found
+    bool operator==(const Missing &) const = default;
+};
+struct Outdated {
+    QStringList missing; // required flags that it lacks
+    bool operator==(const Outdated &) const = default;
+};
+struct SignedOut {
+    bool operator==(const SignedOut &) const = default;
+};
+struct Ready {
+    QString email; // empty when the tool does not say
+    bool operator==(const Ready &) const = default;
+};
+using State = std::variant<Unknown, Missing, Outdated, SignedOut, Ready>;
+
+extern const QStringList requiredFlags;
+
+constexpr Clock::Duration QUICK = std::chrono::seconds(10); // how long the tool may take to answer a question of ours
+constexpr Clock::Duration LOOKUP = std::chrono::seconds(5); // and the owner's shell
+constexpr Clock::Duration SMOKE_TEST = std::chrono::minutes(5); // the model may be busy
+constexpr qint64 QUICK_OUTPUT = 16 << 20;                       // bytes of an answer; one that prints more gives none
+
+// Full path of the tool: the usual places first, then what the owner's shell finds.
+Task<std::optional<QString>> findBinary(std::stop_token stop = {});
+
+// Full path of the tool in the owner's own PATH, as an interactive login shell sees it.
+Task<std::optional<QString>> shellLookup(std::stop_token stop = {});
+
+// What the tool prints; none when it cannot be started, takes longer, or the stop is asked for. It is ended then.
+Task<std::optional<QString>> runQuick(QString binary, QStringList arguments, Clock::Duration limit = QUICK,
+                                      std::stop_token stop = {});
+
+// The required flags that its help does not name; all of them when it gives no help. Remembered until another path is
+// asked about or the file's date changes.
+Task<QStringList> missingFlags(QString binary, std::stop_token stop = {});
+
+Task<State> check(std::stop_token stop = {});
+
+// Asking it ---------------------------------------------------------------------------------------------------------
+
+// The handle of one running ask. Its process is stored before the start: process->terminate() cancels at any time.
+struct Call {
+    std::shared_ptr<Process> process;
+};
+
+struct Question {
+    QString binary;
+    QString prompt;
+    QString systemPrompt;
+    std::optional<QString> sessionID; // of the conversation to go on with
+    QString model;                    // empty: the tool's own choice
+    QString workDir;
+};
+
+struct Reply {
+    QString text;
+    std::optional<QString> sessionID;
+};
+
+// Bounded only by ending call->process. Every Failure has domain "claude" and a description for the owner.
+Task<Result<Reply>> ask(Question question, std::shared_ptr<Call> call);
+
+// What the tool is started with, and what is made of its answer. Pure. A NUL character, which no argument can carry,
+// becomes U+FFFD.
+QStringList arguments(const Question &question);
+Result<Reply> replyOf(const Collected &collected);
+
+// Asks for one fixed reply. One line for the owner that begins with "✓ " or "✗ ".
+Task<QString> smokeTest(std::stop_token stop = {});
+
+// The environment that every run of the tool gets: our own with a PATH in which the tool finds its helpers.
+Environment toolEnvironment();
+
+} // namespace ombru::Claude
