@@ -9,6 +9,14 @@
 
 #include <gtest/gtest.h>
 
+// Failed expectations show texts as texts.
+inline void PrintTo(const QString &text, std::ostream *out) {
+    *out << '"' << text.toStdString() << '"';
+}
+inline void PrintTo(const QByteArray &bytes, std::ostream *out) {
+    *out << '"' << bytes.toStdString() << '"';
+}
+
 namespace ombru::test {
 
 constexpr int GUARD_MILLISECONDS = 60'000;

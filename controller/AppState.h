@@ -1,0 +1,132 @@
+// The one controller: every piece of state that somebody shows, the settings, and the handles of all that runs.
+//
+//   State and settings     AppState.cpp        fields, event log, activity line, work directory, state message
+//   The task loop          AppStateTask.cpp    startTask, cancelTask, newSession, one turn after the other
+//   The claude tool        AppStateClaude.cpp  testClaude
+//
+// Main thread only, but for emitFromAnywhere. A field that changes calls the observers just before the change takes
+// effect; they may only schedule, never read. Created once; drain() before it is destroyed.
+#pragma once
+#include "agent/AppleScriptRunner.h"
+#include "agent/Claude.h"
+#include "agent/Screen.h"
+#include "base/Published.h"
+#include "base/Settings.h"
+#include "base/Task.h"
+#include "cloud/CloudConfig.h"
+#include "controller/Event.h"
+
+#include <QJsonObject>
+#include <QObject>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+#include <variant>
+
+namespace ombru {
+
+// How a task ended.
+struct TaskResult {
+    enum class Outcome { answered, outOfSteps, cancelled, failed };
+    Outcome outcome = Outcome::answered;
+    QString answer;
+
+    bool operator==(const TaskResult &) const = default;
+};
+
+class AppState : public QObject {
+public:
+    // Takes the final answer's text.
+    using Remote = std::function<void(QString)>;
+
+    explicit AppState(const QString &settingsFile = Settings::defaultFile());
+    ~AppState() override;
+
+    Settings settings;
+
+    Published<AppState, CloudConfig> config{this};
+    Published<AppState, bool> busy{this, false}; // a task is running; at most one at a time
+    Published<AppState, QString> status{this, QStringLiteral("idle")};
+    Published<AppState, int> step{this, 0};                   // turn of the running task, from 1; 0 before the first
+    Published<AppState, std::optional<QString>> caller{this}; // who phoned the running task in
+    Published<AppState, QStringList> activeCalls{this};
+    Published<AppState, bool> sharing{this, false};                 // the computer's audio goes into a call
+    Published<AppState, std::optional<QString>> taskActivity{this}; // what is happening now
+    Published<AppState, QString> lastEvent{this};                   // first line of the last event that counts
+    Published<AppState, Claude::State> claude{this, Claude::Unknown{}};
+    Published<AppState, QString> claudeTest{this};
+    Published<AppState, bool> claudeTesting{this, false};
+    Published<AppState, std::optional<TaskResult>> lastResult{this}; // of the last task that finished
+
+    // --- State and settings
+    void emit(const QString &text, EventKind kind);
+    void emitFromAnywhere(const QString &text, EventKind kind); // any thread
+    void setActivity(const std::optional<QString> &text, double linger = 0, bool prominent = false,
+                     const std::optional<QString> &detail = {});
+    QString systemPrompt() const;
+    void sendState();
+    static QString workDir(); // created when it is not there
+
+    void onWillChange(std::function<void()> observer) { m_observers.push_back(std::move(observer)); }
+    void onEvent(std::function<void(const Event &)> receiver) { m_receivers.push_back(std::move(receiver)); }
+    // Takes every message for the web page while its channel is open; an empty function closes it.
+    void setWebChannel(std::function<void(const QJsonObject &)> send) { m_web = std::move(send); }
+
+    // --- The task loop
+    void startTask(const QString &task, const std::optional<QString> &caller = {},
+                   const std::optional<QString> &label = {}, const Remote &remote = {});
+    void cancelTask();
+    void newSession();
+
+    // --- The claude tool
+    void testClaude();
+
+    // Ends everything that runs and waits for it.
+    Task<> drain();
+
+private:
+    template <class Owner, class T>
+    friend class Published;
+
+    struct Cancelled {};
+    using TaskError = std::variant<Cancelled, Failure>;
+    template <class T>
+    using Attempt = std::expected<T, TaskError>;
+    struct Turn {
+        std::optional<TaskResult> finished;
+        QString nextHead; // what the next turn's message begins with
+    };
+
+    void willChange();
+    void setTaskState(bool nowBusy, int nowStep);
+
+    Task<> runTask(QString task, std::optional<QString> from, std::optional<QString> label, Remote remote);
+    Task<Attempt<TaskResult>> work(QString head);
+    Task<Attempt<Turn>> takeTurn(QString binary, QString head, Clock::Time started);
+    Task<Attempt<Screen::Shot>> look();
+    Task<Attempt<QString>> ask(QString binary, QString message);
+    Task<Attempt<Turn>> act(QString script, QString prose);
+    TaskResult finalAnswer(const QString &reply, Clock::Time started);
+    void announceTask(const QString &text, const std::optional<QString> &label);
+    void reportScript(bool ok, const QString &output, double seconds);
+    std::optional<TaskResult> outOfSteps();
+    TaskResult resultOf(const Attempt<TaskResult> &attempt);
+    void finishTask(const TaskResult &result, const Remote &remote);
+    bool isCancelled() const;
+    Task<> runClaudeTest();
+
+    std::shared_ptr<Claude::Call> m_claudeCall;          // the running claude process
+    std::shared_ptr<AppleScriptRunner::Run> m_scriptRun; // the scripts of the running task
+    std::optional<QString> m_sessionID;                  // the conversation to continue; outlives tasks
+    bool m_cancelled = false;                            // the owner asked to stop the running task
+    std::stop_source m_taskStop;                         // ends the running task's pauses
+    QString m_task;                                      // headline of the running task
+    Timer m_activityClear;
+    std::vector<std::function<void()>> m_observers;
+    std::vector<std::function<void(const Event &)>> m_receivers;
+    std::function<void(const QJsonObject &)> m_web;
+    TaskScope m_tasks;
+};
+
+} // namespace ombru

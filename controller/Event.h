@@ -1,0 +1,22 @@
+// One line of the event log and what follows from its kind. Plain values, any thread.
+#pragma once
+#include "platform/SystemLog.h"
+
+#include <QString>
+
+namespace ombru {
+
+enum class EventKind { user, call, heard, said, rule, dim, claude, code, result, good, bad, warn };
+
+struct Event {
+    EventKind kind = EventKind::dim;
+    QString text;
+    double time = 0; // seconds since 1970
+};
+
+QString kindName(EventKind kind);
+LogLevel logLevel(EventKind kind);
+bool updatesLastEvent(EventKind kind);
+bool isForwarded(EventKind kind); // goes to the web page
+
+} // namespace ombru

@@ -1,0 +1,107 @@
+#include "controller/TaskText.h"
+
+#include "base/Text.h"
+
+#include <QRegularExpression>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype HEADLINE_LENGTH = 140;
+constexpr qsizetype RESULT_LENGTH = 4000;
+
+QRegularExpression expression(const QString &pattern, QRegularExpression::PatternOptions options = {}) {
+    return QRegularExpression(pattern, options | QRegularExpression::UseUnicodePropertiesOption);
+}
+
+} // namespace
+
+SplitReply splitReply(const QString &reply) {
+    static const auto block =
+        expression(u"```(?:applescript|osascript|as)\\s*\\n(.*?)```"_s,
+                   QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
+    SplitReply split;
+    qsizetype taken = 0;
+    for (auto matches = block.globalMatch(reply); matches.hasNext();) {
+        const auto match = matches.next();
+        if (!split.script)
+            split.script = match.captured(1).trimmed();
+        split.prose += QStringView(reply).sliced(taken, match.capturedStart() - taken);
+        taken = match.capturedEnd();
+    }
+    split.prose += QStringView(reply).sliced(taken);
+    split.prose = split.prose.trimmed();
+    return split;
+}
+
+QString plainStep(const QString &prose) {
+    static const auto sentenceEnd = expression(u"[.!?](\\s|$)"_s);
+    QString line;
+    for (const auto candidate : QStringView(prose).split(u'\n')) {
+        line = candidate.trimmed().toString();
+        if (!line.isEmpty())
+            break;
+    }
+    line.remove(u"**"_s).remove(u'`');
+    if (const auto match = sentenceEnd.match(line); match.hasMatch())
+        line.truncate(match.capturedEnd());
+    line = line.trimmed();
+    if (characterCount(line) > HEADLINE_LENGTH)
+        line = firstCharacters(line, HEADLINE_LENGTH - 1) + u"…"_s;
+    return line;
+}
+
+FinalReply readFinalReply(const QString &reply) {
+    FinalReply final;
+    QString text = reply;
+    final.done = reply.first(std::min<qsizetype>(5, reply.size())).toUpper() == u"DONE:"_s;
+    if (final.done)
+        text = text.sliced(5).trimmed();
+    final.shown = text.isEmpty() ? u"(no reply)"_s : text;
+    final.answer = text.isEmpty() ? u"Done."_s : text;
+    return final;
+}
+
+QString turnMessage(const QString &head, int step, const QString &screenshot, QSize image, QSize screen) {
+    const auto factor = [](int points, int pixels) { return QString::number(double(points) / pixels, 'f', 3); };
+    return QStringList{
+        head,
+        u"Screenshot (step "_s + QString::number(step) + u"): "_s + screenshot,
+        u"Image size: "_s + QString::number(image.width()) + u"x"_s + QString::number(image.height()) + u" px."_s,
+        u"Screen size: "_s + QString::number(screen.width()) + u"x"_s + QString::number(screen.height()) +
+            u" points. To convert image px -> screen points multiply x by "_s + factor(screen.width(), image.width()) +
+            u" and y by "_s + factor(screen.height(), image.height()) + u"."_s,
+    }
+        .join(u'\n');
+}
+
+QString resultHead(bool ok, const QString &output) {
+    return u"Result of your last AppleScript ("_s + (ok ? u"success"_s : u"failure"_s) + u"):\n"_s +
+           firstCharacters(output, RESULT_LENGTH);
+}
+
+bool isAutomationRefusal(const QString &output) {
+    return output.contains(u"-1743"_s) ||
+           output.contains(u"not authorized to send apple events"_s, Qt::CaseInsensitive);
+}
+
+QString errorHeadline(const QString &output) {
+    const auto marker = u"execution error: "_s;
+    const auto at = output.indexOf(marker);
+    return firstCharacters(firstLine(at < 0 ? output : output.sliced(at + marker.size())), HEADLINE_LENGTH);
+}
+
+QString finishTitle(const QString &answer) {
+    if (answer == u"Okay, stopped."_s)
+        return u"Stopped"_s;
+    return answer.startsWith(u"Sorry"_s) ? u"Something went wrong"_s : u"Done ✓"_s;
+}
+
+QString secondsText(double seconds) {
+    return QString::number(seconds, 'f', 1);
+}
+
+} // namespace ombru

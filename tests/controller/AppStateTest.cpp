@@ -1,0 +1,165 @@
+#include "controller/Prompts.h"
+#include "tests/controller/LoopFixture.h"
+
+#include <thread>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using test::settle;
+
+class AppStateTest : public test::LoopFixture {
+protected:
+    std::vector<QJsonObject> sent;
+    void openWeb() {
+        state->setWebChannel([this](const QJsonObject &message) { sent.push_back(message); });
+    }
+};
+
+TEST_F(AppStateTest, AFreshControllerIsIdle) {
+    EXPECT_FALSE(state->busy);
+    EXPECT_EQ(state->status(), u"idle"_s);
+    EXPECT_EQ(state->step(), 0);
+    EXPECT_EQ(state->lastEvent(), QString());
+    EXPECT_FALSE(state->caller());
+    EXPECT_FALSE(state->taskActivity());
+    EXPECT_FALSE(state->lastResult());
+}
+
+TEST_F(AppStateTest, TheServicesPromptWinsOverTheCachedOneAndThatOverTheBuiltInOne) {
+    EXPECT_EQ(state->systemPrompt(), FALLBACK_PROMPT);
+    ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
+    EXPECT_EQ(state->systemPrompt(), u"cached"_s);
+}
+
+TEST_F(AppStateTest, AnEmptyTextChangesNothingAndSendsNothing) {
+    openWeb();
+    state->emit(u"before"_s, EventKind::good);
+    const auto sentBefore = sent.size();
+    const auto loggedBefore = FakePlatform::instance().logged.size();
+    state->emit({}, EventKind::bad);
+    EXPECT_EQ(state->lastEvent(), u"before"_s);
+    EXPECT_EQ(sent.size(), sentBefore);
+    EXPECT_EQ(FakePlatform::instance().logged.size(), loggedBefore);
+    EXPECT_EQ(events.size(), 1);
+}
+
+TEST_F(AppStateTest, EveryEventGoesToTheSystemLogAtItsLevel) {
+    state->emit(u"a\nb"_s, EventKind::bad);
+    state->emit(u"c"_s, EventKind::code);
+    state->emit(u"d"_s, EventKind::rule);
+    const auto &logged = FakePlatform::instance().logged;
+    ASSERT_EQ(logged.size(), 3u);
+    EXPECT_EQ(logged[0].text, u"a\nb"_s);
+    EXPECT_EQ(logged[0].subsystem, u"com.ombru.mac"_s);
+    EXPECT_EQ(logged[0].category, u"relay"_s);
+    EXPECT_EQ(logged[0].level, LogLevel::error);
+    EXPECT_EQ(logged[1].level, LogLevel::debug);
+    EXPECT_EQ(logged[2].level, LogLevel::notice);
+}
+
+TEST_F(AppStateTest, TheLastEventIsTheFirstLineOfTheKindsThatCount) {
+    state->emit(u"one\ntwo"_s, EventKind::warn);
+    EXPECT_EQ(state->lastEvent(), u"one"_s);
+    for (const auto kind : {EventKind::heard, EventKind::said, EventKind::rule, EventKind::dim, EventKind::claude,
+                            EventKind::code, EventKind::result})
+        state->emit(u"other"_s, kind);
+    EXPECT_EQ(state->lastEvent(), u"one"_s);
+}
+
+TEST_F(AppStateTest, EventsAreMirroredOnlyWhileTheWebChannelIsOpen) {
+    state->emit(u"unseen"_s, EventKind::good);
+    openWeb();
+    state->emit(u"rule"_s, EventKind::rule);
+    state->emit(u"dim"_s, EventKind::dim);
+    state->emit(u"seen\nwhole"_s, EventKind::heard);
+    state->setWebChannel({});
+    state->emit(u"unseen"_s, EventKind::good);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0][u"type"_s].toString(), u"event"_s);
+    EXPECT_EQ(sent[0][u"kind"_s].toString(), u"heard"_s);
+    EXPECT_EQ(sent[0][u"text"_s].toString(), u"seen\nwhole"_s);
+    EXPECT_GT(sent[0][u"ts"_s].toDouble(), 1.7e9);
+}
+
+TEST_F(AppStateTest, EventsFromOtherThreadsArriveOnTheMainOne) {
+    const auto here = std::this_thread::get_id();
+    std::optional<std::thread::id> there;
+    state->onEvent([&](const Event &) { there = std::this_thread::get_id(); });
+    std::jthread([this] { state->emitFromAnywhere(u"hello"_s, EventKind::said); }).join();
+    EXPECT_TRUE(events.isEmpty());
+    settle();
+    EXPECT_EQ(events, QStringList{u"said: hello"_s});
+    EXPECT_EQ(there, here);
+}
+
+TEST_F(AppStateTest, AnActivityWithoutLingerStaysUntilTheNext) {
+    ManualClock clock;
+    state->setActivity(u"working"_s);
+    clock.advance(24h);
+    settle();
+    EXPECT_EQ(state->taskActivity(), u"working"_s);
+    state->setActivity({});
+    EXPECT_FALSE(state->taskActivity());
+}
+
+TEST_F(AppStateTest, ASecondActivityBeforeTheLingerElapsesCancelsTheFirstTimer) {
+    ManualClock clock;
+    state->setActivity(u"first"_s, 4);
+    clock.advance(3s);
+    settle();
+    state->setActivity(u"second"_s, 4);
+    clock.advance(3s);
+    settle();
+    EXPECT_EQ(state->taskActivity(), u"second"_s);
+    clock.advance(1s);
+    settle();
+    EXPECT_FALSE(state->taskActivity());
+}
+
+TEST_F(AppStateTest, ObserversHearOfAChangeBeforeItTakesEffectAndNotOfNone) {
+    QStringList before;
+    state->onWillChange([&] { before.append(state->lastEvent()); });
+    state->emit(u"one"_s, EventKind::good);
+    state->emit(u"one"_s, EventKind::good);
+    state->emit(u"two"_s, EventKind::good);
+    EXPECT_EQ(before, (QStringList{u""_s, u"one"_s}));
+}
+
+TEST_F(AppStateTest, TheWorkDirectoryIsMadeAndPrivate) {
+    const auto path = AppState::workDir();
+    EXPECT_EQ(path, home.filePath(u".local/share/ombru"_s));
+    EXPECT_TRUE(QDir(path).exists());
+    EXPECT_FALSE(QFile::permissions(path) & (QFile::ReadGroup | QFile::ReadOther));
+}
+
+TEST_F(AppStateTest, ABadSettingIsLoggedOnceAndItsDefaultCounts) {
+    ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"3"_s));
+    QFile file(state->settings.file());
+    ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Truncate));
+    file.write("[General]\nmaxSteps=lots of them\n");
+    file.close();
+    EXPECT_EQ(state->settings.maxSteps(), 15);
+    EXPECT_EQ(state->settings.maxSteps(), 15);
+    ASSERT_EQ(events.size(), 1);
+    EXPECT_TRUE(events[0].startsWith(u"warn: ✗ maxSteps cannot be \"lots of them\""_s)) << events[0].toStdString();
+}
+
+TEST_F(AppStateTest, AWorkingToolPassesItsTest) {
+    claude.file(u"reply.1"_s, resultJson(u"ombru test ok"_s));
+    claude.play(1, "cat \"$d/reply.$n\"");
+    state->testClaude();
+    EXPECT_TRUE(state->claudeTesting);
+    EXPECT_EQ(state->claudeTest(), QString());
+    ASSERT_TRUE(test::waitUntil([this] { return !state->claudeTesting; }));
+    EXPECT_TRUE(state->claudeTest->startsWith(u"✓ claude -p works ("_s)) << state->claudeTest->toStdString();
+    EXPECT_EQ(events, QStringList{u"good: "_s + state->claudeTest()});
+}
+
+TEST_F(AppStateTest, ABrokenToolFailsItsTestWithItsOutput) {
+    claude.play(1, "echo broken");
+    state->testClaude();
+    ASSERT_TRUE(test::waitUntil([this] { return !state->claudeTesting; }));
+    EXPECT_TRUE(state->claudeTest->startsWith(u"✗ claude -p failed: broken"_s)) << state->claudeTest->toStdString();
+    EXPECT_EQ(events, QStringList{u"bad: "_s + state->claudeTest()});
+}

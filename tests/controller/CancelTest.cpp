@@ -1,0 +1,162 @@
+#include "tests/controller/LoopFixture.h"
+
+#include <QFileInfo>
+
+#include <atomic>
+#include <csignal>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+using Outcome = TaskResult::Outcome;
+using test::waitUntil;
+
+class Cancel : public test::LoopFixture {
+protected:
+    void expectStopped() {
+        EXPECT_EQ(state->status(), u"cancelling…"_s);
+        EXPECT_EQ(finish(), (TaskResult{Outcome::cancelled, u"Okay, stopped."_s}));
+        EXPECT_EQ(events.last(), u"warn: cancelled"_s);
+        EXPECT_EQ(state->status(), u"cancelled"_s);
+        EXPECT_EQ(state->taskActivity(), u"Stopped"_s);
+        EXPECT_FALSE(state->busy);
+    }
+
+    // The process whose number a play wrote into the file, once it has.
+    qint64 processIn(const QString &file) {
+        qint64 pid = 0;
+        EXPECT_TRUE(waitUntil([&] {
+            QFile written(file);
+            pid = written.open(QFile::ReadOnly) ? written.readAll().trimmed().toLongLong() : 0;
+            return pid > 0;
+        }));
+        return pid;
+    }
+
+    static bool isGone(qint64 pid) {
+        return waitUntil([pid] {
+            QFile status(u"/proc/%1/stat"_s.arg(pid));
+            return !status.open(QFile::ReadOnly) || status.readAll().contains(") Z ");
+        });
+    }
+
+    bool until(const QString &eventStart) {
+        return waitUntil([&] {
+            return std::ranges::any_of(events, [&](const auto &event) { return event.startsWith(eventStart); });
+        });
+    }
+};
+
+TEST_F(Cancel, RightAfterTheStart) {
+    reply({u"DONE: never"_s});
+    state->startTask(u"go"_s);
+    state->cancelTask();
+    expectStopped();
+}
+
+TEST_F(Cancel, WhileTheScreenshotIsTaken) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().screenshot = [release, waiting]() -> Result<Picture> {
+        *waiting = true;
+        release->wait(false);
+        return FakePlatform::plainPicture(64, 48, 0);
+    };
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(waitUntil([&] { return waiting->load(); }));
+    state->cancelTask();
+    *release = true;
+    release->notify_all();
+    expectStopped();
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
+    state->setWebChannel([](const QJsonObject &) {});
+    state->onEvent([this](const Event &event) {
+        if (event.text.startsWith(u"screenshot "_s))
+            state->cancelTask();
+    });
+    state->startTask(u"go"_s);
+    EXPECT_EQ(finish().outcome, Outcome::cancelled);
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(Cancel, WhileClaudeThinksLeavesNoProcessBehind) {
+    const auto own = home.filePath(u"claude.pid"_s);
+    const auto child = home.filePath(u"child.pid"_s);
+    claude.play(1, "sleep 1000 & echo $! >\"$HOME/child.pid\"; echo $$ >\"$HOME/claude.pid\"; wait");
+    state->startTask(u"go"_s);
+    const auto pid = processIn(own);
+    const auto childPid = processIn(child);
+    state->cancelTask();
+    expectStopped();
+    EXPECT_TRUE(isGone(pid));
+    EXPECT_TRUE(isGone(childPid));
+}
+
+TEST_F(Cancel, WhileClaudeThinksAndWillNotBeAsked) {
+    claude.play(1, "trap '' TERM; echo $$ >\"$HOME/claude.pid\"; while :; do sleep 1000; done");
+    state->startTask(u"go"_s);
+    const auto pid = processIn(home.filePath(u"claude.pid"_s));
+    state->cancelTask();
+    expectStopped();
+    EXPECT_TRUE(isGone(pid));
+}
+
+TEST_F(Cancel, WhileAScriptRunsLeavesNoProcessBehind) {
+    reply({block(u"x"_s)});
+    osascript.play(1, "echo $$ >\"$HOME/script.pid\"; exec sleep 1000");
+    state->startTask(u"go"_s);
+    const auto pid = processIn(home.filePath(u"script.pid"_s));
+    state->cancelTask();
+    expectStopped();
+    EXPECT_TRUE(isGone(pid));
+    EXPECT_EQ(claude.calls(), 1);
+}
+
+TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
+    ASSERT_TRUE(state->settings.write(u"settle"_s, u"60"_s));
+    ManualClock clock; // the pause would never end by itself
+    reply({block(u"x"_s)});
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(until(u"result: "_s));
+    state->cancelTask();
+    expectStopped();
+    EXPECT_EQ(claude.calls(), 1);
+}
+
+TEST_F(Cancel, WhileIdleNeverStopsTheNextTask) {
+    reply({u"DONE: ok"_s});
+    state->cancelTask();
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+}
+
+TEST_F(Cancel, TwiceIsLikeOnce) {
+    claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    state->startTask(u"go"_s);
+    processIn(home.filePath(u"claude.pid"_s));
+    state->cancelTask();
+    state->cancelTask();
+    expectStopped();
+    EXPECT_EQ(events.count(u"warn: cancelled"_s), 1);
+}
+
+TEST_F(Cancel, TheNextTaskRunsAsEver) {
+    claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    state->startTask(u"one"_s);
+    processIn(home.filePath(u"claude.pid"_s));
+    state->cancelTask();
+    expectStopped();
+    claude.file(u"reply.2"_s, resultJson(u"DONE: ok"_s));
+    claude.play(2, "cat \"$d/reply.$n\"");
+    EXPECT_EQ(runTask(u"two"_s).answer, u"ok"_s);
+}
+
+TEST_F(Cancel, TheEndOfTheProgramEndsARunningTask) {
+    claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    state->startTask(u"go"_s);
+    const auto pid = processIn(home.filePath(u"claude.pid"_s));
+    test::await(state->drain());
+    EXPECT_FALSE(state->busy);
+    EXPECT_TRUE(isGone(pid));
+}

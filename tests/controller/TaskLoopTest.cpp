@@ -1,0 +1,342 @@
+#include "controller/Prompts.h"
+#include "tests/controller/LoopFixture.h"
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+using Outcome = TaskResult::Outcome;
+
+class TaskLoop : public test::LoopFixture {};
+
+namespace {
+const QString RULE = QString(40, u'─');
+}
+
+TEST_F(TaskLoop, AFinalAnswerEndsTheTaskAfterOneTurn) {
+    reply({u"DONE: All set.\nSecond line."_s});
+    const auto result = runTask(u"do it"_s);
+    EXPECT_EQ(result, (TaskResult{Outcome::answered, u"All set.\nSecond line."_s}));
+    EXPECT_EQ(plainEvents(), (QStringList{u"user: you ❯ do it"_s, u"rule: ── step 1/15 "_s + RULE,
+                                          u"good: ✓ All set.\nSecond line."_s, u"dim: finished in 1 step · 0s"_s}));
+    EXPECT_EQ(state->status(), u"✓ All set."_s);
+    EXPECT_EQ(state->step(), 1);
+    EXPECT_EQ(state->lastEvent(), u"✓ All set."_s);
+}
+
+TEST_F(TaskLoop, AScriptIsRunAndItsResultIsTheNextMessage) {
+    reply({block(u"return 6 * 7"_s, u"**First**, I count. Then more."_s), u"DONE: 42"_s});
+    osascript.play(1, "printf 42");
+    EXPECT_EQ(runTask(u"count"_s).answer, u"42"_s);
+    EXPECT_EQ(osascript.input(1), "return 6 * 7");
+    const auto plain = plainEvents();
+    ASSERT_EQ(plain.size(), 8);
+    EXPECT_EQ(plain[2], u"claude: claude: **First**, I count. Then more."_s);
+    EXPECT_EQ(plain[3], u"code: script:\nreturn 6 * 7"_s);
+    EXPECT_TRUE(plain[4].startsWith(u"result: ✓ script ok ("_s) && plain[4].endsWith(u"s): 42"_s));
+    EXPECT_EQ(plain[5], u"rule: ── step 2/15 "_s + RULE);
+    EXPECT_EQ(plain[7], u"dim: finished in 2 steps · 0s"_s);
+    EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (success):\n42\nScreenshot (step 2): "_s));
+}
+
+TEST_F(TaskLoop, TheMessageNamesTheTaskThePictureAndTheScale) {
+    reply({u"DONE: ok"_s});
+    runTask(u"look"_s);
+    const auto lines = message(1).split(u'\n');
+    ASSERT_EQ(lines.size(), 4);
+    EXPECT_EQ(lines[0], u"USER TASK: look"_s);
+    const auto directory = home.filePath(u".local/share/ombru/screenshots/"_s);
+    ASSERT_TRUE(lines[1].startsWith(u"Screenshot (step 1): "_s + directory + u"shot_"_s));
+    EXPECT_TRUE(lines[1].endsWith(u"_001.png"_s));
+    EXPECT_TRUE(QFile::exists(lines[1].sliced(21)));
+    EXPECT_EQ(lines[2], u"Image size: 1568x1176 px."_s);
+    EXPECT_EQ(lines[3],
+              u"Screen size: 1512x982 points. To convert image px -> screen points multiply x by 0.964 and y by "
+              u"0.835."_s);
+}
+
+TEST_F(TaskLoop, ClaudeIsAskedWithThePromptAndTheModelInForce) {
+    reply({u"DONE: ok"_s, u"DONE: ok"_s});
+    runTask(u"one"_s);
+    EXPECT_EQ(claude.arguments(1).sliced(2),
+              (QStringList{u"--output-format"_s, u"json"_s, u"--tools"_s, u"Read"_s, u"--allowedTools"_s, u"Read"_s,
+                           u"--append-system-prompt"_s, FALLBACK_PROMPT}));
+    ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
+    ASSERT_TRUE(state->settings.write(u"model"_s, u"small"_s));
+    runTask(u"two"_s);
+    EXPECT_EQ(claude.arguments(2).sliced(8), (QStringList{u"--append-system-prompt"_s, u"cached"_s, u"--resume"_s,
+                                                          u"session-1"_s, u"--model"_s, u"small"_s}));
+}
+
+TEST_F(TaskLoop, ALaterTaskContinuesTheConversationUntilANewSession) {
+    reply({u"DONE: 1"_s, u"DONE: 2"_s, u"DONE: 3"_s});
+    runTask(u"one"_s);
+    EXPECT_FALSE(claude.arguments(1).contains(u"--resume"_s));
+    runTask(u"two"_s);
+    EXPECT_TRUE(claude.arguments(2).contains(u"--resume"_s));
+    state->newSession();
+    EXPECT_EQ(events.last(), u"warn: started a fresh Claude session"_s);
+    runTask(u"three"_s);
+    EXPECT_FALSE(claude.arguments(3).contains(u"--resume"_s));
+}
+
+TEST_F(TaskLoop, AReplyWithTwoBlocksRunsOnlyTheFirstAndLogsNeither) {
+    reply({block(u"first"_s, u"A."_s) + u"\n"_s + block(u"second"_s, u"B."_s), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_EQ(osascript.calls(), 1);
+    EXPECT_EQ(osascript.input(1), "first");
+    EXPECT_EQ(plainEvents()[2], u"claude: claude: A.\n\nB."_s);
+}
+
+TEST_F(TaskLoop, DoneInLowerCaseIsFinalToo) {
+    reply({u"done: fine"_s});
+    EXPECT_EQ(runTask(u"go"_s).answer, u"fine"_s);
+    EXPECT_TRUE(events.contains(u"good: ✓ fine"_s));
+}
+
+TEST_F(TaskLoop, OnlyDoneShowsNoReplyAndAnswersDone) {
+    reply({u"DONE:"_s});
+    EXPECT_EQ(runTask(u"go"_s).answer, u"Done."_s);
+    EXPECT_TRUE(events.contains(u"good: ✓ (no reply)"_s));
+    EXPECT_EQ(state->status(), u"✓ (no reply)"_s);
+}
+
+TEST_F(TaskLoop, AReplyWithoutBlockAndWithoutDoneEndsTheTaskToo) {
+    reply({u"I cannot do that."_s});
+    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::answered, u"I cannot do that."_s}));
+    EXPECT_TRUE(events.contains(u"claude: claude: I cannot do that."_s));
+    EXPECT_EQ(state->status(), u"I cannot do that."_s);
+}
+
+TEST_F(TaskLoop, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
+    ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"1"_s));
+    reply({block(u"one"_s)});
+    const auto result = runTask(u"go"_s);
+    EXPECT_EQ(result.outcome, Outcome::outOfSteps);
+    EXPECT_EQ(result.answer, u"I ran out of steps before finishing. Tell me how to continue."_s);
+    EXPECT_EQ(osascript.calls(), 1);
+    EXPECT_EQ(claude.calls(), 1);
+    EXPECT_EQ(events.last(), u"warn: ── hit max steps (1) — type a follow-up to continue"_s);
+    EXPECT_EQ(state->status(), u"hit max steps (1)"_s);
+    EXPECT_EQ(state->taskActivity(), u"Done ✓"_s);
+}
+
+TEST_F(TaskLoop, AFailedScriptIsTheNextTurnsInput) {
+    reply({block(u"bad"_s), u"DONE: ok"_s});
+    osascript.play(1, "echo '0:3: execution error: Boom. (-2700)' >&2; exit 1");
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    const QString output = u"Error (exit 1): 0:3: execution error: Boom. (-2700)\n"_s;
+    EXPECT_TRUE(plainEvents()[3].startsWith(u"bad: ✗ script failed ("_s));
+    EXPECT_TRUE(plainEvents()[3].endsWith(u"s): "_s + output));
+    EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (failure):\n"_s + output));
+}
+
+TEST_F(TaskLoop, ARefusedScriptYieldsANoteInTheNextTurnsResult) {
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "echo 'execution error: Not authorized to send Apple events to Finder. (-1743)' >&2; exit 1");
+    runTask(u"go"_s);
+    EXPECT_TRUE(
+        events.contains(u"bad: ✗ an app in this script isn't allowed yet — allow it from the ombru menu bar"_s));
+    EXPECT_TRUE(message(2).contains(
+        u"\n(macOS hasn't allowed ombru to control this app — the user can allow it in the ombru menu bar or System "
+        u"Settings → Privacy & Security → Automation.)\nScreenshot"_s));
+}
+
+TEST_F(TaskLoop, AScriptThatSucceedsIsNoRefusalWhateverItPrints) {
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "echo -1743");
+    runTask(u"go"_s);
+    EXPECT_FALSE(message(2).contains(u"macOS hasn't allowed"_s));
+}
+
+TEST_F(TaskLoop, AScriptBeyondItsTimeIsEnded) {
+    ASSERT_TRUE(state->settings.write(u"scriptTimeout"_s, u"0.2"_s));
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "exec sleep 1000");
+    runTask(u"go"_s);
+    EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (failure):\nScript timed out after 0s."_s));
+}
+
+TEST_F(TaskLoop, AMissingToolEndsTheTaskWithAnAnswer) {
+    ASSERT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
+    qputenv("PATH", "/nonexistent");
+    const auto result = runTask(u"go"_s);
+    EXPECT_EQ(result, (TaskResult{Outcome::failed, u"Sorry, the assistant isn't installed on the computer."_s}));
+    EXPECT_EQ(events.last(), u"bad: ✗ couldn't find the claude CLI (install Claude Code)"_s);
+    EXPECT_EQ(state->status(), u"claude CLI not found"_s);
+    EXPECT_EQ(state->step(), 0);
+}
+
+TEST_F(TaskLoop, AnErrorOfTheToolEndsTheTaskWithItsWords) {
+    claude.play(1, "echo '{\"is_error\":true,\"result\":\"no credit\"}'");
+    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::failed, u"Sorry, something went wrong on the computer."_s}));
+    EXPECT_EQ(events.last(), u"bad: ✗ claude error: no credit"_s);
+    EXPECT_EQ(state->status(), u"✗ claude error: no credit"_s);
+    EXPECT_EQ(state->taskActivity(), u"Something went wrong"_s);
+}
+
+TEST_F(TaskLoop, AFailedScreenshotEndsTheTask) {
+    FakePlatform::instance().screenshot = []() -> Result<Picture> {
+        return std::unexpected(Failure{u"screenshot"_s, 1, u"no display"_s});
+    };
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
+    EXPECT_EQ(events.last(), u"bad: ✗ screenshot failed — give ombru Screen Recording permission (System Settings → "
+                             u"Privacy & Security)"_s);
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(TaskLoop, StartingATaskWhileOneRunsChangesNothing) {
+    reply({u"DONE: first"_s});
+    state->startTask(u"one"_s);
+    state->startTask(u"two"_s, u"Ann"_s);
+    EXPECT_FALSE(state->caller());
+    EXPECT_EQ(finish().answer, u"first"_s);
+    EXPECT_FALSE(events.join(u'\n').contains(u"two"_s));
+    EXPECT_EQ(claude.calls(), 1);
+}
+
+TEST_F(TaskLoop, APhonedTaskKnowsItsCallerAndSpeaksItsAnswer) {
+    reply({u"DONE: spoken"_s});
+    QStringList spoken;
+    state->startTask(u"call back"_s, u"Ann"_s, {}, [&](const QString &answer) { spoken.append(answer); });
+    EXPECT_EQ(state->caller(), u"Ann"_s);
+    finish();
+    EXPECT_EQ(notificationTitles().first(), u"Request received"_s);
+    EXPECT_EQ(spoken, QStringList{u"spoken"_s});
+    EXPECT_FALSE(state->caller());
+    EXPECT_EQ(events.first(), u"call: ☎ Ann ❯ call back"_s);
+    EXPECT_EQ(events.last(), u"call: ☎ spoken reply: spoken"_s);
+    EXPECT_TRUE(message(1).startsWith(u"USER TASK: call back"_s + PHONE_NOTE + u"\nScreenshot (step 1): "_s));
+}
+
+TEST_F(TaskLoop, ALabelledTaskSaysWhereItCameFrom) {
+    reply({u"DONE: ok"_s});
+    state->startTask(u"from afar"_s, {}, u"web ❯ "_s);
+    finish();
+    EXPECT_EQ(notificationTitles().first(), u"Text received"_s);
+    EXPECT_EQ(events.first(), u"user: web ❯ from afar"_s);
+}
+
+TEST_F(TaskLoop, SettingsCountFromTheNextUseOn) {
+    reply({block(u"one"_s), block(u"two"_s)});
+    osascript.play(1, "printf '[General]\\nmaxSteps=2\\nsettle=0\\n' >\"$HOME/.config/ombru/ombru.conf\"");
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::outOfSteps);
+    EXPECT_EQ(claude.calls(), 2);
+}
+
+TEST_F(TaskLoop, TheActivityLineClearsItselfFourSecondsAfterTheEnd) {
+    ManualClock clock;
+    reply({u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_EQ(state->taskActivity(), u"Done ✓"_s);
+    clock.advance(std::chrono::milliseconds(3999));
+    test::settle();
+    EXPECT_TRUE(state->taskActivity());
+    clock.advance(std::chrono::milliseconds(1));
+    test::settle();
+    EXPECT_FALSE(state->taskActivity());
+}
+
+TEST_F(TaskLoop, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
+    std::vector<QJsonObject> sent;
+    state->setWebChannel([&](const QJsonObject &message) { sent.push_back(message); });
+    reply({block(u"one"_s), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    QStringList order;
+    for (const auto &message : sent) {
+        const auto type = message[u"type"_s].toString();
+        if (type == u"state"_s)
+            order.append(u"state %1 %2"_s.arg(message[u"busy"_s].toBool()).arg(message[u"step"_s].toInt()));
+        else
+            order.append(type + u' ' + message[u"kind"_s].toString());
+        if (type == u"screenshot"_s)
+            EXPECT_TRUE(QByteArray::fromBase64(message[u"jpeg"_s].toString().toLatin1()).startsWith("\xff\xd8"));
+    }
+    EXPECT_EQ(order, (QStringList{u"state 1 0"_s, u"event user"_s, u"state 1 0"_s, u"state 1 1"_s, u"screenshot "_s,
+                                  u"event code"_s, u"event result"_s, u"state 1 2"_s, u"screenshot "_s, u"event good"_s,
+                                  u"state 0 2"_s}));
+    EXPECT_EQ(sent.back()[u"status"_s].toString(), u"✓ ok"_s);
+}
+
+// --- What may come back
+
+TEST_F(TaskLoop, AReplyOfFiveMegabytesIsNoTrouble) {
+    reply({u"DONE: "_s + QString(5'000'000, u'x')});
+    EXPECT_EQ(runTask(u"go"_s).answer.size(), 5'000'000);
+}
+
+TEST_F(TaskLoop, AReplyWithWindowsLineEndsIsUnderstood) {
+    reply({u"Go.\r\n```applescript\r\nreturn 1\r\n```\r\n"_s, u"DONE: ok\r\nmore"_s});
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(osascript.input(1), "return 1");
+    EXPECT_EQ(state->status(), u"✓ ok"_s);
+}
+
+TEST_F(TaskLoop, AScriptThatPrintsFiftyMegabytesIsCutForClaudeAlone) {
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "head -c 50000000 /dev/zero | tr '\\0' Q");
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(message(2).count(u'Q'), 4000);
+}
+
+TEST_F(TaskLoop, AScreenshotDirectoryThatVanishesIsMadeAgain) {
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "rm -rf \"$HOME/.local/share/ombru\"");
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+}
+
+TEST_F(TaskLoop, AToolThatIsDeletedBetweenTurnsFailsTheTask) {
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "rm \"$HOME/.local/bin/claude\"");
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ "_s)) << events.last().toStdString();
+}
+
+TEST_F(TaskLoop, AToolThatIsReplacedBetweenTurnsIsUsed) {
+    reply({block(u"x"_s)});
+    const auto other = claude.file(u"other"_s, "#!/bin/sh\necho '{\"result\":\"DONE: other\",\"session_id\":\"s\"}'\n");
+    osascript.play(1, "cp '" + other.toUtf8() + "' \"$HOME/.local/bin/claude\"");
+    EXPECT_EQ(runTask(u"go"_s).answer, u"other"_s);
+}
+
+// --- What the owner is shown
+
+TEST_F(TaskLoop, TheNotificationFollowsTheTask) {
+    reply({block(u"one"_s, u"I try **this**. And more."_s), u"DONE: ok"_s});
+    osascript.play(1, "echo '0:3: execution error: Boom. (-2700)' >&2; exit 1");
+    runTask(u"go"_s);
+    QStringList shown;
+    for (const auto &[id, notification] : FakePlatform::instance().notifications) {
+        EXPECT_EQ(id, u"ombru.activity"_s);
+        ASSERT_TRUE(notification);
+        shown.append((notification->prominent ? u"! "_s : u"- "_s) + notification->title + u" | "_s +
+                     notification->body);
+    }
+    EXPECT_EQ(shown, (QStringList{u"- Task received | go"_s, u"- Looking at your screen… | go"_s,
+                                  u"- Figuring out what to do… | go"_s, u"! Step 1 | I try this."_s,
+                                  u"- Step 1 · running… | I try this."_s,
+                                  u"! That didn't work — trying another way | Boom. (-2700)"_s,
+                                  u"- Step 2 · checking the result… | I try this."_s,
+                                  u"- Step 2 · deciding the next move… | I try this."_s, u"! Done ✓ | ok"_s}));
+}
+
+TEST_F(TaskLoop, AScriptWithoutProseIsCalledOne) {
+    reply({block(u"one"_s), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_TRUE(notificationTitles().contains(u"Step 1"_s));
+    const auto &notifications = FakePlatform::instance().notifications;
+    EXPECT_TRUE(std::ranges::any_of(notifications, [](const auto &update) {
+        return update.notification->title == u"Step 1"_s && update.notification->body == u"Running an AppleScript"_s;
+    }));
+    EXPECT_FALSE(events.join(u'\n').contains(u"claude: \n"_s));
+}
+
+TEST_F(TaskLoop, TheStatusSaysWhatIsHappening) {
+    reply({block(u"one"_s), u"DONE: ok"_s});
+    QStringList statuses;
+    state->onWillChange([&] {
+        if (statuses.isEmpty() || statuses.last() != state->status())
+            statuses.append(state->status());
+    });
+    runTask(u"go"_s);
+    EXPECT_EQ(statuses, (QStringList{u"idle"_s, u"Claude is thinking…"_s, u"running script (step 1)"_s,
+                                     u"Claude is thinking…"_s, u"✓ ok"_s}));
+}
