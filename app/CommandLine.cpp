@@ -1,0 +1,97 @@
+#include "app/CommandLine.h"
+
+#include <QCoreApplication>
+
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto EXAMPLES = R"(
+Examples:
+  ombru run "open the text editor and write a haiku about rain into it"
+  ombru run --max-steps 5 "what is on my screen?"
+  ombru doctor                     say what works and what to do about the rest
+  ombru settings                   list every setting with its value
+  ombru settings maxSteps 30       change one
+
+While a task runs, Ctrl-C stops it. The agent sees your screen and types for you: watch it.)";
+
+constexpr auto RUN_NOTES = R"(
+The event log is printed as it grows. Exit status: 0 when the agent gave its final answer, 1 when the task failed or
+ran out of steps, 130 after Ctrl-C. Needs a desktop session, and the claude tool installed and signed in
+(`ombru doctor` tells).)";
+
+std::optional<QString> given(const CLI::Option *option, const std::string &value) {
+    if (option->count() == 0)
+        return {};
+    return QString::fromStdString(value);
+}
+
+Farewell farewell(const CLI::App &app, const CLI::ParseError &error) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = app.exit(error, out, err);
+    return {QString::fromStdString(out.str()), QString::fromStdString(err.str()), status == 0 ? 0 : 2};
+}
+
+} // namespace
+
+Command readCommandLine(const QStringList &arguments) {
+    CLI::App app{"Hands this computer's owner's tasks, in plain words, to an AI agent that operates the computer.",
+                 "ombru"};
+    app.footer(EXAMPLES);
+    app.set_version_flag("--version", "ombru " + QCoreApplication::applicationVersion().toStdString());
+
+    auto *run = app.add_subcommand("run", "Have the agent do a task on this computer, and print what happens");
+    std::vector<std::string> words;
+    std::string model;
+    std::string maxSteps;
+    bool json = false;
+    run->add_option("TASK", words, "What to do, in plain words")->required();
+    const auto *modelOption = run->add_option("--model", model, "Model to ask for, this time only");
+    const auto *stepsOption = run->add_option("--max-steps", maxSteps, "Most turns the agent may take, this time only");
+    run->add_flag("--json", json, "Print each event as one line of JSON: kind, text, ts (seconds since 1970)");
+    run->footer(RUN_NOTES);
+
+    auto *test = app.add_subcommand("test-claude", "Ask the claude tool for one short reply, to see that it works");
+    auto *doctor = app.add_subcommand("doctor", "Check what a task needs, and say what to do about what is missing");
+
+    auto *settings = app.add_subcommand("settings", "List, read or change the settings");
+    std::string key;
+    std::string value;
+    const auto *keyOption = settings->add_option("KEY", key, "Setting to read");
+    const auto *valueOption = settings->add_option("VALUE", value, "What to change it to");
+    app.require_subcommand(1);
+
+    if (arguments.isEmpty())
+        return Farewell{QString::fromStdString(app.help()), {}, 0};
+    try {
+        std::vector<std::string> reversed;
+        for (const auto &argument : arguments)
+            reversed.insert(reversed.begin(), argument.toStdString());
+        app.parse(std::move(reversed));
+    } catch (const CLI::ParseError &error) {
+        return farewell(app, error);
+    }
+
+    if (test->parsed())
+        return TestClaudeOptions{};
+    if (doctor->parsed())
+        return DoctorOptions{};
+    if (settings->parsed())
+        return SettingsOptions{given(keyOption, key), given(valueOption, value)};
+    QStringList task;
+    for (const auto &word : words)
+        task.append(QString::fromStdString(word));
+    const auto text = task.join(u' ').trimmed();
+    if (text.isEmpty())
+        return Farewell{{}, u"Say what to do: ombru run \"open the text editor\"\n"_s, 2};
+    return RunOptions{text, given(modelOption, model), given(stepsOption, maxSteps), json};
+}
+
+} // namespace ombru

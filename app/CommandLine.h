@@ -1,0 +1,35 @@
+// What the owner typed, as a value.
+#pragma once
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <variant>
+
+namespace ombru {
+
+struct RunOptions {
+    QString task;
+    std::optional<QString> model;
+    std::optional<QString> maxSteps;
+    bool json = false;
+};
+struct SettingsOptions {
+    std::optional<QString> key;
+    std::optional<QString> value;
+};
+struct TestClaudeOptions {};
+struct DoctorOptions {};
+
+// Nothing to do but to print and exit: help, version, or what was wrong with the words.
+struct Farewell {
+    QString output;
+    QString error;
+    int status = 0; // 2 for words that make no command
+};
+
+using Command = std::variant<RunOptions, SettingsOptions, TestClaudeOptions, DoctorOptions, Farewell>;
+
+Command readCommandLine(const QStringList &arguments); // without the program's name
+
+} // namespace ombru

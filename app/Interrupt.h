@@ -1,0 +1,22 @@
+// Tells the main thread that the owner wants the program to stop: Ctrl-C, a request to end, a closed terminal.
+// While one lives those signals do nothing else, and a reader that goes away does not kill the program.
+#pragma once
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+
+namespace ombru {
+
+class Interrupt {
+public:
+    explicit Interrupt(std::function<void()> interrupted);
+    ~Interrupt();
+    Interrupt(const Interrupt &) = delete;
+    Interrupt &operator=(const Interrupt &) = delete;
+
+private:
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+} // namespace ombru

@@ -1,0 +1,115 @@
+#include "app/RunCommand.h"
+
+#include "app/EventPrinter.h"
+#include "app/Notifier.h"
+
+#include <QDir>
+#include <QLockFile>
+#include <QStandardPaths>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Two agents on one desktop would type into each other's windows.
+QString lockPath() {
+    auto directory = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    if (directory.isEmpty())
+        directory = AppState::workDir();
+    directory += u"/ombru"_s;
+    QDir().mkpath(directory);
+    return directory + u"/task.lock"_s;
+}
+
+} // namespace
+
+RunCommand::RunCommand(RunOptions options) : m_options(std::move(options)) {
+    m_state.onEvent([this](const Event &event) { print(event); });
+    m_state.onWillChange([this] { noteChange(); });
+}
+
+void RunCommand::interrupt() {
+    if (m_state.busy)
+        m_state.cancelTask();
+}
+
+Result<> RunCommand::applyOptions() {
+    if (m_options.model) {
+        if (auto done = m_state.settings.override(u"model"_s, *m_options.model); !done)
+            return done;
+    }
+    if (m_options.maxSteps)
+        return m_state.settings.override(u"maxSteps"_s, *m_options.maxSteps);
+    return {};
+}
+
+Task<int> RunCommand::run() {
+    if (const auto done = applyOptions(); !done) {
+        qCritical("%s", qUtf8Printable(done.error().description));
+        co_return 2;
+    }
+    QLockFile lock(lockPath());
+    lock.setStaleLockTime(0);
+    if (!lock.tryLock()) {
+        qCritical("Another task is running on this desktop. Wait for it, or stop it with Ctrl-C where it was started.");
+        co_return 1;
+    }
+    m_state.startTask(m_options.task);
+    showProgress();
+    co_await m_finished;
+    m_tick.cancel();
+    m_terminal.showLive({});
+    co_await m_state.drain();
+    co_await Notifier::delivered();
+    switch (m_state.lastResult->value().outcome) {
+    case TaskResult::Outcome::answered:
+        co_return 0;
+    case TaskResult::Outcome::cancelled:
+        co_return 130;
+    case TaskResult::Outcome::outOfSteps:
+    case TaskResult::Outcome::failed:
+        co_return 1;
+    }
+    Q_UNREACHABLE();
+}
+
+void RunCommand::print(const Event &event) {
+    if (m_options.json)
+        m_terminal.print(jsonLine(event));
+    else
+        m_terminal.print(event.text, colourOf(event.kind));
+    // Nobody reads any more: do not go on working unseen.
+    if (m_terminal.isBroken())
+        interrupt();
+}
+
+// A change is announced before it takes effect, and several come together: look once they have.
+void RunCommand::noteChange() {
+    if (std::exchange(m_changeNoted, true))
+        return;
+    onMain(&m_state, [this] {
+        m_changeNoted = false;
+        if (!m_state.busy && m_state.lastResult())
+            m_finished.fire();
+        else
+            showProgress();
+    });
+}
+
+void RunCommand::showProgress() {
+    const auto activity =
+        m_state.status == u"cancelling…"_s ? m_state.status() : m_state.taskActivity->value_or(QString());
+    if (activity != m_activity) {
+        m_activity = activity;
+        m_activitySince = Clock::now();
+    }
+    const auto seconds = int(Clock::secondsSince(m_activitySince));
+    if (!m_options.json)
+        m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity).arg(seconds));
+    m_tick = Loop::main().after(1s, [this] { showProgress(); });
+}
+
+} // namespace ombru

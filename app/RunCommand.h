@@ -1,0 +1,35 @@
+// `ombru run`: one task in this process, its event log on the terminal.
+#pragma once
+#include "app/CommandLine.h"
+#include "app/Terminal.h"
+#include "controller/AppState.h"
+
+namespace ombru {
+
+class RunCommand {
+public:
+    explicit RunCommand(RunOptions options);
+
+    // The exit status: 0 answered, 1 failed or out of steps, 2 for words that cannot be, 130 stopped by the owner.
+    Task<int> run();
+
+    // Stops the task; run() then ends by itself.
+    void interrupt();
+
+private:
+    void print(const Event &event);
+    void showProgress();
+    void noteChange();
+    Result<> applyOptions();
+
+    RunOptions m_options;
+    Terminal m_terminal;
+    AppState m_state;
+    Completion m_finished;
+    bool m_changeNoted = false;
+    QString m_activity; // what the live line says
+    Clock::Time m_activitySince{};
+    Timer m_tick;
+};
+
+} // namespace ombru

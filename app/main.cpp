@@ -1,0 +1,65 @@
+// ombru: reads the command line, runs one command, and hands Ctrl-C to it.
+
+#include "app/CommandLine.h"
+#include "app/DoctorCommand.h"
+#include "app/Interrupt.h"
+#include "app/RunCommand.h"
+#include "app/SettingsCommand.h"
+#include "app/TestClaudeCommand.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+using namespace ombru;
+
+namespace {
+
+Task<> exitWith(Task<int> command) {
+    const int status = co_await command;
+    // From the loop, so that it ends also a command that never waited.
+    Loop::main().post([status] { QCoreApplication::exit(status); });
+}
+
+// A command that waits: runs the event loop until it has ended.
+template <class Command>
+int runLoop(Command &command) {
+    const Interrupt interrupt([&command] { command.interrupt(); });
+    const auto running = exitWith(command.run());
+    return QCoreApplication::exec();
+}
+
+int run(RunOptions options) {
+    RunCommand command(std::move(options));
+    return runLoop(command);
+}
+
+int run(const SettingsOptions &options) {
+    return runSettingsCommand(options);
+}
+
+int run(TestClaudeOptions) {
+    TestClaudeCommand command;
+    return runLoop(command);
+}
+
+int run(DoctorOptions) {
+    DoctorCommand command;
+    return runLoop(command);
+}
+
+int run(const Farewell &farewell) {
+    std::fputs(qUtf8Printable(farewell.output), stdout);
+    std::fputs(qUtf8Printable(farewell.error), stderr);
+    return farewell.status;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("ombru"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(OMBRU_VERSION));
+    auto command = readCommandLine(QCoreApplication::arguments().sliced(1));
+    return std::visit([](auto &options) { return run(std::move(options)); }, command);
+}
