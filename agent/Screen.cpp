@@ -1,9 +1,9 @@
 #include "agent/Screen.h"
 
 #include "agent/PictureFile.h"
-#include "agent/Scale.h"
 #include "base/Background.h"
 #include "base/Clock.h"
+#include "base/Scale.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
 
@@ -19,11 +19,10 @@ Failure captureFailure() {
 }
 
 Result<QSize> shoot(const QString &path) {
-    const auto screen = takeScreenshot();
-    if (!screen)
-        return std::unexpected(screen.error());
-    const QSize size = fitted({screen->width, screen->height}, maxImageDim);
-    const auto png = encodePng(scaled(*screen, size));
+    const auto picture = takeScreenshot(maxImageDim);
+    if (!picture)
+        return std::unexpected(picture.error());
+    const auto png = encodePng(*picture);
     if (!png)
         return std::unexpected(
             Failure{QStringLiteral("screen"), 2, QStringLiteral("the picture could not be encoded")});
@@ -32,7 +31,7 @@ Result<QSize> shoot(const QString &path) {
     const auto written = writeWholeFile(path, *png);
     if (!written)
         return std::unexpected(written.error());
-    return size;
+    return QSize(picture->width, picture->height);
 }
 
 std::optional<QByteArray> preview(const QString &file, int maxSide, double quality) {

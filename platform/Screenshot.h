@@ -8,9 +8,10 @@
 
 namespace ombru {
 
-// The primary monitor as it is now, in its own pixels; never empty. The Failure (domain "screenshot") says why there is
-// none: no display, one that went away, one that may not be read.
-Result<Picture> takeScreenshot();
+// The primary monitor as it is now, made smaller or larger so that its longer side has that many pixels (at least 1).
+// The Failure (domain "screenshot" or "display") says why there is none: no display, one that went away, one that may
+// not be read.
+Result<Picture> takeScreenshot(int longerSide);
 
 // The primary monitor's size in the coordinates that a script clicks in; empty when there is no display.
 QSize screenSize();

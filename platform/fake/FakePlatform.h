@@ -18,7 +18,7 @@ struct FakePlatform {
     QString osascript; // path of the tool that runs scripts
     OwnerShell ownerShell;
 
-    // Called on a background thread; may wait there.
+    // What is on the screen. Called on a background thread; may wait there.
     std::function<Result<Picture>()> screenshot = [] { return plainPicture(640, 480, 0x336699); };
     QSize screenSize{1512, 982};
 

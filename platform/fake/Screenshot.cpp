@@ -1,11 +1,15 @@
 #include "platform/Screenshot.h"
 
+#include "base/Scale.h"
 #include "platform/fake/FakePlatform.h"
 
 namespace ombru {
 
-Result<Picture> takeScreenshot() {
-    return FakePlatform::instance().screenshot();
+Result<Picture> takeScreenshot(int longerSide) {
+    auto screen = FakePlatform::instance().screenshot();
+    if (!screen)
+        return screen;
+    return scaled(*screen, fitted({screen->width, screen->height}, longerSide));
 }
 
 QSize screenSize() {

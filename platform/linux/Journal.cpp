@@ -1,5 +1,7 @@
 #include "platform/linux/Journal.h"
 
+#include "base/Descriptor.h"
+
 #include <QtEndian>
 
 #include <cerrno>
@@ -14,21 +16,6 @@ namespace ombru {
 namespace {
 
 constexpr int SEALS = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
-
-class Descriptor {
-public:
-    explicit Descriptor(int value) : m_value(value) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor() {
-        if (m_value >= 0)
-            close(m_value);
-    }
-    int value() const { return m_value; }
-
-private:
-    int m_value;
-};
 
 // The length comes first, so that the value may hold line breaks and zeros.
 void addField(QByteArray &entry, const char *name, const QByteArray &value) {
@@ -55,10 +42,10 @@ QByteArray priority(LogLevel level) {
 // An entry too large for a datagram travels as sealed memory.
 bool sendAsMemory(int socket, msghdr message, const QByteArray &entry) {
     const Descriptor memory(memfd_create("ombru-log", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    if (memory.value() < 0 || write(memory.value(), entry.constData(), entry.size()) != entry.size() ||
-        fcntl(memory.value(), F_ADD_SEALS, SEALS) != 0)
+    if (memory.number() < 0 || ::write(memory.number(), entry.constData(), entry.size()) != entry.size() ||
+        fcntl(memory.number(), F_ADD_SEALS, SEALS) != 0)
         return false;
-    const int descriptor = memory.value();
+    const int descriptor = memory.number();
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof descriptor)] = {};
     message.msg_iov = nullptr;
     message.msg_iovlen = 0;
@@ -82,7 +69,7 @@ bool sendToJournal(const QByteArray &socketPath, LogLevel level, const QString &
         return false;
     std::memcpy(address.sun_path, socketPath.constData(), socketPath.size());
     const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (socket.value() < 0)
+    if (socket.number() < 0)
         return false;
     QByteArray entry;
     addField(entry, "MESSAGE", text.toUtf8());
@@ -96,9 +83,9 @@ bool sendToJournal(const QByteArray &socketPath, LogLevel level, const QString &
     message.msg_namelen = sizeof address;
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    if (sendmsg(socket.value(), &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
+    if (sendmsg(socket.number(), &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
         return true;
-    return (errno == EMSGSIZE || errno == ENOBUFS) && sendAsMemory(socket.value(), message, entry);
+    return (errno == EMSGSIZE || errno == ENOBUFS) && sendAsMemory(socket.number(), message, entry);
 }
 
 } // namespace ombru

@@ -30,10 +30,10 @@ TEST(Diagnosis, AScreenThatCanBeReadWorks) {
 }
 
 TEST(Diagnosis, WithoutADisplayNeitherScreenNorInputWorks) {
-    const Environment none("DISPLAY");
+    const Variable none("DISPLAY");
     expectBroken(await(screenCheck()), u"DISPLAY is not set"_s);
     expectBroken(await(inputCheck()), u"DISPLAY is not set"_s);
-    const Environment wrong("DISPLAY", ":65000");
+    const Variable wrong("DISPLAY", ":65000");
     expectBroken(await(screenCheck()), u"\":65000\" does not answer"_s);
     expectBroken(await(inputCheck()), u"\":65000\" does not answer"_s);
 }
@@ -67,8 +67,8 @@ TEST(Diagnosis, NotificationsNeedAServerAndItIsNamed) {
 }
 
 TEST(Diagnosis, WithoutABusThereAreNoNotifications) {
-    const Environment none("DBUS_SESSION_BUS_ADDRESS");
-    const Environment nowhere("XDG_RUNTIME_DIR", "/nonexistent");
+    const Variable none("DBUS_SESSION_BUS_ADDRESS");
+    const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
     QDBusConnection::disconnectFromBus(u"ombru.notifications"_s);
     expectBroken(await(notificationCheck()), u"No notification server"_s);
 }

@@ -162,12 +162,12 @@ TEST_F(Notifications, WithoutAServerNothingBreaks) {
 }
 
 TEST_F(Notifications, WithoutABusNothingBreaks) {
-    const Environment none("DBUS_SESSION_BUS_ADDRESS");
-    const Environment nowhere("XDG_RUNTIME_DIR", "/nonexistent");
+    const Variable none("DBUS_SESSION_BUS_ADDRESS");
+    const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
     EXPECT_FALSE(allowed());
     show(u"nobody sees this"_s);
     delivered();
-    const Environment wrong("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+    const Variable wrong("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
     EXPECT_FALSE(allowed());
     show(u"nobody sees this"_s);
     delivered();

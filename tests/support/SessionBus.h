@@ -1,7 +1,7 @@
 // A session bus of a test's own, ended with the object. It starts no services. While it lives the environment names it.
 #pragma once
 #include "tests/support/Companion.h"
-#include "tests/support/Environment.h"
+#include "tests/support/Variable.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -37,7 +37,7 @@ private:
 
     std::shared_ptr<QTemporaryDir> m_directory;
     Companion m_daemon;
-    Environment m_address;
+    Variable m_address;
 };
 
 } // namespace ombru::test

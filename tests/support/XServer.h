@@ -1,7 +1,7 @@
 // An X server of a test's own, without a monitor, ended with the object. While it lives DISPLAY names it.
 #pragma once
 #include "tests/support/Companion.h"
-#include "tests/support/Environment.h"
+#include "tests/support/Variable.h"
 
 namespace ombru::test {
 
@@ -19,7 +19,7 @@ public:
 
 private:
     Companion m_server;
-    Environment m_display;
+    Variable m_display;
 };
 
 } // namespace ombru::test

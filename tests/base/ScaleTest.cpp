@@ -1,4 +1,4 @@
-#include "agent/Scale.h"
+#include "base/Scale.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -120,5 +120,28 @@ TEST(Scale, TinyAndNarrowPicturesAreInRange) {
             ASSERT_EQ(QSize(result.width, result.height), to);
             EXPECT_EQ(meanGreen(result), 255);
         }
+    }
+}
+
+TEST(Scale, InBandsTheResultIsTheSame) {
+    std::mt19937 random(5);
+    const Picture noise = painted(300, 200, [&](int, int) { return static_cast<std::uint32_t>(random()); });
+    for (const QSize size : {QSize(157, 105), QSize(1568, 1045), QSize(300, 200), QSize(10, 7)}) {
+        const Picture whole = scaled(noise, size);
+        Scaler scaler({300, 200}, size);
+        for (int y = 0; y < size.height(); y += 13) {
+            const Scaler::Rows band{y, std::min(13, size.height() - y)};
+            const Scaler::Rows rows = scaler.sources(band);
+            ASSERT_GE(rows.first, 0);
+            ASSERT_LE(rows.first + rows.count, 200);
+            // A copy of just these rows, so that reading past them is seen.
+            const std::vector<std::uint32_t> copy(noise.row(rows.first), noise.row(rows.first) + 300 * rows.count);
+            scaler.scale(band, copy.data());
+        }
+        const Picture banded = scaler.take();
+        for (int y = 0; y < size.height(); ++y)
+            for (int x = 0; x < size.width(); ++x)
+                ASSERT_EQ(banded.row(y)[x] & 0xffffff, whole.row(y)[x] & 0xffffff)
+                    << size.width() << " " << x << "," << y;
     }
 }

@@ -6,23 +6,23 @@
 
 namespace ombru::test {
 
-class Environment {
+class Variable {
 public:
-    Environment(const char *name, const QByteArray &value) : Environment(name) { qputenv(name, value); }
+    Variable(const char *name, const QByteArray &value) : Variable(name) { qputenv(name, value); }
     // Without a value the variable is taken away.
-    explicit Environment(const char *name) : m_name(name) {
+    explicit Variable(const char *name) : m_name(name) {
         if (qEnvironmentVariableIsSet(name))
             m_before = qgetenv(name);
         qunsetenv(name);
     }
-    ~Environment() {
+    ~Variable() {
         if (m_before)
             qputenv(m_name, *m_before);
         else
             qunsetenv(m_name);
     }
-    Environment(const Environment &) = delete;
-    Environment &operator=(const Environment &) = delete;
+    Variable(const Variable &) = delete;
+    Variable &operator=(const Variable &) = delete;
 
 private:
     const char *m_name;
