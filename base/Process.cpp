@@ -70,8 +70,9 @@ private:
 // Reads up to `most` bytes behind what `bytes` holds; less than 1 as read() does.
 ssize_t readBehind(QByteArray &bytes, int descriptor, qsizetype most) {
     const auto held = bytes.size();
+    // Room that is not written to costs nothing, and moving megabytes does.
     if (bytes.capacity() < held + most)
-        bytes.reserve(std::max(held + most, 2 * bytes.capacity()));
+        bytes.reserve(std::max(held + most, (bytes.capacity() < 16 * CHUNK ? 8 : 2) * bytes.capacity()));
     bytes.resize(held + most);
     const auto got = ::read(descriptor, bytes.data() + held, static_cast<size_t>(most));
     bytes.resize(held + std::max<ssize_t>(got, 0));

@@ -15,6 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int PIPE_BYTES = 256 << 10;
+
 struct FileActions {
     posix_spawn_file_actions_t value;
     FileActions() { posix_spawn_file_actions_init(&value); }
@@ -105,9 +107,9 @@ Result<Pipe> makePipe() {
     Pipe pipe{aboveStandardStreams(ends[0]), aboveStandardStreams(ends[1])};
     if (!pipe.reading.isOpen() || !pipe.writing.isOpen())
         return std::unexpected(processFailure(EMFILE, u"making a pipe"_s));
-    constexpr int MEBIBYTE = 1 << 20;
-    // Only speed is lost where the owner's share of pipe memory is used up.
-    ::fcntl(pipe.writing.number(), F_SETPIPE_SZ, MEBIBYTE);
+    // Measured: four times the usual size spares most changes between the two processes, and what is in the pipe still
+    // fits a cache. Only speed is lost where the owner's share of pipe memory is used up.
+    ::fcntl(pipe.writing.number(), F_SETPIPE_SZ, PIPE_BYTES);
     return pipe;
 }
 

@@ -23,7 +23,8 @@ struct Pipe {
     Descriptor writing;
 };
 
-// Both ends close on exec, and neither is a standard stream's number. It holds a mebibyte where the system allows that.
+// Both ends close on exec, and neither is a standard stream's number. It holds more than usual where
+// the system allows that.
 Result<Pipe> makePipe();
 
 struct SpawnRequest {
