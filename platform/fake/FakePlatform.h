@@ -6,8 +6,9 @@
 #include "platform/OwnerShell.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
+#include "platform/Workspace.h"
 
-#include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <vector>
@@ -41,6 +42,9 @@ struct FakePlatform {
     Check screenCheck{true, QStringLiteral("a screen"), {}};
     Check inputCheck{true, QStringLiteral("a keyboard"), {}};
     Check notificationCheck{true, QStringLiteral("a notification server"), {}};
+
+    QStringList openedInTerminal; // command files, in the order they were opened
+    Result<> terminal;            // what opening one answers
 
     // One colour, 0xRRGGBB.
     static Picture plainPicture(int width, int height, std::uint32_t colour);
