@@ -8,6 +8,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -67,12 +68,22 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
+// Large buffers are worth large pages: most of the time that megabytes of output take goes into mapping small ones.
+void reserve(QByteArray &bytes, qsizetype capacity) {
+    constexpr std::uintptr_t PAGE = 2 << 20;
+    bytes.reserve(capacity);
+    const auto begin = (reinterpret_cast<std::uintptr_t>(bytes.data()) + PAGE - 1) / PAGE * PAGE;
+    const auto end = reinterpret_cast<std::uintptr_t>(bytes.data() + capacity) / PAGE * PAGE;
+    if (begin < end)
+        ::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+}
+
 // Reads up to `most` bytes behind what `bytes` holds; less than 1 as read() does.
 ssize_t readBehind(QByteArray &bytes, int descriptor, qsizetype most) {
     const auto held = bytes.size();
     // Room that is not written to costs nothing, and moving megabytes does.
     if (bytes.capacity() < held + most)
-        bytes.reserve(std::max(held + most, (bytes.capacity() < 16 * CHUNK ? 8 : 2) * bytes.capacity()));
+        reserve(bytes, std::max(held + most, (bytes.capacity() < 16 * CHUNK ? 8 : 2) * bytes.capacity()));
     bytes.resize(held + most);
     const auto got = ::read(descriptor, bytes.data() + held, static_cast<size_t>(most));
     bytes.resize(held + std::max<ssize_t>(got, 0));
