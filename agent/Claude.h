@@ -1,5 +1,6 @@
 // The external `claude` command-line tool, the agent's intelligence: finds it, says whether it can be used, asks it for
-// the next turn of a conversation. Stateless operations; main thread.
+// the next turn of a conversation, and helps the owner to install, update and sign in to it. Stateless operations; main
+// thread.
 #pragma once
 #include "agent/RunCollecting.h"
 
@@ -35,6 +36,8 @@ struct Ready {
 using State = std::variant<Unknown, Missing, Outdated, SignedOut, Ready>;
 
 extern const QStringList requiredFlags;
+extern const QString installCommand; // the vendor's; for a shell
+extern const QString docsURL;
 
 constexpr Clock::Duration QUICK = std::chrono::seconds(10); // how long the tool may take to answer a question of ours
 constexpr Clock::Duration LOOKUP = std::chrono::seconds(5); // and the owner's shell
@@ -91,5 +94,14 @@ Task<QString> smokeTest(std::stop_token stop = {});
 
 // The environment that every run of the tool gets: our own with a PATH in which the tool finds its helpers.
 Environment toolEnvironment();
+
+// In a terminal -----------------------------------------------------------------------------------------------------
+
+// Each writes a script into workDir and has the desktop run it in a terminal. A Failure's description names what to
+// type instead.
+Result<> installInTerminal(QString workDir);
+Task<Result<>> updateInTerminal(QString workDir, std::stop_token stop = {});
+Task<Result<>> signInInTerminal(QString workDir, std::stop_token stop = {});
+Result<> openTerminal(QString name, QStringList lines, QString workDir);
 
 } // namespace ombru::Claude

@@ -70,6 +70,14 @@ TEST_F(ClaudeFindTest, TheSystemsShellFindsWhatIsInItsPath) {
     EXPECT_EQ(await(Claude::shellLookup()), hidden);
 }
 
+TEST_F(ClaudeFindTest, ZshFindsWhatItsInteractiveStartFilesAddToThePath) {
+    qunsetenv("ZDOTDIR"); // where else the start files could be
+    const auto hidden = place(u"own tools/claude"_s);
+    m_scratch.write(u".zshrc"_s, "echo welcome; alias claude='npx claude'; path=(\"$HOME/own tools\" $path)\n");
+    FakePlatform::instance().ownerShell = {u"/bin/zsh"_s, u"whence -p"_s};
+    EXPECT_EQ(await(Claude::shellLookup()), hidden);
+}
+
 TEST_F(ClaudeFindTest, WhatIsNoExecutableFileIsNotTaken) {
     shell("echo 'claude: aliased to npx claude'");
     EXPECT_EQ(await(Claude::shellLookup()), std::nullopt);
