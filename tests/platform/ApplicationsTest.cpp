@@ -1,0 +1,167 @@
+#include "platform/linux/Applications.h"
+
+#include "tests/support/Processes.h"
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString idOf(const DesktopEntry *entry) {
+    return entry ? entry->id : QString();
+}
+
+std::optional<DesktopEntry> parse(const QByteArray &lines, const QString &locale = u"C"_s) {
+    return parseDesktopEntry(u"x"_s, u"/x.desktop"_s, "[Desktop Entry]\nType=Application\nName=X\n" + lines, locale);
+}
+
+QList<QStringList> lines(const QByteArray &exec, const QStringList &files = {}) {
+    const auto entry = parse("Icon=pic\nExec=" + exec + "\n");
+    EXPECT_TRUE(entry);
+    const auto commands = commandLines(*entry, files);
+    return commands.value_or(QList<QStringList>{});
+}
+
+class ApplicationsTest : public ::testing::Test {
+protected:
+    void entry(const QString &id, const QByteArray &lines) {
+        const auto file = u"data/applications/"_s + id + u".desktop"_s;
+        QDir().mkpath(QFileInfo(scratch.path(file)).path());
+        scratch.write(file, "[Desktop Entry]\nType=Application\n" + lines);
+    }
+    void write(const QString &file, const QByteArray &text) {
+        QDir().mkpath(QFileInfo(scratch.path(file)).path());
+        scratch.write(file, text);
+    }
+    Applications read(const QString &locale = u"C"_s) {
+        return Applications(
+            {{scratch.path(u"data"_s), scratch.path(u"system"_s)}, {scratch.path(u"config"_s)}, u"GNOME"_s, locale});
+    }
+    test::Scratch scratch;
+};
+
+} // namespace
+
+TEST(DesktopEntry, TakesTheNameInTheOwnersLanguage) {
+    const QByteArray names = "Exec=x\nName[de]=Iks\nName[de_AT]=Ix\n";
+    EXPECT_EQ(parse(names, u"de_DE"_s)->name, u"Iks"_s);
+    EXPECT_EQ(parse(names, u"de_AT"_s)->name, u"Ix"_s);
+    EXPECT_EQ(parse(names, u"fr_FR"_s)->name, u"X"_s);
+    EXPECT_EQ(parse(names, u"de_AT"_s)->plainName, u"X"_s);
+}
+
+TEST(DesktopEntry, IsNoneWhenThereIsNothingToStart) {
+    EXPECT_FALSE(parse("NoExec=x\n"));
+    EXPECT_FALSE(parse("Exec=x\nHidden=true\n"));
+    EXPECT_FALSE(parse("Exec=x\nTryExec=/no/such/file\n"));
+    EXPECT_FALSE(parse("Exec=x\nTryExec=no-such-program-anywhere\n"));
+    EXPECT_TRUE(parse("Exec=x\nTryExec=sh\n"));
+    EXPECT_FALSE(parseDesktopEntry(u"x"_s, u"x"_s, "[Desktop Entry]\nType=Link\nName=X\nExec=x\n", u"C"_s));
+    EXPECT_FALSE(parseDesktopEntry(u"x"_s, u"x"_s, "\xff\xfe[[[\0=", u"C"_s));
+}
+
+TEST(DesktopEntry, KnowsOnlyItsOwnGroup) {
+    EXPECT_EQ(parse("Exec=right\n[Desktop Action New]\nExec=wrong\nName=wrong\n")->exec, u"right"_s);
+}
+
+TEST(CommandLines, FieldCodesStandForTheFiles) {
+    EXPECT_EQ(lines("app %F", {u"/a b"_s, u"/c"_s}), (QList<QStringList>{{u"app"_s, u"/a b"_s, u"/c"_s}}));
+    EXPECT_EQ(lines("app --x %U", {}), (QList<QStringList>{{u"app"_s, u"--x"_s}}));
+    EXPECT_EQ(lines("app %f", {u"/a"_s, u"/b"_s}), (QList<QStringList>{{u"app"_s, u"/a"_s}, {u"app"_s, u"/b"_s}}));
+    EXPECT_EQ(lines("app --file=%f", {u"/a"_s}), (QList<QStringList>{{u"app"_s, u"--file=/a"_s}}));
+    EXPECT_EQ(lines("app", {u"/a"_s}), (QList<QStringList>{{u"app"_s, u"/a"_s}})) << "files are never lost";
+}
+
+TEST(CommandLines, OtherCodesAreReplacedOrDropped) {
+    EXPECT_EQ(lines("app %i 100%% %c %k %d"),
+              (QList<QStringList>{{u"app"_s, u"--icon"_s, u"pic"_s, u"100%"_s, u"X"_s, u"/x.desktop"_s, u""_s}}));
+}
+
+TEST(CommandLines, QuotesHoldWordsTogether) {
+    EXPECT_EQ(lines(R"("/opt/my app/run" -e "a \\"b\\" \\$c")"),
+              (QList<QStringList>{{u"/opt/my app/run"_s, u"-e"_s, u"a \"b\" $c"_s}}));
+    EXPECT_TRUE(lines("\"unfinished").isEmpty());
+}
+
+TEST_F(ApplicationsTest, AreFoundByIdentifierInAnyCaseAndFolder) {
+    entry(u"org.Example.Editor"_s, "Name=Editor\nExec=editor\n");
+    entry(u"kde/konsole"_s, "Name=Konsole\nExec=konsole\n");
+    const auto applications = read();
+    EXPECT_EQ(idOf(applications.withId(u"org.example.editor"_s)), u"org.Example.Editor"_s);
+    EXPECT_EQ(idOf(applications.withId(u"kde-konsole"_s)), u"kde-konsole"_s);
+    EXPECT_EQ(applications.withId(u"editor"_s), nullptr);
+}
+
+TEST_F(ApplicationsTest, AreFoundByAnyNameTheyGoBy) {
+    entry(u"org.Example.Pad"_s, "Name=Notepad\nName[de]=Notizblock\nExec=/usr/bin/padd %F\nStartupWMClass=PadWindow\n");
+    const auto applications = read(u"de_DE"_s);
+    for (const auto &name :
+         {u"Notizblock"_s, u"notepad"_s, u"NOTEPAD.app"_s, u"Pad"_s, u"padd"_s, u"padwindow"_s, u"org.Example.Pad"_s})
+        EXPECT_EQ(idOf(applications.named(name)), u"org.Example.Pad"_s) << name.toStdString();
+    EXPECT_EQ(applications.named(u"Nothing"_s), nullptr);
+    EXPECT_EQ(applications.named({}), nullptr);
+}
+
+TEST_F(ApplicationsTest, MenusCountBeforeWhatTheyHide) {
+    entry(u"a"_s, "Name=Same\nExec=a\nNoDisplay=true\n");
+    entry(u"b"_s, "Name=Same\nExec=b\n");
+    EXPECT_EQ(idOf(read().named(u"Same"_s)), u"b"_s);
+}
+
+TEST_F(ApplicationsTest, AnOwnersEntryHidesTheSystemsOfTheSameName) {
+    entry(u"x"_s, "Name=Mine\nExec=mine\nHidden=true\n");
+    write(u"system/applications/x.desktop"_s, "[Desktop Entry]\nType=Application\nName=Theirs\nExec=theirs\n");
+    EXPECT_EQ(read().withId(u"x"_s), nullptr);
+}
+
+TEST_F(ApplicationsTest, MacNamesStandForTheDefaultOfTheSameJob) {
+    entry(u"zed"_s, "Name=Zed\nExec=zed\nMimeType=text/plain;\nCategories=TextEditor;\n");
+    entry(u"alpha"_s, "Name=Alpha\nExec=alpha\nMimeType=text/plain;\nCategories=TextEditor;\n");
+    entry(u"office"_s, "Name=Office\nExec=office\nMimeType=text/plain;\n");
+    entry(u"term"_s, "Name=Some Terminal\nExec=term\nCategories=System;TerminalEmulator;\n");
+    entry(u"web"_s, "Name=Web\nExec=web\nMimeType=x-scheme-handler/https;\nCategories=WebBrowser;\n");
+    EXPECT_EQ(idOf(read().named(u"TextEdit"_s)), u"alpha"_s);
+    write(u"config/mimeapps.list"_s, "[Default Applications]\ntext/plain=gone.desktop;zed.desktop;\n");
+    const auto applications = read();
+    EXPECT_EQ(idOf(applications.named(u"textedit"_s)), u"zed"_s);
+    EXPECT_EQ(idOf(applications.withId(u"com.apple.TextEdit"_s)), u"zed"_s);
+    EXPECT_EQ(idOf(applications.named(u"Terminal"_s)), u"term"_s);
+    EXPECT_EQ(idOf(applications.named(u"Safari"_s)), u"web"_s);
+    EXPECT_EQ(applications.named(u"Mail"_s), nullptr);
+}
+
+TEST_F(ApplicationsTest, TheDesktopsOwnDefaultsComeFirst) {
+    entry(u"a"_s, "Name=A\nExec=a\n");
+    entry(u"b"_s, "Name=B\nExec=b\n");
+    write(u"config/mimeapps.list"_s, "[Default Applications]\ntext/plain=a.desktop\n");
+    write(u"config/gnome-mimeapps.list"_s,
+          "[Default Applications]\ntext/plain=b.desktop\n[Added Associations]\ntext/plain=a.desktop\n");
+    EXPECT_EQ(idOf(read().defaultFor(u"text/plain"_s)), u"b"_s);
+}
+
+TEST_F(ApplicationsTest, ApplicationsOfBothSystemsAreFoundUnderTheOthersIdentifier) {
+    entry(u"chromium"_s, "Name=Chromium\nExec=chromium\n");
+    entry(u"firefox-esr"_s, "Name=Firefox ESR\nExec=firefox-esr\n");
+    const auto applications = read();
+    EXPECT_EQ(idOf(applications.withId(u"com.google.Chrome"_s)), u"chromium"_s);
+    EXPECT_EQ(idOf(applications.named(u"Google Chrome"_s)), u"chromium"_s);
+    EXPECT_EQ(idOf(applications.withId(u"org.mozilla.firefox"_s)), u"firefox-esr"_s);
+}
+
+TEST_F(ApplicationsTest, AWindowBelongsToTheEntryThatFitsItsClass) {
+    entry(u"org.x.Editor"_s, "Name=Editor\nExec=editor\nStartupWMClass=Fancy\n");
+    entry(u"debian-xterm"_s, "Name=XTerm\nExec=xterm\n");
+    const auto applications = read();
+    EXPECT_EQ(idOf(applications.ofWindow(u"fancy"_s, u"x"_s)), u"org.x.Editor"_s);
+    EXPECT_EQ(idOf(applications.ofWindow(u"XTerm"_s, u"xterm"_s)), u"debian-xterm"_s);
+    EXPECT_EQ(idOf(applications.ofWindow(u"Editor"_s, u"other"_s)), u"org.x.Editor"_s);
+    EXPECT_EQ(applications.ofWindow({}, {}), nullptr);
+}
+
+TEST_F(ApplicationsTest, GarbageAndHugeFilesAreNoTrouble) {
+    write(u"data/applications/huge.desktop"_s, QByteArray(3 << 20, '='));
+    write(u"data/applications/binary.desktop"_s, QByteArray("\0\xff[Desktop Entry]\n=", 19));
+    write(u"config/mimeapps.list"_s, QByteArray("[Default Applications]\n=;;;\ntext/plain\n\xff", 38));
+    entry(u"ok"_s, "Name=OK\nExec=ok\n");
+    EXPECT_EQ(read().all().size(), 1u);
+}
