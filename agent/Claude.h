@@ -99,9 +99,9 @@ Environment toolEnvironment();
 
 // Each writes a script into workDir and has the desktop run it in a terminal. A Failure's description names what to
 // type instead.
-Result<> installInTerminal(QString workDir);
+Result<> installInTerminal(const QString &workDir);
 Task<Result<>> updateInTerminal(QString workDir, std::stop_token stop = {});
 Task<Result<>> signInInTerminal(QString workDir, std::stop_token stop = {});
-Result<> openTerminal(QString name, QStringList lines, QString workDir);
+Result<> openTerminal(const QString &name, const QStringList &lines, const QString &workDir);
 
 } // namespace ombru::Claude

@@ -48,7 +48,7 @@ Task<Result<>> openWithTool(QString name, QString subcommand, QString workDir, s
 
 } // namespace
 
-Result<> Claude::openTerminal(QString name, QStringList lines, QString workDir) {
+Result<> Claude::openTerminal(const QString &name, const QStringList &lines, const QString &workDir) {
     const QStringList script = QStringList{u"#!/bin/bash"_s, u"clear"_s} + lines +
                                QStringList{u"echo; echo 'You can close this window and go back to ombru.'"_s};
     QDir().mkpath(workDir);
@@ -58,7 +58,7 @@ Result<> Claude::openTerminal(QString name, QStringList lines, QString workDir) 
     return openInTerminal(path);
 }
 
-Result<> Claude::installInTerminal(QString workDir) {
+Result<> Claude::installInTerminal(const QString &workDir) {
     return openOrAdvise(u"install-claude"_s,
                         {u"echo 'Installing Claude Code (the claude command)…'"_s, installCommand + u" || exit 1"_s,
                          u"echo; echo 'Installed. Now sign in to Claude:'"_s,

@@ -72,10 +72,11 @@ private:
 void reserve(QByteArray &bytes, qsizetype capacity) {
     constexpr std::uintptr_t PAGE = 2 << 20;
     bytes.reserve(capacity);
-    const auto begin = (reinterpret_cast<std::uintptr_t>(bytes.data()) + PAGE - 1) / PAGE * PAGE;
-    const auto end = reinterpret_cast<std::uintptr_t>(bytes.data() + capacity) / PAGE * PAGE;
-    if (begin < end)
-        ::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+    const auto before = reinterpret_cast<std::uintptr_t>(bytes.data()) % PAGE;
+    const auto skipped = before == 0 ? 0 : PAGE - before;
+    const auto size = static_cast<std::uintptr_t>(bytes.capacity());
+    if (skipped + PAGE <= size)
+        ::madvise(bytes.data() + skipped, (size - skipped) / PAGE * PAGE, MADV_HUGEPAGE);
 }
 
 // Reads up to `most` bytes behind what `bytes` holds; less than 1 as read() does.

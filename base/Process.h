@@ -35,13 +35,15 @@ public:
     using Receiver = std::function<void(QByteArrayView piece)>;
 
     struct Command {
+        // NOLINTBEGIN(readability-redundant-member-init): without them the compiler wants every field named.
         QString program; // path of the executable, not searched for
         QStringList arguments = {};
-        QString directory = {};                          // empty: this process's
-        std::optional<Environment> environment = {};     // none: this process's
-        std::optional<QByteArray> input = {};            // none: the null device
-        Receiver onOutput = {};                          // absent: collected for takeOutput()
-        Receiver onErrors = {};                          // absent: collected for takeErrors()
+        QString directory = {};                      // empty: this process's
+        std::optional<Environment> environment = {}; // none: this process's
+        std::optional<QByteArray> input = {};        // none: the null device
+        Receiver onOutput = {};                      // absent: collected for takeOutput()
+        Receiver onErrors = {};                      // absent: collected for takeErrors()
+        // NOLINTEND(readability-redundant-member-init)
         qint64 outputLimit = 256 << 20;                  // bytes on both streams, after which the group is killed
         Clock::Duration grace = std::chrono::seconds(2); // from asking the group to end to killing it
     };

@@ -42,6 +42,7 @@ public:
     }
     std::vector<char *> pointers() {
         std::vector<char *> result;
+        result.reserve(m_words.size() + 1);
         for (auto &word : m_words)
             result.push_back(word.data());
         result.push_back(nullptr);
