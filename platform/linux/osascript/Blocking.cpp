@@ -1,0 +1,149 @@
+#include "platform/linux/osascript/Blocking.h"
+
+#include "base/Spawn.h"
+
+#include <QFile>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace ombru {
+
+namespace {
+
+constexpr std::size_t CHUNK = 1 << 16;
+
+struct Streams {
+    Pipe in;
+    Pipe out;
+    Pipe err;
+};
+
+Result<Streams> openStreams() {
+    Streams streams;
+    for (auto *pipe : {&streams.in, &streams.out, &streams.err}) {
+        auto made = makePipe();
+        if (!made)
+            return std::unexpected(made.error());
+        *pipe = std::move(*made);
+    }
+    for (const int end : {streams.in.writing.number(), streams.out.reading.number(), streams.err.reading.number()})
+        ::fcntl(end, F_SETFL, O_NONBLOCK);
+    return streams;
+}
+
+Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams) {
+    std::vector<QByteArray> bytes;
+    for (const auto &word : words)
+        bytes.push_back(word.toUtf8());
+    std::vector<char *> arguments;
+    for (auto &word : bytes)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, streams.in.reading.number(), STDIN_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, streams.out.writing.number(), STDOUT_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, streams.err.writing.number(), STDERR_FILENO);
+    // The watcher of this program's own signals blocks them; its children get them as ever.
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigset_t all;
+    ::sigemptyset(&none);
+    ::sigfillset(&all);
+    ::posix_spawnattr_setsigmask(&attributes, &none);
+    ::posix_spawnattr_setsigdefault(&attributes, &all);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = 0;
+    const int error = ::posix_spawn(&pid, arguments.front(), &actions, &attributes, arguments.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&attributes);
+    if (error != 0)
+        return std::unexpected(processFailure(error, words.first()));
+    return pid;
+}
+
+// Takes what is in the pipe now; false at its end.
+bool drain(const Descriptor &pipe, QByteArray &into) {
+    std::array<char, CHUNK> bytes;
+    while (true) {
+        const auto got = ::read(pipe.number(), bytes.data(), bytes.size());
+        if (got > 0)
+            into.append(bytes.data(), got);
+        else if (got == 0)
+            return false;
+        else if (errno != EINTR)
+            return errno == EAGAIN;
+    }
+}
+
+// As much as the pipe takes now; false when nothing is left to give, or nobody takes it.
+bool feed(const Descriptor &pipe, QByteArray &input) {
+    while (!input.isEmpty()) {
+        const auto put = ::write(pipe.number(), input.constData(), std::size_t(input.size()));
+        if (put > 0)
+            input.remove(0, put);
+        else if (errno != EINTR)
+            return errno == EAGAIN;
+    }
+    return false;
+}
+
+int statusOf(pid_t pid) {
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+} // namespace
+
+Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input) {
+    std::signal(SIGPIPE, SIG_IGN);
+    auto streams = openStreams();
+    if (!streams)
+        return std::unexpected(streams.error());
+    const auto pid = spawnInGroup(words, *streams);
+    if (!pid)
+        return std::unexpected(pid.error());
+    streams->in.reading.close();
+    streams->out.writing.close();
+    streams->err.writing.close();
+
+    const Descriptor ended(int(::syscall(SYS_pidfd_open, *pid, 0)));
+    applescript::ShellOutcome outcome;
+    auto left = input;
+    while (true) {
+        if (streams->in.writing.isOpen() && !feed(streams->in.writing, left))
+            streams->in.writing.close();
+        // A closed descriptor's number is -1, which poll passes over.
+        std::array<pollfd, 4> waits{pollfd{ended.number(), POLLIN, 0},
+                                    {streams->in.writing.number(), POLLOUT, 0},
+                                    {streams->out.reading.number(), POLLIN, 0},
+                                    {streams->err.reading.number(), POLLIN, 0}};
+        ::poll(waits.data(), waits.size(), -1);
+        if (!drain(streams->out.reading, outcome.out))
+            streams->out.reading.close();
+        if (!drain(streams->err.reading, outcome.err))
+            streams->err.reading.close();
+        if (waits[0].revents != 0)
+            break;
+    }
+    // All it wrote is in the pipes by now; what others go on writing is not waited for.
+    drain(streams->out.reading, outcome.out);
+    drain(streams->err.reading, outcome.err);
+    outcome.status = statusOf(*pid);
+    return outcome;
+}
+
+} // namespace ombru

@@ -1,0 +1,15 @@
+// Runs a child process to its end while this thread waits, as a script does. The child stays in this program's process
+// group, so that whoever ends the group ends it too. One thread.
+#pragma once
+#include "applescript/Host.h"
+
+#include <QStringList>
+
+namespace ombru {
+
+// The words are a program's full path and its arguments; the input is all it can read. Returns once the child itself
+// has ended, with everything it had written by then: what it left running is not waited for. A Failure has domain
+// "process".
+Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input = {});
+
+} // namespace ombru

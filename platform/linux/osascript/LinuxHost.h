@@ -1,0 +1,67 @@
+// This computer as a script works it. What needs the graphical desktop loads it at the first use. One thread.
+#pragma once
+#include "applescript/Host.h"
+#include "platform/linux/Applications.h"
+#include "platform/linux/osascript/DesktopModule.h"
+
+namespace ombru {
+
+class LinuxHost : public applescript::Host {
+public:
+    using Application = applescript::Application;
+    using ProcessInfo = applescript::ProcessInfo;
+    using WindowInfo = applescript::WindowInfo;
+    using Modifiers = applescript::Modifiers;
+
+    Result<applescript::ShellOutcome> shell(const QString &command) override;
+    void delay(double seconds) override;
+    QDateTime now() override;
+    double random() override;
+    Result<> notify(const applescript::NotificationRequest &request) override;
+    Result<applescript::DialogAnswer> ask(const applescript::DialogRequest &request) override;
+    Result<QString> clipboard() override;
+    Result<> setClipboard(const QString &text) override;
+    Result<> openLocation(const QString &url) override;
+    QString path(applescript::Folder folder) override;
+    void log(const QString &line) override;
+
+    std::optional<Application> applicationNamed(const QString &name) override;
+    std::optional<Application> applicationWithId(const QString &id) override;
+    bool isRunning(const QString &id) override;
+    bool isFrontmost(const QString &id) override;
+    Result<> launch(const QString &id) override;
+    Result<> activate(const QString &id) override;
+    Result<> quit(const QString &id) override;
+    Result<> open(const QString &id, const QStringList &paths) override;
+
+    Result<std::vector<ProcessInfo>> processes() override;
+    Result<std::vector<WindowInfo>> windows(qint64 pid) override;
+    Result<> bringToFront(qint64 pid) override;
+    Result<> setVisible(qint64 pid, bool visible) override;
+    Result<> raiseWindow(std::uint64_t handle) override;
+    Result<> closeWindow(std::uint64_t handle) override;
+    Result<> setMinimized(std::uint64_t handle, bool minimized) override;
+    Result<> moveWindow(std::uint64_t handle, QPoint position) override;
+    Result<> resizeWindow(std::uint64_t handle, QSize size) override;
+
+    Result<> type(const QString &text, Modifiers modifiers) override;
+    Result<> pressKey(int keyCode, Modifiers modifiers) override;
+    Result<> holdKey(int keyCode, bool down) override;
+    Result<> holdModifier(applescript::Modifier modifier, bool down) override;
+    Result<> click(QPoint at, applescript::Click click, Modifiers modifiers) override;
+
+private:
+    const Applications &applications();
+    const DesktopEntry *entryOf(const DesktopWindow &window);
+    Result<std::vector<DesktopWindow>> allWindows();
+    Result<std::vector<DesktopWindow>> windowsOf(const QString &id);
+    Result<std::vector<DesktopWindow>> windowsOf(qint64 pid);
+    template <class Operation>
+    auto onDesktop(Operation operation) -> std::invoke_result_t<Operation, Desktop &>;
+    Result<> start(const DesktopEntry &entry, const QStringList &files);
+
+    DesktopModule m_module;
+    std::optional<Applications> m_applications;
+};
+
+} // namespace ombru

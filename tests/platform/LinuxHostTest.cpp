@@ -1,0 +1,125 @@
+// What a script can do to this computer without a desktop.
+
+#include "platform/linux/osascript/LinuxHost.h"
+
+#include "tests/support/Processes.h"
+#include "tests/support/Variable.h"
+
+using namespace ombru;
+using namespace ombru::applescript;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class LinuxHostTest : public ::testing::Test {
+protected:
+    ShellOutcome shell(const QString &command) {
+        const auto outcome = host.shell(command);
+        EXPECT_TRUE(outcome) << outcome.error().description.toStdString();
+        return outcome.value_or(ShellOutcome{-1, {}, {}});
+    }
+    test::Scratch scratch;
+    test::Variable display{"DISPLAY"};
+    test::Variable home{"HOME", scratch.directory().toUtf8()};
+    LinuxHost host;
+};
+
+} // namespace
+
+TEST_F(LinuxHostTest, TheShellGivesBothStreamsAndItsStatus) {
+    const auto outcome = shell(u"printf 'ö\\n'; echo no >&2; exit 3"_s);
+    EXPECT_EQ(outcome.out, "ö\n");
+    EXPECT_EQ(outcome.err, "no\n");
+    EXPECT_EQ(outcome.status, 3);
+}
+
+TEST_F(LinuxHostTest, TheShellHasNothingToRead) {
+    EXPECT_EQ(shell(u"cat; echo end"_s).out, "end\n");
+}
+
+TEST_F(LinuxHostTest, ASignalledShellHasTheShellsOwnStatusForIt) {
+    EXPECT_EQ(shell(u"kill -TERM $$"_s).status, 143);
+}
+
+TEST_F(LinuxHostTest, FiftyMegabytesOnEachStreamArrive) {
+    const auto outcome = shell(u"head -c 50000000 /dev/zero >&2 & head -c 50000000 /dev/zero; wait"_s);
+    EXPECT_EQ(outcome.out.size(), 50'000'000);
+    EXPECT_EQ(outcome.err.size(), 50'000'000);
+}
+
+TEST_F(LinuxHostTest, AJobLeftInTheBackgroundIsNotWaitedForAndNotEnded) {
+    const auto outcome =
+        shell(u"sleep 1000 & echo $! >pid; echo started"_s.replace(u"pid;"_s, scratch.path(u"pid"_s) + u";"_s));
+    EXPECT_EQ(outcome.out, "started\n");
+    const auto pid = test::pidIn(scratch.path(u"pid"_s));
+    EXPECT_TRUE(test::isAlive(pid));
+    ::kill(pid_t(pid), SIGKILL);
+}
+
+TEST_F(LinuxHostTest, ClosedStreamsAreNoEnd) {
+    EXPECT_EQ(shell(u"exec >&- 2>&-; sleep 0.1; exit 4"_s).status, 4);
+}
+
+TEST_F(LinuxHostTest, LeavesNoDescriptorBehind) {
+    shell(u"true"_s);
+    const auto before = test::openDescriptors();
+    for (int run = 0; run < 20; ++run)
+        shell(u"true"_s);
+    EXPECT_EQ(test::openDescriptors(), before);
+}
+
+TEST_F(LinuxHostTest, FoldersAreTheOwners) {
+    scratch.write(u"user-dirs.dirs"_s, "");
+    EXPECT_EQ(host.path(Folder::home), scratch.directory());
+    EXPECT_TRUE(host.path(Folder::desktop).startsWith(scratch.directory()));
+    EXPECT_FALSE(host.path(Folder::temporary).isEmpty());
+}
+
+TEST_F(LinuxHostTest, SystemEventsIsAlwaysKnownAndRunning) {
+    const auto named = host.applicationNamed(u"system events"_s);
+    ASSERT_TRUE(named);
+    EXPECT_EQ(named->id, u"com.apple.systemevents"_s);
+    EXPECT_EQ(named->name, u"System Events"_s);
+    EXPECT_EQ(host.applicationWithId(u"com.apple.systemevents"_s), named);
+    EXPECT_TRUE(host.isRunning(named->id));
+    EXPECT_TRUE(host.activate(named->id));
+}
+
+TEST_F(LinuxHostTest, WithoutADisplayEveryDesktopOperationSaysSo) {
+    const std::vector<Result<>> results{host.type(u"x"_s, 0),
+                                        host.pressKey(36, 0),
+                                        host.holdKey(36, true),
+                                        host.holdModifier(Modifier::shift, true),
+                                        host.click({1, 1}, Click::single, 0),
+                                        host.setClipboard(u"x"_s),
+                                        host.raiseWindow(1),
+                                        host.closeWindow(1),
+                                        host.setMinimized(1, true),
+                                        host.moveWindow(1, {0, 0}),
+                                        host.resizeWindow(1, {9, 9}),
+                                        host.bringToFront(1),
+                                        host.setVisible(1, true)};
+    for (const auto &result : results) {
+        ASSERT_FALSE(result);
+        EXPECT_FALSE(result.error().description.isEmpty());
+        EXPECT_LT(result.error().code, 0);
+    }
+    EXPECT_FALSE(host.processes());
+    EXPECT_FALSE(host.windows(1));
+    EXPECT_FALSE(host.clipboard());
+    EXPECT_FALSE(host.isFrontmost(u"x"_s));
+    DialogRequest request;
+    request.text = u"Hello?"_s;
+    request.buttons = {u"OK"_s};
+    const auto asked = host.ask(request);
+    ASSERT_FALSE(asked);
+    EXPECT_EQ(asked.error().code, -1713);
+}
+
+TEST_F(LinuxHostTest, AnAddressNobodyOpensIsSaid) {
+    const test::Variable path("PATH", scratch.directory().toUtf8());
+    const auto opened = host.openLocation(u"no-such-scheme:thing"_s);
+    ASSERT_FALSE(opened);
+    EXPECT_TRUE(opened.error().description.contains(u"no-such-scheme:thing"_s));
+    EXPECT_FALSE(host.openLocation(u"not an address"_s));
+}
