@@ -1,5 +1,7 @@
 #include "platform/linux/Applications.h"
 
+#include "platform/linux/MacApplications.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -14,48 +16,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qint64 LARGEST_FILE = 1 << 20; // bytes; no honest entry comes near
-
-// A macOS application and the job it does there.
-struct MacApplication {
-    QStringList names;
-    QString id;
-    QString mimeType; // what the job's default is registered for; empty for none
-    QString category; // what marks applications that do the job
-};
-
-const std::vector<MacApplication> &macApplications() {
-    static const std::vector<MacApplication> table{
-        {{u"Finder"_s}, u"com.apple.finder"_s, u"inode/directory"_s, u"FileManager"_s},
-        {{u"Safari"_s}, u"com.apple.Safari"_s, u"x-scheme-handler/https"_s, u"WebBrowser"_s},
-        {{u"Terminal"_s}, u"com.apple.Terminal"_s, {}, u"TerminalEmulator"_s},
-        {{u"TextEdit"_s}, u"com.apple.TextEdit"_s, u"text/plain"_s, u"TextEditor"_s},
-        {{u"Mail"_s}, u"com.apple.mail"_s, u"x-scheme-handler/mailto"_s, u"Email"_s},
-        {{u"Preview"_s}, u"com.apple.Preview"_s, u"application/pdf"_s, u"Viewer"_s},
-        {{u"Calculator"_s}, u"com.apple.calculator"_s, {}, u"Calculator"_s},
-        {{u"System Settings"_s, u"System Preferences"_s}, u"com.apple.systempreferences"_s, {}, u"DesktopSettings"_s},
-        {{u"Activity Monitor"_s}, u"com.apple.ActivityMonitor"_s, {}, u"Monitor"_s},
-        {{u"Calendar"_s, u"iCal"_s}, u"com.apple.iCal"_s, u"text/calendar"_s, u"Calendar"_s},
-        {{u"Contacts"_s}, u"com.apple.AddressBook"_s, u"text/vcard"_s, u"ContactManagement"_s},
-        {{u"Music"_s, u"iTunes"_s}, u"com.apple.Music"_s, u"audio/mpeg"_s, u"Audio"_s},
-        {{u"QuickTime Player"_s}, u"com.apple.QuickTimePlayerX"_s, u"video/mp4"_s, u"Video"_s},
-        {{u"Photos"_s}, u"com.apple.Photos"_s, u"image/jpeg"_s, u"Photography"_s},
-        {{u"Messages"_s}, u"com.apple.MobileSMS"_s, u"x-scheme-handler/sms"_s, u"InstantMessaging"_s},
-        {{u"App Store"_s}, u"com.apple.AppStore"_s, {}, u"PackageManager"_s},
-    };
-    return table;
-}
-
-// Applications that exist on both systems under different identifiers.
-const std::map<QString, QStringList> &idsElsewhere() {
-    static const std::map<QString, QStringList> table{
-        {u"com.google.chrome"_s,
-         {u"google-chrome"_s, u"com.google.Chrome"_s, u"chromium"_s, u"chromium-browser"_s,
-          u"org.chromium.Chromium"_s}},
-        {u"org.mozilla.firefox"_s, {u"firefox"_s, u"firefox-esr"_s, u"org.mozilla.firefox"_s}},
-        {u"com.microsoft.vscode"_s, {u"code"_s, u"com.visualstudio.code"_s, u"codium"_s}},
-    };
-    return table;
-}
 
 bool same(const QString &left, const QString &right) {
     return left.compare(right, Qt::CaseInsensitive) == 0;
@@ -83,9 +43,9 @@ Applications::Places Applications::ownersPlaces() {
             qEnvironmentVariable("XDG_CURRENT_DESKTOP"), QLocale().name()};
 }
 
-Applications::Applications(const Places &places) {
+Applications::Applications(const Places &places)
+    : m_defaults(places.config, places.data, places.desktop.toLower().split(u':', Qt::SkipEmptyParts)) {
     readEntries(places);
-    readDefaults(places);
 }
 
 void Applications::readEntries(const Places &places) {
@@ -111,73 +71,41 @@ void Applications::readEntries(const Places &places) {
     }
 }
 
-void Applications::readDefaults(const Places &places) {
-    QStringList files;
-    const auto add = [&](const QString &directory) {
-        for (const auto &desktop : places.desktop.toLower().split(u':', Qt::SkipEmptyParts))
-            files.append(directory + u'/' + desktop + u"-mimeapps.list"_s);
-        files.append(directory + u"/mimeapps.list"_s);
-    };
-    for (const auto &config : places.config)
-        add(config);
-    for (const auto &data : places.data)
-        add(data + u"/applications"_s);
-    for (const auto &file : files) {
-        bool inside = false;
-        for (const auto &raw : QString::fromUtf8(contentOf(file)).split(u'\n')) {
-            const auto line = raw.trimmed();
-            if (line.startsWith(u'['))
-                inside = line == u"[Default Applications]"_s;
-            const auto equals = line.indexOf(u'=');
-            if (!inside || equals <= 0)
-                continue;
-            for (auto id : line.sliced(equals + 1).split(u';', Qt::SkipEmptyParts)) {
-                id = id.trimmed();
-                if (id.endsWith(u".desktop"_s))
-                    id.chop(8);
-                m_defaults[line.first(equals).trimmed()].append(id);
-            }
-        }
-    }
-}
-
 const DesktopEntry *Applications::exactly(const QString &id) const {
     const auto found = std::ranges::find_if(m_entries, [&](const auto &entry) { return same(entry.id, id); });
     return found == m_entries.end() ? nullptr : &*found;
 }
 
+const DesktopEntry *Applications::firstOf(const QStringList &ids) const {
+    for (const auto &id : ids) {
+        if (const auto *entry = exactly(id))
+            return entry;
+    }
+    return nullptr;
+}
+
 const DesktopEntry *Applications::withId(const QString &id) const {
-    if (const auto *entry = forMacId(id))
-        return entry;
+    for (const auto &application : macApplications()) {
+        if (same(application.id, id))
+            return forJob(application);
+    }
     return exactly(id);
 }
 
-const DesktopEntry *Applications::forMacId(const QString &id) const {
-    for (const auto &application : macApplications()) {
-        if (same(application.id, id))
-            return defaultFor(application.mimeType, application.category);
-    }
-    if (const auto found = idsElsewhere().find(id.toLower()); found != idsElsewhere().end()) {
-        for (const auto &candidate : found->second) {
-            if (const auto *entry = exactly(candidate))
-                return entry;
-        }
-    }
-    return nullptr;
-}
-
-const DesktopEntry *Applications::forMacName(const QString &name) const {
-    for (const auto &application : macApplications()) {
-        if (std::ranges::any_of(application.names, [&](const auto &one) { return same(one, name); }))
-            return defaultFor(application.mimeType, application.category);
-    }
-    return nullptr;
+const DesktopEntry *Applications::forJob(const MacApplication &application) const {
+    if (const auto *itself = firstOf(application.preferred))
+        return itself;
+    return defaultFor(application.type, application.category);
 }
 
 const DesktopEntry *Applications::named(const QString &name) const {
     const auto plain = name.endsWith(u".app"_s) ? name.chopped(4) : name;
-    if (const auto *entry = forMacName(plain))
-        return entry;
+    for (const auto &application : macApplications()) {
+        if (!application.names.contains(plain, Qt::CaseInsensitive))
+            continue;
+        if (const auto *entry = forJob(application))
+            return entry;
+    }
     // The most telling property first; what menus show before what they hide.
     using Matches = bool (*)(const DesktopEntry &, const QString &);
     constexpr Matches RULES[]{
@@ -196,8 +124,6 @@ const DesktopEntry *Applications::named(const QString &name) const {
             }
         }
     }
-    if (same(plain, u"Google Chrome"_s))
-        return forMacId(u"com.google.Chrome"_s);
     return nullptr;
 }
 
@@ -220,19 +146,17 @@ const DesktopEntry *Applications::ofWindow(const QString &className, const QStri
 }
 
 const DesktopEntry *Applications::defaultFor(const QString &mimeType, const QString &category) const {
-    if (const auto chosen = m_defaults.find(mimeType); chosen != m_defaults.end()) {
-        for (const auto &id : chosen->second) {
-            if (const auto *entry = exactly(id))
-                return entry;
-        }
-    }
+    if (const auto *entry = firstOf(m_defaults.chosen(mimeType)))
+        return entry;
+    const auto added = m_defaults.added(mimeType);
     // No choice was made: the best fit of those that say they can.
     const auto rank = [&](const DesktopEntry &entry) {
         const bool kind = !category.isEmpty() && entry.categories.contains(category);
-        const bool opens = !mimeType.isEmpty() && entry.mimeTypes.contains(mimeType);
+        const bool opens = added.contains(entry.id) ||
+                           (entry.mimeTypes.contains(mimeType) && !m_defaults.isRemoved(mimeType, entry.id));
         if (!kind && !opens)
             return 0;
-        return (kind ? 4 : 0) + (opens ? 2 : 0) + (entry.noDisplay ? 0 : 1);
+        return (entry.terminal ? 1 : 16) + (kind ? 8 : 0) + (opens ? 4 : 0) + (entry.noDisplay ? 0 : 2);
     };
     const DesktopEntry *best = nullptr;
     for (const auto &entry : m_entries) {

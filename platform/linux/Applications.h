@@ -3,12 +3,12 @@
 // Plain values; one thread. Reads files, so not on the main thread of the application.
 #pragma once
 #include "base/Failure.h"
+#include "platform/linux/MimeDefaults.h"
 
 #include <QList>
 #include <QString>
 #include <QStringList>
 
-#include <map>
 #include <optional>
 #include <vector>
 
@@ -34,8 +34,8 @@ struct DesktopEntry {
 std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &path, const QByteArray &content,
                                               const QString &locale);
 
-// The words that start it on these files: one command line, or one a file when it takes one file at a time. A Failure
-// (domain "applications") when its Exec line is malformed.
+// The words that start it on these files (full paths or URLs): one command line, or one a file when it takes one file
+// at a time. A Failure (domain "applications") when its Exec line is malformed.
 Result<QList<QStringList>> commandLines(const DesktopEntry &entry, const QStringList &files);
 
 class Applications {
@@ -61,13 +61,13 @@ public:
 
 private:
     void readEntries(const Places &places);
-    void readDefaults(const Places &places);
     const DesktopEntry *exactly(const QString &id) const;
-    const DesktopEntry *forMacName(const QString &name) const;
-    const DesktopEntry *forMacId(const QString &id) const;
+    const DesktopEntry *firstOf(const QStringList &ids) const;
+    const DesktopEntry *chosen(const QString &mimeType) const;
+    const DesktopEntry *forJob(const struct MacApplication &application) const;
 
     std::vector<DesktopEntry> m_entries;
-    std::map<QString, QStringList> m_defaults; // ids for a MIME type, the preferred first
+    MimeDefaults m_defaults;
 };
 
 } // namespace ombru

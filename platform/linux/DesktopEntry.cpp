@@ -1,7 +1,9 @@
 #include "platform/linux/Applications.h"
+#include "platform/linux/KeyFile.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QUrl>
 
 namespace ombru {
 
@@ -9,198 +11,226 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using Keys = std::map<QString, QString>;
+const QString GROUP = u"Desktop Entry"_s;
 
-// The "Desktop Entry" group; the values still have their escapes.
-Keys entryKeys(const QByteArray &content) {
-    Keys keys;
-    bool inside = false;
-    for (const auto &raw : QString::fromUtf8(content).split(u'\n')) {
-        const auto line = raw.trimmed();
-        if (line.startsWith(u'['))
-            inside = line == u"[Desktop Entry]"_s;
-        const auto equals = line.indexOf(u'=');
-        if (!inside || equals <= 0 || line.startsWith(u'#'))
-            continue;
-        keys.emplace(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed());
-    }
-    return keys;
+std::unexpected<Failure> wrong(const QString &what) {
+    return std::unexpected(Failure{u"applications"_s, 1, what});
 }
 
-QString unescaped(const QString &value) {
-    QString text;
-    for (qsizetype at = 0; at < value.size(); ++at) {
-        if (value[at] != u'\\' || at + 1 == value.size()) {
-            text += value[at];
-            continue;
+bool isUrl(const QString &target) {
+    return !target.startsWith(u'/') && !QUrl(target).scheme().isEmpty();
+}
+
+QString asUrl(const QString &target) {
+    return isUrl(target) ? target : QString::fromLatin1(QUrl::fromLocalFile(target).toEncoded());
+}
+
+QString asPath(const QString &target) {
+    const QUrl url(target);
+    return isUrl(target) && url.isLocalFile() ? url.toLocalFile() : target;
+}
+
+// Puts the values of the field codes into the words of one command line.
+class Expansion {
+public:
+    Expansion(const DesktopEntry &entry, QStringList targets) : m_entry(entry), m_targets(std::move(targets)) {}
+
+    Result<QStringList> line(const QStringList &words) {
+        QStringList result;
+        for (const QString &word : words) {
+            const auto added = addTo(result, word);
+            if (!added)
+                return std::unexpected(added.error());
         }
-        switch (value[++at].unicode()) {
-        case u's':
-            text += u' ';
-            break;
-        case u'n':
-            text += u'\n';
-            break;
-        case u't':
-            text += u'\t';
-            break;
-        case u'r':
-            text += u'\r';
-            break;
+        // Without a place for them they go to the end, as other launchers do it.
+        if (!m_placed)
+            result += paths();
+        return result;
+    }
+
+private:
+    Result<> addTo(QStringList &line, const QString &word) {
+        if (word == u"%F"_s || word == u"%U"_s) {
+            m_placed = true;
+            line += word == u"%F"_s ? paths() : urls();
+            return {};
+        }
+        if (word == u"%i"_s) {
+            if (!m_entry.icon.isEmpty())
+                line += {u"--icon"_s, m_entry.icon};
+            return {};
+        }
+        const auto expanded = inWord(word);
+        if (!expanded)
+            return std::unexpected(expanded.error());
+        // A code that stands for nothing leaves no empty argument behind.
+        if (!expanded->isEmpty() || word.isEmpty())
+            line += *expanded;
+        return {};
+    }
+
+    Result<QString> inWord(const QString &word) {
+        QString result;
+        for (qsizetype at = 0; at < word.size(); ++at) {
+            if (word[at] != u'%') {
+                result += word[at];
+                continue;
+            }
+            const auto value = ++at < word.size() ? valueOf(word[at]) : std::nullopt;
+            if (!value)
+                return wrong(m_entry.path + u": the Exec line has the unknown code \"%"_s +
+                             word.sliced(at, qMin<qsizetype>(1, word.size() - at)) + u'"');
+            result += *value;
+        }
+        return result;
+    }
+
+    std::optional<QString> valueOf(QChar code) {
+        switch (code.unicode()) {
+        case u'%':
+            return u"%"_s;
+        case u'f':
+            m_placed = true;
+            return paths().value(0);
+        case u'u':
+            m_placed = true;
+            return urls().value(0);
+        case u'c':
+            return m_entry.name;
+        case u'k':
+            return m_entry.path;
         default:
-            text += value[at];
-            break;
+            // Deprecated ones stand for nothing.
+            return u"dDnNvm"_s.contains(code) ? std::optional(QString()) : std::nullopt;
         }
     }
-    return text;
-}
 
-QString value(const Keys &keys, const QString &key) {
-    const auto found = keys.find(key);
-    return found == keys.end() ? QString() : unescaped(found->second);
-}
-
-QString localised(const Keys &keys, const QString &key, const QString &locale) {
-    const auto language = locale.section(u'_', 0, 0);
-    for (const auto &which : {locale, language}) {
-        if (const auto text = value(keys, key + u'[' + which + u']'); !which.isEmpty() && !text.isEmpty())
-            return text;
+    QStringList paths() const {
+        QStringList result;
+        std::ranges::transform(m_targets, std::back_inserter(result), asPath);
+        return result;
     }
-    return value(keys, key);
+    QStringList urls() const {
+        QStringList result;
+        std::ranges::transform(m_targets, std::back_inserter(result), asUrl);
+        return result;
+    }
+
+    const DesktopEntry &m_entry;
+    QStringList m_targets;
+    bool m_placed = false;
+};
+
+bool takesOneTarget(const QStringList &words) {
+    const auto has = [&](const QString &code) {
+        return std::ranges::any_of(words, [&](QString word) { return word.remove(u"%%"_s).contains(code); });
+    };
+    return (has(u"%f"_s) || has(u"%u"_s)) && !has(u"%F"_s) && !has(u"%U"_s);
 }
 
-QStringList listOf(const QString &text) {
-    return text.split(u';', Qt::SkipEmptyParts);
+bool isThere(const QString &program) {
+    return program.contains(u'/') ? QFileInfo(program).isExecutable()
+                                  : !QStandardPaths::findExecutable(program).isEmpty();
 }
 
-bool canBeTried(const QString &program) {
-    if (program.isEmpty())
-        return true;
-    if (program.startsWith(u'/'))
-        return QFileInfo(program).isExecutable();
-    return !QStandardPaths::findExecutable(program).isEmpty();
+// The names that a value may have for the locale "de_AT.UTF-8@euro", the best one first.
+QStringList localeNames(const QString &locale) {
+    const auto at = locale.indexOf(u'@');
+    const auto modifier = at < 0 ? QString() : locale.sliced(at);
+    const auto place = locale.left(at).section(u'.', 0, 0);
+    const auto language = place.section(u'_', 0, 0);
+    if (language.isEmpty())
+        return {};
+    return {place + modifier, place, language + modifier, language};
 }
 
-Failure malformed(const DesktopEntry &entry) {
-    return {u"applications"_s, 1, u"%1 has an Exec line that cannot be read: %2"_s.arg(entry.path, entry.exec)};
-}
-
-// The Exec line's words, with their quotes taken off.
-std::optional<QStringList> words(const QString &exec) {
-    QStringList result;
-    QString word;
-    bool started = false;
+Result<QStringList> execWords(const QString &command) {
+    QStringList words;
+    bool within = false; // a word has begun
     bool quoted = false;
-    for (qsizetype at = 0; at < exec.size(); ++at) {
-        const auto unit = exec[at];
-        if (unit == u'"') {
-            quoted = !quoted;
-            started = true;
-        } else if (unit == u'\\' && quoted && at + 1 < exec.size()) {
-            word += exec[++at];
-        } else if (unit == u' ' && !quoted) {
-            if (started)
-                result.append(word);
-            word.clear();
-            started = false;
-        } else {
-            word += unit;
-            started = true;
+    for (qsizetype at = 0; at < command.size(); ++at) {
+        const auto c = command[at];
+        if (!quoted && c.isSpace()) {
+            within = false;
+            continue;
         }
+        if (!within)
+            words += QString();
+        within = true;
+        if (c == u'"')
+            quoted = !quoted;
+        else if (c == u'\\' && at + 1 < command.size() && (!quoted || u"\"`$\\"_s.contains(command[at + 1])))
+            words.last() += command[++at];
+        else
+            words.last() += c;
     }
     if (quoted)
-        return {};
-    if (started)
-        result.append(word);
-    return result;
-}
-
-// One command line; `files` are what its field codes stand for.
-QStringList expand(const DesktopEntry &entry, const QStringList &execWords, const QStringList &files, bool &placed) {
-    QStringList command;
-    for (const auto &word : execWords) {
-        if (word == u"%F"_s || word == u"%U"_s || word == u"%f"_s || word == u"%u"_s) {
-            command += files;
-            placed = true;
-        } else if (word == u"%i"_s) {
-            if (!entry.icon.isEmpty())
-                command += {u"--icon"_s, entry.icon};
-        } else {
-            QString plain;
-            for (qsizetype at = 0; at < word.size(); ++at) {
-                if (word[at] != u'%' || at + 1 == word.size()) {
-                    plain += word[at];
-                    continue;
-                }
-                const auto code = word[++at];
-                if (code == u'%')
-                    plain += u'%';
-                else if (code == u'c')
-                    plain += entry.name;
-                else if (code == u'k')
-                    plain += entry.path;
-                else if ((code == u'f' || code == u'u') && !files.isEmpty()) {
-                    plain += files.first();
-                    placed = true;
-                }
-            }
-            command.append(plain);
-        }
-    }
-    return command;
+        return wrong(u"a quotation in the Exec line \"%1\" does not end"_s.arg(command));
+    return words;
 }
 
 } // namespace
 
 QString DesktopEntry::program() const {
-    const auto parsed = words(exec);
-    return parsed ? QFileInfo(parsed->value(0)).fileName() : QString();
+    // "env NAME=value program" starts the program.
+    for (const QString &word : execWords(exec).value_or(QStringList()))
+        if (word != u"env"_s && !word.contains(u'='))
+            return QFileInfo(word).fileName();
+    return {};
 }
 
 std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &path, const QByteArray &content,
                                               const QString &locale) {
-    const auto keys = entryKeys(content);
-    const auto isTrue = [&](const QString &key) { return value(keys, key) == u"true"_s; };
-    if (value(keys, u"Type"_s) != u"Application"_s || isTrue(u"Hidden"_s) || !canBeTried(value(keys, u"TryExec"_s)))
+    const auto file = parseKeyFile(content);
+    const auto value = [&](const QString &key) { return unescaped(keyValue(file, GROUP, key)); };
+    const auto list = [&](const QString &key) { return listValue(keyValue(file, GROUP, key)); };
+    const auto isTrue = [&](const QString &key) { return value(key) == u"true"_s; };
+    const auto tried = value(u"TryExec"_s);
+    if (value(u"Type"_s) != u"Application"_s || isTrue(u"Hidden"_s) || (!tried.isEmpty() && !isThere(tried)))
         return {};
     DesktopEntry entry{.id = id,
                        .path = path,
-                       .name = localised(keys, u"Name"_s, locale),
-                       .plainName = value(keys, u"Name"_s),
-                       .exec = value(keys, u"Exec"_s),
-                       .icon = value(keys, u"Icon"_s),
-                       .windowClass = value(keys, u"StartupWMClass"_s),
-                       .categories = listOf(value(keys, u"Categories"_s)),
-                       .mimeTypes = listOf(value(keys, u"MimeType"_s)),
+                       .name = value(u"Name"_s),
+                       .plainName = value(u"Name"_s),
+                       .exec = value(u"Exec"_s),
+                       .icon = value(u"Icon"_s),
+                       .windowClass = value(u"StartupWMClass"_s),
+                       .categories = list(u"Categories"_s),
+                       .mimeTypes = list(u"MimeType"_s),
                        .terminal = isTrue(u"Terminal"_s),
                        .noDisplay = isTrue(u"NoDisplay"_s)};
     if (entry.plainName.isEmpty() || entry.exec.isEmpty())
         return {};
+    for (const QString &name : localeNames(locale)) {
+        const auto translated = value(u"Name[%1]"_s.arg(name));
+        if (!translated.isEmpty()) {
+            entry.name = translated;
+            break;
+        }
+    }
     return entry;
 }
 
 Result<QList<QStringList>> commandLines(const DesktopEntry &entry, const QStringList &files) {
-    const auto execWords = words(entry.exec);
-    if (!execWords || execWords->isEmpty())
-        return std::unexpected(malformed(entry));
-    const bool oneAtATime = std::ranges::any_of(
-        *execWords, [](const auto &word) { return word.contains(u"%f"_s) || word.contains(u"%u"_s); });
-    QList<QStringList> commands;
-    const auto add = [&](const QStringList &some) {
-        bool placed = false;
-        auto command = expand(entry, *execWords, some, placed);
-        // One that names no place for files gets them at its end, as desktops do.
-        if (!placed)
-            command += some;
-        commands.append(command);
-    };
-    if (!oneAtATime || files.size() < 2) {
-        add(files);
-    } else {
-        for (const auto &file : files)
-            add({file});
+    const auto words = execWords(entry.exec);
+    if (!words)
+        return std::unexpected(words.error());
+    QList<QStringList> groups{files};
+    if (files.size() > 1 && takesOneTarget(*words)) {
+        groups.clear();
+        for (const QString &target : files)
+            groups.append({target});
     }
-    return commands;
+    QList<QStringList> lines;
+    for (const QStringList &group : groups) {
+        const auto line = Expansion(entry, group).line(*words);
+        if (!line)
+            return std::unexpected(line.error());
+        if (line->value(0).isEmpty())
+            return wrong(entry.path + u": the Exec line names no program"_s);
+        lines.append(*line);
+    }
+    return lines;
 }
 
 } // namespace ombru

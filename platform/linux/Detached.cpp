@@ -3,15 +3,15 @@
 #include "base/Spawn.h"
 
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace ombru {
@@ -20,75 +20,100 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// What the new process needs, made before the fork: after it only calls that need no memory are allowed.
-struct Prepared {
+// What the new process needs, made before it is forked: between fork and exec nothing may be allocated.
+struct Start {
     QByteArray program;
-    QByteArray home;
-    std::vector<QByteArray> words;
+    QByteArray directory;
     std::vector<char *> arguments;
+    int report; // pipe that gets errno when the start fails, and closes when it succeeds
 };
 
-Prepared prepare(const QString &program, const QStringList &words) {
-    Prepared prepared{QFile::encodeName(program), QFile::encodeName(QDir::homePath()), {}, {}};
-    for (const auto &word : words)
-        prepared.words.push_back(word.toLocal8Bit());
-    for (auto &word : prepared.words)
-        prepared.arguments.push_back(word.data());
-    prepared.arguments.push_back(nullptr);
-    return prepared;
-}
-
-// In the grandchild: no handler or stream of ours goes with it.
-[[noreturn]] void become(Prepared &prepared, int report) {
-    for (int signal = 1; signal < NSIG; ++signal)
-        ::signal(signal, SIG_DFL);
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    const int null = ::open("/dev/null", O_RDWR);
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        ::dup2(null, stream);
-    ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-    if (::chdir(prepared.home.constData()) != 0 && ::chdir("/") != 0)
-        ::_exit(127);
-    ::execv(prepared.program.constData(), prepared.arguments.data());
+[[noreturn]] void giveUp(int report) {
     const int error = errno;
+    // Without a reader there is nobody to tell.
     [[maybe_unused]] const auto written = ::write(report, &error, sizeof error);
     ::_exit(127);
 }
 
-} // namespace
+void resetSignals() {
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number)
+        ::sigaction(number, &action, nullptr); // fails for those that cannot be changed anyway
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
 
-Result<> startDetached(const QStringList &words) {
-    const auto name = words.value(0);
-    const auto program = name.startsWith(u'/') ? name : QStandardPaths::findExecutable(name);
-    if (program.isEmpty())
-        return std::unexpected(processFailure(ENOENT, name));
-    auto prepared = prepare(program, words);
-    auto report = makePipe(); // closed by a successful exec
-    if (!report)
-        return std::unexpected(report.error());
+// Only calls that are allowed after a fork with threads.
+[[noreturn]] void become(const Start &start) {
+    constexpr int REPORT = 3;
+    ::setsid();
+    resetSignals();
+    const int nothing = ::open("/dev/null", O_RDWR);
+    if (nothing < 0)
+        giveUp(start.report);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        ::dup2(nothing, stream);
+    if (start.report != REPORT)
+        ::dup2(start.report, REPORT);
+    ::fcntl(REPORT, F_SETFD, FD_CLOEXEC);
+    ::syscall(SYS_close_range, REPORT + 1, ~0U, 0);
+    if (::chdir(start.directory.constData()) != 0)
+        giveUp(REPORT);
+    ::execv(start.program.constData(), start.arguments.data());
+    giveUp(REPORT);
+}
 
-    const auto child = ::fork();
-    if (child < 0)
-        return std::unexpected(processFailure(errno, name));
-    if (child == 0) {
-        ::setsid();
-        // The second one is nobody's child and can never get a terminal.
-        if (::fork() == 0)
-            become(prepared, report->writing.number());
+// The process in between ends at once, so that the program is handed to the system's first process.
+Result<> forkTwice(const Start &start) {
+    const pid_t between = ::fork();
+    if (between < 0)
+        return std::unexpected(processFailure(errno, QFile::decodeName(start.program)));
+    if (between == 0) {
+        const pid_t last = ::fork();
+        if (last < 0)
+            giveUp(start.report);
+        if (last == 0)
+            become(start);
         ::_exit(0);
     }
-    report->writing.close();
-    while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    while (::waitpid(between, nullptr, 0) < 0 && errno == EINTR) {
     }
+    return {};
+}
+
+} // namespace
+
+Result<> startDetached(const QStringList &command, const QString &directory) {
+    const auto name = command.value(0);
+    const auto path = name.contains(u'/') ? name : QStandardPaths::findExecutable(name);
+    if (path.isEmpty())
+        return std::unexpected(processFailure(ENOENT, name));
+    auto pipe = makePipe();
+    if (!pipe)
+        return std::unexpected(pipe.error());
+
+    std::vector<QByteArray> words;
+    for (const QString &word : command)
+        words.push_back(word.toUtf8());
+    Start start{QFile::encodeName(path),
+                QFile::encodeName(directory.isEmpty() ? QDir::homePath() : directory),
+                {},
+                pipe->writing.number()};
+    for (QByteArray &word : words)
+        start.arguments.push_back(word.data());
+    start.arguments.push_back(nullptr);
+    if (const auto forked = forkTwice(start); !forked)
+        return forked;
+
+    pipe->writing.close();
     int error = 0;
-    ssize_t got = 0;
-    do {
-        got = ::read(report->reading.number(), &error, sizeof error);
-    } while (got < 0 && errno == EINTR);
-    if (got > 0)
-        return std::unexpected(processFailure(error, name));
+    ssize_t count = 0;
+    while ((count = ::read(pipe->reading.number(), &error, sizeof error)) < 0 && errno == EINTR) {
+    }
+    if (count == sizeof error)
+        return std::unexpected(processFailure(error, path));
     return {};
 }
 

@@ -1,6 +1,5 @@
-// Starts programs for the owner: applications, terminals. They are not our children, have a session of their own and no
-// streams of ours, so that nothing that ends this program or its scripts ends them.
-// Any thread; returns once the program runs or could not be started.
+// Starts programs that are the owner's from then on: in a session of their own, nobody's child, with the null device as
+// standard streams. Nothing that later happens to this process or its group reaches them. Any thread.
 #pragma once
 #include "base/Failure.h"
 
@@ -8,8 +7,9 @@
 
 namespace ombru {
 
-// The program's name is searched for in PATH; it starts in the owner's home. A Failure has domain "process", errno as
-// its code, and the name with the system's words.
-Result<> startDetached(const QStringList &words);
+// `command` is the program (a path, or a name that PATH is searched for) and its arguments; `directory` is the owner's
+// home when it is empty. Returns once the program runs or could not be started: a Failure with domain "process", errno
+// as its code, and the program with the system's words.
+Result<> startDetached(const QStringList &command, const QString &directory = {});
 
 } // namespace ombru

@@ -31,15 +31,29 @@ const QList<QStringList> &terminals() {
     return list;
 }
 
+// As the owner would type it.
+QString forShell(QString text) {
+    text.replace(u"'"_s, u"'\\''"_s);
+    return u'\'' + text + u'\'';
+}
+
 } // namespace
 
 Result<> openInTerminal(const QString &commandFile) {
+    const auto instead = [&](const QString &reason) {
+        const auto advice = u"%1 Type this in a terminal: %2"_s.arg(reason, forShell(commandFile));
+        return std::unexpected(Failure{u"workspace"_s, 1, advice});
+    };
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return instead(u"There is no display to open a terminal on."_s);
     for (const auto &terminal : terminals()) {
-        if (!QStandardPaths::findExecutable(terminal.first()).isEmpty())
-            return startDetached(terminal + QStringList{commandFile});
+        if (QStandardPaths::findExecutable(terminal.first()).isEmpty())
+            continue;
+        const auto started = startDetached(terminal + QStringList{commandFile});
+        return started ? started
+                       : instead(u"The terminal couldn't be started (%1)."_s.arg(started.error().description));
     }
-    return std::unexpected(
-        Failure{u"workspace"_s, 1, u"No terminal is installed. Type this in one: \"%1\""_s.arg(commandFile)});
+    return instead(u"No terminal is installed."_s);
 }
 
 } // namespace ombru

@@ -74,7 +74,27 @@ TEST(CommandLines, FieldCodesStandForTheFiles) {
 
 TEST(CommandLines, OtherCodesAreReplacedOrDropped) {
     EXPECT_EQ(lines("app %i 100%% %c %k %d"),
-              (QList<QStringList>{{u"app"_s, u"--icon"_s, u"pic"_s, u"100%"_s, u"X"_s, u"/x.desktop"_s, u""_s}}));
+              (QList<QStringList>{{u"app"_s, u"--icon"_s, u"pic"_s, u"100%"_s, u"X"_s, u"/x.desktop"_s}}));
+}
+
+TEST(CommandLines, ProgramsThatWantUrlsGetUrls) {
+    EXPECT_EQ(lines("app %U", {u"/a b"_s, u"https://x.org/?q=1"_s}),
+              (QList<QStringList>{{u"app"_s, u"file:///a%20b"_s, u"https://x.org/?q=1"_s}}));
+    EXPECT_EQ(lines("app --uri=%u", {u"/a"_s}), (QList<QStringList>{{u"app"_s, u"--uri=file:///a"_s}}));
+    EXPECT_EQ(lines("app %f", {u"file:///a%20b"_s}), (QList<QStringList>{{u"app"_s, u"/a b"_s}}));
+}
+
+TEST(CommandLines, CodesThatNobodyKnowsAreRefused) {
+    EXPECT_TRUE(lines("app %z").isEmpty());
+    EXPECT_TRUE(lines("app 100%").isEmpty());
+}
+
+TEST(CommandLines, ALiteralPercentIsNoPlaceForFiles) {
+    EXPECT_EQ(lines("app %%f", {u"/a"_s, u"/b"_s}), (QList<QStringList>{{u"app"_s, u"%f"_s, u"/a"_s, u"/b"_s}}));
+}
+
+TEST(DesktopEntry, EnvIsNotTheProgramItStarts) {
+    EXPECT_EQ(parse("Exec=env LANG=C GTK=1 /usr/bin/editor %F\n")->program(), u"editor"_s);
 }
 
 TEST(CommandLines, QuotesHoldWordsTogether) {
@@ -146,6 +166,35 @@ TEST_F(ApplicationsTest, ApplicationsOfBothSystemsAreFoundUnderTheOthersIdentifi
     EXPECT_EQ(idOf(applications.withId(u"com.google.Chrome"_s)), u"chromium"_s);
     EXPECT_EQ(idOf(applications.named(u"Google Chrome"_s)), u"chromium"_s);
     EXPECT_EQ(idOf(applications.withId(u"org.mozilla.firefox"_s)), u"firefox-esr"_s);
+}
+
+TEST_F(ApplicationsTest, ABrowserUnderAnotherNameIsFoundByItsFamiliarOne) {
+    entry(u"firefox-esr"_s, "Name=Firefox ESR\nExec=firefox-esr\n");
+    EXPECT_EQ(idOf(read().named(u"Firefox"_s)), u"firefox-esr"_s);
+}
+
+TEST_F(ApplicationsTest, AssociationsThatWereAddedCountAndRemovedOnesDoNot) {
+    entry(u"a"_s, "Name=A\nExec=a\nMimeType=text/plain;\n");
+    entry(u"b"_s, "Name=B\nExec=b\n");
+    EXPECT_EQ(idOf(read().defaultFor(u"text/plain"_s)), u"a"_s);
+    write(u"config/mimeapps.list"_s,
+          "[Removed Associations]\ntext/plain=a.desktop;\n[Added Associations]\ntext/plain=b.desktop;\n");
+    EXPECT_EQ(idOf(read().defaultFor(u"text/plain"_s)), u"b"_s);
+    write(u"config/mimeapps.list"_s, "[Removed Associations]\ntext/plain=a.desktop;\n");
+    EXPECT_EQ(read().defaultFor(u"text/plain"_s), nullptr);
+}
+
+TEST_F(ApplicationsTest, AnAdditionBelowDoesNotUndoARemoval) {
+    entry(u"a"_s, "Name=A\nExec=a\n");
+    write(u"config/mimeapps.list"_s, "[Removed Associations]\ntext/plain=a.desktop;\n");
+    write(u"system/applications/mimeapps.list"_s, "[Added Associations]\ntext/plain=a.desktop;\n");
+    EXPECT_EQ(read().defaultFor(u"text/plain"_s), nullptr);
+}
+
+TEST_F(ApplicationsTest, ProgramsInATerminalAreTheLastChoice) {
+    entry(u"a"_s, "Name=A\nExec=a\nTerminal=true\nMimeType=text/plain;\nCategories=TextEditor;\n");
+    entry(u"b"_s, "Name=B\nExec=b\nCategories=TextEditor;\n");
+    EXPECT_EQ(idOf(read().named(u"TextEdit"_s)), u"b"_s);
 }
 
 TEST_F(ApplicationsTest, AWindowBelongsToTheEntryThatFitsItsClass) {
