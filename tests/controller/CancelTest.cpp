@@ -1,9 +1,7 @@
 #include "tests/controller/LoopFixture.h"
-
-#include <QFileInfo>
+#include "tests/support/Processes.h"
 
 #include <atomic>
-#include <csignal>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -21,22 +19,11 @@ protected:
         EXPECT_FALSE(state->busy);
     }
 
-    // The process whose number a play wrote into the file, once it has.
-    qint64 processIn(const QString &file) {
-        qint64 pid = 0;
-        EXPECT_TRUE(waitUntil([&] {
-            QFile written(file);
-            pid = written.open(QFile::ReadOnly) ? written.readAll().trimmed().toLongLong() : 0;
-            return pid > 0;
-        }));
-        return pid;
-    }
+    // The process whose number a play wrote into the file of the home, once it has.
+    qint64 processIn(const QString &file) { return test::pidIn(home.filePath(file)); }
 
     static bool isGone(qint64 pid) {
-        return waitUntil([pid] {
-            QFile status(u"/proc/%1/stat"_s.arg(pid));
-            return !status.open(QFile::ReadOnly) || status.readAll().contains(") Z ");
-        });
+        return waitUntil([pid] { return !test::isAlive(pid); });
     }
 
     bool until(const QString &eventStart) {
@@ -82,12 +69,10 @@ TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
 }
 
 TEST_F(Cancel, WhileClaudeThinksLeavesNoProcessBehind) {
-    const auto own = home.filePath(u"claude.pid"_s);
-    const auto child = home.filePath(u"child.pid"_s);
     claude.play(1, "sleep 1000 & echo $! >\"$HOME/child.pid\"; echo $$ >\"$HOME/claude.pid\"; wait");
     state->startTask(u"go"_s);
-    const auto pid = processIn(own);
-    const auto childPid = processIn(child);
+    const auto pid = processIn(u"claude.pid"_s);
+    const auto childPid = processIn(u"child.pid"_s);
     state->cancelTask();
     expectStopped();
     EXPECT_TRUE(isGone(pid));
@@ -97,7 +82,7 @@ TEST_F(Cancel, WhileClaudeThinksLeavesNoProcessBehind) {
 TEST_F(Cancel, WhileClaudeThinksAndWillNotBeAsked) {
     claude.play(1, "trap '' TERM; echo $$ >\"$HOME/claude.pid\"; while :; do sleep 1000; done");
     state->startTask(u"go"_s);
-    const auto pid = processIn(home.filePath(u"claude.pid"_s));
+    const auto pid = processIn(u"claude.pid"_s);
     state->cancelTask();
     expectStopped();
     EXPECT_TRUE(isGone(pid));
@@ -107,7 +92,7 @@ TEST_F(Cancel, WhileAScriptRunsLeavesNoProcessBehind) {
     reply({block(u"x"_s)});
     osascript.play(1, "echo $$ >\"$HOME/script.pid\"; exec sleep 1000");
     state->startTask(u"go"_s);
-    const auto pid = processIn(home.filePath(u"script.pid"_s));
+    const auto pid = processIn(u"script.pid"_s);
     state->cancelTask();
     expectStopped();
     EXPECT_TRUE(isGone(pid));
@@ -134,7 +119,7 @@ TEST_F(Cancel, WhileIdleNeverStopsTheNextTask) {
 TEST_F(Cancel, TwiceIsLikeOnce) {
     claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
     state->startTask(u"go"_s);
-    processIn(home.filePath(u"claude.pid"_s));
+    processIn(u"claude.pid"_s);
     state->cancelTask();
     state->cancelTask();
     expectStopped();
@@ -144,7 +129,7 @@ TEST_F(Cancel, TwiceIsLikeOnce) {
 TEST_F(Cancel, TheNextTaskRunsAsEver) {
     claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
     state->startTask(u"one"_s);
-    processIn(home.filePath(u"claude.pid"_s));
+    processIn(u"claude.pid"_s);
     state->cancelTask();
     expectStopped();
     claude.file(u"reply.2"_s, resultJson(u"DONE: ok"_s));
@@ -155,7 +140,7 @@ TEST_F(Cancel, TheNextTaskRunsAsEver) {
 TEST_F(Cancel, TheEndOfTheProgramEndsARunningTask) {
     claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
     state->startTask(u"go"_s);
-    const auto pid = processIn(home.filePath(u"claude.pid"_s));
+    const auto pid = processIn(u"claude.pid"_s);
     test::await(state->drain());
     EXPECT_FALSE(state->busy);
     EXPECT_TRUE(isGone(pid));
