@@ -123,3 +123,61 @@ TEST_F(LinuxHostTest, AnAddressNobodyOpensIsSaid) {
     EXPECT_TRUE(opened.error().description.contains(u"no-such-scheme:thing"_s));
     EXPECT_FALSE(host.openLocation(u"not an address"_s));
 }
+
+TEST_F(LinuxHostTest, AJobThatNeverStopsWritingIsNotWaitedFor) {
+    const auto outcome = shell(u"yes & echo $! >'%1'"_s.arg(scratch.path(u"pid"_s)));
+    EXPECT_EQ(outcome.status, 0);
+    const auto pid = test::pidIn(scratch.path(u"pid"_s));
+    ASSERT_GT(pid, 0);
+    ::kill(pid_t(pid), SIGKILL);
+}
+
+class OpeningFiles : public LinuxHostTest {
+protected:
+    // An application that writes down what it was told to open.
+    void install(const QString &id, const QByteArray &lines) {
+        const auto program =
+            scratch.script(id, "printf '%s\\n' \"$@\" >'" + scratch.path(id).toUtf8() + ".new'; mv '" +
+                                   scratch.path(id).toUtf8() + ".new' '" + scratch.path(id).toUtf8() + ".opened'");
+        QDir().mkpath(scratch.path(u"applications"_s));
+        scratch.write(u"applications/%1.desktop"_s.arg(id), "[Desktop Entry]\nType=Application\nName=" + id.toUtf8() +
+                                                                "\nExec=" + program.toUtf8() + " %F\n" + lines);
+    }
+    QByteArray opened(const QString &id) {
+        const auto file = scratch.path(id + u".opened"_s);
+        EXPECT_TRUE(test::waitUntil([&] { return QFile::exists(file); })) << id.toStdString();
+        return test::contents(file);
+    }
+    void SetUp() override {
+        install(u"files"_s, "MimeType=inode/directory;\nCategories=FileManager;\n");
+        install(u"editor"_s, "MimeType=text/plain;\nCategories=TextEditor;\n");
+    }
+    test::Variable data{"XDG_DATA_HOME", scratch.directory().toUtf8()};
+    test::Variable system{"XDG_DATA_DIRS", "/usr/share"}; // has the types of files
+    test::Variable config{"XDG_CONFIG_HOME", scratch.directory().toUtf8()};
+};
+
+TEST_F(OpeningFiles, AnApplicationGetsTheFiles) {
+    const auto one = scratch.write(u"one.txt"_s, "1");
+    const auto two = scratch.write(u"two words.txt"_s, "2");
+    ASSERT_TRUE(host.open(u"editor"_s, {one, two}));
+    EXPECT_EQ(opened(u"editor"_s), (one + u'\n' + two + u'\n').toUtf8());
+}
+
+TEST_F(OpeningFiles, AFileThatIsNotThereIsSaid) {
+    const auto result = host.open(u"editor"_s, {u"/no/such/file"_s});
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, -43);
+    EXPECT_EQ(result.error().description, u"File /no/such/file wasn’t found."_s);
+}
+
+TEST_F(LinuxHostTest, QuittingWhatDoesNotRunIsNothingToDo) {
+    EXPECT_TRUE(host.quit(u"no.such.application"_s));
+}
+
+TEST_F(OpeningFiles, AFileManagerShowsFoldersAndOpensFilesWithTheirApplication) {
+    const auto file = scratch.write(u"one.txt"_s, "1");
+    ASSERT_TRUE(host.open(u"com.apple.finder"_s, {file, scratch.directory()}));
+    EXPECT_EQ(opened(u"editor"_s), file.toUtf8() + '\n');
+    EXPECT_EQ(opened(u"files"_s), scratch.directory().toUtf8() + '\n');
+}

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +21,7 @@ namespace ombru {
 namespace {
 
 constexpr std::size_t CHUNK = 1 << 16;
+constexpr qsizetype TURN = 1 << 20; // bytes from one stream before the others are looked at
 
 struct Streams {
     Pipe in;
@@ -73,18 +75,25 @@ Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams) {
     return pid;
 }
 
-// Takes what is in the pipe now; false at its end.
-bool drain(const Descriptor &pipe, QByteArray &into) {
+qsizetype bytesIn(const Descriptor &pipe) {
+    int bytes = 0;
+    return pipe.isOpen() && ::ioctl(pipe.number(), FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
+// Takes at most that many bytes of what is in the pipe now: one who writes faster than we read must not keep us here.
+// False at the pipe's end.
+bool drain(const Descriptor &pipe, qsizetype most, QByteArray &into) {
     std::array<char, CHUNK> bytes;
-    while (true) {
-        const auto got = ::read(pipe.number(), bytes.data(), bytes.size());
-        if (got > 0)
-            into.append(bytes.data(), got);
-        else if (got == 0)
-            return false;
-        else if (errno != EINTR)
-            return errno == EAGAIN;
+    while (most > 0) {
+        const auto got = ::read(pipe.number(), bytes.data(), std::min<std::size_t>(bytes.size(), std::size_t(most)));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return got < 0 && errno == EAGAIN;
+        into.append(bytes.data(), got);
+        most -= got;
     }
+    return true;
 }
 
 // As much as the pipe takes now; false when nothing is left to give, or nobody takes it.
@@ -132,16 +141,16 @@ Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QB
                                     {streams->out.reading.number(), POLLIN, 0},
                                     {streams->err.reading.number(), POLLIN, 0}};
         ::poll(waits.data(), waits.size(), -1);
-        if (!drain(streams->out.reading, outcome.out))
-            streams->out.reading.close();
-        if (!drain(streams->err.reading, outcome.err))
-            streams->err.reading.close();
         if (waits[0].revents != 0)
             break;
+        if (streams->out.reading.isOpen() && !drain(streams->out.reading, TURN, outcome.out))
+            streams->out.reading.close();
+        if (streams->err.reading.isOpen() && !drain(streams->err.reading, TURN, outcome.err))
+            streams->err.reading.close();
     }
     // All it wrote is in the pipes by now; what others go on writing is not waited for.
-    drain(streams->out.reading, outcome.out);
-    drain(streams->err.reading, outcome.err);
+    drain(streams->out.reading, bytesIn(streams->out.reading), outcome.out);
+    drain(streams->err.reading, bytesIn(streams->err.reading), outcome.err);
     outcome.status = statusOf(*pid);
     return outcome;
 }

@@ -31,8 +31,13 @@ QString modulePath() {
 void watchSignals(std::shared_ptr<Desktop> desktop) {
     sigset_t ending;
     ::sigemptyset(&ending);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-        ::sigaddset(&ending, signal);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        // Whoever started this program may have wanted it to outlive one of them.
+        struct sigaction now = {};
+        ::sigaction(signal, nullptr, &now);
+        if (now.sa_handler != SIG_IGN)
+            ::sigaddset(&ending, signal);
+    }
     ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
     std::thread([desktop = std::move(desktop), ending] {
         int signal = 0;

@@ -59,6 +59,8 @@ private:
     template <class Operation>
     auto onDesktop(Operation operation) -> std::invoke_result_t<Operation, Desktop &>;
     Result<> start(const DesktopEntry &entry, const QStringList &files);
+    const DesktopEntry *openerOf(const QString &path); // the owner's application for it; null: none
+    Result<> openWith(const DesktopEntry &entry, const QStringList &paths);
 
     DesktopModule m_module;
     std::optional<Applications> m_applications;

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QMimeDatabase>
 #include <QSet>
 
 #include <algorithm>
@@ -19,6 +20,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
+constexpr int FILE_NOT_FOUND = -43;
 constexpr int USER_CANCELED = -128;
 constexpr int NO_APPLICATION = -10814;
 constexpr int COULD_NOT_LAUNCH = -10810;
@@ -190,6 +192,8 @@ Result<> LinuxHost::activate(const QString &id) {
 }
 
 Result<> LinuxHost::quit(const QString &id) {
+    if (!isRunning(id))
+        return {};
     const auto windows = windowsOf(id);
     if (!windows)
         return std::unexpected(windows.error());
@@ -210,17 +214,46 @@ Result<> LinuxHost::quit(const QString &id) {
     return {};
 }
 
+const DesktopEntry *LinuxHost::openerOf(const QString &path) {
+    const auto type = QMimeDatabase().mimeTypeForFile(path);
+    for (const QString &name : QStringList{type.name()} + type.allAncestors()) {
+        if (const auto *entry = applications().defaultFor(name))
+            return entry;
+    }
+    return nullptr;
+}
+
 Result<> LinuxHost::open(const QString &id, const QStringList &paths) {
     const auto *entry = applications().withId(id);
     if (!entry)
         return std::unexpected(notInstalled(id));
+    for (const QString &path : paths) {
+        if (path.startsWith(u'/') && !QFileInfo::exists(path))
+            return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(path)});
+    }
+    if (entry != applications().defaultFor(u"inode/directory"_s, u"FileManager"_s))
+        return openWith(*entry, paths);
+    // Whoever manages files opens a file with the application for it, and shows folders itself.
+    QStringList shown;
+    for (const QString &path : paths) {
+        const auto *opener = QFileInfo(path).isFile() ? openerOf(path) : nullptr;
+        if (!opener || opener == entry)
+            shown += path;
+        else if (auto opened = openWith(*opener, {path}); !opened)
+            return opened;
+    }
+    return shown.isEmpty() ? Result<>() : openWith(*entry, shown);
+}
+
+Result<> LinuxHost::openWith(const DesktopEntry &entry, const QStringList &paths) {
+    const auto id = entry.id;
     const auto before = windowsOf(id);
     QStringList titles;
     if (before) {
         for (const auto &window : *before)
             titles.append(window.title);
     }
-    if (auto started = start(*entry, paths); !started)
+    if (auto started = start(entry, paths); !started)
         return started;
     // The next statement wants to work in the window: a new one, or one with a new title.
     if (before) {
