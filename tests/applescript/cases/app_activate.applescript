@@ -1,0 +1,1 @@
+tell application "Mousepad" to activate

@@ -1,0 +1,5 @@
+tell application "Mousepad"
+activate
+launch
+quit saving no
+end tell

@@ -1,0 +1,2 @@
+set n to "Mousepad"
+tell application n to activate

@@ -1,0 +1,2 @@
+tell application id "org.xfce.mousepad" to activate
+id of application "Mousepad"

@@ -1,0 +1,1 @@
+id of application "Nope"

@@ -1,0 +1,1 @@
+{name of application id "org.gnome.Terminal", name of application "mousepad"}

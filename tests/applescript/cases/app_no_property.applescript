@@ -1,0 +1,1 @@
+tell application "Mousepad" to get title of document 1

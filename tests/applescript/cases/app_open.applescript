@@ -1,0 +1,1 @@
+tell application "Mousepad" to open POSIX file "/tmp/a.txt"

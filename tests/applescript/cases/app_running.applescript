@@ -1,0 +1,1 @@
+{application "Mousepad" is running, application "Terminal" is running, application "Nope" is running, running of application "System Events", application "Terminal" is not running}

@@ -1,0 +1,1 @@
+tell application "Nope" to activate

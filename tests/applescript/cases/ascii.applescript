@@ -1,0 +1,1 @@
+{ASCII character 65, ASCII number "a"}

@@ -1,0 +1,2 @@
+SET Foo TO 3
+RETURN foo

@@ -1,0 +1,2 @@
+set the clipboard to "abc"
+the clipboard

@@ -1,0 +1,1 @@
+"abc" as number

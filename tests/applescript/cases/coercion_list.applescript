@@ -1,0 +1,1 @@
+"5" as {integer, text}

@@ -1,0 +1,1 @@
+5 as text & "px"

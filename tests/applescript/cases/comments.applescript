@@ -1,0 +1,4 @@
+-- one
+# two
+(* three (* nested *) *)
+return 1 -- end

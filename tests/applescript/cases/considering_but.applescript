@@ -1,0 +1,3 @@
+considering case but ignoring white space
+{"A b" = "Ab", "a" = "A"}
+end considering

@@ -1,0 +1,3 @@
+considering case
+{"a" = "A", "abc" contains "B"}
+end considering

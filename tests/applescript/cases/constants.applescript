@@ -1,0 +1,1 @@
+{minutes, hours, days, weeks, pi, tab & space & quote}

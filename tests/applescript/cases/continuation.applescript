@@ -1,0 +1,4 @@
+set x to 1 + ¬
+  2 + ¬ -- more
+  3
+return x

@@ -1,0 +1,1 @@
+(current date) as «class isot»

@@ -1,0 +1,2 @@
+set text item delimiters of AppleScript to "X"
+text items of "1x2X3"

@@ -1,0 +1,1 @@
+{length of "a👍🏽é", character 2 of "a👍🏽é"}

@@ -1,0 +1,1 @@
+error number -128

@@ -1,0 +1,2 @@
+use framework "Foundation"
+return 1

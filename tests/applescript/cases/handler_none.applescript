@@ -1,0 +1,4 @@
+on f()
+return
+end f
+set x to f()

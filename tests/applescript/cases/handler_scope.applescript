@@ -1,0 +1,5 @@
+set x to 5
+f()
+on f()
+return x
+end f

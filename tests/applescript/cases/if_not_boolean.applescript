@@ -1,0 +1,1 @@
+if "maybe" then return 1

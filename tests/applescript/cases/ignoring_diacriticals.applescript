@@ -1,0 +1,3 @@
+ignoring diacriticals and white space
+"é x" = "ex"
+end ignoring

@@ -1,0 +1,2 @@
+log "hello"
+log {1, "a"}

@@ -1,0 +1,3 @@
+repeat with v in {"a", "b"}
+return v
+end repeat

@@ -1,0 +1,5 @@
+tell application "System Events"
+tell process "Terminal"
+keystroke "q"
+end
+end

@@ -1,0 +1,1 @@
+not true or 1 = 1 and not false

@@ -1,0 +1,1 @@
+display notification "body" with title "t" subtitle "s" sound name "Glass"

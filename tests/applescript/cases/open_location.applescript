@@ -1,0 +1,1 @@
+open location "https://example.org/"

@@ -1,0 +1,2 @@
+paragraphs of ("a" & return & "b" & linefeed & "c
+d")

@@ -1,0 +1,1 @@
+{POSIX path of (path to desktop), path to home folder as text, POSIX path of (path to documents folder)}

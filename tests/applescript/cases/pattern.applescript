@@ -1,0 +1,2 @@
+set {a, b} to {1, 2}
+return {b, a}

@@ -1,0 +1,2 @@
+set |a b| to 3
+return |a b| + 1

@@ -1,0 +1,3 @@
+tell application "System Events"
+get frontmost of process "Nope"
+end tell

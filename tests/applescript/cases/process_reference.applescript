@@ -1,0 +1,3 @@
+tell application "System Events"
+process "Terminal"
+end tell

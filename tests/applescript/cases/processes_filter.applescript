@@ -1,0 +1,3 @@
+tell application "System Events"
+name of every process whose background only is false and name contains "t"
+end tell

@@ -1,0 +1,1 @@
+quoted form of "it's"

@@ -1,0 +1,1 @@
+quoted form of POSIX path of (path to home folder)

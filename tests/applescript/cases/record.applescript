@@ -1,0 +1,1 @@
+{name:"a", |my key|:2, start date:3}

@@ -1,0 +1,2 @@
+1 + 2 returning x
+x

@@ -1,0 +1,3 @@
+on run argv
+return count argv
+end run

@@ -1,0 +1,1 @@
+run script "return 2 + 3"

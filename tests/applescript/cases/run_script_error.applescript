@@ -1,0 +1,1 @@
+run script "error \"x\" number 5"

@@ -1,0 +1,3 @@
+on run
+end run
+return 1

@@ -1,0 +1,2 @@
+set r to {a:1}
+set zz of r to 2

@@ -1,0 +1,1 @@
+do shell script "echo " & quoted form of "a b" & " done"

@@ -1,0 +1,5 @@
+try
+do shell script "x"
+on error m number n
+{m, n}
+end try

@@ -1,0 +1,1 @@
+some item of {1, 2, 3}

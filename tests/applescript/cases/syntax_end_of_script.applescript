@@ -1,0 +1,2 @@
+tell application "System Events"
+keystroke "x"

@@ -1,0 +1,1 @@
+set x to 5 y

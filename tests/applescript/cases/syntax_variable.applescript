@@ -1,0 +1,1 @@
+set count to 3

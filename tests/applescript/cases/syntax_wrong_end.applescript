@@ -1,0 +1,2 @@
+tell me
+end if

@@ -1,0 +1,2 @@
+tell me to log "§L7"
+return 1

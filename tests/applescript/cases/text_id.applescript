@@ -1,0 +1,1 @@
+{id of "A", id of "AB"}

@@ -1,0 +1,1 @@
+reverse of (characters of "abc") as text

@@ -1,0 +1,3 @@
+with timeout of 5 seconds
+return 4
+end timeout

@@ -1,0 +1,1 @@
+button returned of {button returned:"OK", gave up:false}

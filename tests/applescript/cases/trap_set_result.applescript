@@ -1,0 +1,1 @@
+set x to the length of "abc"

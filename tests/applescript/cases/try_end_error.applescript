@@ -1,0 +1,5 @@
+try
+foo
+on error
+"caught"
+end error

@@ -1,0 +1,4 @@
+try
+error "x"
+end try
+return 1

@@ -1,0 +1,3 @@
+tell application "System Events"
+keystroke "x"
+end tell

@@ -1,0 +1,1 @@
+"é" as «class utf8»

@@ -1,0 +1,3 @@
+set name to "x"
+set theName to name
+theName & name
