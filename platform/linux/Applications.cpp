@@ -128,18 +128,19 @@ const DesktopEntry *Applications::named(const QString &name) const {
 }
 
 const DesktopEntry *Applications::ofWindow(const QString &className, const QString &instance) const {
-    const auto fits = [&](const QString &text) {
-        return !text.isEmpty() && (same(text, className) || same(text, instance));
-    };
-    for (const auto &entry : m_entries) {
-        if (fits(entry.windowClass))
-            return &entry;
-    }
-    for (const bool hidden : {false, true}) {
-        for (const auto &entry : m_entries) {
-            if (entry.noDisplay == hidden &&
-                (fits(entry.id) || fits(entry.id.section(u'.', -1)) || fits(entry.program())))
-                return &entry;
+    // Several entries may start one program, its settings for example; the one that is named after it comes first.
+    using Property = QString (*)(const DesktopEntry &);
+    constexpr Property PROPERTIES[]{[](const DesktopEntry &entry) { return entry.windowClass; },
+                                    [](const DesktopEntry &entry) { return entry.id; },
+                                    [](const DesktopEntry &entry) { return entry.id.section(u'.', -1); },
+                                    [](const DesktopEntry &entry) { return entry.program(); }};
+    for (const auto property : PROPERTIES) {
+        for (const bool hidden : {false, true}) {
+            for (const auto &entry : m_entries) {
+                const auto text = property(entry);
+                if (entry.noDisplay == hidden && !text.isEmpty() && (same(text, className) || same(text, instance)))
+                    return &entry;
+            }
         }
     }
     return nullptr;

@@ -207,6 +207,12 @@ TEST_F(ApplicationsTest, AWindowBelongsToTheEntryThatFitsItsClass) {
     EXPECT_EQ(applications.ofWindow({}, {}), nullptr);
 }
 
+TEST_F(ApplicationsTest, AWindowIsNotTakenForTheSettingsOfItsProgram) {
+    entry(u"editor-settings"_s, "Name=A Editor Settings\nExec=editor --preferences\n");
+    entry(u"org.x.editor"_s, "Name=Editor\nExec=editor %U\n");
+    EXPECT_EQ(idOf(read().ofWindow(u"Editor"_s, u"editor"_s)), u"org.x.editor"_s);
+}
+
 TEST_F(ApplicationsTest, GarbageAndHugeFilesAreNoTrouble) {
     write(u"data/applications/huge.desktop"_s, QByteArray(3 << 20, '='));
     write(u"data/applications/binary.desktop"_s, QByteArray("\0\xff[Desktop Entry]\n=", 19));
