@@ -1,0 +1,65 @@
+#include "platform/linux/desktop/Notify.h"
+
+#include "platform/linux/desktop/X11.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QFile>
+#include <QVariantMap>
+
+using namespace Qt::StringLiterals;
+
+namespace ombru {
+namespace {
+
+constexpr int ANSWER_MILLISECONDS = 5'000;
+const QString SERVER = u"org.freedesktop.Notifications"_s;
+const QString PATH = u"/org/freedesktop/Notifications"_s;
+
+// Never a bus that the library would start by itself.
+QString busAddress() {
+    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
+    if (!address.isEmpty())
+        return address;
+    const QString socket = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_s;
+    return QFile::exists(socket) ? u"unix:path="_s + socket : QString();
+}
+
+QDBusMessage call(QDBusConnection &bus, const QString &method, const QVariantList &arguments) {
+    QDBusMessage message = QDBusMessage::createMethodCall(SERVER, PATH, SERVER, method);
+    message.setArguments(arguments);
+    return bus.call(message, QDBus::Block, ANSWER_MILLISECONDS);
+}
+
+// What is shown: the title above, the subtitle before the text. Without a title the text is the title.
+QVariantList arguments(const applescript::NotificationRequest &request, bool markup) {
+    QStringList lines;
+    for (const QString &line : {request.subtitle, request.text})
+        if (!line.isEmpty())
+            lines.append(markup ? line.toHtmlEscaped() : line);
+    const QString title = request.title.isEmpty() ? u"osascript"_s : request.title;
+    QVariantMap hints{{u"urgency"_s, QVariant::fromValue(uchar(1))}};
+    if (!request.sound.isEmpty())
+        hints.insert(u"sound-name"_s, request.sound);
+    return {u"osascript"_s, 0U, QString(), title, lines.join(QChar(u'\n')), QStringList(), hints, -1};
+}
+
+} // namespace
+
+Result<> showNotification(const applescript::NotificationRequest &request) {
+    const QString name = u"ombru.osascript"_s;
+    const QString address = busAddress();
+    if (address.isEmpty())
+        return std::unexpected(desktopFailure(CANNOT_DO_IT, u"There is no session bus to show a notification by."_s));
+    QDBusConnection bus = QDBusConnection::connectToBus(address, name);
+    const QDBusMessage capabilities = call(bus, u"GetCapabilities"_s, {});
+    const bool markup = capabilities.arguments().value(0).toStringList().contains(u"body-markup"_s);
+    const QDBusMessage reply = call(bus, u"Notify"_s, arguments(request, markup));
+    QDBusConnection::disconnectFromBus(name);
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return {};
+    return std::unexpected(
+        desktopFailure(CANNOT_DO_IT, u"No notification server shows it: %1"_s.arg(reply.errorMessage())));
+}
+
+} // namespace ombru
