@@ -13,9 +13,11 @@ namespace {
 using applescript::Modifier;
 using applescript::Modifiers;
 
-// What programs that cannot say how far they are get: time to read a new map, and to work off what was typed.
+// What programs that cannot say how far they are get: time to read a new map, to work off what was typed, and to notice
+// a shortcut.
 constexpr int READ_MAP_MILLISECONDS = 50;
 constexpr int WORK_OFF_MILLISECONDS = 300;
+constexpr int NOTICE_MILLISECONDS = 50;
 
 xkb_keysym_t symbolOf(Modifier modifier) {
     switch (modifier) {
@@ -189,10 +191,13 @@ Result<> Keyboard::chord(X11 &x11, const KeyMap &map, Stroke stroke, Modifiers m
         if (!m_held[key])
             sendKey(x11, key, true);
     tap(x11, stroke.key);
+    // Some programs look at the modifiers only when they get to the key: too late when they are up again by then.
+    const auto noticed = keys->empty() ? Result<>() : Settled(x11).wait(NOTICE_MILLISECONDS);
     for (const xcb_keycode_t key : *keys)
         if (!m_held[key])
             sendKey(x11, key, false);
-    return x11.flush();
+    const auto released = x11.flush();
+    return noticed ? released : noticed;
 }
 
 Result<> Keyboard::press(X11 &x11, int keyCode, Modifiers modifiers) {
