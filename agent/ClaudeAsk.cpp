@@ -81,10 +81,12 @@ Result<Claude::Reply> Claude::replyOf(const Collected &collected) {
     const auto answer = answerObject(collected.out);
     const auto result = answer.value(u"result"_s);
     if (result.isString()) {
+        // JSON can carry half of a character, which expressions refuse to look at.
+        const auto text = QString::fromUtf8(result.toString().toUtf8());
         if (answer.value(u"is_error"_s).toBool())
-            return std::unexpected(failure(u"claude error: "_s + result.toString()));
+            return std::unexpected(failure(u"claude error: "_s + text));
         const auto session = answer.value(u"session_id"_s);
-        return Reply{result.toString(), session.isString() ? std::optional(session.toString()) : std::nullopt};
+        return Reply{text, session.isString() ? std::optional(session.toString()) : std::nullopt};
     }
     return std::unexpected(failure(u"claude failed: "_s + complaint(collected)));
 }

@@ -12,12 +12,6 @@
 namespace ombru::Screen {
 namespace {
 
-Failure captureFailure() {
-    return {QStringLiteral("screen"), 1,
-            QStringLiteral("screenshot failed — give ombru Screen Recording permission "
-                           "(System Settings → Privacy & Security)")};
-}
-
 Result<QSize> shoot(const QString &path) {
     const auto picture = takeScreenshot(maxImageDim);
     if (!picture)
@@ -45,18 +39,26 @@ std::optional<QByteArray> preview(const QString &file, int maxSide, double quali
 
 } // namespace
 
-Task<Result<Shot>> capture(QString into, int step) {
+Failure captureFailure() {
+    return {QStringLiteral("screen"), 1,
+            QStringLiteral("screenshot failed — give ombru Screen Recording permission "
+                           "(System Settings → Privacy & Security)")};
+}
+
+Task<Result<Shot>> capture(QString into, int step, std::stop_token stop) {
     const QString name = QString::asprintf("shot_%lld_%03d.png", static_cast<long long>(Clock::unixSeconds()), step);
     const QString path = QDir(into).filePath(name);
-    const auto size = co_await background([path] { return shoot(path); });
-    if (size)
-        co_return Shot{path, *size};
-    logger::error(QStringLiteral("screenshot: ") + size.error().description);
+    const auto size = co_await backgroundWithin(LIMIT, stop, [path] { return shoot(path); });
+    if (size && *size)
+        co_return Shot{path, **size};
+    const QString cause = size ? size->error().description : QStringLiteral("the display does not answer");
+    logger::error(QStringLiteral("screenshot: ") + cause);
     co_return std::unexpected(captureFailure());
 }
 
-Task<QSize> points() {
-    co_return co_await background(screenSize);
+Task<QSize> points(std::stop_token stop) {
+    const auto size = co_await backgroundWithin(LIMIT, stop, screenSize);
+    co_return size.value_or(QSize());
 }
 
 Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide, double quality) {

@@ -9,10 +9,16 @@
 #include <QString>
 
 #include <optional>
+#include <stop_token>
 
 namespace ombru::Screen {
 
 constexpr int maxImageDim = 1568; // the longer side, in pixels, of a picture for the model
+
+constexpr Clock::Duration LIMIT = std::chrono::seconds(15); // for a display that does not answer
+
+// What the owner is told when there is no picture.
+Failure captureFailure();
 
 struct Shot {
     QString file; // its path
@@ -22,10 +28,10 @@ struct Shot {
 // Takes the primary monitor's picture for that step into the directory, which is made when it is missing. The longer
 // side is always maxImageDim. Whatever goes wrong, the Failure is the same one for the owner, no part of a file is left
 // behind, and the cause is in the system log.
-Task<Result<Shot>> capture(QString into, int step);
+Task<Result<Shot>> capture(QString into, int step, std::stop_token stop = {});
 
 // The primary monitor's size in the coordinates that a script clicks in; empty when there is no display.
-Task<QSize> points();
+Task<QSize> points(std::stop_token stop = {});
 
 // The PNG file as a JPEG whose longer side is at most maxSide; it never grows. `quality` from 0 to 1. None when the
 // file is missing, cut off or no picture.

@@ -41,57 +41,86 @@ Farewell farewell(const CLI::App &app, const CLI::ParseError &error) {
 
 } // namespace
 
-Command readCommandLine(const QStringList &arguments) {
+namespace {
+
+// The words that are known, and where the parser puts what was typed for them.
+struct Grammar {
     CLI::App app{"Hands this computer's owner's tasks, in plain words, to an AI agent that operates the computer.",
                  "ombru"};
-    app.footer(EXAMPLES);
-    app.set_version_flag("--version", "ombru " + QCoreApplication::applicationVersion().toStdString());
-
-    auto *run = app.add_subcommand("run", "Have the agent do a task on this computer, and print what happens");
+    CLI::App *run = nullptr;
+    CLI::App *test = nullptr;
+    CLI::App *doctor = nullptr;
+    CLI::App *settings = nullptr;
+    CLI::Option *modelOption = nullptr;
+    CLI::Option *stepsOption = nullptr;
+    CLI::Option *keyOption = nullptr;
+    CLI::Option *valueOption = nullptr;
     std::vector<std::string> words;
     std::string model;
     std::string maxSteps;
+    std::string key;
+    std::string value;
     bool json = false;
+
+    Grammar();
+};
+
+Grammar::Grammar() {
+    app.footer(EXAMPLES);
+    app.set_version_flag("--version", "ombru " + QCoreApplication::applicationVersion().toStdString());
+    app.require_subcommand(1);
+
+    run = app.add_subcommand("run", "Have the agent do a task on this computer, and print what happens");
     run->add_option("TASK", words, "What to do, in plain words")->required();
-    const auto *modelOption = run->add_option("--model", model, "Model to ask for, this time only");
-    const auto *stepsOption = run->add_option("--max-steps", maxSteps, "Most turns the agent may take, this time only");
+    modelOption = run->add_option("--model", model, "Model to ask for, this time only");
+    stepsOption = run->add_option("--max-steps", maxSteps, "Most turns the agent may take, this time only");
     run->add_flag("--json", json, "Print each event as one line of JSON: kind, text, ts (seconds since 1970)");
     run->footer(RUN_NOTES);
 
-    auto *test = app.add_subcommand("test-claude", "Ask the claude tool for one short reply, to see that it works");
-    auto *doctor = app.add_subcommand("doctor", "Check what a task needs, and say what to do about what is missing");
+    test = app.add_subcommand("test-claude", "Ask the claude tool for one short reply, to see that it works");
+    doctor = app.add_subcommand("doctor", "Check what a task needs, and say what to do about what is missing");
 
-    auto *settings = app.add_subcommand("settings", "List, read or change the settings");
-    std::string key;
-    std::string value;
-    const auto *keyOption = settings->add_option("KEY", key, "Setting to read");
-    const auto *valueOption = settings->add_option("VALUE", value, "What to change it to");
-    app.require_subcommand(1);
+    settings = app.add_subcommand("settings", "List, read or change the settings");
+    keyOption = settings->add_option("KEY", key, "Setting to read");
+    valueOption = settings->add_option("VALUE", value, "What to change it to");
+}
 
-    if (arguments.isEmpty())
-        return Farewell{QString::fromStdString(app.help()), {}, 0};
-    try {
-        std::vector<std::string> reversed;
-        for (const auto &argument : arguments)
-            reversed.insert(reversed.begin(), argument.toStdString());
-        app.parse(std::move(reversed));
-    } catch (const CLI::ParseError &error) {
-        return farewell(app, error);
-    }
+std::vector<std::string> reversed(const QStringList &arguments) {
+    std::vector<std::string> words;
+    for (const auto &argument : arguments)
+        words.insert(words.begin(), argument.toStdString());
+    return words;
+}
 
-    if (test->parsed())
-        return TestClaudeOptions{};
-    if (doctor->parsed())
-        return DoctorOptions{};
-    if (settings->parsed())
-        return SettingsOptions{given(keyOption, key), given(valueOption, value)};
+Command readTask(const Grammar &grammar) {
     QStringList task;
-    for (const auto &word : words)
+    for (const auto &word : grammar.words)
         task.append(QString::fromStdString(word));
     const auto text = task.join(u' ').trimmed();
     if (text.isEmpty())
         return Farewell{{}, u"Say what to do: ombru run \"open the text editor\"\n"_s, 2};
-    return RunOptions{text, given(modelOption, model), given(stepsOption, maxSteps), json};
+    return RunOptions{text, given(grammar.modelOption, grammar.model), given(grammar.stepsOption, grammar.maxSteps),
+                      grammar.json};
+}
+
+} // namespace
+
+Command readCommandLine(const QStringList &arguments) {
+    Grammar grammar;
+    if (arguments.isEmpty())
+        return Farewell{QString::fromStdString(grammar.app.help()), {}, 0};
+    try {
+        grammar.app.parse(reversed(arguments));
+    } catch (const CLI::ParseError &error) {
+        return farewell(grammar.app, error);
+    }
+    if (grammar.test->parsed())
+        return TestClaudeOptions{};
+    if (grammar.doctor->parsed())
+        return DoctorOptions{};
+    if (grammar.settings->parsed())
+        return SettingsOptions{given(grammar.keyOption, grammar.key), given(grammar.valueOption, grammar.value)};
+    return readTask(grammar);
 }
 
 } // namespace ombru

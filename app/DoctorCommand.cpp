@@ -18,7 +18,7 @@ Check describe(const Claude::Unknown &) {
             u"Run `claude auth status` and see what it says."_s};
 }
 Check describe(const Claude::Missing &) {
-    return {false, u"it is not installed"_s, u"Install it: curl -fsSL https://claude.ai/install.sh | bash"_s};
+    return {false, u"it is not installed"_s, u"Install it: "_s + Claude::installCommand};
 }
 Check describe(const Claude::Outdated &outdated) {
     return {false, u"it is too old: it does not know "_s + outdated.missing.join(u", "_s), u"Run `claude update`."_s};
@@ -77,7 +77,8 @@ Task<int> DoctorCommand::run() {
         co_return 130;
     report(m_terminal, u"osascript"_s, script);
     // Without notifications a task still runs; it only goes unannounced.
-    co_return screen.works &&input.works &&claude.works &&script.works ? 0 : 1;
+    const bool ready = screen.works && input.works && claude.works && script.works;
+    co_return ready ? 0 : 1;
 }
 
 } // namespace ombru

@@ -34,9 +34,9 @@ Colour colourOf(EventKind kind) {
     Q_UNREACHABLE();
 }
 
-QString jsonLine(const Event &event) {
+QByteArray jsonLine(const Event &event) {
     const QJsonObject object{{u"kind"_s, kindName(event.kind)}, {u"text"_s, event.text}, {u"ts"_s, event.time}};
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
 } // namespace ombru

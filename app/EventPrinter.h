@@ -6,6 +6,6 @@
 namespace ombru {
 
 Colour colourOf(EventKind kind);
-QString jsonLine(const Event &event);
+QByteArray jsonLine(const Event &event);
 
 } // namespace ombru

@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QLockFile>
-#include <QStandardPaths>
 
 namespace ombru {
 
@@ -16,12 +15,16 @@ namespace {
 
 // Two agents on one desktop would type into each other's windows.
 QString lockPath() {
-    auto directory = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    if (directory.isEmpty())
-        directory = AppState::workDir();
-    directory += u"/ombru"_s;
+    const auto runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const auto directory = runtime.isEmpty() ? AppState::workDir() : runtime + u"/ombru"_s;
     QDir().mkpath(directory);
     return directory + u"/task.lock"_s;
+}
+
+QString lockProblem(const QLockFile &lock) {
+    if (lock.error() == QLockFile::LockFailedError)
+        return u"Another task is running on this desktop. Wait for it, or stop it with Ctrl-C where it was started."_s;
+    return u"Cannot write %1: check that its directory is yours and the disk is not full."_s.arg(lock.fileName());
 }
 
 } // namespace
@@ -54,7 +57,7 @@ Task<int> RunCommand::run() {
     QLockFile lock(lockPath());
     lock.setStaleLockTime(0);
     if (!lock.tryLock()) {
-        qCritical("Another task is running on this desktop. Wait for it, or stop it with Ctrl-C where it was started.");
+        qCritical("%s", qUtf8Printable(lockProblem(lock)));
         co_return 1;
     }
     m_state.startTask(m_options.task);
@@ -64,6 +67,12 @@ Task<int> RunCommand::run() {
     m_terminal.showLive({});
     co_await m_state.drain();
     co_await Notifier::delivered();
+    if (m_terminal.isBroken()) {
+        qCritical("The output could not be written, so the task was stopped.");
+        co_return 1;
+    }
+    if (m_state.lastResult->value().outcome == TaskResult::Outcome::failed && !m_options.json)
+        m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
     switch (m_state.lastResult->value().outcome) {
     case TaskResult::Outcome::answered:
         co_return 0;
@@ -78,7 +87,7 @@ Task<int> RunCommand::run() {
 
 void RunCommand::print(const Event &event) {
     if (m_options.json)
-        m_terminal.print(jsonLine(event));
+        m_terminal.printRaw(jsonLine(event));
     else
         m_terminal.print(event.text, colourOf(event.kind));
     // Nobody reads any more: do not go on working unseen.

@@ -112,6 +112,10 @@ void Terminal::print(const QString &text, Colour colour) {
     showLive(live);
 }
 
+void Terminal::printRaw(const QByteArray &line) {
+    write(line + '\n');
+}
+
 void Terminal::showLive(const QString &text) {
     if (!m_interactive || text == m_live)
         return;

@@ -17,12 +17,14 @@ public:
     Terminal();
     ~Terminal(); // takes the live line away
 
-    bool isInteractive() const { return m_interactive; }
     // Whoever read the output has gone; nothing printed from now on is seen.
     bool isBroken() const { return m_broken; }
 
     // One line or several, each followed by a line break; above the live line.
     void print(const QString &text, Colour colour = Colour::plain);
+
+    // One line exactly as it is, for another program to read.
+    void printRaw(const QByteArray &line);
 
     // Replaces the live line; empty takes it away. Does nothing where the output is not a terminal.
     void showLive(const QString &text);

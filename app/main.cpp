@@ -6,10 +6,12 @@
 #include "app/RunCommand.h"
 #include "app/SettingsCommand.h"
 #include "app/TestClaudeCommand.h"
+#include "base/Background.h"
 
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <cstdlib>
 
 using namespace ombru;
 
@@ -21,10 +23,16 @@ Task<> exitWith(Task<int> command) {
     Loop::main().post([status] { QCoreApplication::exit(status); });
 }
 
-// A command that waits: runs the event loop until it has ended.
+constexpr int INTERRUPTED = 130;
+
+// A command that waits: runs the event loop until it has ended. Whoever interrupts it twice will not wait.
 template <class Command>
 int runLoop(Command &command) {
-    const Interrupt interrupt([&command] { command.interrupt(); });
+    const Interrupt interrupt([&command, again = false]() mutable {
+        if (std::exchange(again, true))
+            std::_Exit(INTERRUPTED);
+        command.interrupt();
+    });
     const auto running = exitWith(command.run());
     return QCoreApplication::exec();
 }
@@ -61,5 +69,9 @@ int main(int argc, char **argv) {
     QCoreApplication::setApplicationName(QStringLiteral("ombru"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OMBRU_VERSION));
     auto command = readCommandLine(QCoreApplication::arguments().sliced(1));
-    return std::visit([](auto &options) { return run(std::move(options)); }, command);
+    const int status = std::visit([](auto &options) { return run(std::move(options)); }, command);
+    // A display or a bus that never answers must not keep the program.
+    if (!finishBackground(std::chrono::seconds(2)))
+        std::_Exit(status);
+    return status;
 }

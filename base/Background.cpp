@@ -30,6 +30,12 @@ public:
         m_changed.notify_one();
     }
 
+    bool finish(Clock::Duration limit) {
+        std::unique_lock lock(m_mutex);
+        m_jobs.clear();
+        return m_changed.wait_for(lock, limit, [this] { return m_idle == m_threads.size(); });
+    }
+
 private:
     void work() {
         std::unique_lock lock(m_mutex);
@@ -45,6 +51,7 @@ private:
             job();
             job = {};
             lock.lock();
+            m_changed.notify_all(); // somebody may wait for the end of all
         }
     }
 
@@ -59,6 +66,10 @@ private:
 std::unique_ptr<Pool> pool;
 
 } // namespace
+
+bool finishBackground(Clock::Duration limit) {
+    return !pool || pool->finish(limit);
+}
 
 void runInBackground(Job job) {
     if (!pool) {

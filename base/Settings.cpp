@@ -52,6 +52,17 @@ QVariant Settings::value(QStringView key) const {
     return setting->initial;
 }
 
+// A file that is no settings file would be lost by the next write.
+void Settings::keepUnreadable() {
+    m_store.sync();
+    if (m_store.status() != QSettings::FormatError || !QFile::exists(file()))
+        return;
+    const auto kept = file() + u".unreadable"_s;
+    QFile::remove(kept);
+    if (QFile::rename(file(), kept) && m_report)
+        m_report(u"%1 was no settings file; it is kept as %2"_s.arg(file(), kept));
+}
+
 Result<> Settings::write(const QString &key, const QString &typed) {
     const auto *setting = findSetting(key);
     if (!setting)
@@ -61,9 +72,11 @@ Result<> Settings::write(const QString &key, const QString &typed) {
         return std::unexpected(value.error());
     QDir().mkpath(QFileInfo(file()).path());
     QFile::setPermissions(QFileInfo(file()).path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    keepUnreadable();
     m_store.setValue(key, value->toString());
     m_store.sync();
-    if (m_store.status() != QSettings::NoError || !QFile::exists(file()))
+    // A trouble with reading an older file stays in the status; that one is out of the way now.
+    if (m_store.status() == QSettings::AccessError || !QFile::exists(file()))
         return std::unexpected(cannotWrite(file()));
     QFile::setPermissions(file(), QFile::ReadOwner | QFile::WriteOwner);
     return {};

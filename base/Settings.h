@@ -62,6 +62,8 @@ public:
     void onBadValue(std::function<void(QString)> report) { m_report = std::move(report); }
 
 private:
+    void keepUnreadable();
+
     mutable QSettings m_store;
     std::map<QString, QVariant> m_overrides;
     mutable QSet<QString> m_reported;

@@ -1,4 +1,5 @@
 #include "base/Settings.h"
+#include "base/Text.h"
 
 #include <QUrl>
 
@@ -59,7 +60,7 @@ const SettingInfo *findSetting(const QString &key) {
 
 Result<QVariant> parseSetting(const SettingInfo &setting, const QString &typed) {
     const auto refuse = [&](const QString &why) {
-        const auto shown = typed.size() > 60 ? typed.first(60) + u"…"_s : typed;
+        const auto shown = characterCount(typed) > 60 ? firstCharacters(typed, 60) + u"…"_s : typed;
         return std::unexpected(Failure{u"settings"_s, 1, u"%1 cannot be \"%2\": %3"_s.arg(setting.key, shown, why)});
     };
     if (setting.type == Type::text) {

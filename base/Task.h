@@ -30,7 +30,6 @@ public:
                 waiter.resume();
         });
     }
-    bool fired() const { return m_state->fired; }
 
     auto operator co_await() const { return Wait{m_state}; }
 
@@ -66,7 +65,7 @@ public:
 
     void start(Task<> task) { follow(m_state, std::move(task)); }
 
-    // Asks all to stop and waits until the last one has ended.
+    // Asks all to stop and waits until the last one has ended. Not again before that.
     Task<> drain() {
         m_state->stop.request_stop();
         const auto state = m_state;

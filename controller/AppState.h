@@ -68,6 +68,7 @@ public:
     void sendState();
     static QString workDir(); // created when it is not there
 
+    // Observers and receivers are added before anything runs.
     void onWillChange(std::function<void()> observer) { m_observers.push_back(std::move(observer)); }
     void onEvent(std::function<void(const Event &)> receiver) { m_receivers.push_back(std::move(receiver)); }
     // Takes every message for the web page while its channel is open; an empty function closes it.
@@ -108,7 +109,6 @@ private:
     Task<Attempt<QString>> ask(QString binary, QString message);
     Task<Attempt<Turn>> act(QString script, QString prose);
     TaskResult finalAnswer(const QString &reply, Clock::Time started);
-    void announceTask(const QString &text, const std::optional<QString> &label);
     void reportScript(bool ok, const QString &output, double seconds);
     std::optional<TaskResult> outOfSteps();
     TaskResult resultOf(const Attempt<TaskResult> &attempt);

@@ -93,9 +93,12 @@ Task<AppState::Attempt<AppState::Turn>> AppState::takeTurn(QString binary, QStri
         co_return std::unexpected(shot.error());
     status = u"Claude is thinking…"_s;
     setActivity(step == 1 ? u"Figuring out what to do…"_s : u"Step %1 · deciding the next move…"_s.arg(step()));
-    const auto points = co_await Screen::points();
+    const auto points = co_await Screen::points(m_taskStop.get_token());
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
+    // The display went away after its picture was taken.
+    if (points.isEmpty())
+        co_return std::unexpected(Screen::captureFailure());
     const auto message = turnMessage(head, step, shot->file, shot->size, points);
     const auto reply = co_await ask(binary, message);
     if (!reply)
@@ -109,7 +112,7 @@ Task<AppState::Attempt<AppState::Turn>> AppState::takeTurn(QString binary, QStri
 }
 
 Task<AppState::Attempt<Screen::Shot>> AppState::look() {
-    const auto shot = co_await Screen::capture(workDir() + u"/screenshots"_s, step);
+    const auto shot = co_await Screen::capture(workDir() + u"/screenshots"_s, step, m_taskStop.get_token());
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
     if (!shot)

@@ -16,6 +16,7 @@ namespace ombru::NotificationServer {
 namespace {
 
 constexpr int ANSWER_MILLISECONDS = 5'000;
+constexpr Clock::Duration CONNECTING = std::chrono::seconds(5);
 const QString CONNECTION = u"ombru.notifications"_s;
 std::atomic<int> connections = 0; // made so far; the last one is in use
 
@@ -47,7 +48,16 @@ Task<QDBusConnection> sessionBus() {
     const QString address = busAddress();
     if (address.isEmpty())
         co_return present;
-    co_return co_await background([address] { return connectTo(address); });
+    // A bus that takes a connection and then says nothing holds the thread that waits for it; one is enough.
+    static const auto connecting = std::make_shared<std::atomic<bool>>(false);
+    if (connecting->exchange(true))
+        co_return present;
+    const auto bus = co_await backgroundWithin(CONNECTING, {}, [address] {
+        auto connection = connectTo(address);
+        *connecting = false;
+        return connection;
+    });
+    co_return bus.value_or(present);
 }
 
 Task<QDBusMessage> send(QDBusConnection bus, QString service, QString method, QVariantList arguments) {

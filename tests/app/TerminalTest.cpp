@@ -30,7 +30,7 @@ TEST(FitColumns, CountsWideCharactersTwice) {
 
 TEST(EventPrinter, AnEventIsOneLineOfJson) {
     EXPECT_EQ(jsonLine({EventKind::bad, u"a\nb \"c\""_s, 1.5}),
-              u"{\"kind\":\"bad\",\"text\":\"a\\nb \\\"c\\\"\",\"ts\":1.5}"_s);
+              "{\"kind\":\"bad\",\"text\":\"a\\nb \\\"c\\\"\",\"ts\":1.5}");
 }
 
 TEST(EventPrinter, KindsAreToldApartByColour) {

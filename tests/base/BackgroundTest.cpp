@@ -32,6 +32,29 @@ TEST(Background, ManyJobsAllRun) {
     EXPECT_EQ(*sum, 200);
 }
 
+TEST(Background, AJobThatTakesTooLongIsLeftToItself) {
+    ManualClock clock;
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    std::stop_source stop;
+    auto late = backgroundWithin(std::chrono::seconds(5), {}, [release] {
+        release->wait(false);
+        return 1;
+    });
+    auto stopped = backgroundWithin(std::chrono::hours(5), stop.get_token(), [release] {
+        release->wait(false);
+        return 1;
+    });
+    clock.advance(std::chrono::seconds(5));
+    EXPECT_EQ(test::await(std::move(late)), std::nullopt);
+    stop.request_stop();
+    EXPECT_EQ(test::await(std::move(stopped)), std::nullopt);
+    EXPECT_FALSE(finishBackground(std::chrono::milliseconds(1)));
+    *release = true;
+    release->notify_all();
+    EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+    EXPECT_EQ(test::await(backgroundWithin(std::chrono::seconds(5), {}, [] { return 7; })), 7);
+}
+
 TEST(Background, ABlockedJobDoesNotHoldUpTheNext) {
     const auto release = std::make_shared<std::atomic<bool>>(false);
     auto blocked = background([release] { release->wait(false); });

@@ -116,6 +116,23 @@ TEST_F(SettingsTest, AFileOfGarbageIsAllDefaults) {
     EXPECT_EQ(settings.model(), QString());
 }
 
+TEST_F(SettingsTest, AFileOfGarbageIsKeptAsideByTheFirstWrite) {
+    Settings settings(path);
+    ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
+    const QByteArray garbage = "[[[\nno settings file\n";
+    writeFile(garbage);
+    Settings other(path);
+    QStringList reports;
+    other.onBadValue([&](const QString &line) { reports.append(line); });
+    ASSERT_TRUE(other.write(u"maxSteps"_s, u"5"_s));
+    EXPECT_EQ(other.maxSteps(), 5);
+    QFile kept(path + u".unreadable"_s);
+    ASSERT_TRUE(kept.open(QFile::ReadOnly));
+    EXPECT_EQ(kept.readAll(), garbage);
+    ASSERT_EQ(reports.size(), 1);
+    EXPECT_TRUE(reports[0].contains(u"is kept as"_s));
+}
+
 TEST_F(SettingsTest, AnOverrideCountsForThisProcessOnly) {
     Settings settings(path);
     ASSERT_TRUE(settings.override(u"maxSteps"_s, u"2"_s));

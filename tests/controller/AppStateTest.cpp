@@ -26,7 +26,7 @@ TEST_F(AppStateTest, AFreshControllerIsIdle) {
     EXPECT_FALSE(state->lastResult());
 }
 
-TEST_F(AppStateTest, TheServicesPromptWinsOverTheCachedOneAndThatOverTheBuiltInOne) {
+TEST_F(AppStateTest, ACachedPromptWinsOverTheBuiltInOne) {
     EXPECT_EQ(state->systemPrompt(), FALLBACK_PROMPT);
     ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
     EXPECT_EQ(state->systemPrompt(), u"cached"_s);

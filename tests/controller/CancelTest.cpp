@@ -10,8 +10,20 @@ using test::waitUntil;
 
 class Cancel : public test::LoopFixture {
 protected:
+    // Cancels in the middle of the turn, where that event is: the await that follows it notices.
+    void cancelAt(const QString &start) {
+        state->onEvent([this, start](const Event &event) {
+            if (event.text.startsWith(start))
+                state->cancelTask();
+        });
+    }
+
     void expectStopped() {
         EXPECT_EQ(state->status(), u"cancelling…"_s);
+        expectStoppedAtOnce();
+    }
+
+    void expectStoppedAtOnce() {
         EXPECT_EQ(finish(), (TaskResult{Outcome::cancelled, u"Okay, stopped."_s}));
         EXPECT_EQ(events.last(), u"warn: cancelled"_s);
         EXPECT_EQ(state->status(), u"cancelled"_s);
@@ -57,14 +69,54 @@ TEST_F(Cancel, WhileTheScreenshotIsTaken) {
     EXPECT_EQ(claude.calls(), 0);
 }
 
-TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
-    state->setWebChannel([](const QJsonObject &) {});
-    state->onEvent([this](const Event &event) {
-        if (event.text.startsWith(u"screenshot "_s))
-            state->cancelTask();
-    });
+TEST_F(Cancel, WhileADisplayDoesNotAnswer) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().screenshot = [release]() -> Result<Picture> {
+        release->wait(false);
+        return FakePlatform::plainPicture(64, 48, 0);
+    };
     state->startTask(u"go"_s);
-    EXPECT_EQ(finish().outcome, Outcome::cancelled);
+    state->cancelTask();
+    expectStopped();
+    *release = true;
+    release->notify_all();
+}
+
+TEST_F(Cancel, WhileTheToolIsLookedFor) {
+    ASSERT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
+    const test::Scratch scratch;
+    const auto shell = scratch.script(u"shell"_s, "echo $$ >\"$HOME/shell.pid\"; exec sleep 1000");
+    FakePlatform::instance().ownerShell = {shell, u"command -v"_s};
+    state->startTask(u"go"_s);
+    const auto pid = processIn(u"shell.pid"_s);
+    state->cancelTask();
+    expectStopped();
+    EXPECT_TRUE(isGone(pid));
+    EXPECT_FALSE(events.join(u'\n').contains(u"couldn't find"_s));
+}
+
+TEST_F(Cancel, WhileTheScreenIsMeasured) {
+    cancelAt(u"screenshot "_s);
+    state->startTask(u"go"_s);
+    expectStoppedAtOnce();
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(Cancel, WhileTheReplyIsRead) {
+    reply({block(u"x"_s)});
+    cancelAt(u"replied in "_s);
+    state->startTask(u"go"_s);
+    expectStoppedAtOnce();
+    EXPECT_EQ(osascript.calls(), 0);
+}
+
+TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
+    QStringList sent;
+    state->setWebChannel([&](const QJsonObject &message) { sent.append(message[u"type"_s].toString()); });
+    cancelAt(u"screenshot "_s);
+    state->startTask(u"go"_s);
+    expectStoppedAtOnce();
+    EXPECT_FALSE(sent.contains(u"screenshot"_s));
     EXPECT_EQ(claude.calls(), 0);
 }
 
@@ -113,6 +165,7 @@ TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
 TEST_F(Cancel, WhileIdleNeverStopsTheNextTask) {
     reply({u"DONE: ok"_s});
     state->cancelTask();
+    EXPECT_EQ(state->status(), u"cancelling…"_s);
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
 }
 

@@ -183,6 +183,21 @@ TEST_F(TaskLoop, AFailedScreenshotEndsTheTask) {
     EXPECT_EQ(claude.calls(), 0);
 }
 
+TEST_F(TaskLoop, AScreenThatGoesAwayAfterItsPictureEndsTheTask) {
+    FakePlatform::instance().screenSize = QSize();
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ screenshot failed — "_s));
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(TaskLoop, HalfACharacterInAReplyHidesNoScript) {
+    claude.play(1, R"(printf '%s' '{"result":"Go \ud83d now.\n```applescript\nreturn 1\n```","session_id":"s"}')");
+    claude.file(u"reply.2"_s, resultJson(u"DONE: ok"_s));
+    claude.play(2, "cat \"$d/reply.$n\"");
+    EXPECT_EQ(runTask(u"go"_s).answer, u"ok"_s);
+    EXPECT_EQ(osascript.input(1), "return 1");
+}
+
 TEST_F(TaskLoop, StartingATaskWhileOneRunsChangesNothing) {
     reply({u"DONE: first"_s});
     state->startTask(u"one"_s);
@@ -200,6 +215,7 @@ TEST_F(TaskLoop, APhonedTaskKnowsItsCallerAndSpeaksItsAnswer) {
     EXPECT_EQ(state->caller(), u"Ann"_s);
     finish();
     EXPECT_EQ(notificationTitles().first(), u"Request received"_s);
+    EXPECT_EQ(FakePlatform::instance().notifications[0].notification->body, u"☎ Ann: call back"_s);
     EXPECT_EQ(spoken, QStringList{u"spoken"_s});
     EXPECT_FALSE(state->caller());
     EXPECT_EQ(events.first(), u"call: ☎ Ann ❯ call back"_s);
@@ -212,6 +228,7 @@ TEST_F(TaskLoop, ALabelledTaskSaysWhereItCameFrom) {
     state->startTask(u"from afar"_s, {}, u"web ❯ "_s);
     finish();
     EXPECT_EQ(notificationTitles().first(), u"Text received"_s);
+    EXPECT_EQ(FakePlatform::instance().notifications[0].notification->body, u"From the web: from afar"_s);
     EXPECT_EQ(events.first(), u"user: web ❯ from afar"_s);
 }
 

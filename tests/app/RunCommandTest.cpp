@@ -1,0 +1,263 @@
+// The whole program on a real desktop, as its owner starts it; claude is played by the test.
+
+#include "base/Process.h"
+#include "tests/support/Processes.h"
+#include "tests/support/StandIn.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+using test::isAlive;
+using test::pidIn;
+using test::waitUntil;
+
+namespace {
+
+struct Finished {
+    int status = 0;
+    QString out;
+    QString err;
+};
+
+} // namespace
+
+class RunCommandTest : public ::testing::Test {
+protected:
+    // A shell command line in which $OMBRU is the program.
+    std::shared_ptr<Process> start(const QString &line) {
+        auto environment = ownEnvironment();
+        environment["HOME"] = scratch.directory().toUtf8();
+        for (const auto *name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"})
+            environment.erase(name);
+        environment["XDG_RUNTIME_DIR"] = scratch.directory().toUtf8();
+        environment["OMBRU"] = qgetenv("OMBRU_BIN") + "/ombru";
+        for (const auto &[name, value] : extra)
+            environment[name] = value;
+        auto process = Process::make({.program = u"/bin/sh"_s,
+                                      .arguments = {u"-c"_s, line},
+                                      .directory = scratch.directory(),
+                                      .environment = environment});
+        const auto started = process->start();
+        EXPECT_TRUE(started);
+        return process;
+    }
+
+    Finished finish(const std::shared_ptr<Process> &process) {
+        test::await(process->ended());
+        return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
+    }
+
+    Finished run(const QString &line) { return finish(start(line)); }
+
+    void reply(int call, const QString &text) {
+        const QJsonObject json{{u"result"_s, text}, {u"session_id"_s, u"s"_s}};
+        claude.file(u"reply.%1"_s.arg(call), QJsonDocument(json).toJson(QJsonDocument::Compact));
+        claude.play(call, "cat \"$d/reply.$n\"");
+    }
+
+    // Starts the program so that it can be sent signals; its process id is in the file "pid".
+    std::shared_ptr<Process> startHanging() {
+        claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+        auto process = start(u"echo $$ >pid; exec \"$OMBRU\" run wait"_s);
+        claudePid = pidIn(scratch.path(u"claude.pid"_s));
+        return process;
+    }
+
+    test::Scratch scratch;
+    test::StandIn claude{scratch.path(u".local/bin/claude"_s), scratch.path(u"claude"_s)};
+    Environment extra;
+    qint64 claudePid = -1;
+};
+
+TEST_F(RunCommandTest, PrintsTheLogAndExitsWithZeroOnTheFinalAnswer) {
+    reply(1, u"I count.\n```applescript\nreturn 6 * 7\n```"_s);
+    reply(2, u"DONE: It is 42."_s);
+    const auto finished = run(u"\"$OMBRU\" run what is six times seven"_s);
+    EXPECT_EQ(finished.status, 0) << finished.err.toStdString();
+    EXPECT_EQ(finished.err, QString());
+    const auto lines = finished.out.split(u'\n');
+    EXPECT_EQ(lines.value(0), u"you ❯ what is six times seven"_s);
+    EXPECT_TRUE(finished.out.contains(u"s): 42\n── step 2/15 "_s)) << finished.out.toStdString();
+    EXPECT_TRUE(finished.out.contains(u"\n✓ It is 42.\n"_s));
+    EXPECT_FALSE(finished.out.contains(u'\033')) << "no colours and no live line outside a terminal";
+}
+
+TEST_F(RunCommandTest, PrintsOneJsonObjectALineForPrograms) {
+    reply(1, u"DONE: two\nlines"_s);
+    const auto finished = run(u"\"$OMBRU\" run --json go"_s);
+    EXPECT_EQ(finished.status, 0);
+    QStringList kinds;
+    for (const auto &line : finished.out.trimmed().split(u'\n')) {
+        const auto object = QJsonDocument::fromJson(line.toUtf8()).object();
+        kinds.append(object[u"kind"_s].toString());
+        EXPECT_GT(object[u"ts"_s].toDouble(), 1.7e9) << line.toStdString();
+    }
+    EXPECT_EQ(kinds, (QStringList{u"user"_s, u"rule"_s, u"dim"_s, u"dim"_s, u"good"_s, u"dim"_s}));
+}
+
+TEST_F(RunCommandTest, ColoursTheLogAndSaysWhatItWaitsForOnATerminal) {
+    claude.play(1, "sleep 2; echo '{\"result\":\"DONE: ok\"}'");
+    extra["TERM"] = "xterm";
+    const auto finished = run(u"script -qec '\"$OMBRU\" run go' /dev/null </dev/null"_s);
+    EXPECT_TRUE(finished.out.contains(u"\033[32m✓ ok"_s)) << finished.out.toStdString();
+    EXPECT_TRUE(finished.out.contains(u"… Figuring out what to do… 1s · Ctrl-C stops"_s)) << finished.out.toStdString();
+}
+
+TEST_F(RunCommandTest, ExitsWithOneWhenTheTaskFails) {
+    claude.playAlways("echo broken >&2; exit 3");
+    const auto finished = run(u"\"$OMBRU\" run go"_s);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_TRUE(finished.out.contains(u"✗ claude failed: broken"_s)) << finished.out.toStdString();
+}
+
+TEST_F(RunCommandTest, ExitsWithOneWhenItRunsOutOfSteps) {
+    reply(1, u"```applescript\nreturn 1\n```"_s);
+    const auto finished = run(u"\"$OMBRU\" run --max-steps 1 go"_s);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_TRUE(finished.out.contains(u"── step 1/1 "_s));
+    EXPECT_TRUE(finished.out.contains(u"── hit max steps (1)"_s)) << finished.out.toStdString();
+    EXPECT_FALSE(QFile::exists(scratch.path(u".config/ombru/ombru.conf"_s))) << "an option for one time is not kept";
+}
+
+TEST_F(RunCommandTest, CtrlCStopsTheTaskCleanly) {
+    const auto process = startHanging();
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGINT);
+    const auto finished = finish(process);
+    EXPECT_EQ(finished.status, 130);
+    EXPECT_TRUE(finished.out.endsWith(u"cancelled\n"_s)) << finished.out.toStdString();
+    EXPECT_TRUE(waitUntil([this] { return !isAlive(claudePid); }));
+}
+
+TEST_F(RunCommandTest, ASecondTaskOnTheSameDesktopIsRefused) {
+    const auto process = startHanging();
+    const auto second = run(u"\"$OMBRU\" run another"_s);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_TRUE(second.err.startsWith(u"Another task is running on this desktop."_s)) << second.err.toStdString();
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGTERM);
+    EXPECT_EQ(finish(process).status, 130);
+}
+
+TEST_F(RunCommandTest, DoesNotGoOnUnseenWhenItsReaderHasGone) {
+    claude.playAlways(
+        "echo $$ >\"$HOME/claude.pid\"; sleep 1; echo '{\"result\":\"```applescript\\nreturn 1\\n```\"}'");
+    const auto finished = run(u"{ \"$OMBRU\" run go; echo $? >status; } | head -n 1"_s);
+    EXPECT_EQ(finished.out, u"you ❯ go\n"_s);
+    EXPECT_EQ(test::contents(scratch.path(u"status"_s)).trimmed(), "1");
+    EXPECT_TRUE(finished.err.contains(u"The output could not be written, so the task was stopped."_s));
+    EXPECT_LE(claude.calls(), 2);
+}
+
+TEST_F(RunCommandTest, JsonIsNotChangedForTheEye) {
+    reply(1, u"DONE: a\u007fb\u0085c\u001b[2J"_s);
+    const auto finished = run(u"\"$OMBRU\" run --json go"_s);
+    const auto lines = finished.out.trimmed().split(u'\n');
+    const auto answer = QJsonDocument::fromJson(lines.value(lines.size() - 2).toUtf8()).object();
+    EXPECT_EQ(answer[u"text"_s].toString(), u"✓ a\u007fb\u0085c\u001b[2J"_s);
+}
+
+TEST_F(RunCommandTest, ALockThatCannotBeMadeIsNotAnotherTask) {
+    scratch.write(u"ombru"_s, "in the way");
+    const auto finished = run(u"\"$OMBRU\" run go"_s);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_TRUE(finished.err.startsWith(u"Cannot write "_s)) << finished.err.toStdString();
+}
+
+TEST_F(RunCommandTest, AFailedTaskPointsToTheDoctor) {
+    claude.playAlways("exit 3");
+    EXPECT_TRUE(run(u"\"$OMBRU\" run go"_s)
+                    .out.endsWith(u"`ombru doctor` says what works here and what to do about the rest.\n"_s));
+}
+
+TEST_F(RunCommandTest, ABusThatNeverAnswersDoesNotKeepTheProgram) {
+    const auto path = scratch.path(u"bus"_s).toUtf8();
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), qsizetype(sizeof address.sun_path));
+    std::copy_n(path.constData(), path.size(), address.sun_path);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener, 8), 0);
+    extra["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=" + path;
+    reply(1, u"DONE: ok"_s);
+    EXPECT_EQ(run(u"\"$OMBRU\" run go"_s).status, 0);
+    ::close(listener);
+}
+
+TEST_F(RunCommandTest, ASecondCtrlCDoesNotWait) {
+    claude.playAlways("trap '' TERM; echo $$ >\"$HOME/claude.pid\"; while :; do sleep 1000; done");
+    const auto process = start(u"echo $$ >pid; exec \"$OMBRU\" run wait"_s);
+    claudePid = pidIn(scratch.path(u"claude.pid"_s));
+    const auto pid = pid_t(pidIn(scratch.path(u"pid"_s)));
+    ::kill(pid, SIGINT);
+    ::kill(pid, SIGINT);
+    EXPECT_EQ(finish(process).status, 130);
+    ::kill(-pid_t(claudePid), SIGKILL);
+}
+
+TEST_F(RunCommandTest, SaysWhatIsWrongWithAnOption) {
+    const auto finished = run(u"\"$OMBRU\" run --max-steps none go"_s);
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.err, u"maxSteps cannot be \"none\": it takes a whole number from 1 to 1000\n"_s);
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(RunCommandTest, WithoutADisplayTheTaskFailsWithAnAnswer) {
+    extra["DISPLAY"] = "";
+    const auto finished = run(u"\"$OMBRU\" run go"_s);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_TRUE(finished.out.contains(u"✗ screenshot failed"_s)) << finished.out.toStdString();
+}
+
+TEST_F(RunCommandTest, DoctorSaysWhatWorksAndWhatToDo) {
+    claude.playAlways("case $1 in --help) echo --print --output-format --tools --allowedTools --append-system-prompt "
+                      "--resume;; auth) echo '{\"loggedIn\":true,\"email\":\"a@b.example\"}';; esac");
+    const auto well = run(u"\"$OMBRU\" doctor"_s);
+    EXPECT_EQ(well.status, 0) << well.out.toStdString();
+    for (const auto &name : {u"✓ screen"_s, u"✓ input"_s, u"✓ notifications"_s, u"✓ claude"_s, u"✓ osascript"_s})
+        EXPECT_TRUE(well.out.contains(name)) << name.toStdString();
+    EXPECT_TRUE(well.out.contains(u"signed in as a@b.example"_s));
+    extra["DISPLAY"] = "";
+    const auto ill = run(u"rm .local/bin/claude; \"$OMBRU\" doctor"_s);
+    EXPECT_EQ(ill.status, 1);
+    EXPECT_TRUE(ill.out.contains(u"✗ screen"_s)) << ill.out.toStdString();
+    EXPECT_TRUE(ill.out.contains(u"→ Install it: "_s));
+}
+
+TEST_F(RunCommandTest, TestClaudeTellsWhetherItAnswers) {
+    reply(1, u"ombru test ok"_s);
+    const auto well = run(u"\"$OMBRU\" test-claude"_s);
+    EXPECT_EQ(well.status, 0);
+    EXPECT_TRUE(well.out.startsWith(u"✓ claude -p works ("_s)) << well.out.toStdString();
+    claude.playAlways("exit 1");
+    EXPECT_EQ(run(u"\"$OMBRU\" test-claude"_s).status, 1);
+    claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    const auto process = start(u"echo $$ >pid; exec \"$OMBRU\" test-claude"_s);
+    claudePid = pidIn(scratch.path(u"claude.pid"_s));
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGINT);
+    EXPECT_EQ(finish(process).status, 130);
+    EXPECT_TRUE(waitUntil([this] { return !isAlive(claudePid); }));
+}
+
+TEST_F(RunCommandTest, SettingsAreListedReadAndChanged) {
+    const auto list = run(u"\"$OMBRU\" settings"_s);
+    EXPECT_EQ(list.status, 0);
+    for (const auto &setting :
+         {u"serverURL"_s, u"model"_s, u"maxSteps"_s, u"scriptTimeout"_s, u"settle"_s, u"callPort"_s, u"cachedPrompt"_s})
+        EXPECT_TRUE(list.out.contains(setting)) << setting.toStdString();
+    EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps 7"_s).status, 0);
+    EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps"_s).out, u"7\n"_s);
+    const auto refused = run(u"\"$OMBRU\" settings maxSteps lots"_s);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_TRUE(refused.err.contains(u"a whole number from 1 to 1000"_s));
+    EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps"_s).out, u"7\n"_s);
+    const auto unknown = run(u"\"$OMBRU\" settings wings"_s);
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_TRUE(unknown.err.contains(u"There is no setting \"wings\""_s));
+}
