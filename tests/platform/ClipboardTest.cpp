@@ -12,9 +12,14 @@ const QString MIXED = u"Größe, Съешь, 日本語, 👩‍👩‍👧‍�
 
 class Clipboard : public testing::Test {
 protected:
-    void copyElsewhere(const QByteArray &bytes, const QByteArray &options = {}) {
+    // The other program may own the clipboard a moment later only.
+    void copyElsewhere(const QByteArray &bytes) {
         const auto file = m_scratch.write(u"copied"_s, bytes).toUtf8();
-        runProgram("xclip -selection clipboard " + options + " -i '" + file + "'");
+        runProgram("xclip -selection clipboard -i '" + file + "'");
+        const auto targets = [] {
+            return std::system("xclip -selection clipboard -o -t TARGETS | grep -q '^TIMESTAMP$'");
+        };
+        ASSERT_TRUE(waitUntil([&] { return targets() != 0; })) << "our own text stays on the clipboard";
     }
 
     QByteArray pasteElsewhere(const QByteArray &options = {}) {

@@ -18,6 +18,7 @@ namespace ombru {
 namespace {
 
 constexpr int PATIENCE_MILLISECONDS = 5'000; // without any progress
+constexpr int LOOK_AGAIN_MILLISECONDS = 100;
 
 Failure ownerIsSilent() {
     return desktopFailure(TIMED_OUT, u"The application that owns the clipboard does not hand over its text."_s);
@@ -32,25 +33,41 @@ public:
                           XCB_CW_EVENT_MASK, &listen);
     }
 
-    // None when the owner has no such form of it.
+    // None when the owner has no such form of it, or there is no owner.
     Result<std::optional<QByteArray>> run(const char *target) {
-        xcb_convert_selection(m_x11->connection(), m_window, m_x11->atom("CLIPBOARD"), m_x11->atom(target), property(),
-                              XCB_CURRENT_TIME);
-        while (const auto event = m_x11->nextEvent(PATIENCE_MILLISECONDS)) {
-            if ((event->response_type & 0x7f) != XCB_SELECTION_NOTIFY)
-                continue;
-            const auto *answer = reinterpret_cast<const xcb_selection_notify_event_t *>(event.get());
-            if (answer->target != m_x11->atom(target))
-                continue;
-            if (answer->property == XCB_ATOM_NONE)
-                return std::nullopt;
-            return take();
+        xcb_window_t asked = request(target);
+        for (int waited = 0; waited < PATIENCE_MILLISECONDS; waited += LOOK_AGAIN_MILLISECONDS) {
+            while (const auto event = m_x11->nextEvent(LOOK_AGAIN_MILLISECONDS)) {
+                const auto *answer = reinterpret_cast<const xcb_selection_notify_event_t *>(event.get());
+                if ((event->response_type & 0x7f) != XCB_SELECTION_NOTIFY || answer->target != m_x11->atom(target))
+                    continue;
+                if (answer->property == XCB_ATOM_NONE)
+                    return std::nullopt;
+                return take();
+            }
+            // An owner that ended meanwhile never answers; the server answers for nobody.
+            if (owner() != asked)
+                asked = request(target);
         }
         return std::unexpected(silence());
     }
 
 private:
     xcb_atom_t property() { return m_x11->atom("OMBRU_CLIPBOARD"); }
+
+    xcb_window_t owner() {
+        const auto reply = Reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_reply(
+            m_x11->connection(), xcb_get_selection_owner(m_x11->connection(), m_x11->atom("CLIPBOARD")), nullptr));
+        return reply ? reply->owner : XCB_NONE;
+    }
+
+    // Gives the owner that was asked.
+    xcb_window_t request(const char *target) {
+        const xcb_window_t asked = owner();
+        xcb_convert_selection(m_x11->connection(), m_window, m_x11->atom("CLIPBOARD"), m_x11->atom(target), property(),
+                              XCB_CURRENT_TIME);
+        return asked;
+    }
 
     Failure silence() {
         const auto alive = m_x11->flush();
