@@ -57,9 +57,10 @@ protected:
         const auto pids =
             run(systemEvents(u"set ids to {}\nrepeat with p in processes\nset end of ids to unix id of p\n"
                              "end repeat\nreturn ids"_s));
-        for (const QString &pid : pids.split(u", "_s, Qt::SkipEmptyParts))
+        for (const QString &pid : pids.split(u", "_s, Qt::SkipEmptyParts)) {
             ::kill(pid.toInt(), SIGTERM);
-        EXPECT_TRUE(waitUntil([] { return run(systemEvents(u"count processes"_s)) == u"0"_s; }));
+            EXPECT_TRUE(waitUntil([&] { return !isAlive(pid.toInt()); }));
+        }
     }
 
     Scratch m_scratch;

@@ -2,6 +2,7 @@
 
 #include "platform/linux/osascript/LinuxHost.h"
 
+#include "base/Process.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
 
@@ -180,4 +181,25 @@ TEST_F(OpeningFiles, AFileManagerShowsFoldersAndOpensFilesWithTheirApplication) 
     ASSERT_TRUE(host.open(u"com.apple.finder"_s, {file, scratch.directory()}));
     EXPECT_EQ(opened(u"editor"_s), file.toUtf8() + '\n');
     EXPECT_EQ(opened(u"files"_s), scratch.directory().toUtf8() + '\n');
+}
+
+TEST_F(LinuxHostTest, WhatRunsOnAnotherDisplayDoesNotRunHere) {
+    const auto program = scratch.path(u"ombru-test-program"_s);
+    ASSERT_TRUE(QFile::copy(u"/bin/sleep"_s, program));
+    QDir().mkpath(scratch.path(u"applications"_s));
+    scratch.write(u"applications/it.desktop"_s,
+                  "[Desktop Entry]\nType=Application\nName=It\nExec=" + program.toUtf8() + "\n");
+    const test::Variable data("XDG_DATA_HOME", scratch.directory().toUtf8());
+    EXPECT_FALSE(host.isRunning(u"it"_s));
+
+    const test::Variable there("DISPLAY", ":5077.0");
+    const auto process = Process::make({.program = program, .arguments = {u"600"_s}});
+    ASSERT_TRUE(process->start());
+    EXPECT_TRUE(host.isRunning(u"it"_s));
+    const test::Variable sameScreen("DISPLAY", ":5077");
+    EXPECT_TRUE(host.isRunning(u"it"_s));
+    const test::Variable here("DISPLAY", ":5078");
+    EXPECT_FALSE(host.isRunning(u"it"_s));
+    process->terminate();
+    test::await(process->ended());
 }

@@ -46,6 +46,23 @@ Failure notInstalled(const QString &id) {
     return {u"applications"_s, NO_APPLICATION, u"No application with the identifier “%1” is installed."_s.arg(id)};
 }
 
+QByteArray withoutScreen(const QByteArray &display) {
+    const auto point = display.indexOf('.', display.lastIndexOf(':'));
+    return point < 0 ? display : display.first(point);
+}
+
+// An owner may have several desktops; what runs on another one does not run here.
+bool isOnThisDisplay(const QString &process) {
+    const auto ours = qgetenv("DISPLAY");
+    QFile environment(u"/proc/"_s + process + u"/environ"_s);
+    if (ours.isEmpty() || !environment.open(QFile::ReadOnly))
+        return ours.isEmpty();
+    const auto variables = environment.readAll().split('\0');
+    return std::ranges::any_of(variables, [&](const QByteArray &variable) {
+        return variable.startsWith("DISPLAY=") && withoutScreen(variable.sliced(8)) == withoutScreen(ours);
+    });
+}
+
 // A process of the owner's that runs the program, whether it has a window or not.
 bool runsProgram(const QString &program) {
     if (program.isEmpty())
@@ -54,7 +71,8 @@ bool runsProgram(const QString &program) {
     return std::ranges::any_of(processes, [&](const QString &name) {
         if (!name.front().isDigit() || QFileInfo(u"/proc/"_s + name).ownerId() != ::getuid())
             return false;
-        return QFileInfo(QFile::symLinkTarget(u"/proc/"_s + name + u"/exe"_s)).fileName() == program;
+        return QFileInfo(QFile::symLinkTarget(u"/proc/"_s + name + u"/exe"_s)).fileName() == program &&
+               isOnThisDisplay(name);
     });
 }
 
