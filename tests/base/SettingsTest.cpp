@@ -119,7 +119,7 @@ TEST_F(SettingsTest, AFileOfGarbageIsAllDefaults) {
 TEST_F(SettingsTest, AFileOfGarbageIsKeptAsideByTheFirstWrite) {
     Settings settings(path);
     ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));
-    const QByteArray garbage = "[[[\nno settings file\n";
+    const QByteArray garbage = "[[[\nthis is no settings file at all\n";
     writeFile(garbage);
     Settings other(path);
     QStringList reports;
