@@ -167,6 +167,7 @@ private:
     TextRules m_rules;
     Value m_delimiters = QString();
     std::shared_ptr<Frame> m_frame;
+    std::shared_ptr<const bool> m_alive = std::make_shared<const bool>(true); // what outlives a script asks for it
     ScriptPtr m_root;
     QString m_text;
     struct {

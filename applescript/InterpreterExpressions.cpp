@@ -380,7 +380,11 @@ Specifier Interpreter::describe(const Element &element) {
     auto filter = std::make_shared<Filter>();
     const Range range = element.test->range;
     filter->written = m_text.mid(range.start, range.end - range.start);
-    filter->accepts = [this, test = element.test.get(), frame = m_frame](const Value &candidate) {
+    filter->accepts = [this, alive = std::weak_ptr(m_alive), test = element.test.get(), written = filter->written,
+                       frame = m_frame](const Value &candidate) {
+        // `run script` may give back a reference; its test ends with the script it stands in.
+        if (alive.expired())
+            throw ScriptError{error::NO_SUCH_OBJECT, u"Can’t test “%1”: its script has ended."_s.arg(written)};
         const auto before = std::exchange(m_frame, frame);
         const Value target = std::exchange(m_frame->target, candidate);
         const auto restore = [&] {

@@ -17,6 +17,7 @@ namespace {
 
 constexpr int ANSWER_MILLISECONDS = 5'000;
 constexpr Clock::Duration CONNECTING = std::chrono::seconds(5);
+constexpr Clock::Duration GLANCE = std::chrono::milliseconds(5);
 const QString CONNECTION = u"ombru.notifications"_s;
 std::atomic<int> connections = 0; // made so far; the last one is in use
 
@@ -41,20 +42,26 @@ QDBusConnection connectTo(const QString &address) {
     return QDBusConnection::connectToBus(address, CONNECTION);
 }
 
+// A bus that takes a connection and then says nothing holds the thread that waits for it: one is enough, and whoever
+// comes meanwhile waits for that one.
 Task<QDBusConnection> sessionBus() {
+    static std::atomic<bool> connecting = false;
+    const auto end = Clock::now() + CONNECTING;
+    while (connecting) {
+        if (Clock::now() >= end)
+            co_return QDBusConnection(CONNECTION);
+        co_await sleep(GLANCE);
+    }
     const QDBusConnection present(CONNECTION);
     if (present.isConnected())
         co_return present;
     const QString address = busAddress();
     if (address.isEmpty())
         co_return present;
-    // A bus that takes a connection and then says nothing holds the thread that waits for it; one is enough.
-    static const auto connecting = std::make_shared<std::atomic<bool>>(false);
-    if (connecting->exchange(true))
-        co_return present;
+    connecting = true;
     const auto bus = co_await backgroundWithin(CONNECTING, {}, [address] {
         auto connection = connectTo(address);
-        *connecting = false;
+        connecting = false;
         return connection;
     });
     co_return bus.value_or(present);
