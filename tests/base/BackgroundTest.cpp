@@ -35,15 +35,16 @@ TEST(Background, ManyJobsAllRun) {
 TEST(Background, AJobThatTakesTooLongIsLeftToItself) {
     ManualClock clock;
     const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto begun = std::make_shared<std::atomic<int>>(0);
+    const auto job = [release, begun] {
+        ++*begun;
+        release->wait(false);
+        return 1;
+    };
     std::stop_source stop;
-    auto late = backgroundWithin(std::chrono::seconds(5), {}, [release] {
-        release->wait(false);
-        return 1;
-    });
-    auto stopped = backgroundWithin(std::chrono::hours(5), stop.get_token(), [release] {
-        release->wait(false);
-        return 1;
-    });
+    auto late = backgroundWithin(std::chrono::seconds(5), {}, job);
+    auto stopped = backgroundWithin(std::chrono::hours(5), stop.get_token(), job);
+    ASSERT_TRUE(test::waitUntil([&] { return *begun == 2; }));
     clock.advance(std::chrono::seconds(5));
     EXPECT_EQ(test::await(std::move(late)), std::nullopt);
     stop.request_stop();
