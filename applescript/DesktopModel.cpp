@@ -152,10 +152,25 @@ DesktopModel::Objects DesktopModel::choose(Objects candidates, const Specifier &
             if (areEqual(own, part.key, rules))
                 return {object};
         }
+        if (auto process = processOfApplication(candidates, part))
+            return {std::move(*process)};
         failToGet(part);
     default:
         failToGet(part);
     }
+}
+
+// A process by another name of its application: "TextEdit" is what scripts call the text editor.
+std::optional<DesktopModel::Object> DesktopModel::processOfApplication(const Objects &candidates,
+                                                                       const Specifier &part) const {
+    if (part.form != Specifier::Form::named || candidates.empty() || candidates[0].kind != Object::Kind::process)
+        return std::nullopt;
+    const auto application = m_host.applicationNamed(toText(part.key, m_interpreter.rules()));
+    for (const auto &object : candidates) {
+        if (application && object.process.id == application->id)
+            return object;
+    }
+    return std::nullopt;
 }
 
 QString DesktopModel::nameOf(const Object &object) const {

@@ -32,6 +32,7 @@ private:
     Objects choose(Objects candidates, const Specifier &part);
     Objects filtered(Objects candidates, const Specifier &part);
     bool isAtIdentity(const Object &object, const Specifier &part) const;
+    std::optional<Object> processOfApplication(const Objects &candidates, const Specifier &part) const;
     QString nameOf(const Object &object) const;
     Value idOf(const Object &object) const;
     Value reference(const Object &object) const;

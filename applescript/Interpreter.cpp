@@ -31,12 +31,12 @@ private:
 };
 } // namespace
 
+// What is let go of may hold the last reference to this frame: it dies only after the last member was emptied.
 void Interpreter::Frame::release() {
-    const auto dropped = std::move(locals);
-    locals.clear();
-    me.reset();
-    target = Value();
-    result = Value();
+    const auto droppedLocals = std::exchange(locals, {});
+    const auto droppedMe = std::exchange(me, {});
+    const auto droppedTarget = std::exchange(target, {});
+    const auto droppedResult = std::exchange(result, {});
 }
 
 Value Interpreter::run(const std::shared_ptr<const ScriptDefinition> &script, const QStringList &arguments,

@@ -113,6 +113,7 @@ private:
     std::optional<Value> dateProperty(const Date &date, const QString &name);
     std::optional<Value> fileProperty(const FileReference &file, const QString &name);
     Value scriptProperty(const ScriptPtr &script, const QString &name);
+    std::optional<Value> textOfCodePoints(const Specifier &part);
     Value elementsOfList(const Value &whole, const std::vector<Value> &items, const Specifier &part);
     Value elementsOfText(const QString &text, const Specifier &part);
     const std::vector<Span> &spansOf(const QString &text, const QString &kind);

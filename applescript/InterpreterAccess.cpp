@@ -220,12 +220,25 @@ Value Interpreter::elementOfData(const Value &value, const Specifier &part) {
         return elementsOfList(value, (*list)->items, part);
     if (const auto *text = value.as<QString>(); text && isTextElement(part.name))
         return elementsOfText(*text, part);
-    if (const auto *type = value.as<ClassName>();
-        type || value.is<Nothing>()) // character id 65 of text, and on its own
-        failToGet(part);
     if (const auto *record = value.as<RecordPtr>(); record && part.form == every && part.name == u"item")
         return coerce(value, u"list"_s, m_rules);
     failToGet(part);
+}
+
+// `character id 65`, `string id {72, 105}`.
+std::optional<Value> Interpreter::textOfCodePoints(const Specifier &part) {
+    constexpr qint64 LAST_CODE_POINT = 0x10ffff;
+    if (part.form != Specifier::Form::byId || !isTextElement(part.name))
+        return std::nullopt;
+    const Value list = coerce(follow(part.key), u"list"_s, m_rules);
+    QString text;
+    for (const auto &item : (*list.as<ListPtr>())->items) {
+        const qint64 code = toInteger(follow(item), m_rules);
+        if (code < 0 || code > LAST_CODE_POINT || QChar::isSurrogate(char32_t(code)))
+            throw ScriptError{error::BAD_PARAMETER, u"Parameter error."_s};
+        text += QString::fromUcs4(std::array{char32_t(code)}.data(), 1);
+    }
+    return Value(text);
 }
 
 Value Interpreter::elementsOfList(const Value &, const std::vector<Value> &items, const Specifier &part) {

@@ -408,6 +408,8 @@ Value Interpreter::specifyElement(const Element &element) {
     Specifier part = describe(element);
     if (auto root = rootElement(element, part.key))
         return *root;
+    if (auto text = element.container ? std::nullopt : textOfCodePoints(part))
+        return *text;
     Value container;
     if (element.container) {
         container = specify(*element.container);

@@ -14,9 +14,8 @@ struct ScriptObject final : Collectable {
     Value parent;
 
     void release() override {
-        const auto dropped = std::move(properties);
-        properties.clear();
-        parent = Value();
+        const auto droppedProperties = std::exchange(properties, {});
+        const auto droppedParent = std::exchange(parent, {});
     }
 };
 

@@ -1,0 +1,1 @@
+character id 55296
