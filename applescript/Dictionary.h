@@ -78,6 +78,7 @@ std::size_t spells(std::span<const Token> tokens, const QString &words);
 const Dictionary &coreDictionary();         // AppleScript itself and Standard Additions
 const Dictionary &standardSuite();          // what every application understands
 const Dictionary &systemEventsDictionary(); // processes, windows, keys and clicks
+const Dictionary &commonWords();            // what scripts say to applications of unknown dictionary
 
 // The innermost dictionary first.
 using Scope = std::vector<const Dictionary *>;

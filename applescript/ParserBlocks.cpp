@@ -43,7 +43,7 @@ Scope Parser::scopeOfApplication(const Element &application) const {
     if (!name || name->compare(u"System Events", Qt::CaseInsensitive) == 0 ||
         name->compare(u"com.apple.systemevents", Qt::CaseInsensitive) == 0)
         return {&systemEventsDictionary(), &standardSuite()};
-    return {&standardSuite()};
+    return {&commonWords(), &standardSuite()};
 }
 
 Scope Parser::scopeOf(const Expression &target) const {

@@ -45,6 +45,20 @@ void addInteraction(Dictionary &core) {
                     u"waiting until completion|stopping current speech");
 }
 
+// Known so that a script compiles and can catch the refusal; running one says that it is not available.
+void addRefused(Dictionary &core) {
+    core.addCommand(u"choose file", Direct::none, u"with prompt|of type|default location",
+                    u"invisibles|multiple selections allowed|showing package contents");
+    core.addCommand(u"choose folder", Direct::none, u"with prompt|default location",
+                    u"invisibles|multiple selections allowed|showing package contents");
+    core.addCommand(u"choose file name", Direct::none, u"with prompt|default name|default location");
+    core.addCommand(u"open for access", Direct::expression, u"", u"write permission");
+    core.addCommand(u"close access", Direct::expression);
+    core.addCommand(u"get eof", Direct::expression);
+    core.addCommand(u"read", Direct::expression, u"from|for|to|before|until|using delimiter|using delimiters|as");
+    core.addCommand(u"write", Direct::expression, u"to|starting at|for|as");
+}
+
 void addSystem(Dictionary &core) {
     core.addCommand(u"do shell script", Direct::expression, u"as|user name|password|with prompt",
                     u"administrator privileges|altering line endings");
@@ -75,6 +89,7 @@ const Dictionary &coreDictionary() {
         addLanguage(made);
         addInteraction(made);
         addSystem(made);
+        addRefused(made);
         return made;
     }();
     return core;

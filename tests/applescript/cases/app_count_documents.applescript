@@ -1,0 +1,1 @@
+tell application "TextEdit" to count documents

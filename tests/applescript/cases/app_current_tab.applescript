@@ -1,0 +1,1 @@
+tell application "TextEdit" to get URL of current tab of front window

@@ -1,0 +1,3 @@
+tell application "TextEdit"
+	do JavaScript "1" in document 1
+end tell

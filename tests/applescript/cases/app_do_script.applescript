@@ -1,0 +1,1 @@
+tell application "TextEdit" to do script "ls" in window 1

@@ -1,0 +1,1 @@
+tell application "TextEdit" to make new document with properties {name:"x"}

@@ -1,0 +1,1 @@
+set theText to read "/tmp/x" as text

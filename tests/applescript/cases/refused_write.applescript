@@ -1,0 +1,1 @@
+write "a" to "/tmp/x"
