@@ -28,6 +28,7 @@ struct Literal {
 
 struct ListExpression {
     std::vector<ExpressionPtr> items;
+    ExpressionPtr container; // `{name, size} of window 1`: each item is asked of it
 };
 
 struct RecordExpression {

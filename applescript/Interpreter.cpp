@@ -2,6 +2,7 @@
 
 #include "applescript/Coercion.h"
 #include "applescript/Format.h"
+#include "applescript/Restore.h"
 #include "applescript/Stack.h"
 
 #include <cmath>
@@ -14,20 +15,6 @@ namespace {
 template <class... Cases>
 struct Overloaded : Cases... {
     using Cases::operator()...;
-};
-
-// Gives a variable its value back at the end of a block.
-template <class T>
-class Restore {
-public:
-    explicit Restore(T &variable) : m_variable(variable), m_before(variable) {}
-    ~Restore() { m_variable = std::move(m_before); }
-    Restore(const Restore &) = delete;
-    Restore &operator=(const Restore &) = delete;
-
-private:
-    T &m_variable;
-    T m_before;
 };
 } // namespace
 

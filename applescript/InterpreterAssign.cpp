@@ -2,6 +2,7 @@
 #include "applescript/Coercion.h"
 #include "applescript/Format.h"
 #include "applescript/Interpreter.h"
+#include "applescript/Restore.h"
 
 namespace ombru::applescript {
 
@@ -43,6 +44,9 @@ void Interpreter::assignPattern(const ListExpression &pattern, const Value &valu
         failCoercion(value, u"list"_s);
     // What is assigned may be the very list that is assigned to.
     const auto items = (*list)->items;
+    const Restore target(m_frame->target);
+    if (pattern.container)
+        m_frame->target = specify(*pattern.container);
     for (std::size_t i = 0; i < pattern.items.size(); ++i) {
         if (i >= items.size())
             throw ScriptError{error::NO_SUCH_OBJECT, u"Can’t get item %1 of %2."_s.arg(i + 1).arg(formatSource(value))};

@@ -2,6 +2,7 @@
 #include "applescript/Coercion.h"
 #include "applescript/Format.h"
 #include "applescript/Interpreter.h"
+#include "applescript/Restore.h"
 #include "applescript/Stack.h"
 
 #include <cmath>
@@ -105,6 +106,9 @@ Value Interpreter::evaluateForm(const Expression &expression) {
     }
     if (const auto *form = expression.as<ListExpression>()) {
         std::vector<Value> items;
+        const Restore target(m_frame->target);
+        if (form->container)
+            m_frame->target = specify(*form->container);
         for (const auto &item : form->items) {
             items.push_back(evaluate(*item));
             if (items.back().isNothing())

@@ -287,4 +287,30 @@ ExpressionPtr Parser::parseSign() {
     return make(start, Negation{std::move(operand), negative});
 }
 
+ExpressionPtr Parser::parseBraces() {
+    const auto start = next().range.start;
+    const Within context(*this, Context{false, false, m_context.constants});
+    if (atLabel())
+        return parseRecord(start);
+    ListExpression list;
+    while (!atSymbol(u"}")) {
+        list.items.push_back(parseExpression());
+        if (!takeSymbol(u","))
+            break;
+    }
+    expectSymbol(u"}");
+    return make(start, std::move(list));
+}
+
+ExpressionPtr Parser::parseRecord(qsizetype start) {
+    RecordExpression record;
+    do {
+        Name label = parseLabel();
+        expectSymbol(u":");
+        record.fields.emplace_back(std::move(label), parseExpression());
+    } while (takeSymbol(u","));
+    expectSymbol(u"}");
+    return make(start, std::move(record));
+}
+
 } // namespace ombru::applescript

@@ -17,6 +17,8 @@ ExpressionPtr *containerOf(Expression &part) {
         return &element->container;
     if (auto *call = part.as<Call>())
         return &call->container;
+    if (auto *list = part.as<ListExpression>())
+        return &list->container;
     return nullptr;
 }
 
@@ -53,7 +55,8 @@ ExpressionPtr Parser::parseReference() {
         const auto *literalPart = part->as<Literal>();
         const bool attachable =
             containerOf(*part) || part->as<Variable>() || (literalPart && literalPart->value.is<ClassName>());
-        if (!belongs || !attachable)
+        const auto *list = part->as<ListExpression>();
+        if (!belongs || !attachable || (list && (list->container || !atWord(u"of"))))
             break;
         ++m_at;
         auto container = parseReference();
@@ -75,6 +78,14 @@ ExpressionPtr Parser::attach(ExpressionPtr part, ExpressionPtr container) {
     } else if (auto *constant = outermost->as<Literal>(); constant && constant->value.is<ClassName>()) {
         Name name(constant->value.as<ClassName>()->name);
         outermost->form = Property{std::move(name), true, nullptr};
+    }
+    if (auto *list = outermost->as<ListExpression>()) {
+        for (auto &item : list->items) {
+            if (auto *variable = item->as<Variable>()) {
+                Name name = variable->name;
+                item->form = Property{std::move(name), false, nullptr};
+            }
+        }
     }
     auto *place = containerOf(*outermost);
     if (!place)
@@ -446,32 +457,6 @@ Name Parser::parseLabel() {
         name = Name(name.key + u' ' + more.key, name.spelling + u' ' + more.spelling);
     }
     return name;
-}
-
-ExpressionPtr Parser::parseBraces() {
-    const auto start = next().range.start;
-    const Within context(*this, Context{false, false, m_context.constants});
-    if (atLabel())
-        return parseRecord(start);
-    ListExpression list;
-    while (!atSymbol(u"}")) {
-        list.items.push_back(parseExpression());
-        if (!takeSymbol(u","))
-            break;
-    }
-    expectSymbol(u"}");
-    return make(start, std::move(list));
-}
-
-ExpressionPtr Parser::parseRecord(qsizetype start) {
-    RecordExpression record;
-    do {
-        Name label = parseLabel();
-        expectSymbol(u":");
-        record.fields.emplace_back(std::move(label), parseExpression());
-    } while (takeSymbol(u","));
-    expectSymbol(u"}");
-    return make(start, std::move(record));
 }
 
 // «class utf8», «constant ****yes », «property xxxx»; what has a name here gets it.
