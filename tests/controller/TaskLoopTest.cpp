@@ -289,9 +289,9 @@ TEST_F(TaskLoop, AReplyWithWindowsLineEndsIsUnderstood) {
 
 TEST_F(TaskLoop, AScriptThatPrintsFiftyMegabytesIsCutForClaudeAlone) {
     reply({block(u"x"_s), u"DONE: ok"_s});
-    osascript.play(1, "head -c 50000000 /dev/zero | tr '\\0' Q");
+    osascript.play(1, "head -c 50000000 /dev/zero | tr '\\0' '~'");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
-    EXPECT_EQ(message(2).count(u'Q'), 4000);
+    EXPECT_EQ(message(2).count(u'~'), 4000);
 }
 
 TEST_F(TaskLoop, AScreenshotDirectoryThatVanishesIsMadeAgain) {
