@@ -1,8 +1,8 @@
 #include "agent/Screen.h"
 
-#include "agent/PictureFile.h"
 #include "base/Background.h"
 #include "base/Clock.h"
+#include "base/PictureFile.h"
 #include "base/Scale.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"

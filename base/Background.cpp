@@ -41,6 +41,7 @@ private:
         std::unique_lock lock(m_mutex);
         while (true) {
             ++m_idle;
+            m_changed.notify_all(); // somebody may wait for the end of all
             m_changed.wait(lock, [this] { return m_ending || !m_jobs.empty(); });
             --m_idle;
             if (m_ending)
@@ -51,7 +52,6 @@ private:
             job();
             job = {};
             lock.lock();
-            m_changed.notify_all(); // somebody may wait for the end of all
         }
     }
 
@@ -65,10 +65,48 @@ private:
 
 std::unique_ptr<Pool> pool;
 
+// The threads outside the pool. Each holds this, so that it outlives them.
+class Loners {
+public:
+    void add() {
+        const std::lock_guard lock(m_mutex);
+        ++m_running;
+    }
+    void remove() {
+        const std::lock_guard lock(m_mutex);
+        --m_running;
+        m_changed.notify_all();
+    }
+    bool finish(Clock::Duration limit) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, limit, [this] { return m_running == 0; });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    int m_running = 0;
+};
+
+std::shared_ptr<Loners> loners() {
+    static const auto loners = std::make_shared<Loners>();
+    return loners;
+}
+
 } // namespace
 
+void runAlone(Job job) {
+    loners()->add();
+    std::thread([loners = loners(), job = std::move(job)]() mutable {
+        job();
+        job = {};
+        loners->remove();
+    }).detach();
+}
+
 bool finishBackground(Clock::Duration limit) {
-    return !pool || pool->finish(limit);
+    const bool poolDone = !pool || pool->finish(limit);
+    return loners()->finish(poolDone ? limit : Clock::Duration::zero()) && poolDone;
 }
 
 void runInBackground(Job job) {

@@ -7,12 +7,18 @@
 #pragma once
 #include "base/Task.h"
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <type_traits>
 
 namespace ombru {
 
 // Queues the job for the next free thread of the pool; jobs not begun when the application ends are dropped.
 void runInBackground(Job job);
+
+// On a thread of its own, outside the pool. Any thread.
+void runAlone(Job job);
 
 // Waits until no job runs any more; false when the time is over first. Blocks: for the end of the program, which must
 // then leave with std::_Exit, since a job that waits for something that never answers cannot be ended.
@@ -59,5 +65,39 @@ Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration
     co_await over;
     co_return std::move(*value);
 }
+
+// For jobs that need an answer from a program that may never give one. Its questions are put one at a time, each on a
+// thread of its own; whoever asks gives up when the limit passes. A question given up on is left to itself, and until
+// it is answered no other is put: a program that does not answer holds one thread. Any thread but the main one.
+class Inquiry {
+public:
+    // Blocks. None when the limit, in real time, passes first. `work` gets all it needs by value.
+    template <class Work>
+    std::optional<std::invoke_result_t<Work>> ask(std::chrono::nanoseconds limit, Work work) const {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        std::unique_lock lock(m_state->mutex);
+        if (!m_state->changed.wait_until(lock, end, [this] { return !m_state->asking; }))
+            return std::nullopt;
+        m_state->asking = true;
+        const auto answer = std::make_shared<std::optional<std::invoke_result_t<Work>>>();
+        runAlone([state = m_state, answer, work = std::move(work)]() mutable {
+            auto result = work();
+            const std::lock_guard answered(state->mutex);
+            answer->emplace(std::move(result));
+            state->asking = false;
+            state->changed.notify_all();
+        });
+        m_state->changed.wait_until(lock, end, [&answer] { return answer->has_value(); });
+        return std::move(*answer);
+    }
+
+private:
+    struct State {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool asking = false;
+    };
+    std::shared_ptr<State> m_state = std::make_shared<State>(); // shared with a question that was given up on
+};
 
 } // namespace ombru

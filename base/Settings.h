@@ -47,6 +47,7 @@ public:
     double settle() const { return value(u"settle").toDouble(); }
     int callPort() const { return value(u"callPort").toInt(); }
     QString cachedPrompt() const { return value(u"cachedPrompt").toString(); }
+    QString appAutomation() const { return value(u"appAutomation").toString(); }
 
     // The value in force: this process's override, else the file's, else the default. A value in the file that the
     // table does not allow counts as the default and is reported once.

@@ -1,8 +1,11 @@
 #include "base/Settings.h"
 #include "base/Text.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QUrl>
 
+#include <algorithm>
 #include <cmath>
 
 namespace ombru {
@@ -19,6 +22,19 @@ QString originProblem(const QString &typed) {
     const bool bare = (url.path().isEmpty() || url.path() == "/"_L1) && !url.hasQuery() && !url.hasFragment();
     if (!url.isValid() || url.host().isEmpty() || !scheme || !bare || !url.userInfo().isEmpty())
         return u"it takes an origin such as https://ombru.example (plain http only for this computer itself)"_s;
+    return {};
+}
+
+QString statesProblem(const QString &typed) {
+    if (typed.isEmpty())
+        return {};
+    const auto document = QJsonDocument::fromJson(typed.toUtf8());
+    const auto object = document.object();
+    const bool known = std::ranges::all_of(object, [](const QJsonValue &state) {
+        return QStringList{u"granted"_s, u"missing"_s, u"unknown"_s}.contains(state.toString());
+    });
+    if (!document.isObject() || !known)
+        return uR"(it takes a JSON object such as {"com.apple.finder":"granted"}, with granted, missing or unknown)"_s;
     return {};
 }
 
@@ -46,6 +62,14 @@ const std::vector<SettingInfo> &settingsTable() {
         {u"settle"_s, Type::real, 1.0, 0, 60, u"seconds"_s, u"pause after a script before the next screenshot"_s},
         {u"callPort"_s, Type::integer, 8765, 1, 65535, {}, u"TCP port of the local call server"_s},
         {u"cachedPrompt"_s, Type::text, u""_s, 0, 0, {}, u"last system prompt received from the service"_s},
+        {u"appAutomation"_s,
+         Type::text,
+         u""_s,
+         0,
+         0,
+         {},
+         u"which applications ombru may control, as last seen"_s,
+         statesProblem},
     };
     return table;
 }

@@ -9,6 +9,30 @@ namespace {
 QTextBoundaryFinder graphemes(QStringView text) {
     return {QTextBoundaryFinder::Grapheme, text.data(), text.size()};
 }
+
+bool isQuotationMark(char32_t character) {
+    return QStringView(u"\"\u201C\u201D\u201E\u201F\u00AB\u00BB\uFF02")
+        .contains(QStringView(QChar::fromUcs4(character)));
+}
+
+// What it is shown as; 0 for nothing at all.
+char32_t shown(char32_t character) {
+    switch (QChar::category(character)) {
+    case QChar::Separator_Space:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+    case QChar::Other_Control:
+        return U' ';
+    case QChar::Other_Format:
+        return 0;
+    case QChar::Other_Surrogate:
+    case QChar::Other_PrivateUse:
+    case QChar::Other_NotAssigned:
+        return QChar::ReplacementCharacter;
+    default:
+        return isQuotationMark(character) ? U'\u2019' : character;
+    }
+}
 } // namespace
 
 qsizetype characterCount(QStringView text) {
@@ -46,6 +70,26 @@ QString firstLine(const QString &text) {
     if (end < 0)
         return text;
     return text.first(end > 0 && text[end - 1] == u'\r' ? end - 1 : end);
+}
+
+QString shownLine(const QString &text, qsizetype most) {
+    constexpr int MARKS = 4; // on one letter
+    QString line;
+    int marks = 0;
+    // Far more than is shown, of a text that may be endless.
+    for (const char32_t character : QStringView(text).first(std::min(text.size(), most * 64)).toUcs4()) {
+        marks = QChar::isMark(character) ? marks + 1 : 0;
+        const char32_t instead = marks > MARKS ? 0 : shown(character);
+        if (instead != 0)
+            line += QChar::fromUcs4(instead);
+    }
+    const QStringList all = characters(line.simplified());
+    if (all.isEmpty())
+        return QStringLiteral("?");
+    if (all.size() <= most)
+        return all.join(QString());
+    const auto end = (most - 1) / 2;
+    return all.first(most - 1 - end).join(QString()) + u'\u2026' + all.last(end).join(QString());
 }
 
 QString repairedUtf8(QByteArrayView bytes) {

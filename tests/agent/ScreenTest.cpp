@@ -1,6 +1,6 @@
 #include "agent/Screen.h"
 
-#include "agent/PictureFile.h"
+#include "base/PictureFile.h"
 #include "platform/fake/FakePlatform.h"
 #include "tests/support/Wait.h"
 

@@ -64,3 +64,29 @@ TEST(Background, ABlockedJobDoesNotHoldUpTheNext) {
     release->notify_all();
     test::await(std::move(blocked));
 }
+
+TEST(Background, AnInquiryBringsTheAnswerFromAnotherThread) {
+    const Inquiry inquiry;
+    const auto there = inquiry.ask(std::chrono::minutes(1), [] { return std::this_thread::get_id(); });
+    ASSERT_TRUE(there);
+    EXPECT_NE(*there, std::this_thread::get_id());
+}
+
+TEST(Background, AnInquiryThatIsNeverAnsweredIsGivenUpAndHoldsOneThread) {
+    const Inquiry inquiry;
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto put = std::make_shared<std::atomic<int>>(0);
+    const auto question = [release, put] {
+        ++*put;
+        release->wait(false);
+        return 1;
+    };
+    EXPECT_EQ(inquiry.ask(std::chrono::milliseconds(50), question), std::nullopt);
+    EXPECT_EQ(inquiry.ask(std::chrono::milliseconds(50), question), std::nullopt);
+    EXPECT_EQ(*put, 1);
+    EXPECT_FALSE(finishBackground(std::chrono::milliseconds(1)));
+    *release = true;
+    release->notify_all();
+    EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+    EXPECT_EQ(inquiry.ask(std::chrono::minutes(1), question), 1);
+}

@@ -41,6 +41,22 @@ TEST_F(SettingsTest, EveryDefaultIsAllowed) {
         EXPECT_TRUE(parseSetting(setting, setting.initial.toString())) << setting.key.toStdString();
 }
 
+TEST_F(SettingsTest, TheApplicationsAreAJsonObjectOfStates) {
+    Settings settings(path);
+    const auto written = u"{\"com.apple.finder\":\"granted\",\"a,b\":\"missing\",\"c\":\"unknown\"}"_s;
+    ASSERT_TRUE(settings.write(u"appAutomation"_s, written));
+    EXPECT_EQ(Settings(path).appAutomation(), written);
+    for (const auto &garbage :
+         {u"granted"_s, u"[\"granted\"]"_s, u"{\"a\":\"maybe\"}"_s, u"{\"a\":1}"_s, u"{\"a\""_s}) {
+        const auto refused = settings.write(u"appAutomation"_s, garbage);
+        ASSERT_FALSE(refused) << garbage.toStdString();
+        EXPECT_TRUE(refused.error().description.contains(u"with granted, missing or unknown"_s));
+    }
+    EXPECT_EQ(settings.appAutomation(), written);
+    ASSERT_TRUE(settings.write(u"appAutomation"_s, {}));
+    EXPECT_EQ(settings.appAutomation(), QString());
+}
+
 TEST_F(SettingsTest, WhatIsWrittenIsReadBackByEverybody) {
     Settings settings(path);
     ASSERT_TRUE(settings.write(u"maxSteps"_s, u"3"_s));

@@ -40,3 +40,36 @@ TEST(Text, InvalidUtf8IsRepaired) {
               u"a\uFFFDb"_s);
     EXPECT_EQ(repairedUtf8("\xc2\xa7L7"), u"§L7"_s);
 }
+
+TEST(Text, AShownLineIsTheTextWhenNothingIsWrongWithIt) {
+    EXPECT_EQ(shownLine(u"Größe & <b>日本</b> الخط"_s, 40), u"Größe & <b>日本</b> الخط"_s);
+    EXPECT_EQ(shownLine(u"/usr/bin/python3.11"_s, 40), u"/usr/bin/python3.11"_s);
+}
+
+TEST(Text, AShownLineHasNoLineBreaksAndNothingUnseen) {
+    EXPECT_EQ(shownLine(u"one\ntwo\r\n\tthree\u2028four\u2029five\u0085six"_s, 40), u"one two three four five six"_s);
+    EXPECT_EQ(shownLine(u"a\u200Bb\u200Dc\uFEFFd\u00ADe"_s, 40), u"abcde"_s);
+    EXPECT_EQ(shownLine(u"\u202Egnp.exe\u202C\u2066x\u2069\u200F"_s, 40), u"gnp.exex"_s);
+    EXPECT_EQ(shownLine(u"  much\u00A0\u3000 space  "_s, 40), u"much space"_s);
+    EXPECT_EQ(shownLine(u"a\uE000b"_s + QChar(0xD800), 40), u"a\uFFFDb\uFFFD"_s);
+}
+
+TEST(Text, AShownLineCannotEndTheQuotationItStandsIn) {
+    EXPECT_EQ(shownLine(u"good\u201D. \"Bad\u201C"_s, 40), u"good\u2019. \u2019Bad\u2019"_s);
+}
+
+TEST(Text, AShownLineHasNoTowersOfAccents) {
+    EXPECT_EQ(shownLine(u"e\u0301"_s + QString(900, u'\u0300') + u"x"_s, 40).size(), 1 + 4 + 1);
+}
+
+TEST(Text, AShownLineThatIsTooLongLosesItsMiddle) {
+    EXPECT_EQ(shownLine(u"0123456789"_s, 10), u"0123456789"_s);
+    EXPECT_EQ(shownLine(u"0123456789"_s, 6), u"012\u202689"_s);
+    EXPECT_EQ(shownLine(u"👍🏽👍🏽👍🏽👍🏽👍🏽"_s, 3), u"👍🏽\u2026👍🏽"_s);
+    EXPECT_EQ(characterCount(shownLine(QString(5'000'000, u'x'), 60)), 60);
+}
+
+TEST(Text, AShownLineIsNeverEmpty) {
+    EXPECT_EQ(shownLine({}, 40), u"?"_s);
+    EXPECT_EQ(shownLine(u"\n\u200B\u202E "_s, 40), u"?"_s);
+}

@@ -1,6 +1,6 @@
 #include "platform/Screenshot.h"
 
-#include "agent/PictureFile.h"
+#include "base/PictureFile.h"
 #include "agent/Screen.h"
 #include "tests/support/Wait.h"
 #include "tests/support/XServer.h"

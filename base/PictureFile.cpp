@@ -1,4 +1,4 @@
-#include "agent/PictureFile.h"
+#include "base/PictureFile.h"
 
 #include <QFile>
 
@@ -16,6 +16,7 @@ namespace ombru {
 namespace {
 
 constexpr int LONGEST_SIDE = 32767;
+constexpr std::size_t MOST_PIXELS = 1 << 28;
 
 void append(png_structp png, png_bytep bytes, std::size_t count) {
     static_cast<QByteArray *>(png_get_io_ptr(png))
@@ -107,11 +108,11 @@ std::optional<Picture> readPng(const QString &path) {
     const std::unique_ptr<png_image, void (*)(png_image *)> release(&image, png_image_free);
     if (!png_image_begin_read_from_file(&image, QFile::encodeName(path).constData()))
         return std::nullopt;
-    if (image.width > LONGEST_SIDE || image.height > LONGEST_SIDE)
+    const std::size_t count = static_cast<std::size_t>(image.width) * image.height;
+    if (image.width > LONGEST_SIDE || image.height > LONGEST_SIDE || count > MOST_PIXELS)
         return std::nullopt;
     image.format = PNG_FORMAT_BGRA;
-    const auto pixels =
-        std::make_shared_for_overwrite<std::uint32_t[]>(static_cast<std::size_t>(image.width) * image.height);
+    const auto pixels = std::make_shared_for_overwrite<std::uint32_t[]>(count);
     if (!png_image_finish_read(&image, nullptr, pixels.get(), 0, nullptr))
         return std::nullopt;
     return Picture{static_cast<int>(image.width), static_cast<int>(image.height), pixels};

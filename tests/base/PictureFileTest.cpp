@@ -1,4 +1,4 @@
-#include "agent/PictureFile.h"
+#include "base/PictureFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -102,13 +102,15 @@ TEST_F(PictureFile, WhatIsNoWholePngIsNone) {
 }
 
 TEST_F(PictureFile, APngThatClaimsToBeEnormousIsNone) {
-    QByteArray png = *encodePng(noise(10, 10));
-    png.replace(16, 8, QByteArray::fromHex("0000800000008000"));
-    // With a right checksum, so that only the size is wrong with the header.
-    const auto sum = static_cast<quint32>(crc32(0, reinterpret_cast<const Bytef *>(png.constData() + 12), 17));
-    qToBigEndian(sum, png.data() + 29);
-    write(path(u"huge.png"_s), png);
-    EXPECT_FALSE(readPng(path(u"huge.png"_s)));
+    for (const char *size : {"0000800000000001", "0000000100008000", "00007fff00007fff"}) {
+        QByteArray png = *encodePng(noise(10, 10));
+        png.replace(16, 8, QByteArray::fromHex(size));
+        // With a right checksum, so that only the size is wrong with the header.
+        const auto sum = static_cast<quint32>(crc32(0, reinterpret_cast<const Bytef *>(png.constData() + 12), 17));
+        qToBigEndian(sum, png.data() + 29);
+        write(path(u"huge.png"_s), png);
+        EXPECT_FALSE(readPng(path(u"huge.png"_s)));
+    }
 }
 
 TEST_F(PictureFile, JpegHasThePicturesSizeAndGrowsWithQuality) {

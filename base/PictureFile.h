@@ -16,7 +16,8 @@ std::optional<QByteArray> encodePng(const Picture &picture);
 // `quality` from 0 to 1. None for an empty picture or one that JPEG cannot hold (a side over 65,535 pixels).
 std::optional<QByteArray> encodeJpeg(const Picture &picture, double quality);
 
-// None when the file is missing, is no PNG, is cut off, or has a side over 32,767 pixels. Transparency is dropped.
+// None when the file is missing, is no PNG, is cut off, or has a side over 32,767 pixels or more than 2^28 of them.
+// Transparency is dropped.
 std::optional<Picture> readPng(const QString &path);
 
 // The file appears whole or not at all, readable by the owner only, and replaces one of that name. The Failure (domain
