@@ -268,55 +268,84 @@ bool matches(Operator operation, const Value &whole, const Value &part, const Te
 
 // ---- Dates
 
+namespace {
+
+struct DateParts {
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    std::optional<bool> afternoon;
+    bool dated = false, timed = false;
+};
+
+// Where among the names the word's beginning is, from 1; 0 when it is none of them.
+int numberOfName(const QString &word, const QStringList &names) {
+    return int(names.indexOf(word.first(std::min<qsizetype>(3, word.size())))) + 1;
+}
+
+void readClock(DateParts &parts, const QString &word) {
+    const auto numbers = word.split(u':');
+    parts.hour = numbers.value(0).toInt();
+    parts.minute = numbers.value(1).toInt();
+    parts.second = numbers.value(2).toInt();
+    parts.timed = true;
+}
+
+// 2026-07-31, 7/31/2026 or 7/31
+void readNumbers(DateParts &parts, const QString &word, int thisYear) {
+    const auto numbers = word.split(word.contains(u'/') ? u'/' : u'-');
+    const bool yearFirst = numbers.value(0).size() == 4;
+    parts.year = numbers.value(yearFirst ? 0 : 2, QString::number(thisYear)).toInt();
+    parts.month = numbers.value(yearFirst ? 1 : 0).toInt();
+    parts.day = numbers.value(yearFirst ? 2 : 1).toInt();
+    parts.dated = true;
+}
+
+// False for a word that has no place in a date.
+bool readWord(DateParts &parts, const QString &word, int thisYear) {
+    static const QStringList months = {u"jan"_s, u"feb"_s, u"mar"_s, u"apr"_s, u"may"_s, u"jun"_s,
+                                       u"jul"_s, u"aug"_s, u"sep"_s, u"oct"_s, u"nov"_s, u"dec"_s};
+    static const QStringList days = {u"mon"_s, u"tue"_s, u"wed"_s, u"thu"_s, u"fri"_s, u"sat"_s, u"sun"_s};
+    bool isNumber = false;
+    const int number = word.toInt(&isNumber);
+    if (word == u"am" || word == u"pm") {
+        parts.afternoon = word == u"pm";
+    } else if (word.contains(u':')) {
+        readClock(parts, word);
+    } else if (word.contains(u'/') || word.count(u'-') == 2) {
+        readNumbers(parts, word, thisYear);
+    } else if (isNumber) {
+        (number > 31 ? parts.year : parts.day) = number;
+        parts.dated = true;
+    } else if (const int month = numberOfName(word, months)) {
+        parts.month = month;
+        parts.dated = true;
+    } else {
+        return word == u"at" || numberOfName(word, days) > 0;
+    }
+    return true;
+}
+
+} // namespace
+
 std::optional<QDateTime> parseDate(const QString &text, const QDateTime &now) {
     QString rest = text.simplified();
     if (auto iso = QDateTime::fromString(rest, Qt::ISODate); iso.isValid())
         return iso;
-    QStringList words =
+    const QStringList words =
         rest.replace(u","_s, u" "_s).replace(u'\u202F', u' ').simplified().split(u' ', Qt::SkipEmptyParts);
-    static const QStringList months = {u"jan"_s, u"feb"_s, u"mar"_s, u"apr"_s, u"may"_s, u"jun"_s,
-                                       u"jul"_s, u"aug"_s, u"sep"_s, u"oct"_s, u"nov"_s, u"dec"_s};
-    static const QStringList days = {u"mon"_s, u"tue"_s, u"wed"_s, u"thu"_s, u"fri"_s, u"sat"_s, u"sun"_s};
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-    std::optional<bool> afternoon;
-    bool dated = false, timed = false;
+    DateParts parts;
     for (const QString &word : words) {
-        const QString lower = word.toLower();
-        bool number = false;
-        const int value = lower.toInt(&number);
-        if (lower == u"am" || lower == u"pm") {
-            afternoon = lower == u"pm";
-        } else if (lower.contains(u':')) {
-            const auto parts = lower.split(u':');
-            hour = parts.value(0).toInt(&number);
-            minute = parts.value(1).toInt();
-            second = parts.value(2).toInt();
-            timed = true;
-        } else if (lower.contains(u'/') || lower.count(u'-') == 2) {
-            const auto parts = lower.split(lower.contains(u'/') ? u'/' : u'-');
-            const bool yearFirst = parts.value(0).size() == 4;
-            year = parts.value(yearFirst ? 0 : 2, QString::number(now.date().year())).toInt();
-            month = parts.value(yearFirst ? 1 : 0).toInt();
-            day = parts.value(yearFirst ? 2 : 1).toInt();
-            dated = true;
-        } else if (number) {
-            (value > 31 ? year : day) = value;
-            dated = true;
-        } else if (months.contains(lower.first(std::min<qsizetype>(3, lower.size())))) {
-            month = int(months.indexOf(lower.first(3))) + 1;
-            dated = true;
-        } else if (lower != u"at" && !days.contains(lower.first(std::min<qsizetype>(3, lower.size())))) {
+        if (!readWord(parts, word.toLower(), now.date().year()))
             return std::nullopt;
-        }
     }
-    if (!dated && !timed)
+    if (!parts.dated && !parts.timed)
         return std::nullopt;
-    if (afternoon && hour <= 12)
-        hour = hour % 12 + (*afternoon ? 12 : 0);
-    if (year > 0 && year < 100)
-        year += 2000;
-    const QDate date = dated ? QDate(year > 0 ? year : now.date().year(), month, day) : now.date();
-    const QTime time(hour, minute, second);
+    if (parts.afternoon && parts.hour <= 12)
+        parts.hour = parts.hour % 12 + (*parts.afternoon ? 12 : 0);
+    if (parts.year > 0 && parts.year < 100)
+        parts.year += 2000;
+    const int year = parts.year > 0 ? parts.year : now.date().year();
+    const QDate date = parts.dated ? QDate(year, parts.month, parts.day) : now.date();
+    const QTime time(parts.hour, parts.minute, parts.second);
     if (!date.isValid() || !time.isValid())
         return std::nullopt;
     return QDateTime(date, time);

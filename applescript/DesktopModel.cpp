@@ -147,17 +147,21 @@ DesktopModel::Objects DesktopModel::choose(Objects candidates, const Specifier &
     }
     case named:
     case byId:
-        for (const auto &object : candidates) {
-            const Value own = part.form == named ? Value(nameOf(object)) : idOf(object);
-            if (areEqual(own, part.key, rules))
-                return {object};
-        }
-        if (auto process = processOfApplication(candidates, part))
-            return {std::move(*process)};
-        failToGet(part);
+        return {withNameOrId(candidates, part)};
     default:
         failToGet(part);
     }
+}
+
+DesktopModel::Object DesktopModel::withNameOrId(const Objects &candidates, const Specifier &part) const {
+    for (const auto &object : candidates) {
+        const Value own = part.form == Specifier::Form::named ? Value(nameOf(object)) : idOf(object);
+        if (areEqual(own, part.key, m_interpreter.rules()))
+            return object;
+    }
+    if (auto process = processOfApplication(candidates, part))
+        return std::move(*process);
+    failToGet(part);
 }
 
 // A process by another name of its application: "TextEdit" is what scripts call the text editor.

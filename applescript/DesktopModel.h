@@ -31,6 +31,7 @@ private:
     Objects elements(const Object &container, const QString &name, const Specifier &part);
     Objects choose(Objects candidates, const Specifier &part);
     Objects filtered(Objects candidates, const Specifier &part);
+    Object withNameOrId(const Objects &candidates, const Specifier &part) const;
     bool isAtIdentity(const Object &object, const Specifier &part) const;
     std::optional<Object> processOfApplication(const Objects &candidates, const Specifier &part) const;
     QString nameOf(const Object &object) const;

@@ -1,5 +1,6 @@
 #include "applescript/Format.h"
 
+#include "applescript/Overloaded.h"
 #include "applescript/ScriptObject.h"
 #include "applescript/Specifier.h"
 #include "applescript/Stack.h"
@@ -43,50 +44,59 @@ QString label(const Name &name) {
     return plain ? name.spelling : u'|' + name.spelling + u'|';
 }
 
+QString format(const Value &value, bool source);
+
+QString formatFile(const FileReference &file, bool source) {
+    const QString path = toColonPath(file.path);
+    const QString kind = file.kind == FileReference::Kind::alias ? u"alias "_s : u"file "_s;
+    return kind + (source ? quotedSource(path) : path);
+}
+
+QString joined(const QStringList &parts, bool source) {
+    const QString all = parts.join(u", "_s);
+    return source ? u'{' + all + u'}' : all;
+}
+
+QString formatList(const List &list, bool source) {
+    QStringList items;
+    for (const auto &item : list.items)
+        items.append(format(item, source));
+    return joined(items, source);
+}
+
+QString formatRecord(const Record &record, bool source) {
+    QStringList fields;
+    for (const auto &[name, field] : record.fields)
+        fields.append(label(name) + u':' + format(field, source));
+    return joined(fields, source);
+}
+
+QString formatScript(const ScriptObject &script) {
+    const bool named = script.definition && !script.definition->name.key.isEmpty();
+    return named ? u"«script "_s + script.definition->name.spelling + u'»' : u"«script»"_s;
+}
+
 QString format(const Value &value, bool source) {
     checkStack();
-    if (const auto *text = value.as<QString>())
-        return source ? quotedSource(*text) : *text;
-    if (const auto *flag = value.as<bool>())
-        return *flag ? u"true"_s : u"false"_s;
-    if (const auto *integer = value.as<qint64>())
-        return QString::number(*integer);
-    if (const auto *real = value.as<double>())
-        return formatReal(*real);
-    if (const auto *constant = value.as<Constant>())
-        return constant->name;
-    if (const auto *type = value.as<ClassName>())
-        return type->name;
-    if (const auto *raw = value.as<RawCode>())
-        return u'«' + raw->code + u'»';
-    if (const auto *date = value.as<DatePtr>())
-        return u"date "_s + (source ? quotedSource(formatDate((*date)->time)) : formatDate((*date)->time));
-    if (const auto *file = value.as<FileReference>()) {
-        const QString path = toColonPath(file->path);
-        const QString kind = file->kind == FileReference::Kind::alias ? u"alias "_s : u"file "_s;
-        return kind + (source ? quotedSource(path) : path);
-    }
-    if (const auto *list = value.as<ListPtr>()) {
-        QStringList items;
-        for (const auto &item : (*list)->items)
-            items.append(format(item, source));
-        return source ? u'{' + items.join(u", "_s) + u'}' : items.join(u", "_s);
-    }
-    if (const auto *record = value.as<RecordPtr>()) {
-        QStringList fields;
-        for (const auto &[name, field] : (*record)->fields)
-            fields.append(label(name) + u':' + format(field, source));
-        return source ? u'{' + fields.join(u", "_s) + u'}' : fields.join(u", "_s);
-    }
-    if (const auto *specifier = value.as<SpecifierPtr>())
-        return formatReference(**specifier, source, source);
-    if (const auto *script = value.as<ScriptPtr>())
-        return (*script)->definition && !(*script)->definition->name.key.isEmpty()
-                   ? u"«script "_s + (*script)->definition->name.spelling + u'»'
-                   : u"«script»"_s;
-    if (const auto *handler = value.as<HandlerPtr>())
-        return u"«handler "_s + (*handler)->name.spelling + u'»';
-    return {};
+    const auto written = [source](const QString &text) { return source ? quotedSource(text) : text; };
+    return std::visit(Overloaded{
+                          [](const Nothing &) { return QString(); },
+                          [&](const QString &text) { return written(text); },
+                          [](bool flag) { return flag ? u"true"_s : u"false"_s; },
+                          [](qint64 integer) { return QString::number(integer); },
+                          [](double real) { return formatReal(real); },
+                          [](const Constant &constant) { return constant.name; },
+                          [](const ClassName &type) { return type.name; },
+                          [](const RawCode &raw) { return u'«' + raw.code + u'»'; },
+                          [&](const DatePtr &date) { return u"date "_s + written(formatDate(date->time)); },
+                          [&](const FileReference &file) { return formatFile(file, source); },
+                          [&](const ListPtr &list) { return formatList(*list, source); },
+                          [&](const RecordPtr &record) { return formatRecord(*record, source); },
+                          [&](const SpecifierPtr &specifier) { return formatReference(*specifier, source, source); },
+                          [](const ScriptPtr &script) { return formatScript(*script); },
+                          [](const HandlerPtr &handler) { return u"«handler "_s + handler->name.spelling + u'»'; },
+                      },
+                      value.data());
 }
 
 QString formatPart(const Specifier &part, bool quoted) {

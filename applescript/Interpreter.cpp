@@ -2,6 +2,7 @@
 
 #include "applescript/Coercion.h"
 #include "applescript/Format.h"
+#include "applescript/Overloaded.h"
 #include "applescript/Restore.h"
 #include "applescript/Stack.h"
 
@@ -10,13 +11,6 @@
 namespace ombru::applescript {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-template <class... Cases>
-struct Overloaded : Cases... {
-    using Cases::operator()...;
-};
-} // namespace
 
 // What is let go of may hold the last reference to this frame: it dies only after the last member was emptied.
 void Interpreter::Frame::release() {
@@ -133,90 +127,93 @@ Interpreter::Flow Interpreter::execute(const Block &block) {
     return Flow::normal;
 }
 
+// Statements that cannot leave a loop or a handler have nothing to say about the flow.
 Interpreter::Flow Interpreter::execute(const Statement &statement) {
     checkStack();
+    const auto plainly = [](auto &&run) {
+        run();
+        return Flow::normal;
+    };
     try {
-        return std::visit(
-            Overloaded{
-                [&](const ExpressionStatement &form) {
-                    m_frame->result = evaluate(*form.expression);
-                    return Flow::normal;
-                },
-                [&](const Assignment &form) {
-                    Value value = evaluate(*form.value);
-                    if (value.isNothing())
-                        throw ScriptError{error::NO_RESULT,
-                                          u"No result was returned from some part of this expression."_s,
-                                          form.value->range};
-                    if (form.copies)
-                        value = deepCopy(follow(value));
-                    assign(*form.target, value);
-                    m_frame->result = value;
-                    return Flow::normal;
-                },
-                [&](const Tell &form) { return executeTell(form); },
-                [&](const If &form) { return executeIf(form); },
-                [&](const Repeat &form) { return executeRepeat(form); },
-                [&](const Try &form) { return executeTry(form); },
-                [&](const ErrorStatement &form) {
-                    raise(form);
-                    return Flow::normal;
-                },
-                [&](const Return &form) {
-                    m_frame->result = form.value ? evaluate(*form.value) : Value();
-                    return Flow::returned;
-                },
-                [&](const ExitRepeat &) { return Flow::exitRepeat; },
-                [&](const Declaration &form) {
-                    declare(form);
-                    return Flow::normal;
-                },
-                [&](const Considering &form) { return executeConsidering(form); },
-                [&](const Timeout &form) {
-                    if (form.seconds)
-                        toNumber(data(*form.seconds), m_rules);
-                    return execute(form.body);
-                },
-                [&](const Use &form) {
-                    if (!form.framework.isEmpty())
-                        throw ScriptError{error::NO_SUCH_OBJECT, u"Can’t get framework \"%1\"."_s.arg(form.framework)};
-                    return Flow::normal;
-                },
-                [&](const PropertyDeclaration &form) {
-                    Value value = data(*form.value);
-                    if (form.name.key == u"parent")
-                        m_frame->me->parent = value;
-                    m_frame->me->properties.insert(form.name.key, std::make_shared<Value>(std::move(value)));
-                    return Flow::normal;
-                },
-                [&](const ScriptStatement &form) {
-                    define(form);
-                    return Flow::normal;
-                },
-                [&](const Continue &form) {
-                    ScriptPtr parent = m_frame->me;
-                    const auto *sent = form.call->as<Call>();
-                    const auto *above = parent->parent.as<ScriptPtr>();
-                    parent = above ? *above : nullptr;
-                    const auto handler = sent && parent ? findHandler(parent, sent->name.key) : nullptr;
-                    if (!handler) {
-                        m_frame->result = evaluate(*form.call);
-                        return Flow::normal;
-                    }
-                    std::vector<Value> arguments;
-                    for (const auto &argument : sent->arguments)
-                        arguments.push_back(evaluate(*argument));
-                    const ScriptPtr me = m_frame->me;
-                    m_frame->result = invoke(me, handler, arguments, sent->labels);
-                    return Flow::normal;
-                },
-            },
-            statement.form);
+        return std::visit(Overloaded{
+                              [&](const Tell &form) { return executeTell(form); },
+                              [&](const If &form) { return executeIf(form); },
+                              [&](const Repeat &form) { return executeRepeat(form); },
+                              [&](const Try &form) { return executeTry(form); },
+                              [&](const Considering &form) { return executeConsidering(form); },
+                              [&](const Timeout &form) { return executeTimeout(form); },
+                              [&](const Return &form) { return executeReturn(form); },
+                              [&](const ExitRepeat &) { return Flow::exitRepeat; },
+                              [&](const Assignment &form) { return plainly([&] { executeAssignment(form); }); },
+                              [&](const ErrorStatement &form) { return plainly([&] { raise(form); }); },
+                              [&](const Declaration &form) { return plainly([&] { declare(form); }); },
+                              [&](const Use &form) { return plainly([&] { use(form); }); },
+                              [&](const PropertyDeclaration &form) { return plainly([&] { define(form); }); },
+                              [&](const ScriptStatement &form) { return plainly([&] { define(form); }); },
+                              [&](const Continue &form) { return plainly([&] { executeContinue(form); }); },
+                              [&](const ExpressionStatement &form) {
+                                  return plainly([&] { m_frame->result = evaluate(*form.expression); });
+                              },
+                          },
+                          statement.form);
     } catch (ScriptError &error) {
         if (!error.range)
             error.range = statement.range;
         throw;
     }
+}
+
+void Interpreter::executeAssignment(const Assignment &statement) {
+    Value value = evaluate(*statement.value);
+    if (value.isNothing())
+        throw ScriptError{error::NO_RESULT, u"No result was returned from some part of this expression."_s,
+                          statement.value->range};
+    if (statement.copies)
+        value = deepCopy(follow(value));
+    assign(*statement.target, value);
+    m_frame->result = value;
+}
+
+Interpreter::Flow Interpreter::executeReturn(const Return &statement) {
+    m_frame->result = statement.value ? evaluate(*statement.value) : Value();
+    return Flow::returned;
+}
+
+Interpreter::Flow Interpreter::executeTimeout(const Timeout &statement) {
+    if (statement.seconds)
+        toNumber(data(*statement.seconds), m_rules);
+    return execute(statement.body);
+}
+
+void Interpreter::use(const Use &statement) {
+    if (!statement.framework.isEmpty())
+        throw ScriptError{
+            error::NO_SUCH_OBJECT,
+            u"Can’t get framework \"%1\". Scripts can’t use frameworks on this computer."_s.arg(statement.framework)};
+}
+
+void Interpreter::define(const PropertyDeclaration &property) {
+    Value value = data(*property.value);
+    if (property.name.key == u"parent")
+        m_frame->me->parent = value;
+    m_frame->me->properties.insert(property.name.key, std::make_shared<Value>(std::move(value)));
+}
+
+// What the parent does not handle is the language's own.
+void Interpreter::executeContinue(const Continue &statement) {
+    const auto *sent = statement.call->as<Call>();
+    const auto *above = m_frame->me->parent.as<ScriptPtr>();
+    ScriptPtr parent = above ? *above : nullptr;
+    const auto handler = sent && parent ? findHandler(parent, sent->name.key) : nullptr;
+    if (!handler) {
+        m_frame->result = evaluate(*statement.call);
+        return;
+    }
+    std::vector<Value> arguments;
+    for (const auto &argument : sent->arguments)
+        arguments.push_back(evaluate(*argument));
+    const ScriptPtr me = m_frame->me;
+    m_frame->result = invoke(me, handler, arguments, sent->labels);
 }
 
 Interpreter::Flow Interpreter::executeTell(const Tell &tell) {

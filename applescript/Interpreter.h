@@ -72,10 +72,16 @@ private:
     Flow executeEach(const Repeat &loop);
     Flow executeTry(const Try &statement);
     Flow executeConsidering(const Considering &statement);
+    Flow executeTimeout(const Timeout &statement);
+    Flow executeReturn(const Return &statement);
+    void executeAssignment(const Assignment &statement);
+    void executeContinue(const Continue &statement);
+    void use(const Use &statement);
     Flow catchError(const Try &statement, const ScriptError &error);
     void raise(const ErrorStatement &statement);
     void declare(const Declaration &declaration);
     void define(const ScriptStatement &statement);
+    void define(const PropertyDeclaration &property);
     ScriptPtr instantiate(const std::shared_ptr<const ScriptDefinition> &definition);
 
     // Variables
@@ -94,6 +100,11 @@ private:
     Value evaluateVariable(const Variable &variable);
     Value evaluateCoercion(const Coercion &coercion);
     Value evaluateReferenceTo(const ReferenceTo &reference);
+    Value evaluateNegation(const Negation &negation);
+    Value evaluateList(const ListExpression &list);
+    Value evaluateRecord(const RecordExpression &record);
+    bool evaluateEquality(const Binary &binary);
+    Value followItems(const Value &value); // references among a list's items followed; other values as they are
     Value evaluateArithmetic(Operator operation, const Value &left, const Value &right);
     Value concatenate(const Value &left, const Value &right);
     Value got(const Expression &expression, Value value);
@@ -147,7 +158,18 @@ private:
     QString textParameter(const Command &command, QStringView label);
     Value direct(const Command &command);
     Value doShellScript(const Command &command);
-    Value displayDialog(const Command &command, bool alert);
+    Value log(const Command &command);
+    Value delay(const Command &command);
+    Value beep(const Command &command); // succeeds in silence: a desktop has no alert sound that every one would play
+    Value theClipboard(const Command &command);
+    Value setTheClipboard(const Command &command);
+    Value openLocation(const Command &command);
+    Value currentDate(const Command &command);
+    Value asciiCharacter(const Command &command);
+    Value asciiNumber(const Command &command);
+    Value asWanted(const Command &command, const Value &result);
+    Value displayDialog(const Command &command);
+    void chooseButtons(const Command &command, DialogRequest &request);
     Value displayNotification(const Command &command);
     Value pathTo(const Command &command);
     Value randomNumber(const Command &command);

@@ -27,6 +27,19 @@ QString shellQuoted(QString text) {
     return u'\'' + text.replace(u'\'', u"'\\''"_s) + u'\'';
 }
 
+// From the first place to the last: one stretch of text, or a list of its elements.
+Value stretchOfText(const QString &text, const std::vector<Span> &spans, qsizetype first, qsizetype last, bool whole) {
+    if (whole) {
+        const auto &end = spans[std::size_t(last)];
+        const auto start = spans[std::size_t(first)].start;
+        return text.sliced(start, end.start + end.length - start);
+    }
+    std::vector<Value> pieces;
+    for (qsizetype i = first; i <= last; ++i)
+        pieces.emplace_back(text.sliced(spans[std::size_t(i)].start, spans[std::size_t(i)].length));
+    return Value::list(std::move(pieces));
+}
+
 } // namespace
 
 void Interpreter::failToGet(const Specifier &part, int number) {
@@ -290,8 +303,8 @@ const std::vector<Span> &Interpreter::spansOf(const QString &text, const QString
 
 Value Interpreter::elementsOfText(const QString &text, const Specifier &part) {
     using enum Specifier::Form;
-    const QString kind = part.name == u"text" ? u"character"_s : part.name;
-    const auto &spans = spansOf(text, kind);
+    const bool whole = part.name == u"text";
+    const auto &spans = spansOf(text, whole ? u"character"_s : part.name);
     const auto at = [&](const Value &key) {
         const auto found = position(toInteger(follow(key), m_rules), spans.size());
         if (!found)
@@ -309,24 +322,12 @@ Value Interpreter::elementsOfText(const QString &text, const Specifier &part) {
     case some:
         return piece(at(Value(1 + qint64(m_host.random() * double(spans.size())))));
     case every:
-    case range: {
-        if (part.form == every && part.name == u"text")
+        if (whole)
             return text;
-        if (part.form == every && spans.empty())
-            return Value::list({});
-        qsizetype first = part.form == every ? 0 : at(part.key);
-        qsizetype last = part.form == every ? qsizetype(spans.size()) - 1 : at(part.last);
-        if (first > last)
-            std::swap(first, last);
-        if (part.name == u"text") {
-            const auto &end = spans[std::size_t(last)];
-            const auto start = spans[std::size_t(first)].start;
-            return text.sliced(start, end.start + end.length - start);
-        }
-        std::vector<Value> pieces;
-        for (qsizetype i = first; i <= last; ++i)
-            pieces.emplace_back(piece(i));
-        return Value::list(std::move(pieces));
+        return stretchOfText(text, spans, 0, qsizetype(spans.size()) - 1, false);
+    case range: {
+        const auto from = at(part.key), to = at(part.last);
+        return stretchOfText(text, spans, std::min(from, to), std::max(from, to), whole);
     }
     default:
         failToGet(part);

@@ -31,6 +31,47 @@ int buttonIndex(const Value &value, const QStringList &buttons, const TextRules 
     return int(buttons.indexOf(toText(value, rules)));
 }
 
+// What a refused command would need, and what there is instead.
+QString missingFor(const QString &command) {
+    static const QString files = u"a script can’t ask for files; write their paths into it"_s;
+    static const QString access = u"a script reads and writes files with do shell script"_s;
+    static const QHash<QString, QString> missing = {
+        {u"say"_s, u"it has no voice"_s},
+        {u"choose from list"_s, u"it has no list dialog; display dialog asks with buttons or a text field"_s},
+        {u"choose file"_s, files},
+        {u"choose folder"_s, files},
+        {u"choose file name"_s, files},
+        {u"open for access"_s, access},
+        {u"close access"_s, access},
+        {u"get eof"_s, access},
+        {u"read"_s, access},
+        {u"write"_s, access},
+        {u"system attribute"_s, u"a script reads the environment with do shell script"_s},
+    };
+    return missing.value(command);
+}
+
+// An icon is given by name or number; any other is a caution.
+DialogRequest::Icon iconOf(const Value &value) {
+    using enum DialogRequest::Icon;
+    const QString kind = formatPlain(value);
+    if (kind == u"stop" || kind == u"critical" || kind == u"0")
+        return stop;
+    if (kind == u"note" || kind == u"informational" || kind == u"1")
+        return note;
+    return caution;
+}
+
+Value dialogReply(const DialogRequest &request, const DialogAnswer &answer) {
+    std::vector<std::pair<Name, Value>> fields;
+    fields.emplace_back(Name(u"button returned"_s), request.buttons.value(answer.button));
+    if (request.defaultText)
+        fields.emplace_back(Name(u"text returned"_s), answer.text);
+    if (request.givingUpAfter > 0)
+        fields.emplace_back(Name(u"gave up"_s), answer.gaveUp);
+    return Value::record(std::move(fields));
+}
+
 } // namespace
 
 std::optional<Value> Interpreter::parameter(const Command &command, QStringView label) {
@@ -62,60 +103,85 @@ Value Interpreter::command(const Command &command) {
 }
 
 Value Interpreter::coreCommand(const Command &command) {
-    const QString &name = command.name;
-    if (name == u"log") {
-        m_host.log(command.direct ? formatPlain(data(*command.direct)) : QString());
-        return {};
-    }
-    if (name == u"get")
-        return direct(command);
-    if (name == u"count")
-        return countCommand(command);
-    if (name == u"exists")
-        return existsCommand(command);
-    if (name == u"do shell script")
-        return doShellScript(command);
-    if (name == u"delay") {
-        m_host.delay(command.direct ? std::max(0.0, toNumber(data(*command.direct), m_rules)) : 1.0);
-        return {};
-    }
-    if (name == u"display dialog" || name == u"display alert")
-        return displayDialog(command, name == u"display alert");
-    if (name == u"display notification")
-        return displayNotification(command);
-    if (name == u"the clipboard") {
-        const Value text = need(m_host.clipboard());
-        const auto type = parameter(command, u"as");
-        const auto *wanted = type ? type->as<ClassName>() : nullptr;
-        return wanted ? coerce(text, wanted->name, m_rules) : text;
-    }
-    if (name == u"set the clipboard to") {
-        need(m_host.setClipboard(toText(direct(command), m_rules)));
-        return {};
-    }
-    if (name == u"open location") {
-        need(m_host.openLocation(toText(direct(command), m_rules)));
-        return {};
-    }
-    if (name == u"current date")
-        return Value::date(m_host.now());
-    if (name == u"path to")
-        return pathTo(command);
-    if (name == u"random number")
-        return randomNumber(command);
-    if (name == u"round")
-        return round(command);
-    if (name == u"offset")
-        return offsetOf(command);
-    if (name == u"run script")
-        return runScript(command);
-    if (name == u"ASCII character")
-        return QString(QChar(char16_t(toInteger(direct(command), m_rules))));
-    if (name == u"ASCII number") {
-        const QString text = toText(direct(command), m_rules);
-        return text.isEmpty() ? Value(0) : Value(qint64(text.front().unicode()));
-    }
-    throw ScriptError{error::NOT_UNDERSTOOD, u"The command %1 isn’t available on this computer."_s.arg(name)};
+    using Action = Value (Interpreter::*)(const Command &);
+    static const QHash<QString, Action> actions = {
+        {u"log"_s, &Interpreter::log},
+        {u"get"_s, &Interpreter::direct},
+        {u"count"_s, &Interpreter::countCommand},
+        {u"exists"_s, &Interpreter::existsCommand},
+        {u"do shell script"_s, &Interpreter::doShellScript},
+        {u"delay"_s, &Interpreter::delay},
+        {u"beep"_s, &Interpreter::beep},
+        {u"display dialog"_s, &Interpreter::displayDialog},
+        {u"display alert"_s, &Interpreter::displayDialog},
+        {u"display notification"_s, &Interpreter::displayNotification},
+        {u"the clipboard"_s, &Interpreter::theClipboard},
+        {u"set the clipboard to"_s, &Interpreter::setTheClipboard},
+        {u"open location"_s, &Interpreter::openLocation},
+        {u"current date"_s, &Interpreter::currentDate},
+        {u"path to"_s, &Interpreter::pathTo},
+        {u"random number"_s, &Interpreter::randomNumber},
+        {u"round"_s, &Interpreter::round},
+        {u"offset"_s, &Interpreter::offsetOf},
+        {u"run script"_s, &Interpreter::runScript},
+        {u"ASCII character"_s, &Interpreter::asciiCharacter},
+        {u"ASCII number"_s, &Interpreter::asciiNumber},
+    };
+    if (const auto action = actions.value(command.name))
+        return (this->*action)(command);
+    throw ScriptError{error::NOT_UNDERSTOOD, u"The command %1 isn’t available on this computer: %2."_s.arg(
+                                                 command.name, missingFor(command.name))};
+}
+
+Value Interpreter::log(const Command &command) {
+    m_host.log(command.direct ? formatPlain(data(*command.direct)) : QString());
+    return {};
+}
+
+Value Interpreter::delay(const Command &command) {
+    m_host.delay(command.direct ? std::max(0.0, toNumber(data(*command.direct), m_rules)) : 1.0);
+    return {};
+}
+
+// Its number is read, so that a wrong one is an error here too.
+Value Interpreter::beep(const Command &command) {
+    if (command.direct)
+        toInteger(data(*command.direct), m_rules);
+    return {};
+}
+
+Value Interpreter::theClipboard(const Command &command) {
+    return asWanted(command, need(m_host.clipboard()));
+}
+
+Value Interpreter::setTheClipboard(const Command &command) {
+    need(m_host.setClipboard(toText(direct(command), m_rules)));
+    return {};
+}
+
+Value Interpreter::openLocation(const Command &command) {
+    need(m_host.openLocation(toText(direct(command), m_rules)));
+    return {};
+}
+
+Value Interpreter::currentDate(const Command &) {
+    return Value::date(m_host.now());
+}
+
+Value Interpreter::asciiCharacter(const Command &command) {
+    return QString(QChar(char16_t(toInteger(direct(command), m_rules))));
+}
+
+Value Interpreter::asciiNumber(const Command &command) {
+    const QString text = toText(direct(command), m_rules);
+    return text.isEmpty() ? Value(0) : Value(qint64(text.front().unicode()));
+}
+
+// The result in the class that the parameter `as` asks for.
+Value Interpreter::asWanted(const Command &command, const Value &result) {
+    const auto type = parameter(command, u"as");
+    const auto *wanted = type ? type->as<ClassName>() : nullptr;
+    return wanted ? coerce(result, wanted->name, m_rules) : result;
 }
 
 Value Interpreter::countCommand(const Command &command) {
@@ -163,27 +229,41 @@ Value Interpreter::doShellScript(const Command &command) {
                           message.isEmpty() ? u"The command exited with a non-zero status."_s : message};
     }
     const Value text = tidied(outcome.out);
-    const auto type = parameter(command, u"as");
-    const auto *wanted = type ? type->as<ClassName>() : nullptr;
-    return wanted ? coerce(text, wanted->name, m_rules) : text;
+    return asWanted(command, text);
 }
 
-Value Interpreter::displayDialog(const Command &command, bool alert) {
+Value Interpreter::displayDialog(const Command &command) {
+    const bool alert = command.name == u"display alert";
     DialogRequest request;
     request.kind = alert ? DialogRequest::Kind::alert : DialogRequest::Kind::dialog;
     request.text = toText(direct(command), m_rules);
     request.message = textParameter(command, u"message");
     request.title = textParameter(command, u"with title");
+    chooseButtons(command, request);
+    if (const auto answer = parameter(command, u"default answer"))
+        request.defaultText = toText(*answer, m_rules);
+    request.hiddenText = flag(command, u"hidden answer", false);
+    if (const auto seconds = parameter(command, u"giving up after"))
+        request.givingUpAfter = toNumber(*seconds, m_rules);
+    if (const auto icon = parameter(command, alert ? u"as" : u"with icon"))
+        request.icon = iconOf(*icon);
+    const DialogAnswer answer = need(m_host.ask(request));
+    if (!answer.gaveUp && (answer.button < 0 || answer.button == request.cancelButton))
+        throw ScriptError{error::CANCELED, u"User canceled."_s};
+    return dialogReply(request, answer);
+}
+
+void Interpreter::chooseButtons(const Command &command, DialogRequest &request) {
+    const bool alert = request.kind == DialogRequest::Kind::alert;
     if (const auto buttons = parameter(command, u"buttons")) {
         const Value list = coerce(*buttons, u"list"_s, m_rules);
         for (const auto &button : (*list.as<ListPtr>())->items)
             request.buttons.append(toText(follow(button), m_rules));
     }
-    const bool standard = request.buttons.isEmpty();
-    if (standard)
+    if (request.buttons.isEmpty()) {
         request.buttons = alert ? QStringList{u"OK"_s} : QStringList{u"Cancel"_s, u"OK"_s};
-    if (standard)
         request.defaultButton = int(request.buttons.size()) - 1;
+    }
     request.cancelButton = alert ? -1 : int(request.buttons.indexOf(u"Cancel"_s));
     if (const auto button = parameter(command, u"default button"))
         request.defaultButton = buttonIndex(*button, request.buttons, m_rules);
@@ -191,28 +271,6 @@ Value Interpreter::displayDialog(const Command &command, bool alert) {
         request.cancelButton = buttonIndex(*button, request.buttons, m_rules);
     if (request.defaultButton >= request.buttons.size() || request.cancelButton >= request.buttons.size())
         throw ScriptError{error::BAD_PARAMETER, u"Parameter error."_s};
-    if (const auto answer = parameter(command, u"default answer"))
-        request.defaultText = toText(*answer, m_rules);
-    request.hiddenText = flag(command, u"hidden answer", false);
-    if (const auto seconds = parameter(command, u"giving up after"))
-        request.givingUpAfter = toNumber(*seconds, m_rules);
-    if (const auto icon = parameter(command, alert ? u"as" : u"with icon")) {
-        const QString kind = formatPlain(*icon);
-        using enum DialogRequest::Icon;
-        request.icon = kind == u"stop" || kind == u"critical" || kind == u"0"        ? stop
-                       : kind == u"note" || kind == u"informational" || kind == u"1" ? note
-                                                                                     : caution;
-    }
-    const DialogAnswer answer = need(m_host.ask(request));
-    if (!answer.gaveUp && (answer.button < 0 || answer.button == request.cancelButton))
-        throw ScriptError{error::CANCELED, u"User canceled."_s};
-    std::vector<std::pair<Name, Value>> fields;
-    fields.emplace_back(Name(u"button returned"_s), request.buttons.value(answer.button));
-    if (request.defaultText)
-        fields.emplace_back(Name(u"text returned"_s), answer.text);
-    if (request.givingUpAfter > 0)
-        fields.emplace_back(Name(u"gave up"_s), answer.gaveUp);
-    return Value::record(std::move(fields));
 }
 
 Value Interpreter::displayNotification(const Command &command) {
@@ -254,9 +312,7 @@ Value Interpreter::pathTo(const Command &command) {
     if (!path || path->isEmpty())
         throw ScriptError{error::FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(formatSource(what))};
     const Value file = FileReference{FileReference::Kind::alias, *path};
-    const auto type = parameter(command, u"as");
-    const auto *wanted = type ? type->as<ClassName>() : nullptr;
-    return wanted ? coerce(file, wanted->name, m_rules) : file;
+    return asWanted(command, file);
 }
 
 Value Interpreter::randomNumber(const Command &command) {

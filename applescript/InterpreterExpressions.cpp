@@ -2,6 +2,7 @@
 #include "applescript/Coercion.h"
 #include "applescript/Format.h"
 #include "applescript/Interpreter.h"
+#include "applescript/Overloaded.h"
 #include "applescript/Restore.h"
 #include "applescript/Stack.h"
 
@@ -30,6 +31,16 @@ Value Interpreter::follow(Value value) {
             value = partOf(specifier->container, *specifier);
     }
     return value;
+}
+
+Value Interpreter::followItems(const Value &value) {
+    const auto *list = value.as<ListPtr>();
+    if (!list)
+        return value;
+    std::vector<Value> items;
+    for (const auto &item : (*list)->items)
+        items.push_back(follow(item));
+    return Value::list(std::move(items));
 }
 
 Value Interpreter::evaluate(const Expression &expression) {
@@ -71,53 +82,51 @@ Value Interpreter::data(const Expression &expression) {
 
 Value Interpreter::evaluateForm(const Expression &expression) {
     checkStack();
-    if (const auto *form = expression.as<Literal>())
-        return form->value;
-    if (const auto *form = expression.as<Variable>())
-        return evaluateVariable(*form);
-    if (const auto *form = expression.as<Chain>())
-        return evaluateChain(*form);
-    if (const auto *form = expression.as<Binary>())
-        return evaluateBinary(*form);
-    if (const auto *form = expression.as<Property>())
-        return specifyProperty(*form);
-    if (const auto *form = expression.as<Element>())
-        return specifyElement(*form);
-    if (const auto *form = expression.as<Call>())
-        return call(*form);
-    if (const auto *form = expression.as<Command>())
-        return command(*form);
-    if (const auto *form = expression.as<Parenthesized>())
-        return evaluate(*form->inner);
-    if (const auto *form = expression.as<Special>())
-        return evaluateSpecial(*form);
-    if (const auto *form = expression.as<Coercion>())
-        return evaluateCoercion(*form);
-    if (const auto *form = expression.as<ReferenceTo>())
-        return evaluateReferenceTo(*form);
-    if (const auto *form = expression.as<Not>())
-        return !condition(*form->operand);
-    if (const auto *form = expression.as<Negation>()) {
-        const Value number = coerce(data(*form->operand), u"number"_s, m_rules);
-        if (!form->negative)
-            return number;
-        const auto *integer = number.as<qint64>();
-        return integer ? Value(-*integer) : Value(-number.toDouble());
+    return std::visit(Overloaded{
+                          [&](const Literal &form) { return form.value; },
+                          [&](const Variable &form) { return evaluateVariable(form); },
+                          [&](const Chain &form) { return evaluateChain(form); },
+                          [&](const Binary &form) { return evaluateBinary(form); },
+                          [&](const Property &form) { return specifyProperty(form); },
+                          [&](const Element &form) { return specifyElement(form); },
+                          [&](const Call &form) { return call(form); },
+                          [&](const Command &form) { return command(form); },
+                          [&](const Parenthesized &form) { return evaluate(*form.inner); },
+                          [&](const Special &form) { return evaluateSpecial(form); },
+                          [&](const Coercion &form) { return evaluateCoercion(form); },
+                          [&](const ReferenceTo &form) { return evaluateReferenceTo(form); },
+                          [&](const Not &form) { return Value(!condition(*form.operand)); },
+                          [&](const Negation &form) { return evaluateNegation(form); },
+                          [&](const ListExpression &form) { return evaluateList(form); },
+                          [&](const RecordExpression &form) { return evaluateRecord(form); },
+                      },
+                      expression.form);
+}
+
+Value Interpreter::evaluateNegation(const Negation &negation) {
+    const Value number = coerce(data(*negation.operand), u"number"_s, m_rules);
+    if (!negation.negative)
+        return number;
+    const auto *integer = number.as<qint64>();
+    return integer ? Value(-*integer) : Value(-number.toDouble());
+}
+
+Value Interpreter::evaluateList(const ListExpression &list) {
+    std::vector<Value> items;
+    const Restore target(m_frame->target);
+    if (list.container)
+        m_frame->target = specify(*list.container);
+    for (const auto &item : list.items) {
+        items.push_back(evaluate(*item));
+        if (items.back().isNothing())
+            failNoResult(*item);
     }
-    if (const auto *form = expression.as<ListExpression>()) {
-        std::vector<Value> items;
-        const Restore target(m_frame->target);
-        if (form->container)
-            m_frame->target = specify(*form->container);
-        for (const auto &item : form->items) {
-            items.push_back(evaluate(*item));
-            if (items.back().isNothing())
-                failNoResult(*item);
-        }
-        return Value::list(std::move(items));
-    }
+    return Value::list(std::move(items));
+}
+
+Value Interpreter::evaluateRecord(const RecordExpression &record) {
     std::vector<std::pair<Name, Value>> fields;
-    for (const auto &[name, field] : expression.as<RecordExpression>()->fields)
+    for (const auto &[name, field] : record.fields)
         fields.emplace_back(name, data(*field));
     return Value::record(std::move(fields));
 }
@@ -188,15 +197,7 @@ Value Interpreter::evaluateCoercion(const Coercion &coercion) {
             if (const auto date = parseDate(*value.as<QString>(), m_host.now()))
                 return Value::date(*date);
         }
-        if (const auto *list = value.as<ListPtr>(); list && name->name == u"text") {
-            std::vector<Value> items;
-            for (const auto &item : (*list)->items)
-                items.push_back(follow(item));
-            if (auto made = tryCoerce(Value::list(std::move(items)), name->name, m_rules))
-                return *made;
-            continue;
-        }
-        if (auto made = tryCoerce(value, name->name, m_rules))
+        if (auto made = tryCoerce(name->name == u"text" ? followItems(value) : value, name->name, m_rules))
             return *made;
     }
     const auto *last = types.empty() ? nullptr : types.back().as<ClassName>();
@@ -228,12 +229,8 @@ Value Interpreter::evaluateChain(const Chain &chain) {
 
 Value Interpreter::concatenate(const Value &left, const Value &right) {
     if (const auto *text = left.as<QString>()) {
-        if (const auto *list = right.as<ListPtr>()) {
-            std::vector<Value> items;
-            for (const auto &item : (*list)->items)
-                items.push_back(follow(item));
-            return *text + toText(Value::list(std::move(items)), m_rules);
-        }
+        if (right.is<ListPtr>())
+            return *text + toText(followItems(right), m_rules);
         if (const auto made = tryCoerce(right, u"text"_s, m_rules))
             return *text + *made->as<QString>();
     }
@@ -291,25 +288,9 @@ Value Interpreter::evaluateArithmetic(Operator operation, const Value &left, con
 
 Value Interpreter::evaluateBinary(const Binary &binary) {
     const auto operation = binary.operation;
-    if (operation == Operator::equal || operation == Operator::notEqual) {
-        // A reference is not what it refers to: `contents of` makes it that.
-        const Value left = evaluate(*binary.left), right = evaluate(*binary.right);
-        if (left.isNothing())
-            failNoResult(*binary.left);
-        if (right.isNothing())
-            failNoResult(*binary.right);
-        return areEqual(left, right, m_rules) == (operation == Operator::equal);
-    }
+    if (operation == Operator::equal || operation == Operator::notEqual)
+        return evaluateEquality(binary) == (operation == Operator::equal);
     const Value left = data(*binary.left), right = data(*binary.right);
-    const auto followed = [this](const Value &value) {
-        const auto *list = value.as<ListPtr>();
-        if (!list)
-            return value;
-        std::vector<Value> items;
-        for (const auto &item : (*list)->items)
-            items.push_back(follow(item));
-        return Value::list(std::move(items));
-    };
     switch (operation) {
     case Operator::power:
         return std::pow(toNumber(left, m_rules), toNumber(right, m_rules));
@@ -321,17 +302,25 @@ Value Interpreter::evaluateBinary(const Binary &binary) {
         return compareValues(left, right, m_rules) <= 0;
     case Operator::greaterOrEqual:
         return compareValues(left, right, m_rules) >= 0;
-    case Operator::contains:
-        return matches(Operator::contains, followed(left), followed(right), m_rules);
     case Operator::notContains:
-        return !matches(Operator::contains, followed(left), followed(right), m_rules);
+        return !matches(Operator::contains, followItems(left), followItems(right), m_rules);
     case Operator::isIn:
-        return matches(Operator::contains, followed(right), followed(left), m_rules);
+        return matches(Operator::contains, followItems(right), followItems(left), m_rules);
     case Operator::isNotIn:
-        return !matches(Operator::contains, followed(right), followed(left), m_rules);
-    default:
-        return matches(operation, followed(left), followed(right), m_rules);
+        return !matches(Operator::contains, followItems(right), followItems(left), m_rules);
+    default: // contains, starts with, ends with
+        return matches(operation, followItems(left), followItems(right), m_rules);
     }
+}
+
+// A reference is not what it refers to: `contents of` makes it that.
+bool Interpreter::evaluateEquality(const Binary &binary) {
+    const Value left = evaluate(*binary.left), right = evaluate(*binary.right);
+    if (left.isNothing())
+        failNoResult(*binary.left);
+    if (right.isNothing())
+        failNoResult(*binary.right);
+    return areEqual(left, right, m_rules);
 }
 
 // ---- References

@@ -124,6 +124,9 @@ private:
     ExpressionPtr parseHead();
     ExpressionPtr parseWordHead();
     ExpressionPtr parseSpecialWord();
+    ExpressionPtr parseConstantWord(bool unclaimed);
+    ExpressionPtr parseAlwaysThere();
+    bool atInsertionPoint() const;
     ExpressionPtr parseOwner();
     ExpressionPtr parseOrdinal();
     ExpressionPtr parseEvery();

@@ -175,38 +175,11 @@ ExpressionPtr Parser::parseWordHead() {
 ExpressionPtr Parser::parseSpecialWord() {
     const auto start = peek().range.start;
     const QString &word = peek().key;
-    const auto one = [&](auto value) {
-        ++m_at;
-        return literal(start, std::move(value));
-    };
-    if (word == u"true" || word == u"false")
-        return one(Value(word == u"true"));
-    if (word == u"return")
-        return one(Value(u"\r"_s));
     const auto match = termAt();
-    if (!match.term || (match.term->kind == Term::Kind::property && match.length == 1)) {
-        if (word == u"tab" || word == u"space" || word == u"linefeed" || word == u"quote")
-            return one(Value(word == u"tab"     ? u"\t"_s
-                             : word == u"space" ? u" "_s
-                             : word == u"quote" ? u"\""_s
-                                                : u"\n"_s));
-        if (word == u"pi")
-            return one(Value(3.141592653589793));
-    }
-    const auto special = [&](Special::Kind kind, std::size_t words = 1) {
-        m_at += words;
-        return make(start, Special{kind});
-    };
-    if (word == u"it")
-        return special(Special::Kind::it);
-    if (word == u"me")
-        return special(Special::Kind::me);
-    if (word == u"result")
-        return special(Special::Kind::result);
-    if (word == u"applescript")
-        return special(Special::Kind::appleScript);
-    if (spells(rest(), u"current application"_s))
-        return special(Special::Kind::currentApplication, 2);
+    if (auto value = parseConstantWord(!match.term || (match.term->kind == Term::Kind::property && match.length == 1)))
+        return value;
+    if (auto special = parseAlwaysThere())
+        return special;
     if (word == u"my" || word == u"its")
         return parseOwner();
     if (spells(rest(), u"number of"_s)) {
@@ -221,14 +194,55 @@ ExpressionPtr Parser::parseSpecialWord() {
     }
     if (word == u"every")
         return parseEvery();
-    if (word == u"beginning" || word == u"end" || word == u"before" || word == u"after" || word == u"behind" ||
-        (word == u"in" && (atWord(u"front", 1) || atWord(u"back", 1))))
-        return parseInsertionPoint();
-    if ((word == u"front" || word == u"back") && (atWord(u"of", 1) || atWord(u"in", 1)))
+    if (atInsertionPoint())
         return parseInsertionPoint();
     if (!match.term && (ordinal(word) || word == u"some" || word == u"middle"))
         return parseOrdinal();
     return nullptr;
+}
+
+// true, return, and the words that mean a text or number unless the dictionary knows them as something else.
+ExpressionPtr Parser::parseConstantWord(bool unclaimed) {
+    static const QHash<QString, Value> always = {
+        {u"true"_s, Value(true)}, {u"false"_s, Value(false)}, {u"return"_s, Value(u"\r"_s)}};
+    static const QHash<QString, Value> otherwise = {{u"tab"_s, Value(u"\t"_s)},
+                                                    {u"space"_s, Value(u" "_s)},
+                                                    {u"linefeed"_s, Value(u"\n"_s)},
+                                                    {u"quote"_s, Value(u"\""_s)},
+                                                    {u"pi"_s, Value(3.141592653589793)}};
+    const auto start = peek().range.start;
+    const QString &word = peek().key;
+    Value value = always.value(word);
+    if (value.isNothing() && unclaimed)
+        value = otherwise.value(word);
+    if (value.isNothing())
+        return nullptr;
+    ++m_at;
+    return literal(start, std::move(value));
+}
+
+ExpressionPtr Parser::parseAlwaysThere() {
+    static const QHash<QString, Special::Kind> kinds = {{u"it"_s, Special::Kind::it},
+                                                        {u"me"_s, Special::Kind::me},
+                                                        {u"result"_s, Special::Kind::result},
+                                                        {u"applescript"_s, Special::Kind::appleScript}};
+    const auto start = peek().range.start;
+    if (const auto kind = kinds.constFind(peek().key); kind != kinds.constEnd()) {
+        ++m_at;
+        return make(start, Special{*kind});
+    }
+    if (takeWords(u"current application"_s))
+        return make(start, Special{Special::Kind::currentApplication});
+    return nullptr;
+}
+
+bool Parser::atInsertionPoint() const {
+    const QString &word = peek().key;
+    if (word == u"beginning" || word == u"end" || word == u"before" || word == u"after" || word == u"behind")
+        return true;
+    if (word == u"in")
+        return atWord(u"front", 1) || atWord(u"back", 1);
+    return (word == u"front" || word == u"back") && (atWord(u"of", 1) || atWord(u"in", 1));
 }
 
 // my X, its X

@@ -1,5 +1,6 @@
 #include "applescript/Value.h"
 
+#include "applescript/Overloaded.h"
 #include "applescript/ScriptObject.h"
 #include "applescript/Specifier.h"
 #include "applescript/Stack.h"
@@ -11,11 +12,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qint64 LARGEST_INTEGER = 536870911;
-
-template <class... Cases>
-struct Overloaded : Cases... {
-    using Cases::operator()...;
-};
 
 bool holdsOthers(const Value &value) {
     return value.is<ListPtr>() || value.is<RecordPtr>() || value.is<SpecifierPtr>();

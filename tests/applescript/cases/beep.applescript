@@ -1,1 +1,3 @@
 beep
+beep 2
+return "done"

@@ -1,0 +1,1 @@
+choose file name

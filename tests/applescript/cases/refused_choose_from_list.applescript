@@ -1,0 +1,1 @@
+choose from list {"a", "b"} with prompt "Which?"

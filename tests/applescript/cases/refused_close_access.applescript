@@ -1,0 +1,1 @@
+close access "/tmp/x"

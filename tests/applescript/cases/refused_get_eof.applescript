@@ -1,0 +1,1 @@
+get eof "/tmp/x"
