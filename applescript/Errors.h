@@ -39,6 +39,7 @@ constexpr int NOT_UNDERSTOOD = -1708;
 constexpr int INVALID_INDEX = -1719;
 constexpr int WRONG_ARGUMENTS = -1721;
 constexpr int NO_SUCH_OBJECT = -1728;
+constexpr int NOT_AUTHORIZED = -1743;
 constexpr int GENERAL = -2700;
 constexpr int DIVIDE_BY_ZERO = -2701;
 constexpr int TOO_LARGE = -2702;

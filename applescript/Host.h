@@ -116,6 +116,10 @@ public:
     virtual QString path(Folder folder) = 0;   // POSIX path without a "/" at the end
     virtual void log(const QString &line) = 0; // one line to standard error, at once
 
+    // Asked before every event to an application, System Events included: whether the owner lets this script send it.
+    // Blocks while the owner is asked. A Failure has code -1743 and the whole message.
+    virtual Result<> authorize(const Application &application) = 0;
+
     // Applications, by the identifier of an Application it returned
     virtual std::optional<Application> applicationNamed(const QString &name) = 0;
     virtual std::optional<Application> applicationWithId(const QString &id) = 0;

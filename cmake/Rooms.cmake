@@ -23,7 +23,8 @@ endfunction()
 
 # ombru_test(ROOM/FileTest USES target... [SOURCES more...] [SYSTEM] [DESKTOP] [NEEDS executable...] [TIMEOUT seconds])
 # One test file, one executable, one ctest entry named after the file. The platform is the fake unless SYSTEM or
-# DESKTOP is given; DESKTOP also runs it inside a private desktop of its own. NEEDS names executables it starts.
+# DESKTOP is given; DESKTOP also runs it inside a private desktop of its own and labels it "desktop". NEEDS names
+# executables it starts.
 function(ombru_test path)
   cmake_parse_arguments(ARG "SYSTEM;DESKTOP" "TIMEOUT" "SOURCES;USES;NEEDS" ${ARGN})
   string(REPLACE "/" "-" name ${path})
@@ -47,6 +48,9 @@ function(ombru_test path)
   endif()
   set_tests_properties(${path} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
                        ENVIRONMENT "OMBRU_BIN=${CMAKE_BINARY_DIR}/bin;OMBRU_SOURCE=${PROJECT_SOURCE_DIR}")
+  if(ARG_DESKTOP)
+    set_tests_properties(${path} PROPERTIES LABELS desktop)
+  endif()
 endfunction()
 
 # The one precompiled header: what nearly every source includes.

@@ -1,5 +1,6 @@
 // What is on the owner's screen: the primary monitor, without the pointer.
-// Any thread; blocks while the system answers (milliseconds), so not on the main thread.
+// Any thread but the main one: blocks while the system answers, which takes milliseconds where the screen can be read
+// and some seconds where the system asks the owner first.
 #pragma once
 #include "base/Failure.h"
 #include "base/Picture.h"
@@ -13,7 +14,8 @@ namespace ombru {
 // not be read.
 Result<Picture> takeScreenshot(int longerSide);
 
-// The primary monitor's size in the coordinates that a script clicks in; empty when there is no display.
+// The primary monitor's size in the coordinates that a script clicks in; where nothing tells those, the size of the
+// last picture before it was scaled. Empty when there is no display.
 QSize screenSize();
 
 } // namespace ombru

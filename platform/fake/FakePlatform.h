@@ -7,6 +7,7 @@
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
 #include "platform/Workspace.h"
+#include "platform/fake/FakeDesktop.h"
 
 #include <QStringList>
 
@@ -45,6 +46,10 @@ struct FakePlatform {
 
     QStringList openedInTerminal; // command files, in the order they were opened
     Result<> terminal;            // what opening one answers
+
+    Result<> windowsShown; // what asking for a display answers
+
+    Guarded<FakeDesktop> desktop; // any thread
 
     // One colour, 0xRRGGBB.
     static Picture plainPicture(int width, int height, std::uint32_t colour);

@@ -5,7 +5,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
-#include <QLocale>
+#include <QFileInfo>
 #include <QSet>
 #include <QStandardPaths>
 
@@ -31,32 +31,66 @@ QStringList directories(const char *first, const QString &firstDefault, const ch
         const auto value = qEnvironmentVariable(name);
         return value.isEmpty() ? fallback : value;
     };
-    return QStringList{or_(first, firstDefault)} + or_(rest, restDefault).split(u':', Qt::SkipEmptyParts);
+    QStringList result;
+    for (const QString &path : (or_(first, firstDefault) + u':' + or_(rest, restDefault)).split(u':'))
+        if (QDir::isAbsolutePath(path))
+            result += QDir::cleanPath(path);
+    return result;
+}
+
+// The languages that the owner reads, as other programs of the desktop take them from the environment.
+QString messagesLocale() {
+    for (const char *name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const auto locale = qEnvironmentVariable(name);
+        if (locale.isEmpty())
+            continue;
+        const auto languages = qEnvironmentVariable("LANGUAGE");
+        const auto plain = locale.section(u'.', 0, 0);
+        return languages.isEmpty() || plain == u"C"_s || plain == u"POSIX"_s ? locale : languages;
+    }
+    return u"C"_s;
+}
+
+bool isForMenusOf(const DesktopEntry &entry, const QStringList &desktops) {
+    const auto names = [&](const QStringList &list) {
+        return std::ranges::any_of(desktops, [&](const QString &desktop) { return list.contains(desktop); });
+    };
+    return !names(entry.notShowIn) && (entry.onlyShowIn.isEmpty() || names(entry.onlyShowIn));
 }
 
 } // namespace
 
 Applications::Places Applications::ownersPlaces() {
-    return {directories("XDG_DATA_HOME", QDir::homePath() + u"/.local/share"_s, "XDG_DATA_DIRS",
-                        u"/usr/local/share:/usr/share:/var/lib/flatpak/exports/share:/var/lib/snapd/desktop"_s),
-            directories("XDG_CONFIG_HOME", QDir::homePath() + u"/.config"_s, "XDG_CONFIG_DIRS", u"/etc/xdg"_s),
-            qEnvironmentVariable("XDG_CURRENT_DESKTOP"), QLocale().name()};
+    auto data = directories("XDG_DATA_HOME", QDir::homePath() + u"/.local/share"_s, "XDG_DATA_DIRS",
+                            u"/usr/local/share:/usr/share"_s);
+    // What was installed in packages of their own is there, also for a session that was begun before.
+    data +=
+        {data.first() + u"/flatpak/exports/share"_s, u"/var/lib/flatpak/exports/share"_s, u"/var/lib/snapd/desktop"_s};
+    data.removeDuplicates();
+    return {data, directories("XDG_CONFIG_HOME", QDir::homePath() + u"/.config"_s, "XDG_CONFIG_DIRS", u"/etc/xdg"_s),
+            qEnvironmentVariable("XDG_CURRENT_DESKTOP"), messagesLocale()};
 }
 
 Applications::Applications(const Places &places)
     : m_defaults(places.config, places.data, places.desktop.toLower().split(u':', Qt::SkipEmptyParts)) {
+    m_sources = m_defaults.files();
     readEntries(places);
 }
 
 void Applications::readEntries(const Places &places) {
+    const auto desktops = places.desktop.split(u':', Qt::SkipEmptyParts);
     QSet<QString> seen;
     for (const auto &data : places.data) {
         const QDir root(data + u"/applications"_s);
+        m_sources += root.path();
         QStringList files;
-        QDirIterator iterator(root.path(), {u"*.desktop"_s}, QDir::Files,
+        QDirIterator iterator(root.path(), {u"*.desktop"_s}, QDir::Files | QDir::AllDirs | QDir::NoDotAndDotDot,
                               QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
-        while (iterator.hasNext())
-            files.append(iterator.next());
+        while (iterator.hasNext()) {
+            m_sources += iterator.next();
+            if (iterator.fileInfo().isFile())
+                files.append(iterator.filePath());
+        }
         files.sort();
         for (const auto &file : files) {
             auto id = root.relativeFilePath(file).replace(u'/', u'-');
@@ -65,8 +99,10 @@ void Applications::readEntries(const Places &places) {
             if (seen.contains(id))
                 continue;
             seen.insert(id);
-            if (auto entry = parseDesktopEntry(id, file, contentOf(file), places.locale))
+            if (auto entry = parseDesktopEntry(id, file, contentOf(file), places.locale)) {
+                entry->noDisplay |= !isForMenusOf(*entry, desktops);
                 m_entries.push_back(std::move(*entry));
+            }
         }
     }
 }
@@ -85,27 +121,41 @@ const DesktopEntry *Applications::firstOf(const QStringList &ids) const {
 }
 
 const DesktopEntry *Applications::withId(const QString &id) const {
+    if (const auto *itself = exactly(id))
+        return itself;
     for (const auto &application : macApplications()) {
         if (same(application.id, id))
             return forJob(application);
     }
-    return exactly(id);
+    const auto ending = u".desktop"_s;
+    return id.endsWith(ending) ? exactly(id.chopped(ending.size())) : nullptr;
 }
 
 const DesktopEntry *Applications::forJob(const MacApplication &application) const {
-    if (const auto *itself = firstOf(application.preferred))
+    if (const auto *itself = firstOf(application.preferred + QStringList{application.id}))
         return itself;
     return defaultFor(application.type, application.category);
 }
 
-const DesktopEntry *Applications::named(const QString &name) const {
-    const auto plain = name.endsWith(u".app"_s) ? name.chopped(4) : name;
+const DesktopEntry *Applications::forMacName(const QString &name) const {
     for (const auto &application : macApplications()) {
-        if (!application.names.contains(plain, Qt::CaseInsensitive))
+        if (!application.names.contains(name, Qt::CaseInsensitive))
             continue;
         if (const auto *entry = forJob(application))
             return entry;
     }
+    return nullptr;
+}
+
+const DesktopEntry *Applications::named(const QString &name) const {
+    // "/Applications/Safari.app" is a name, too.
+    auto plain = name.startsWith(u'/') ? QFileInfo(name).fileName() : name;
+    if (plain.endsWith(u".app"_s, Qt::CaseInsensitive))
+        plain.chop(4);
+    if (plain.isEmpty())
+        return nullptr;
+    if (const auto *entry = forMacName(plain))
+        return entry;
     // The most telling property first; what menus show before what they hide.
     using Matches = bool (*)(const DesktopEntry &, const QString &);
     constexpr Matches RULES[]{
@@ -115,6 +165,9 @@ const DesktopEntry *Applications::named(const QString &name) const {
         [](const DesktopEntry &entry, const QString &wanted) { return same(entry.windowClass, wanted); },
         [](const DesktopEntry &entry, const QString &wanted) { return same(entry.id.section(u'.', -1), wanted); },
         [](const DesktopEntry &entry, const QString &wanted) { return same(entry.program(), wanted); },
+        [](const DesktopEntry &entry, const QString &wanted) {
+            return entry.translations.contains(wanted, Qt::CaseInsensitive);
+        },
     };
     for (const auto rule : RULES) {
         for (const bool hidden : {false, true}) {

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -19,18 +20,23 @@ struct DesktopEntry {
     QString path; // of the file
     QString name; // in the owner's language
     QString plainName;
-    QString exec; // as the file has it, with field codes
+    QStringList translations; // of its name, into every language
+    QString exec;             // as the file has it, with field codes
     QString icon;
     QString windowClass; // StartupWMClass
     QStringList categories;
     QStringList mimeTypes;
     bool terminal = false;  // needs one to run in
     bool noDisplay = false; // not meant for menus
+    QStringList onlyShowIn; // the desktops whose menus show it; empty: all of them
+    QStringList notShowIn;
 
-    QString program() const; // what it starts, without its directory
+    QStringList words() const; // of its command line, without variables and field codes
+    QString program() const;   // what it starts, without its directory
 };
 
-// None when the file is no application that could be started, or says that it is hidden. `locale` as in "de_DE".
+// None when the file is no application that could be started, or says that it is hidden. `locale` as in "de_DE", or
+// several, the best one first: "de_AT:de:en".
 std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &path, const QByteArray &content,
                                               const QString &locale);
 
@@ -45,12 +51,16 @@ public:
         QStringList config; // configuration directories
         QString desktop;    // XDG_CURRENT_DESKTOP
         QString locale;
+
+        bool operator==(const Places &) const = default;
     };
     static Places ownersPlaces(); // from the environment
 
     explicit Applications(const Places &places = ownersPlaces());
 
-    // nullptr when there is none. The pointers live as long as this object.
+    // nullptr when there is none. The pointers live as long as this object. An identifier is the desktop's own (the
+    // file's name, with or without ".desktop") or macOS's, in any case. Of several that go by a name, the one that
+    // menus show.
     const DesktopEntry *withId(const QString &id) const;
     const DesktopEntry *named(const QString &name) const;
     const DesktopEntry *ofWindow(const QString &className, const QString &instance) const;
@@ -59,8 +69,12 @@ public:
 
     const std::vector<DesktopEntry> &all() const { return m_entries; }
 
+    // The directories and files that decided, and those that would have if they were there.
+    const QStringList &sources() const { return m_sources; }
+
 private:
     void readEntries(const Places &places);
+    const DesktopEntry *forMacName(const QString &name) const;
     const DesktopEntry *exactly(const QString &id) const;
     const DesktopEntry *firstOf(const QStringList &ids) const;
     const DesktopEntry *chosen(const QString &mimeType) const;
@@ -68,6 +82,10 @@ private:
 
     std::vector<DesktopEntry> m_entries;
     MimeDefaults m_defaults;
+    QStringList m_sources;
 };
+
+// Those that are installed now: read again when something was installed, changed or removed. Any thread.
+std::shared_ptr<const Applications> installedApplications();
 
 } // namespace ombru

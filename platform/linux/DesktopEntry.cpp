@@ -133,13 +133,25 @@ bool isThere(const QString &program) {
                                   : !QStandardPaths::findExecutable(program).isEmpty();
 }
 
+// What is written behind a key for each of its translations.
+QStringList translationsOf(const KeyFile &file, const QString &key) {
+    QStringList result;
+    const auto keys = file.find(GROUP);
+    if (keys == file.end())
+        return result;
+    for (const auto &[name, value] : keys->second)
+        if (name.startsWith(key + u'[') && !value.isEmpty())
+            result += unescaped(value);
+    return result;
+}
+
 // The names that a value may have for the locale "de_AT.UTF-8@euro", the best one first.
 QStringList localeNames(const QString &locale) {
     const auto at = locale.indexOf(u'@');
     const auto modifier = at < 0 ? QString() : locale.sliced(at);
     const auto place = locale.left(at).section(u'.', 0, 0);
     const auto language = place.section(u'_', 0, 0);
-    if (language.isEmpty())
+    if (language.isEmpty() || language == u"C"_s || language == u"POSIX"_s)
         return {};
     return {place + modifier, place, language + modifier, language};
 }
@@ -171,12 +183,17 @@ Result<QStringList> execWords(const QString &command) {
 
 } // namespace
 
-QString DesktopEntry::program() const {
+QStringList DesktopEntry::words() const {
+    auto all = execWords(exec).value_or(QStringList());
     // "env NAME=value program" starts the program.
-    for (const QString &word : execWords(exec).value_or(QStringList()))
-        if (word != u"env"_s && !word.contains(u'='))
-            return QFileInfo(word).fileName();
-    return {};
+    const auto isBefore = [](const QString &word) { return word == u"env"_s || word.contains(u'='); };
+    all.erase(all.begin(), std::ranges::find_if_not(all, isBefore));
+    all.removeIf([](const QString &word) { return word.size() == 2 && word.startsWith(u'%'); });
+    return all;
+}
+
+QString DesktopEntry::program() const {
+    return QFileInfo(words().value(0)).fileName();
 }
 
 std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &path, const QByteArray &content,
@@ -192,16 +209,22 @@ std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &
                        .path = path,
                        .name = value(u"Name"_s),
                        .plainName = value(u"Name"_s),
+                       .translations = translationsOf(file, u"Name"_s),
                        .exec = value(u"Exec"_s),
                        .icon = value(u"Icon"_s),
                        .windowClass = value(u"StartupWMClass"_s),
                        .categories = list(u"Categories"_s),
                        .mimeTypes = list(u"MimeType"_s),
                        .terminal = isTrue(u"Terminal"_s),
-                       .noDisplay = isTrue(u"NoDisplay"_s)};
+                       .noDisplay = isTrue(u"NoDisplay"_s),
+                       .onlyShowIn = list(u"OnlyShowIn"_s),
+                       .notShowIn = list(u"NotShowIn"_s)};
     if (entry.plainName.isEmpty() || entry.exec.isEmpty())
         return {};
-    for (const QString &name : localeNames(locale)) {
+    QStringList names;
+    for (const QString &one : locale.split(u':'))
+        names += localeNames(one);
+    for (const QString &name : names) {
         const auto translated = value(u"Name[%1]"_s.arg(name));
         if (!translated.isEmpty()) {
             entry.name = translated;

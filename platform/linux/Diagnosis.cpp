@@ -2,15 +2,19 @@
 
 #include "base/Background.h"
 #include "platform/Screenshot.h"
-#include "platform/linux/Display.h"
 #include "platform/linux/NotificationServer.h"
-
-#include <xcb/xtest.h>
+#include "platform/linux/PortalInput.h"
+#include "platform/linux/PortalScreen.h"
+#include "platform/linux/TestExtension.h"
+#include "platform/linux/WaylandSession.h"
 
 using namespace Qt::StringLiterals;
 
 namespace ombru {
 namespace {
+
+constexpr Clock::Duration ANSWERING = std::chrono::seconds(15);
+constexpr std::chrono::seconds PORTAL_LIMIT(10);
 
 QString displayName() {
     return qEnvironmentVariable("DISPLAY");
@@ -21,7 +25,22 @@ Check noDisplay(const Failure &failure) {
             u"Run ombru in a desktop session on X11, or point DISPLAY (and XAUTHORITY) at one."_s};
 }
 
+Check noAnswer() {
+    return {false, u"The display %1 does not answer."_s.arg(displayName()), u"Log out of the desktop and in again."_s};
+}
+
+Check checkPortalScreen() {
+    const auto picture = portalPicture(PORTAL_LIMIT);
+    if (!picture)
+        return {false,
+                u"In a Wayland session only the desktop portal shows the screen. "_s + picture.error().description,
+                portalPictureRemedy(picture.error())};
+    return {true, u"%1 × %2 pixels through the desktop portal"_s.arg(picture->width).arg(picture->height), {}};
+}
+
 Check checkScreen() {
+    if (isWaylandSession())
+        return checkPortalScreen();
     const auto display = Display::open();
     if (!display)
         return noDisplay(display.error());
@@ -32,15 +51,20 @@ Check checkScreen() {
     return {true, u"%1 × %2 pixels on display %3"_s.arg(picture->width).arg(picture->height).arg(displayName()), {}};
 }
 
+Check checkPortalInput() {
+    const QString needed = portalInputRemedy();
+    const QString permission = needed.isEmpty() ? QString() : u" For the permission to use them here: "_s + needed;
+    return {false, u"In a Wayland session the keys and clicks of scripts reach only programs that use X11."_s,
+            u"Log in to a desktop session on X11 (\"Xorg\")."_s + permission};
+}
+
 Check checkInput() {
+    if (isWaylandSession())
+        return checkPortalInput();
     const auto display = Display::open();
     if (!display)
         return noDisplay(display.error());
-    if (display->isWaylandGuest())
-        return {false, u"In a Wayland session keys and clicks reach only some programs."_s,
-                u"Log in to a desktop session on X11 (\"Xorg\")."_s};
-    const auto *extension = xcb_get_extension_data(display->connection(), &xcb_test_id);
-    if (!extension || !extension->present)
+    if (!hasTestExtension(*display))
         return {false, u"Display %1 does not accept keys and clicks from programs (no XTEST)."_s.arg(displayName()),
                 u"Start the X server with its XTEST extension."_s};
     return {true, u"keys and clicks on display %1"_s.arg(displayName()), {}};
@@ -49,11 +73,11 @@ Check checkInput() {
 } // namespace
 
 Task<Check> screenCheck() {
-    co_return co_await background(checkScreen);
+    co_return (co_await backgroundWithin(ANSWERING, {}, checkScreen)).value_or(noAnswer());
 }
 
 Task<Check> inputCheck() {
-    co_return co_await background(checkInput);
+    co_return (co_await backgroundWithin(ANSWERING, {}, checkInput)).value_or(noAnswer());
 }
 
 Task<Check> notificationCheck() {

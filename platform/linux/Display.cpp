@@ -2,8 +2,18 @@
 
 #include <QRect>
 
+#include <mutex>
+
 namespace ombru {
 namespace {
+
+// One at a time in this process: what looks up the display's key keeps the name of its file in a buffer of its own,
+// and any thread may connect.
+xcb_connection_t *connect(int &screen) {
+    static std::mutex connecting;
+    const std::lock_guard alone(connecting);
+    return xcb_connect(nullptr, &screen);
+}
 
 const xcb_screen_t *screenNumber(xcb_connection_t *connection, int number) {
     auto roots = xcb_setup_roots_iterator(xcb_get_setup(connection));
@@ -17,7 +27,7 @@ const xcb_screen_t *screenNumber(xcb_connection_t *connection, int number) {
 Result<Display> Display::open() {
     int number = 0;
     Display display;
-    display.m_connection.reset(xcb_connect(nullptr, &number));
+    display.m_connection.reset(connect(number));
     if (xcb_connection_has_error(display.connection()) == 0)
         display.m_screen = screenNumber(display.connection(), number);
     if (display.m_screen)

@@ -33,6 +33,7 @@ MimeDefaults::MimeDefaults(const QStringList &config, const QStringList &data, c
 }
 
 void MimeDefaults::read(const QString &path) {
+    m_files += path;
     const auto file = readKeyFile(path);
     if (!file.empty())
         m_levels.push_back({identifiers(file, u"Default Applications"_s), identifiers(file, u"Added Associations"_s),

@@ -18,6 +18,9 @@ public:
     QStringList added(const QString &type) const;
     bool isRemoved(const QString &type, const QString &id) const;
 
+    // Paths of the lists, whether they exist or not.
+    const QStringList &files() const { return m_files; }
+
 private:
     struct Level {
         std::map<QString, QStringList> chosen;
@@ -29,6 +32,7 @@ private:
     QStringList all(Part part, const QString &type) const;
 
     std::vector<Level> m_levels; // the most important one first
+    QStringList m_files;
 };
 
 } // namespace ombru

@@ -1,11 +1,11 @@
 #include "platform/linux/NotificationServer.h"
 
 #include "base/Background.h"
+#include "platform/linux/SessionBusAddress.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusPendingCallWatcher>
-#include <QFile>
 
 #include <atomic>
 #include <mutex>
@@ -20,15 +20,6 @@ constexpr Clock::Duration CONNECTING = std::chrono::seconds(5);
 constexpr Clock::Duration GLANCE = std::chrono::milliseconds(5);
 const QString CONNECTION = u"ombru.notifications"_s;
 std::atomic<int> connections = 0; // made so far; the last one is in use
-
-// Where the session's bus is; empty when there is none. Never one that the bus library would start by itself.
-QString busAddress() {
-    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
-    if (!address.isEmpty())
-        return address;
-    const QString socket = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_s;
-    return QFile::exists(socket) ? u"unix:path="_s + socket : QString();
-}
 
 // Waits for the bus. A connection that broke is replaced.
 QDBusConnection connectTo(const QString &address) {
@@ -55,7 +46,7 @@ Task<QDBusConnection> sessionBus() {
     const QDBusConnection present(CONNECTION);
     if (present.isConnected())
         co_return present;
-    const QString address = busAddress();
+    const QString address = sessionBusAddress();
     if (address.isEmpty())
         co_return present;
     connecting = true;

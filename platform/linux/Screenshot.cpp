@@ -2,13 +2,18 @@
 
 #include "base/Scale.h"
 #include "platform/linux/Display.h"
+#include "platform/linux/PortalScreen.h"
 #include "platform/linux/ScreenReader.h"
+#include "platform/linux/WaylandSession.h"
+
+#include <atomic>
 
 using namespace Qt::StringLiterals;
 
 namespace ombru {
 namespace {
 
+constexpr std::chrono::seconds PORTAL_LIMIT(10);
 constexpr int BAND = 32; // rows of the result made at a time: what they are made of stays in the processor's cache
 
 Failure failed(const QString &what) {
@@ -26,15 +31,46 @@ std::vector<Scaler::Rows> bandsOf(int height) {
     return bands;
 }
 
-} // namespace
+// Where the primary monitor is in a picture of all of them, as far as the X server inside the session tells; without
+// one, or when its monitors are arranged in another shape, the whole picture.
+QRect primaryPart(QSize picture) {
+    const auto display = Display::open();
+    const QRect monitor = display ? display->primaryMonitor() : QRect();
+    if (monitor.isEmpty())
+        return {QPoint(), picture};
+    const double across = double(picture.width()) / display->screen().width_in_pixels;
+    const double down = double(picture.height()) / display->screen().height_in_pixels;
+    if (std::abs(across - down) > 0.01 * across)
+        return {QPoint(), picture};
+    const QPoint from(qRound(monitor.x() * across), qRound(monitor.y() * down));
+    const QSize size(qRound(monitor.width() * across), qRound(monitor.height() * down));
+    return QRect(from, size) & QRect(QPoint(), picture);
+}
 
-Result<Picture> takeScreenshot(int longerSide) {
+Picture cropped(const Picture &picture, QRect part) {
+    const auto width = static_cast<std::size_t>(part.width());
+    const auto pixels = std::make_shared_for_overwrite<std::uint32_t[]>(width * part.height());
+    for (int y = 0; y < part.height(); ++y)
+        std::copy_n(picture.row(part.y() + y) + part.x(), width, pixels.get() + y * width);
+    return {part.width(), part.height(), pixels};
+}
+
+std::atomic<QSize> portalSize; // of the last picture
+
+Result<Picture> takeFromPortal(int longerSide) {
+    const auto whole = portalPicture(PORTAL_LIMIT);
+    if (!whole)
+        return std::unexpected(failed(u"In a Wayland session only the desktop portal shows the screen. %1 %2"_s.arg(
+            whole.error().description, portalPictureRemedy(whole.error()))));
+    const QRect part = primaryPart({whole->width, whole->height});
+    portalSize = part.size();
+    return scaled(cropped(*whole, part), fitted(part.size(), longerSide));
+}
+
+Result<Picture> takeFromDisplay(int longerSide) {
     const auto display = Display::open();
     if (!display)
         return std::unexpected(display.error());
-    if (display->isWaylandGuest())
-        return std::unexpected(
-            failed(u"In a Wayland session the screen cannot be read this way. Log in to a session on X11."_s));
     const QRect area = display->primaryMonitor();
     if (area.isEmpty())
         return std::unexpected(displayGone());
@@ -64,9 +100,19 @@ Result<Picture> takeScreenshot(int longerSide) {
     return scaler.take();
 }
 
+} // namespace
+
+Result<Picture> takeScreenshot(int longerSide) {
+    return isWaylandSession() ? takeFromPortal(longerSide) : takeFromDisplay(longerSide);
+}
+
+// In a Wayland session scripts click through the X server inside it, so that its coordinates count, whatever the size
+// of the portal's picture.
 QSize screenSize() {
     const auto display = Display::open();
-    return display ? display->primaryMonitor().size() : QSize();
+    if (display)
+        return display->primaryMonitor().size();
+    return isWaylandSession() ? portalSize.load() : QSize();
 }
 
 } // namespace ombru

@@ -1,8 +1,14 @@
 #include "platform/Workspace.h"
 
+#include "platform/linux/DesktopApplications.h"
 #include "platform/linux/Detached.h"
+#include "platform/linux/desktop/WindowsAlone.h"
 
-#include <QStandardPaths>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <mutex>
 
 namespace ombru {
 
@@ -10,50 +16,71 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The distribution's choice first; then what is known to take a command, with the words it wants before it.
-const QList<QStringList> &terminals() {
-    static const QList<QStringList> list{{u"x-terminal-emulator"_s, u"-e"_s},
-                                         {u"gnome-terminal"_s, u"--"_s},
-                                         {u"kgx"_s, u"-e"_s},
-                                         {u"konsole"_s, u"-e"_s},
-                                         {u"xfce4-terminal"_s, u"-x"_s},
-                                         {u"mate-terminal"_s, u"-x"_s},
-                                         {u"lxterminal"_s, u"-e"_s},
-                                         {u"qterminal"_s, u"-e"_s},
-                                         {u"terminator"_s, u"-x"_s},
-                                         {u"tilix"_s, u"-e"_s},
-                                         {u"kitty"_s},
-                                         {u"alacritty"_s, u"-e"_s},
-                                         {u"foot"_s},
-                                         {u"wezterm"_s, u"start"_s, u"--"_s},
-                                         {u"urxvt"_s, u"-e"_s},
-                                         {u"xterm"_s, u"-e"_s}};
-    return list;
+DesktopApplications applicationsOf(DesktopWindows &windows) {
+    return DesktopApplications([&windows]() -> Result<DesktopWindows *> { return &windows; });
 }
 
-// As the owner would type it.
-QString forShell(QString text) {
-    text.replace(u"'"_s, u"'\\''"_s);
-    return u'\'' + text + u'\'';
+Result<> asWorkspace(Result<> result) {
+    if (result)
+        return result;
+    return std::unexpected(Failure{u"workspace"_s, result.error().code, result.error().description});
+}
+
+const QString SETTINGS = u"x-apple.systempreferences:"_s;
+
+std::unexpected<Failure> failed(const QString &description) {
+    return std::unexpected(Failure{u"workspace"_s, 1, description});
+}
+
+// The part of the settings that the address leads to, "Privacy_Automation".
+QString anchorOf(const QString &url) {
+    static const QRegularExpression pattern(u"\\?([A-Za-z][A-Za-z0-9_]*)$"_s);
+    return pattern.match(url).captured(1);
+}
+
+Result<> openPrivacySettings(const QString &anchor) {
+    const auto program = QCoreApplication::applicationDirPath() + u"/ombru-privacy"_s;
+    const auto instead = u"Type this in a terminal to see and change what is allowed: ombru consent"_s;
+    if (!QFileInfo(program).isExecutable())
+        return failed(u"The window for it is not installed (%1). %2"_s.arg(program, instead));
+    auto command = QStringList{program};
+    if (!anchor.isEmpty())
+        command += anchor;
+    if (const auto started = startDetached(command); !started)
+        return failed(u"The window for it couldn't be started (%1). %2"_s.arg(started.error().description, instead));
+    return {};
 }
 
 } // namespace
 
-Result<> openInTerminal(const QString &commandFile) {
-    const auto instead = [&](const QString &reason) {
-        const auto advice = u"%1 Type this in a terminal: %2"_s.arg(reason, forShell(commandFile));
-        return std::unexpected(Failure{u"workspace"_s, 1, advice});
-    };
+std::optional<QString> applicationName(const QString &id) {
+    if (isSystemEvents(id))
+        return u"System Events"_s;
+    const auto installed = installedApplications();
+    const auto *entry = installed->withId(id);
+    return entry ? std::optional(entry->name) : std::nullopt;
+}
+
+bool applicationRuns(const QString &id) {
+    WindowsAlone windows;
+    return applicationsOf(windows).isRunning(id);
+}
+
+Result<> openApplicationHidden(const QString &id) {
+    // Whoever asks for the same one meanwhile finds it running.
+    static std::mutex oneAtATime;
+    const std::lock_guard lock(oneAtATime);
+    WindowsAlone windows;
+    return asWorkspace(applicationsOf(windows).openHidden(id));
+}
+
+Result<> openURL(const QString &url) {
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-        return instead(u"There is no display to open a terminal on."_s);
-    for (const auto &terminal : terminals()) {
-        if (QStandardPaths::findExecutable(terminal.first()).isEmpty())
-            continue;
-        const auto started = startDetached(terminal + QStringList{commandFile});
-        return started ? started
-                       : instead(u"The terminal couldn't be started (%1)."_s.arg(started.error().description));
-    }
-    return instead(u"No terminal is installed."_s);
+        return failed(u"There is no display to open %1 on."_s.arg(url));
+    if (url.startsWith(SETTINGS, Qt::CaseInsensitive))
+        return openPrivacySettings(anchorOf(url));
+    WindowsAlone windows;
+    return asWorkspace(applicationsOf(windows).openLocation(url));
 }
 
 } // namespace ombru

@@ -1,6 +1,7 @@
 // Scripts that work a real editor in a real desktop: what they did is on the disk.
 #include "base/Process.h"
 #include "platform/linux/Display.h"
+#include "tests/support/Consent.h"
 #include "tests/support/Processes.h"
 
 using namespace ombru;
@@ -43,6 +44,8 @@ QString systemEvents(const QString &statements) {
 
 class DesktopJourney : public testing::Test {
 protected:
+    DesktopJourney() { allow(m_data, {u"System Events"_s, u"TextEdit"_s, u"XTerm"_s}); }
+
     // Opens a new file in the editor, in front.
     QString edit(const QByteArray &text) {
         const auto file = m_scratch.write(u"file %1.txt"_s.arg(++m_files), text);
@@ -63,6 +66,7 @@ protected:
         }
     }
 
+    const QString m_data = qEnvironmentVariable("XDG_DATA_HOME"); // of the private desktop
     Scratch m_scratch;
     int m_files = 0;
 };
@@ -93,7 +97,12 @@ TEST_F(DesktopJourney, EveryShortcutArrives) {
 TEST_F(DesktopJourney, CopyAndPasteGoThroughTheClipboard) {
     const auto file = edit("");
     run(u"set the clipboard to \"pasted ü 🌧\""_s);
-    run(systemEvents(u"keystroke \"v\" using command down\nkeystroke \"s\" using command down"_s));
+    // The text comes from another program and arrives when it does: an editor saves what it has.
+    run(systemEvents(u"keystroke \"v\" using command down\n"
+                     "repeat until name of window 1 of process \"Mousepad\" begins with \"*\"\n"
+                     "delay 0.05\n"
+                     "end repeat\n"
+                     "keystroke \"s\" using command down"_s));
     EXPECT_TRUE(becomes(file, "pasted ü 🌧")) << contents(file).toStdString();
     run(systemEvents(u"keystroke \"a\" using command down\nkeystroke \"c\" using command down"_s));
     EXPECT_EQ(run(u"the clipboard"_s), u"pasted ü 🌧"_s);
@@ -118,6 +127,24 @@ TEST_F(DesktopJourney, ALaunchLeavesTheFocusWhereItIs) {
     EXPECT_EQ(run(systemEvents(u"name of first process whose frontmost is true"_s)), u"XTerm"_s);
     run(u"tell application \"TextEdit\" to activate"_s);
     EXPECT_EQ(run(systemEvents(u"name of first process whose frontmost is true"_s)), u"Mousepad"_s);
+}
+
+TEST_F(DesktopJourney, WhatTheOwnerRefusesMeanwhileStopsAtTheNextEvent) {
+    const auto file = edit("");
+    const auto go = m_scratch.path(u"go"_s);
+    const auto process = start(systemEvents(u"keystroke \"one\"\nkeystroke \"s\" using command down\nlog \"typed\"\n"
+                                            "do shell script \"until [ -e '%1' ]; do sleep 0.05; done\"\n"
+                                            "keystroke \"two\"\nkeystroke \"s\" using command down"_s.arg(go)));
+    ASSERT_TRUE(becomes(file, "one"));
+    decide(m_data, QCoreApplication::applicationFilePath(), {u"System Events"_s}, false);
+    m_scratch.write(u"go"_s, "");
+    const auto outcome = end(process);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(
+        outcome.err.endsWith(u"execution error: Not authorized to send Apple events to System Events. (-1743)"_s))
+        << outcome.err.toStdString();
+    EXPECT_EQ(contents(file), "one");
+    allow(m_data, {u"System Events"_s});
 }
 
 TEST_F(DesktopJourney, AWindowIsMovedAndMeasured) {

@@ -1,8 +1,10 @@
 // The executable itself, from its command line to its exit status, on a computer without a display.
 #include "base/Process.h"
+#include "tests/support/Consent.h"
 #include "tests/support/Processes.h"
 
 #include <QRegularExpression>
+#include <QStringEncoder>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -28,6 +30,7 @@ protected:
         for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"})
             environment.erase(name);
         environment["HOME"] = m_scratch.directory().toUtf8();
+        environment["XDG_DATA_HOME"] = m_scratch.directory().toUtf8();
         environment["LANG"] = "C.UTF-8";
         auto process = Process::make({.program = qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s,
                                       .arguments = arguments,
@@ -42,6 +45,23 @@ protected:
     static Outcome end(const std::shared_ptr<Process> &process) {
         await(process->ended());
         return {process->status(), process->takeOutput(), process->takeErrors()};
+    }
+
+    // A shell command that writes a number into a file of the scratch directory, whole.
+    static QString noteOf(const QString &name, const QString &number) {
+        return u"echo %2 > %1.new; mv %1.new %1;"_s.arg(name, number);
+    }
+    qint64 noted(const QString &name) const { return pidIn(m_scratch.path(name)); }
+
+    // The statement that runs a command, which notes its own shell and osascript first.
+    QString shellNoting(const QString &command) const {
+        return u"do shell script \"cd '%1'; %2 %3 %4\""_s.arg(m_scratch.directory(), noteOf(u"parent"_s, u"$PPID"_s),
+                                                              noteOf(u"shell"_s, u"$$"_s), command);
+    }
+    std::shared_ptr<Process> startShell(const QString &command, const QString &before = u"log 1"_s) {
+        for (const QString &name : {u"parent"_s, u"shell"_s, u"job"_s})
+            QFile::remove(m_scratch.path(name));
+        return start({u"-e"_s, before, u"-e"_s, shellNoting(command)});
     }
 
     Outcome run(const QStringList &arguments, const QByteArray &input = {}) { return end(start(arguments, input)); }
@@ -186,6 +206,20 @@ TEST_F(Osascript, TakesLineEndsOfAllSystems) {
     EXPECT_EQ(run({u"-"_s}, "\xef\xbb\xbfreturn 4").out, "4\n");
 }
 
+TEST_F(Osascript, AFileInUtf16IsReadAndItsErrorsPlacedInCharacters) {
+    const auto utf16 = [](QStringConverter::Encoding encoding, const QString &text) {
+        QStringEncoder encode(encoding, QStringConverter::Flag::WriteBom);
+        return QByteArray(encode(text));
+    };
+    for (const auto encoding : {QStringConverter::Utf16LE, QStringConverter::Utf16BE}) {
+        const auto file = m_scratch.write(u"wide"_s, utf16(encoding, u"return \"жёлтый 👍🏽\""_s));
+        EXPECT_EQ(run({file}).out, "жёлтый 👍🏽\n");
+        m_scratch.write(u"wide"_s, utf16(encoding, u"set x to \"👍🏽e\u0301\"\r\nset y to missingThing"_s));
+        expectError(run({file}), file.toUtf8() + ": 26:38: execution error: The variable missingThing is not defined. "
+                                                 "(-2753)");
+    }
+}
+
 // --- do shell script ---
 
 TEST_F(Osascript, TheShellsOutputIsAResult) {
@@ -239,6 +273,50 @@ TEST_F(Osascript, EndsWithItsShellWhenItsGroupIsEnded) {
     EXPECT_TRUE(waitUntil([&] { return !isAlive(pid); }));
 }
 
+TEST_F(Osascript, EndsWithItsShellWhenItAloneIsEnded) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        const auto process = startShell(u"sleep 600 & %1 sleep 600; true"_s.arg(noteOf(u"job"_s, u"$!"_s)));
+        const auto pids = {noted(u"shell"_s), noted(u"job"_s)};
+        ::kill(pid_t(noted(u"parent"_s)), signal);
+        EXPECT_EQ(end(process).status, signal);
+        for (const auto pid : pids)
+            EXPECT_FALSE(isAlive(pid)) << signal;
+    }
+}
+
+TEST_F(Osascript, AShellThatDoesNotWantToEndIsEndedToo) {
+    const auto process = startShell(u"trap '' TERM; %1 sleep 600; true"_s.arg(noteOf(u"trapped"_s, u"$$"_s)));
+    const auto shell = noted(u"trapped"_s);
+    ::kill(pid_t(noted(u"parent"_s)), SIGTERM);
+    EXPECT_EQ(end(process).status, SIGTERM);
+    EXPECT_FALSE(isAlive(shell));
+}
+
+TEST_F(Osascript, ItsEndLeavesWhatWentIntoTheBackgroundAlone) {
+    const auto process = startShell(
+        u"setsid sh -c 'echo $$ > away; exec sleep 600' & while [ ! -s away ]; do sleep 0.01; done; %1 sleep 600; true"_s
+            .arg(noteOf(u"ready"_s, u"$$"_s)),
+        u"do shell script \"cd '%1'; sleep 600 & echo $! > left\""_s.arg(m_scratch.directory()));
+    noted(u"ready"_s);
+    ::kill(pid_t(noted(u"parent"_s)), SIGTERM);
+    EXPECT_EQ(end(process).status, SIGTERM);
+    for (const QString &name : {u"left"_s, u"away"_s}) {
+        const auto pid = noted(name);
+        ASSERT_GT(pid, 0);
+        EXPECT_TRUE(isAlive(pid)) << name.toStdString();
+        ::kill(pid_t(pid), SIGKILL);
+    }
+}
+
+TEST_F(Osascript, AScriptDoesNotGoOnWhenItIsEndedInItsShell) {
+    const auto process = start({u"-e"_s, u"try"_s, u"-e"_s, shellNoting(u"sleep 600; true"_s), u"-e"_s, u"end try"_s,
+                                u"-e"_s, u"do shell script \"touch '%1'\""_s.arg(m_scratch.path(u"went on"_s))});
+    noted(u"shell"_s);
+    ::kill(pid_t(noted(u"parent"_s)), SIGTERM);
+    EXPECT_EQ(end(process).status, SIGTERM);
+    EXPECT_FALSE(QFile::exists(m_scratch.path(u"went on"_s)));
+}
+
 TEST_F(Osascript, EndsInAnEndlessLoopAndInADelay) {
     for (const QString &text : {u"repeat\nend repeat"_s, u"delay 600"_s}) {
         const auto process = start({u"-e"_s, u"log \"on\""_s, u"-e"_s, text});
@@ -264,11 +342,13 @@ TEST_F(Osascript, LoadsNoGraphicsBeforeAScriptNeedsThem) {
 class WithoutADisplay : public Osascript, public testing::WithParamInterface<const char *> {};
 
 TEST_P(WithoutADisplay, WhatNeedsOneIsAClearError) {
+    allow(m_scratch.directory(), {u"System Events"_s});
     const auto outcome = script(QString::fromUtf8(GetParam()));
     EXPECT_EQ(outcome.status, 1) << outcome;
     EXPECT_EQ(outcome.out, "") << outcome;
     static const QRegularExpression form(u"^\\d+:\\d+: execution error: .*\\S.* \\(-\\d+\\)\\n$"_s);
     EXPECT_TRUE(form.match(QString::fromUtf8(outcome.err)).hasMatch()) << outcome;
+    EXPECT_FALSE(outcome.err.contains("(-1743)")) << outcome;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -286,6 +366,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "tell application \"No Such Application\" to activate"));
 
 TEST_F(Osascript, WithoutADisplayTheRestWorks) {
+    allow(m_scratch.directory(), {u"System Events"_s});
     EXPECT_EQ(script(u"tell application \"System Events\" to return name"_s).out, "System Events\n");
     EXPECT_EQ(script(u"application \"System Events\" is running"_s).out, "true\n");
     EXPECT_EQ(script(u"POSIX path of (path to home folder)"_s).out.trimmed(), m_scratch.directory().toUtf8() + "/");

@@ -1,6 +1,7 @@
 #include "platform/linux/Applications.h"
 
 #include "tests/support/Processes.h"
+#include "tests/support/Variable.h"
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -122,10 +123,92 @@ TEST_F(ApplicationsTest, AreFoundByAnyNameTheyGoBy) {
     EXPECT_EQ(applications.named({}), nullptr);
 }
 
+TEST_F(ApplicationsTest, AreFoundByTheirFilesWholeName) {
+    entry(u"org.x.Editor"_s, "Name=Editor\nExec=editor\n");
+    entry(u"odd.desktop"_s, "Name=Odd\nExec=odd\n");
+    const auto applications = read();
+    EXPECT_EQ(idOf(applications.withId(u"org.x.Editor.desktop"_s)), u"org.x.Editor"_s);
+    EXPECT_EQ(idOf(applications.withId(u"odd.desktop"_s)), u"odd.desktop"_s);
+    EXPECT_EQ(applications.withId(u".desktop"_s), nullptr);
+    EXPECT_EQ(applications.withId({}), nullptr);
+}
+
+// Where the same identifier is used on both systems, nothing else is meant by it.
+TEST_F(ApplicationsTest, AnInstalledIdentifierIsTakenAsItIs) {
+    entry(u"chromium"_s, "Name=Chromium\nExec=chromium\nCategories=WebBrowser;\n");
+    entry(u"com.google.Chrome"_s, "Name=Google Chrome\nExec=/usr/bin/flatpak run com.google.Chrome\n");
+    EXPECT_EQ(idOf(read().withId(u"com.google.Chrome"_s)), u"com.google.Chrome"_s);
+    entry(u"org.videolan.vlc"_s, "Name=VLC\nExec=vlc\n");
+    EXPECT_EQ(idOf(read().named(u"VLC"_s)), u"org.videolan.vlc"_s);
+}
+
+TEST_F(ApplicationsTest, AreFoundByTheirNameInAnyLanguage) {
+    entry(u"a"_s, "Name=Files\nName[de]=Dateien\nName[fr]=Fichiers\nExec=a\nNoDisplay=true\n");
+    entry(u"b"_s, "Name=Folders\nName[de]=Dateien\nName[pt_BR]=Pastas\nExec=b\n");
+    entry(u"c"_s, "Name=Fichiers\nExec=c\n");
+    const auto applications = read(u"en_GB"_s);
+    EXPECT_EQ(idOf(applications.named(u"dateien"_s)), u"b"_s);
+    EXPECT_EQ(idOf(applications.named(u"Pastas.app"_s)), u"b"_s);
+    EXPECT_EQ(idOf(applications.named(u"Fichiers"_s)), u"c"_s) << "the owner's own language counts more";
+    EXPECT_EQ(idOf(read(u"fr_FR.UTF-8"_s).named(u"Fichiers"_s)), u"c"_s) << "menus count more";
+}
+
+TEST_F(ApplicationsTest, AreFoundByAMacsPath) {
+    entry(u"web"_s, "Name=Web\nExec=web\nMimeType=x-scheme-handler/https;\n");
+    entry(u"pad"_s, "Name=Pad\nExec=/usr/bin/padd\n");
+    EXPECT_EQ(idOf(read().named(u"/Applications/Safari.app"_s)), u"web"_s);
+    EXPECT_EQ(idOf(read().named(u"/Applications/Pad.APP"_s)), u"pad"_s);
+    EXPECT_EQ(idOf(read().named(u"/usr/bin/padd"_s)), u"pad"_s);
+    EXPECT_EQ(read().named(u"/"_s), nullptr);
+}
+
+TEST_F(ApplicationsTest, WhatOtherDesktopsMenusShowComesLast) {
+    entry(u"a"_s, "Name=Settings\nExec=a\nOnlyShowIn=XFCE;KDE;\n");
+    entry(u"b"_s, "Name=Settings\nExec=b\nOnlyShowIn=Unity;GNOME;\n");
+    entry(u"c"_s, "Name=Tool\nExec=c\nNotShowIn=GNOME;\n");
+    entry(u"d"_s, "Name=Tool\nExec=d\n");
+    EXPECT_EQ(idOf(read().named(u"Settings"_s)), u"b"_s);
+    EXPECT_EQ(idOf(read().named(u"Tool"_s)), u"d"_s);
+    EXPECT_EQ(idOf(read().withId(u"a"_s)), u"a"_s);
+}
+
+TEST(OwnersPlaces, HavePackagesOfTheirOwnAlsoWhenTheSessionDoesNotSaySo) {
+    const test::Variable home("HOME", "/home/x");
+    const test::Variable own("XDG_DATA_HOME");
+    const test::Variable system("XDG_DATA_DIRS", "/opt/share/:relative::/var/lib/snapd/desktop");
+    EXPECT_EQ(Applications::ownersPlaces().data,
+              (QStringList{u"/home/x/.local/share"_s, u"/opt/share"_s, u"/var/lib/snapd/desktop"_s,
+                           u"/home/x/.local/share/flatpak/exports/share"_s, u"/var/lib/flatpak/exports/share"_s}));
+    const test::Variable elsewhere("XDG_DATA_HOME", "/data");
+    const test::Variable standard("XDG_DATA_DIRS");
+    EXPECT_EQ(Applications::ownersPlaces().data,
+              (QStringList{u"/data"_s, u"/usr/local/share"_s, u"/usr/share"_s, u"/data/flatpak/exports/share"_s,
+                           u"/var/lib/flatpak/exports/share"_s, u"/var/lib/snapd/desktop"_s}));
+}
+
+TEST_F(ApplicationsTest, AreNamedInTheLanguageOfTheDesktop) {
+    entry(u"a"_s, "Name=Files\nName[de]=Dateien\nName[fr]=Fichiers\nExec=a\n");
+    const test::Variable own("XDG_DATA_HOME", scratch.path(u"data"_s).toUtf8());
+    const test::Variable all("LC_ALL");
+    const test::Variable languages("LANGUAGE");
+    const test::Variable numbers("LC_NUMERIC", "fr_FR.UTF-8");
+    const test::Variable messages("LC_MESSAGES");
+    const test::Variable lang("LANG", "de_AT.UTF-8");
+    const auto name = [] { return installedApplications()->withId(u"a"_s)->name; };
+    EXPECT_EQ(name(), u"Dateien"_s);
+    const test::Variable french("LC_MESSAGES", "fr_CH");
+    EXPECT_EQ(name(), u"Fichiers"_s);
+    const test::Variable list("LANGUAGE", "nl:de");
+    EXPECT_EQ(name(), u"Dateien"_s);
+    const test::Variable none("LC_ALL", "C.UTF-8");
+    EXPECT_EQ(name(), u"Files"_s);
+}
+
 TEST_F(ApplicationsTest, MenusCountBeforeWhatTheyHide) {
     entry(u"a"_s, "Name=Same\nExec=a\nNoDisplay=true\n");
     entry(u"b"_s, "Name=Same\nExec=b\n");
     EXPECT_EQ(idOf(read().named(u"Same"_s)), u"b"_s);
+    EXPECT_EQ(read().named(u".app"_s), nullptr) << "no name is nobody's, also without a window class";
 }
 
 TEST_F(ApplicationsTest, AnOwnersEntryHidesTheSystemsOfTheSameName) {
@@ -219,4 +302,20 @@ TEST_F(ApplicationsTest, GarbageAndHugeFilesAreNoTrouble) {
     write(u"config/mimeapps.list"_s, QByteArray("[Default Applications]\n=;;;\ntext/plain\n\xff", 38));
     entry(u"ok"_s, "Name=OK\nExec=ok\n");
     EXPECT_EQ(read().all().size(), 1u);
+}
+
+TEST_F(ApplicationsTest, AreReadOnceWhileNothingChanges) {
+    entry(u"a"_s, "Name=A\nExec=a\n");
+    const test::Variable home("HOME", scratch.directory().toUtf8());
+    const test::Variable own("XDG_DATA_HOME", scratch.path(u"data"_s).toUtf8());
+    const test::Variable system("XDG_DATA_DIRS", scratch.path(u"system"_s).toUtf8());
+    const test::Variable config("XDG_CONFIG_HOME", scratch.path(u"config"_s).toUtf8());
+    ASSERT_EQ(std::system(("find '" + scratch.directory().toUtf8() + "' -exec touch -d 2020-01-01 {} +").constData()),
+              0);
+    const auto first = installedApplications();
+    ASSERT_NE(first->withId(u"a"_s), nullptr);
+    EXPECT_EQ(installedApplications(), first);
+    entry(u"b"_s, "Name=B\nExec=b\n");
+    EXPECT_NE(installedApplications(), first);
+    EXPECT_EQ(first->withId(u"b"_s), nullptr) << "what was handed out stays as it was";
 }

@@ -5,6 +5,7 @@
 #include "tests/support/Wait.h"
 #include "tests/support/XServer.h"
 
+#include <csignal>
 #include <cstdlib>
 
 using namespace ombru;
@@ -43,6 +44,17 @@ TEST(Diagnosis, AScreenThatCannotBeReadSaysWhy) {
     expectBroken(await(screenCheck()), u"true colours"_s);
 }
 
+TEST(Diagnosis, ADisplayThatDoesNotAnswerSaysSo) {
+    const XServer server("640x480x24");
+    server.signal(SIGSTOP);
+    ManualClock clock;
+    auto screen = screenCheck();
+    auto input = inputCheck();
+    clock.advance(std::chrono::seconds(15));
+    expectBroken(await(std::move(screen)), u"does not answer"_s);
+    expectBroken(await(std::move(input)), u"does not answer"_s);
+}
+
 TEST(Diagnosis, InputNeedsXtest) {
     {
         const XServer server("640x480x24");
@@ -52,7 +64,8 @@ TEST(Diagnosis, InputNeedsXtest) {
     expectBroken(await(inputCheck()), u"no XTEST"_s);
 }
 
-TEST(Diagnosis, InAWaylandSessionNeitherScreenNorInputWorks) {
+TEST(Diagnosis, InAWaylandSessionWithoutAPortalNeitherScreenNorInputWorks) {
+    const SessionBus nobody;
     const XServer server("640x480x24");
     ASSERT_EQ(std::system("xrandr --setmonitor XWAYLAND0 640/150x480/120+0+0 screen >/dev/null"), 0);
     expectBroken(await(screenCheck()), u"Wayland"_s);

@@ -4,6 +4,7 @@
 #include "tests/support/Variable.h"
 
 #include <QProcess>
+#include <QRect>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -56,6 +57,19 @@ protected:
         const auto result = dialogAnswer(process.readAllStandardOutput());
         EXPECT_TRUE(result) << result.error().description.toStdString();
         return result.value_or(DialogAnswer());
+    }
+
+    // The window is on the screen with all its edges, and Return still presses the default button.
+    void expectOnScreen() {
+        show();
+        const auto window = windowTitled(*desktop, request.title);
+        ASSERT_TRUE(window);
+        const QRect screen(0, 0, 1920, 1080);
+        EXPECT_TRUE(screen.contains(QRect(window->position, window->size)))
+            << window->position.x() << ',' << window->position.y() << ' ' << window->size.width() << 'x'
+            << window->size.height();
+        press(RETURN);
+        EXPECT_EQ(answer().button, 2);
     }
 
     static constexpr int RETURN = 36;
@@ -138,10 +152,56 @@ TEST_F(Dialog, KeepsItsButtonsOnTheScreenUnderALongText) {
     request.kind = DialogRequest::Kind::alert;
     request.icon = DialogRequest::Icon::caution;
     request.message = u"One more line of a text that has a great many of them. "_s.repeated(1000);
-    show();
-    EXPECT_LT(windowTitled(*desktop, request.title)->size.height(), 1080);
-    press(RETURN);
-    EXPECT_EQ(answer().button, 2);
+    expectOnScreen();
+}
+
+TEST_F(Dialog, TwoLongTextsStayOnTheScreenTogether) {
+    request.kind = DialogRequest::Kind::alert;
+    request.text = u"A long question of many words. "_s.repeated(160);
+    request.message = request.text;
+    request.defaultText = u"x"_s.repeated(5000);
+    expectOnScreen();
+}
+
+TEST_F(Dialog, AWordWithoutEndStaysOnTheScreen) {
+    request.text = u"W"_s.repeated(5000);
+    expectOnScreen();
+}
+
+TEST_F(Dialog, LongButtonsStayOnTheScreen) {
+    for (QString &name : request.buttons)
+        name = (name + u" & more of it. "_s).repeated(40);
+    expectOnScreen();
+}
+
+TEST_F(Dialog, ManyButtonsStayOnTheScreen) {
+    for (int i = 0; i < 60; ++i)
+        request.buttons.append(u"Choice %1"_s.arg(i));
+    request.text = u"W"_s.repeated(5000);
+    expectOnScreen();
+}
+
+TEST_F(Dialog, OnAPlatformThatShowsNothingFailsAtOnce) {
+    for (const char *platform : {"offscreen", "minimal"}) {
+        const test::Variable unseen("QT_QPA_PLATFORM", platform);
+        start();
+        ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; })) << platform;
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode(), 1);
+        EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
+        EXPECT_TRUE(process.readAllStandardError().contains("QT_QPA_PLATFORM"));
+    }
+}
+
+TEST_F(Dialog, AScriptHearsThatNobodyCanBeAsked) {
+    for (const char *name : {"DISPLAY", "QT_QPA_PLATFORM"}) {
+        const test::Variable unseen(name, qstrcmp(name, "DISPLAY") == 0 ? "" : "offscreen");
+        process.start(qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s, {u"-e"_s, u"display dialog \"Hello?\""_s});
+        ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; })) << name;
+        EXPECT_EQ(process.exitCode(), 1);
+        const QByteArray said = process.readAllStandardError();
+        EXPECT_TRUE(said.contains("No user interaction allowed. (-1713)")) << said.toStdString();
+    }
 }
 
 TEST_F(Dialog, WithoutADisplayFailsAndSaysNothing) {
@@ -149,17 +209,21 @@ TEST_F(Dialog, WithoutADisplayFailsAndSaysNothing) {
     start();
     ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-    EXPECT_NE(process.exitCode(), 0);
+    EXPECT_EQ(process.exitCode(), 1);
     EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
     EXPECT_TRUE(process.readAllStandardError().contains("DISPLAY is not set"));
 }
 
 TEST_F(Dialog, RefusesWhatIsNoRequest) {
-    process.start(qEnvironmentVariable("OMBRU_BIN") + u"/ombru-dialog"_s, QStringList());
-    process.write("{\"kind\": 7}");
-    process.closeWriteChannel();
-    ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
-    EXPECT_NE(process.exitCode(), 0);
-    EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
-    EXPECT_FALSE(process.readAllStandardError().isEmpty());
+    for (const char *input : {"{\"kind\": 7}", "no JSON", ""}) {
+        process.start(qEnvironmentVariable("OMBRU_BIN") + u"/ombru-dialog"_s, QStringList());
+        process.write(input);
+        process.closeWriteChannel();
+        ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
+        EXPECT_EQ(process.exitCode(), 2);
+        EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
+        const QByteArray said = process.readAllStandardError();
+        EXPECT_TRUE(said.startsWith("ombru-dialog: ")) << said.toStdString();
+        EXPECT_EQ(said.count('\n'), 1) << said.toStdString();
+    }
 }

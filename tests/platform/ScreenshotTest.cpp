@@ -1,7 +1,8 @@
 #include "platform/Screenshot.h"
 
-#include "base/PictureFile.h"
 #include "agent/Screen.h"
+#include "base/PictureFile.h"
+#include "tests/support/SessionBus.h"
 #include "tests/support/Wait.h"
 #include "tests/support/XServer.h"
 
@@ -152,6 +153,7 @@ TEST(Screenshot, WithoutAPrimaryMonitorTakesTheFirst) {
 }
 
 TEST(Screenshot, AWaylandSessionIsAFailureThatSaysSoRatherThanABlackPicture) {
+    const SessionBus nobody;
     const XServer server("640x480x24");
     run("xrandr --setmonitor XWAYLAND0 640/150x480/120+0+0 screen");
     const auto picture = takeAsItIs();

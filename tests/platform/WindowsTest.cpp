@@ -77,6 +77,16 @@ TEST_F(Windows, AreRaisedAndGivenTheFocus) {
     EXPECT_EQ(titles(), QStringList({two, one}));
 }
 
+TEST_F(Windows, ThatMayNotBeMinimisedSaySo) {
+    // As a window manager says it of a window.
+    runProgram("xprop -id " + QByteArray::number(qulonglong(window(one).handle)) +
+               " -f _NET_WM_ALLOWED_ACTIONS 32a -set _NET_WM_ALLOWED_ACTIONS _NET_WM_ACTION_CLOSE");
+    const auto minimised = desktop->setMinimized(window(one).handle, true);
+    ASSERT_FALSE(minimised);
+    EXPECT_EQ(minimised.error().description, u"The window cannot be minimised."_s);
+    EXPECT_FALSE(window(one).minimized);
+}
+
 TEST_F(Windows, AreMinimisedAndBroughtBack) {
     const auto handle = window(two).handle;
     ASSERT_TRUE(desktop->setMinimized(handle, true));

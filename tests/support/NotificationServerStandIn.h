@@ -37,6 +37,7 @@ public:
     std::vector<Shown> shown; // now
     int calls = 0;            // to show or close
     QStringList titles;       // all that were told, in order
+    QStringList bodies;       // theirs
 
     int waiting() const { return static_cast<int>(m_waiting.size()); }
     void answerWaiting() {
@@ -77,6 +78,7 @@ private:
     }
     uint show(const QVariantList &told) {
         titles += told.value(3).toString();
+        bodies += told.value(4).toString();
         const uint replaced = told.value(1).toUInt();
         const int urgency = qdbus_cast<QVariantMap>(told.value(6)).value(QStringLiteral("urgency"), -1).toInt();
         for (Shown &one : shown) {

@@ -72,6 +72,8 @@ void ScriptedHost::read(const QString &word, const QStringList &rest, const QStr
         m_answer = {-1, {}, true};
     } else if (word == u"fail") {
         m_failures.insert(rest.value(0), Failure{u"host"_s, number(1), from(2)});
+    } else if (word == u"refuse") {
+        m_refused.append(line);
     } else {
         qFatal("a scripted host does not know \"%s\"", qPrintable(word));
     }
@@ -129,6 +131,14 @@ QString ScriptedHost::path(Folder folder) {
         u""_s,          u"/Desktop"_s, u"/Documents"_s, u"/Downloads"_s,    u"/Music"_s,
         u"/Pictures"_s, u"/Videos"_s,  u"/.tmp"_s,      u"/Applications"_s, u"/.config"_s};
     return u"/home/me"_s + names[int(folder)];
+}
+
+Result<> ScriptedHost::authorize(const Application &application) {
+    authorizations.append(application.id);
+    if (!m_refused.contains(application.id))
+        return {};
+    return std::unexpected(
+        Failure{u"consent"_s, -1743, u"Not authorized to send Apple events to %1."_s.arg(application.name)});
 }
 
 std::optional<Application> ScriptedHost::applicationNamed(const QString &name) {

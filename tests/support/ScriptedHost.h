@@ -7,6 +7,7 @@
 //   out TEXT / err TEXT        what it writes (\n for a line end)
 //   clipboard TEXT   now ISO-DATE   random NUMBER   answer BUTTON-INDEX TEXT   gives up
 //   fail CALL NUMBER MESSAGE   the call with this name fails
+//   refuse ID                  the owner lets no event be sent there
 #pragma once
 #include "applescript/Host.h"
 
@@ -18,8 +19,9 @@ class ScriptedHost final : public Host {
 public:
     explicit ScriptedHost(const QString &script = {});
 
-    QStringList calls; // what was done, in order
-    QString logged;    // what would be on standard error
+    QStringList calls;          // what was done, in order
+    QString logged;             // what would be on standard error
+    QStringList authorizations; // the applications that an event was to be sent to
 
     Result<ShellOutcome> shell(const QString &command) override;
     void delay(double seconds) override;
@@ -32,6 +34,7 @@ public:
     Result<> openLocation(const QString &url) override;
     QString path(Folder folder) override;
     void log(const QString &line) override { logged += line + QChar(u'\n'); }
+    Result<> authorize(const Application &application) override;
     std::optional<Application> applicationNamed(const QString &name) override;
     std::optional<Application> applicationWithId(const QString &id) override;
     bool isRunning(const QString &id) override { return m_running.contains(id); }
@@ -67,6 +70,7 @@ private:
     DialogAnswer m_answer{0, {}, false};
     std::vector<Application> m_applications;
     QStringList m_running;
+    QStringList m_refused;
     std::vector<ProcessInfo> m_processes;
     QHash<qint64, std::vector<WindowInfo>> m_windows;
     QHash<QString, Failure> m_failures;

@@ -1,5 +1,7 @@
 #include "platform/linux/desktop/KeyMap.h"
 
+#include "platform/linux/desktop/KeyLoans.h"
+
 #include <algorithm>
 #include <xkbcommon/xkbcommon-x11.h>
 
@@ -20,12 +22,15 @@ struct UnrefContext {
 
 } // namespace
 
-Result<KeyMap> KeyMap::read(const X11 &x11) {
+Result<KeyMap> KeyMap::read(X11 &x11) {
     auto *connection = x11.connection();
     const std::unique_ptr<xkb_context, UnrefContext> context(xkb_context_new(XKB_CONTEXT_NO_DEFAULT_INCLUDES));
     const bool usable = context && xkb_x11_setup_xkb_extension(
                                        connection, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                        XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr, nullptr);
+    // Loans and map belong together.
+    const ServerGrab grab(x11);
+    const auto loans = usable ? livingLoans(x11) : std::vector<KeyLoan>();
     KeyMap result;
     if (usable)
         result.m_map.reset(xkb_x11_keymap_new_from_device(
@@ -36,7 +41,10 @@ Result<KeyMap> KeyMap::read(const X11 &x11) {
     auto *map = result.m_map.get();
     result.readModifiers(x11);
     for (auto key = xkb_keymap_min_keycode(map); key <= xkb_keymap_max_keycode(map); ++key)
-        result.add(map, static_cast<xcb_keycode_t>(key));
+        if (isLent(loans, static_cast<xcb_keycode_t>(key)))
+            result.m_spare.push_back(static_cast<xcb_keycode_t>(key));
+        else
+            result.add(map, static_cast<xcb_keycode_t>(key));
     return result;
 }
 
@@ -95,27 +103,6 @@ std::optional<Stroke> KeyMap::strokeFor(xkb_keysym_t symbol) const {
 std::optional<xcb_keycode_t> KeyMap::keyAt(const char *position) const {
     const auto key = xkb_keymap_key_by_name(m_map.get(), position);
     return key == XKB_KEYCODE_INVALID ? std::nullopt : std::optional(static_cast<xcb_keycode_t>(key));
-}
-
-BorrowedKeys::~BorrowedKeys() {
-    bind({});
-}
-
-void BorrowedKeys::bind(const std::vector<xkb_keysym_t> &symbols) {
-    const std::size_t keys = (symbols.size() + 1) / 2;
-    for (std::size_t key = 0; key < keys; ++key) {
-        // The server would make a pair of cases of a lone letter; the same symbol twice stays what it is.
-        const xkb_keysym_t plain = symbols[key * 2];
-        write(key, plain, key * 2 + 1 < symbols.size() ? symbols[key * 2 + 1] : plain);
-    }
-    for (std::size_t key = keys; key < m_used; ++key)
-        write(key, XKB_KEY_NoSymbol, XKB_KEY_NoSymbol);
-    m_used = keys;
-}
-
-void BorrowedKeys::write(std::size_t key, xkb_keysym_t plain, xkb_keysym_t shifted) {
-    const xcb_keysym_t symbols[] = {plain, shifted};
-    xcb_change_keyboard_mapping(m_x11->connection(), 1, m_spare[key], 2, symbols);
 }
 
 } // namespace ombru

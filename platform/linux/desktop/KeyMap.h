@@ -16,13 +16,14 @@ struct Stroke {
 
 class KeyMap {
 public:
-    // As it is now. A Failure when the server has no XKB.
-    static Result<KeyMap> read(const X11 &x11);
+    // As it is now, after the keys of programs that were killed were given back. Keys that others have borrowed count
+    // as spare. A Failure when the server has no XKB.
+    static Result<KeyMap> read(X11 &x11);
 
     std::optional<Stroke> strokeFor(xkb_keysym_t symbol) const;
     std::optional<xcb_keycode_t> keyAt(const char *position) const; // XKB's name of the place
 
-    const std::vector<xcb_keycode_t> &spareKeys() const { return m_spare; } // they have no symbol in any layout
+    const std::vector<xcb_keycode_t> &spareKeys() const { return m_spare; } // no symbol in any layout
     const std::vector<xcb_keycode_t> &modifierKeys() const { return m_modifiers; }
 
 private:
@@ -37,29 +38,6 @@ private:
     std::map<xkb_keysym_t, Stroke> m_strokes;
     std::vector<xcb_keycode_t> m_spare;
     std::vector<xcb_keycode_t> m_modifiers;
-};
-
-// Symbols on spare keys, for as long as the object lives. Two symbols fit on a key: the second comes with Shift.
-class BorrowedKeys {
-public:
-    BorrowedKeys(const X11 &x11, std::vector<xcb_keycode_t> spare) : m_x11(&x11), m_spare(std::move(spare)) {}
-    ~BorrowedKeys();
-    BorrowedKeys(const BorrowedKeys &) = delete;
-    BorrowedKeys &operator=(const BorrowedKeys &) = delete;
-
-    std::size_t capacity() const { return m_spare.size() * 2; }
-    std::size_t used() const { return m_used; } // keys that have symbols now
-
-    // Replaces what was there; at most `capacity()` symbols.
-    void bind(const std::vector<xkb_keysym_t> &symbols);
-    Stroke stroke(std::size_t index) const { return {m_spare[index / 2], index % 2 == 1, 0}; }
-
-private:
-    void write(std::size_t key, xkb_keysym_t plain, xkb_keysym_t shifted);
-
-    const X11 *m_x11;
-    std::vector<xcb_keycode_t> m_spare;
-    std::size_t m_used = 0;
 };
 
 } // namespace ombru

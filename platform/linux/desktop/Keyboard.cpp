@@ -1,9 +1,11 @@
 #include "platform/linux/desktop/Keyboard.h"
 
+#include "platform/linux/desktop/BorrowedKeys.h"
 #include "platform/linux/desktop/Settled.h"
 #include "platform/linux/desktop/Symbols.h"
 
 #include <algorithm>
+#include <set>
 
 using namespace Qt::StringLiterals;
 
@@ -58,7 +60,7 @@ void tap(const X11 &x11, xcb_keycode_t key) {
 }
 
 Failure noKey() {
-    return desktopFailure(CANNOT_DO_IT, u"The keyboard has no such key, and no free one to put it on."_s);
+    return desktopFailure(CANNOT_DO_IT, u"The keyboard has no such key."_s);
 }
 
 Failure noSuchCode(int keyCode) {
@@ -68,14 +70,14 @@ Failure noSuchCode(int keyCode) {
 // Types symbols one after the other. Those that no key has are put on spare keys, as many at a time as fit.
 class Typist {
 public:
-    Typist(X11 &x11, const KeyMap &map) : m_x11(&x11), m_map(&map), m_borrowed(x11, map.spareKeys()), m_settled(x11) {}
+    Typist(X11 &x11, const KeyMap &map) : m_x11(&x11), m_map(&map), m_borrowed(x11), m_settled(x11) {}
 
     Result<> type(const std::vector<xkb_keysym_t> &symbols) {
         if (const auto shift = keyOf(*m_map, Modifier::shift))
             m_shift = *shift;
         else
             return std::unexpected(shift.error());
-        Result<> typed;
+        Result<> typed = borrowFor(symbols);
         for (auto next = symbols.begin(); next != symbols.end() && typed;)
             typed = typeSome(next, symbols.end());
         return typed;
@@ -84,23 +86,30 @@ public:
 private:
     using Symbol = std::vector<xkb_keysym_t>::const_iterator;
 
+    Result<> borrowFor(const std::vector<xkb_keysym_t> &symbols) {
+        std::set<xkb_keysym_t> foreign;
+        for (const xkb_keysym_t symbol : symbols)
+            if (!m_map->strokeFor(symbol))
+                foreign.insert(symbol);
+        return foreign.empty() ? Result<>() : m_borrowed.borrow(m_map->spareKeys(), foreign.size());
+    }
+
     Result<> typeSome(Symbol &next, Symbol end) {
         std::map<xkb_keysym_t, Stroke> strokes;
         std::vector<xkb_keysym_t> foreign;
         Symbol stop = next;
         for (; stop != end && admit(*stop, strokes, foreign); ++stop) {
         }
-        if (stop == next)
-            return std::unexpected(noKey());
         if (!foreign.empty()) {
-            m_borrowed.bind(foreign);
+            if (const auto bound = m_borrowed.bind(foreign); !bound)
+                return bound;
             if (const auto read = m_settled.wait(READ_MAP_MILLISECONDS); !read)
                 return read;
         }
         for (; next != stop; ++next)
             if (const auto typed = press(strokes.at(*next)); !typed)
                 return typed;
-        return m_borrowed.used() > 0 ? m_settled.wait(WORK_OFF_MILLISECONDS) : m_x11->flush();
+        return m_borrowed.areBound() ? m_settled.wait(WORK_OFF_MILLISECONDS) : m_x11->flush();
     }
 
     bool admit(xkb_keysym_t symbol, std::map<xkb_keysym_t, Stroke> &strokes, std::vector<xkb_keysym_t> &foreign) {
@@ -171,11 +180,12 @@ Result<> Keyboard::shortcuts(X11 &x11, const KeyMap &map, const std::vector<xkb_
 }
 
 Result<> Keyboard::pressBorrowed(X11 &x11, const KeyMap &map, xkb_keysym_t symbol, Modifiers modifiers) {
-    if (map.spareKeys().empty())
-        return std::unexpected(noKey());
-    BorrowedKeys borrowed(x11, {map.spareKeys().front()});
+    BorrowedKeys borrowed(x11);
     Settled settled(x11);
-    borrowed.bind({borrowedSymbol(symbol)});
+    if (const auto got = borrowed.borrow(map.spareKeys(), 1); !got)
+        return got;
+    if (const auto bound = borrowed.bind({borrowedSymbol(symbol)}); !bound)
+        return bound;
     if (const auto read = settled.wait(READ_MAP_MILLISECONDS); !read)
         return read;
     if (const auto pressed = chord(x11, map, borrowed.stroke(0), modifiers); !pressed)
@@ -184,20 +194,29 @@ Result<> Keyboard::pressBorrowed(X11 &x11, const KeyMap &map, xkb_keysym_t symbo
 }
 
 Result<> Keyboard::chord(X11 &x11, const KeyMap &map, Stroke stroke, Modifiers modifiers) {
-    const auto keys = keysOf(map, stroke.shift ? modifiers | static_cast<int>(Modifier::shift) : modifiers);
+    const Modifiers all = stroke.shift ? modifiers | static_cast<int>(Modifier::shift) : modifiers;
+    return during(x11, map, all, [&] {
+        tap(x11, stroke.key);
+        // Some programs look at the modifiers only when they get to the key: too late when they are up again by then.
+        return all == 0 ? Result<>() : Settled(x11).wait(NOTICE_MILLISECONDS);
+    });
+}
+
+// Does it while these modifiers are down.
+Result<> Keyboard::during(X11 &x11, const KeyMap &map, Modifiers modifiers, const std::function<Result<>()> &action) {
+    const auto keys = keysOf(map, modifiers);
     if (!keys)
         return std::unexpected(keys.error());
-    for (const xcb_keycode_t key : *keys)
-        if (!m_held[key])
-            sendKey(x11, key, true);
-    tap(x11, stroke.key);
-    // Some programs look at the modifiers only when they get to the key: too late when they are up again by then.
-    const auto noticed = keys->empty() ? Result<>() : Settled(x11).wait(NOTICE_MILLISECONDS);
-    for (const xcb_keycode_t key : *keys)
-        if (!m_held[key])
-            sendKey(x11, key, false);
+    const auto sendAll = [&](bool down) {
+        for (const xcb_keycode_t key : *keys)
+            if (!m_held[key])
+                sendKey(x11, key, down);
+    };
+    sendAll(true);
+    const auto done = action();
+    sendAll(false);
     const auto released = x11.flush();
-    return noticed ? released : noticed;
+    return done ? released : done;
 }
 
 Result<> Keyboard::press(X11 &x11, int keyCode, Modifiers modifiers) {
@@ -261,21 +280,10 @@ Result<> Keyboard::with(X11 &x11, Modifiers modifiers, const std::function<Resul
     const auto map = KeyMap::read(x11);
     if (!map)
         return std::unexpected(map.error());
-    const auto keys = keysOf(*map, modifiers);
-    if (!keys)
-        return std::unexpected(keys.error());
     InputState state(x11);
     if (const auto free = state.releaseModifiers(map->modifierKeys(), m_held); !free)
         return free;
-    for (const xcb_keycode_t key : *keys)
-        if (!m_held[key])
-            sendKey(x11, key, true);
-    const auto done = action();
-    for (const xcb_keycode_t key : *keys)
-        if (!m_held[key])
-            sendKey(x11, key, false);
-    xcb_flush(x11.connection());
-    return done;
+    return during(x11, *map, modifiers, action);
 }
 
 } // namespace ombru

@@ -22,6 +22,8 @@ public:
 
 private:
     Result<> pressBorrowed(X11 &x11, const KeyMap &map, xkb_keysym_t symbol, applescript::Modifiers modifiers);
+    Result<> during(X11 &x11, const KeyMap &map, applescript::Modifiers modifiers,
+                    const std::function<Result<>()> &action);
     Result<> chord(X11 &x11, const KeyMap &map, Stroke stroke, applescript::Modifiers modifiers);
     Result<> shortcuts(X11 &x11, const KeyMap &map, const std::vector<xkb_keysym_t> &symbols,
                        applescript::Modifiers modifiers);

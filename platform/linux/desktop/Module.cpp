@@ -4,6 +4,7 @@
 #include "platform/linux/desktop/Notify.h"
 #include "platform/linux/desktop/Pointer.h"
 #include "platform/linux/desktop/Windows.h"
+#include "platform/linux/osascript/Desktop.h"
 
 #include <mutex>
 #include <xcb/xtest.h>

@@ -1,10 +1,10 @@
 #include "platform/linux/desktop/Notify.h"
 
+#include "platform/linux/SessionBusAddress.h"
 #include "platform/linux/desktop/X11.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QFile>
 #include <QVariantMap>
 
 using namespace Qt::StringLiterals;
@@ -15,15 +15,6 @@ namespace {
 constexpr int ANSWER_MILLISECONDS = 5'000;
 const QString SERVER = u"org.freedesktop.Notifications"_s;
 const QString PATH = u"/org/freedesktop/Notifications"_s;
-
-// Never a bus that the library would start by itself.
-QString busAddress() {
-    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
-    if (!address.isEmpty())
-        return address;
-    const QString socket = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_s;
-    return QFile::exists(socket) ? u"unix:path="_s + socket : QString();
-}
 
 QDBusMessage call(QDBusConnection &bus, const QString &method, const QVariantList &arguments) {
     QDBusMessage message = QDBusMessage::createMethodCall(SERVER, PATH, SERVER, method);
@@ -48,7 +39,7 @@ QVariantList arguments(const applescript::NotificationRequest &request, bool mar
 
 Result<> showNotification(const applescript::NotificationRequest &request) {
     const QString name = u"ombru.osascript"_s;
-    const QString address = busAddress();
+    const QString address = sessionBusAddress();
     if (address.isEmpty())
         return std::unexpected(desktopFailure(CANNOT_DO_IT, u"There is no session bus to show a notification by."_s));
     QDBusConnection bus = QDBusConnection::connectToBus(address, name);

@@ -13,6 +13,7 @@ namespace {
 
 constexpr int PATIENCE_MILLISECONDS = 3'000;
 constexpr int BACKLOG_MILLISECONDS = 30'000;
+constexpr int ASK_AGAIN_MILLISECONDS = 1'000;
 constexpr std::uint32_t PAGER = 2;    // the source of a message that the window manager obeys without second thoughts
 constexpr int NORTH_WEST_GRAVITY = 1; // the place is the frame's, the size the client's
 
@@ -146,7 +147,8 @@ Result<> Windows::activate(std::uint64_t handle) {
 }
 
 // Returns once the window manager has answered a question, and so has done all that it was asked before: it falls
-// behind when the keyboard map changes, and lists windows that have gone.
+// behind when the keyboard map changes, and lists windows that have gone. One that has just started announces itself
+// before it listens, so the question is asked again.
 Result<> Windows::awaitManager() {
     const xcb_window_t manager = m_x11.number(m_x11.root(), "_NET_SUPPORTING_WM_CHECK");
     const bool runs = manager != 0 && m_x11.number(manager, "_NET_SUPPORTING_WM_CHECK") == manager;
@@ -162,9 +164,12 @@ Result<> Windows::awaitManager() {
     const auto asking = xcb_generate_id(m_x11.connection());
     xcb_create_window(m_x11.connection(), 0, asking, m_x11.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, 0, 0,
                       nullptr);
-    m_x11.tellManager(asking, question, {});
-    const bool answered =
-        m_x11.waitFor(BACKLOG_MILLISECONDS, [&] { return !m_x11.numbers(asking, "_NET_FRAME_EXTENTS").empty(); });
+    bool answered = false;
+    for (int waited = 0; !answered && waited < BACKLOG_MILLISECONDS; waited += ASK_AGAIN_MILLISECONDS) {
+        m_x11.tellManager(asking, question, {});
+        answered =
+            m_x11.waitFor(ASK_AGAIN_MILLISECONDS, [&] { return !m_x11.numbers(asking, "_NET_FRAME_EXTENTS").empty(); });
+    }
     xcb_destroy_window(m_x11.connection(), asking);
     if (const auto alive = m_x11.flush(); answered || !alive)
         return alive;
@@ -212,6 +217,8 @@ Result<> Windows::setMinimized(std::uint64_t handle, bool minimized) {
     const auto window = find(handle);
     if (!window)
         return std::unexpected(window.error());
+    if (minimized && !canBeMinimized(*window))
+        return std::unexpected(desktopFailure(CANNOT_DO_IT, u"The window cannot be minimised."_s));
     if (minimized)
         m_x11.tellManager(*window, "WM_CHANGE_STATE", {XCB_ICCCM_WM_STATE_ICONIC, 0, 0, 0, 0});
     else
@@ -222,6 +229,16 @@ Result<> Windows::setMinimized(std::uint64_t handle, bool minimized) {
         return alive;
     return std::unexpected(desktopFailure(CANNOT_DO_IT, minimized ? u"The window cannot be minimised."_s
                                                                   : u"The window cannot be brought back."_s));
+}
+
+// Window managers that say what they can do also say which windows they let be minimised.
+bool Windows::canBeMinimized(xcb_window_t window) {
+    const auto supported = m_x11.numbers(m_x11.root(), "_NET_SUPPORTED");
+    if (!contains(supported, m_x11.atom("_NET_WM_STATE_HIDDEN")))
+        return false;
+    const auto allowed = m_x11.numbers(window, "_NET_WM_ALLOWED_ACTIONS");
+    const auto minimize = m_x11.atom("_NET_WM_ACTION_MINIMIZE");
+    return allowed.empty() || !contains(supported, minimize) || contains(allowed, minimize);
 }
 
 Result<> Windows::move(std::uint64_t handle, QPoint position) {

@@ -1,8 +1,8 @@
 // The windows of the desktop, through its window manager (EWMH). One thread; each operation waits until the window
 // manager has done it. A handle is the window's id on the X server.
 #pragma once
+#include "platform/linux/DesktopWindows.h"
 #include "platform/linux/desktop/X11.h"
-#include "platform/linux/osascript/Desktop.h"
 
 namespace ombru {
 
@@ -34,6 +34,7 @@ private:
     Result<> awaitManager();
     xcb_window_t focused();
     bool leadsTo(xcb_window_t from, xcb_window_t owner);
+    bool canBeMinimized(xcb_window_t window);
     void unmaximize(xcb_window_t window);
     Result<> place(xcb_window_t window, QRect client, std::uint32_t which);
 

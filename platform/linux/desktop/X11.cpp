@@ -70,6 +70,14 @@ QString X11::text(xcb_window_t window, const char *property) {
     return reply->type == XCB_ATOM_STRING ? QString::fromLatin1(bytes) : QString::fromUtf8(bytes);
 }
 
+void X11::setNumbers(xcb_window_t window, const char *property, const std::vector<std::uint32_t> &numbers) {
+    if (numbers.empty())
+        xcb_delete_property(connection(), window, atom(property));
+    else
+        xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window, atom(property), XCB_ATOM_CARDINAL, 32,
+                            static_cast<std::uint32_t>(numbers.size()), numbers.data());
+}
+
 xcb_window_t X11::inputFocus() const {
     const auto reply = Reply<xcb_get_input_focus_reply_t>(
         xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));

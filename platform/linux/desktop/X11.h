@@ -50,6 +50,8 @@ public:
     std::vector<std::uint32_t> numbers(xcb_window_t window, const char *property);
     std::uint32_t number(xcb_window_t window, const char *property); // the first, or 0
     QString text(xcb_window_t window, const char *property);
+    void setNumbers(xcb_window_t window, const char *property,
+                    const std::vector<std::uint32_t> &numbers); // none: no property
 
     xcb_window_t inputFocus() const;
     // The window that the window manager knows, of which `window` is a part; none when it is of no such window.
@@ -83,6 +85,22 @@ private:
     Display m_display;
     const std::atomic<bool> *m_stop;
     std::map<const char *, xcb_atom_t> m_atoms;
+};
+
+// While it lives the server listens to nobody else, so that what was read stays so until something is written. One
+// connection has one at a time.
+class ServerGrab {
+public:
+    explicit ServerGrab(const X11 &x11) : m_connection(x11.connection()) { xcb_grab_server(m_connection); }
+    ~ServerGrab() {
+        xcb_ungrab_server(m_connection);
+        xcb_flush(m_connection);
+    }
+    ServerGrab(const ServerGrab &) = delete;
+    ServerGrab &operator=(const ServerGrab &) = delete;
+
+private:
+    xcb_connection_t *m_connection;
 };
 
 } // namespace ombru

@@ -1,5 +1,5 @@
 // The window of `display dialog` and `display alert`. Main thread. It answers once, through `onAnswer`, and is closed
-// then.
+// then. It stays within the screen, whatever it is to show.
 #pragma once
 #include "applescript/Host.h"
 
@@ -9,6 +9,7 @@
 #include <functional>
 
 class QBoxLayout;
+class QPushButton;
 
 namespace ombru {
 
@@ -17,14 +18,12 @@ public:
     DialogWindow(const applescript::DialogRequest &request,
                  std::function<void(const applescript::DialogAnswer &)> onAnswer);
 
-    void showInFront(); // with the focus, on top of the window that had it
-
     void reject() override; // Escape and closing
 
 private:
-    void addTexts(QBoxLayout &column);
     void addField(QBoxLayout &column);
     void addButtons(QBoxLayout &column);
+    QPushButton *makeButton(int index, int widest);
     void giveUpLater();
     void answer(int button, bool gaveUp = false);
 

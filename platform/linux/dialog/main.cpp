@@ -1,7 +1,9 @@
-// ombru-dialog: asks what the JSON object on standard input says, and writes the answer as one to standard output. Ends
-// with status 1, a line on standard error and no output when the request cannot be read or there is no display.
-#include "platform/linux/Display.h"
+// ombru-dialog: asks what the JSON object on standard input says, and writes the answer as one to standard output.
+// Without an answer it writes a line to standard error, and ends with status 1 when nobody could see the question, 2
+// when it is not a request.
+#include "platform/OwnWindows.h"
 #include "platform/linux/dialog/DialogWindow.h"
+#include "platform/linux/dialog/OwnWindow.h"
 #include "platform/linux/osascript/DialogWire.h"
 
 #include <QApplication>
@@ -13,9 +15,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-int complain(const QString &what) {
+constexpr int NOBODY_SEES_IT = 1;
+constexpr int NO_REQUEST = 2;
+
+int complain(int status, const QString &what) {
     std::fprintf(stderr, "ombru-dialog: %s\n", qPrintable(what));
-    return 1;
+    return status;
 }
 
 QByteArray readStandardInput() {
@@ -36,10 +41,9 @@ int write(const ombru::applescript::DialogAnswer &answer) {
 int main(int argc, char **argv) {
     const auto request = ombru::dialogRequest(readStandardInput());
     if (!request)
-        return complain(request.error().description);
-    // Qt would end the process with a signal.
-    if (const auto display = ombru::Display::open(); !display)
-        return complain(display.error().description);
+        return complain(NO_REQUEST, request.error().description);
+    if (const auto display = ombru::windowsCanBeShown(); !display)
+        return complain(NOBODY_SEES_IT, display.error().description);
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     int status = 1;
@@ -47,7 +51,7 @@ int main(int argc, char **argv) {
         status = write(answer);
         QApplication::quit();
     });
-    window.showInFront();
+    ombru::showInFront(window);
     QApplication::exec();
     return status;
 }

@@ -1,6 +1,8 @@
 #include "platform/linux/osascript/Blocking.h"
 
 #include "base/Spawn.h"
+#include "platform/linux/osascript/Ending.h"
+#include "platform/linux/osascript/ProcessTree.h"
 
 #include <QFile>
 
@@ -8,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <mutex>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
@@ -108,7 +111,40 @@ bool feed(const Descriptor &pipe, QByteArray &input) {
     return false;
 }
 
+// The child that is waited for now: it ends with this program. Shared with the thread that sees to that.
+struct Awaited {
+    std::mutex mutex;
+    pid_t child = 0;
+};
+
+const std::shared_ptr<Awaited> &awaited() {
+    static const auto only = [] {
+        auto made = std::make_shared<Awaited>();
+        beforeEnding([made] {
+            made->mutex.lock(); // for good: the script does not go on
+            if (made->child > 0)
+                endTree(made->child);
+        });
+        return made;
+    }();
+    return only;
+}
+
+Result<pid_t> startAwaited(const QStringList &words, const Streams &streams) {
+    const std::lock_guard lock(awaited()->mutex);
+    auto pid = spawnInGroup(words, streams);
+    if (pid)
+        awaited()->child = *pid;
+    return pid;
+}
+
 int statusOf(pid_t pid) {
+    stayIfEnding(); // the signal may have ended the child as well: that is no failure of the child's
+    {
+        const std::lock_guard lock(awaited()->mutex); // its number may be another's once it was waited for
+        awaited()->child = 0;
+    }
+
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
@@ -122,7 +158,7 @@ Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QB
     auto streams = openStreams();
     if (!streams)
         return std::unexpected(streams.error());
-    const auto pid = spawnInGroup(words, *streams);
+    const auto pid = startAwaited(words, *streams);
     if (!pid)
         return std::unexpected(pid.error());
     streams->in.reading.close();

@@ -8,36 +8,16 @@
 // display works without one.
 #pragma once
 #include "applescript/Host.h"
+#include "platform/linux/DesktopWindows.h"
 
 #include <memory>
 
 namespace ombru {
 
-struct DesktopWindow {
-    std::uint64_t handle = 0; // valid while the window lives
-    qint64 pid = 0;           // 0 when the window does not say
-    QString className;        // WM_CLASS, "Mousepad"
-    QString instance;         // WM_CLASS, "mousepad"
-    QString title;
-    QPoint position;
-    QSize size;
-    bool minimized = false;
-    bool focused = false;
-};
-
-class Desktop {
+class Desktop : public DesktopWindows {
 public:
-    virtual ~Desktop() = default;
-
-    // Topmost first; without docks, desktops, menus and other windows that a taskbar would not list.
-    virtual Result<std::vector<DesktopWindow>> windows() = 0;
-
-    // Brings it back when it is minimised, raises it, gives it the focus. Returns once it has the focus; a Failure
-    // after some seconds without.
-    virtual Result<> activateWindow(std::uint64_t handle) = 0;
     virtual Result<> raiseWindow(std::uint64_t handle) = 0;
-    virtual Result<> closeWindow(std::uint64_t handle) = 0; // asks
-    virtual Result<> setMinimized(std::uint64_t handle, bool minimized) = 0;
+    virtual Result<> closeWindow(std::uint64_t handle) = 0;                 // asks
     virtual Result<> moveWindow(std::uint64_t handle, QPoint position) = 0; // of its frame
     virtual Result<> resizeWindow(std::uint64_t handle, QSize size) = 0;
 

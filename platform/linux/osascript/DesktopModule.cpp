@@ -1,12 +1,11 @@
 #include "platform/linux/osascript/DesktopModule.h"
 
+#include "platform/linux/osascript/Ending.h"
+
 #include <QCoreApplication>
 #include <QFileInfo>
 
-#include <csignal>
 #include <dlfcn.h>
-#include <pthread.h>
-#include <thread>
 
 namespace ombru {
 
@@ -24,29 +23,6 @@ QString modulePath() {
     const auto beside = QCoreApplication::applicationDirPath();
     const auto near = beside + u"/ombru-desktop.so"_s;
     return QFileInfo::exists(near) ? near : beside + u"/../lib/ombru/ombru-desktop.so"_s;
-}
-
-// A thread of its own waits for the signals that end a program: the keyboard must have its own map back first, and a
-// handler may not talk to the X server. Then the program ends by that signal, as it would have without us.
-void watchSignals(std::shared_ptr<Desktop> desktop) {
-    sigset_t ending;
-    ::sigemptyset(&ending);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        // Whoever started this program may have wanted it to outlive one of them.
-        struct sigaction now = {};
-        ::sigaction(signal, nullptr, &now);
-        if (now.sa_handler != SIG_IGN)
-            ::sigaddset(&ending, signal);
-    }
-    ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-    std::thread([desktop = std::move(desktop), ending] {
-        int signal = 0;
-        ::sigwait(&ending, &signal);
-        desktop->restore();
-        std::signal(signal, SIG_DFL);
-        ::pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
-        ::raise(signal);
-    }).detach();
 }
 
 } // namespace
@@ -74,7 +50,7 @@ Result<Desktop *> DesktopModule::desktop() {
     if (!opened)
         return std::unexpected(failure);
     m_desktop = std::move(opened);
-    watchSignals(m_desktop);
+    beforeEnding([ending = m_desktop] { ending->restore(); }); // the keyboard must have its own map back
     return m_desktop.get();
 }
 

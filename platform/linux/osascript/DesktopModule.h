@@ -14,7 +14,7 @@ public:
     Result<Desktop *> desktop();
 
 private:
-    std::shared_ptr<Desktop> m_desktop; // shared with the thread that waits for signals
+    std::shared_ptr<Desktop> m_desktop; // shared with what is done before an end by a signal
 };
 
 } // namespace ombru

@@ -3,14 +3,12 @@
 
 #include "platform/linux/osascript/LinuxHost.h"
 
-#include "platform/linux/Detached.h"
 #include "platform/linux/osascript/Blocking.h"
 #include "platform/linux/osascript/DialogWire.h"
 
 #include <QCoreApplication>
 #include <QRandomGenerator>
 #include <QStandardPaths>
-#include <QUrl>
 
 #include <cerrno>
 #include <cmath>
@@ -25,7 +23,6 @@ using namespace applescript;
 namespace {
 
 constexpr int NO_USER_INTERACTION = -1713;
-constexpr int NO_APPLICATION = -10814;
 constexpr double LONGEST_DELAY = 100.0 * 365 * 24 * 3600; // seconds
 
 Failure noInteraction() {
@@ -33,6 +30,23 @@ Failure noInteraction() {
 }
 
 } // namespace
+
+ConsentCheck &LinuxHost::consent() {
+    const auto run = [](const QStringList &words) {
+        auto outcome = runBlocking(words); // ends with the script that waits for it
+        return outcome ? Result<int>(outcome->status) : std::unexpected(outcome.error());
+    };
+    if (!m_consent)
+        m_consent.emplace(askingClient(), run);
+    return *m_consent;
+}
+
+Result<> LinuxHost::authorize(const Application &application) {
+    if (consent().automation(application.id, true) == AUTOMATION_ALLOWED)
+        return {};
+    const auto message = u"Not authorized to send Apple events to %1."_s.arg(application.name);
+    return std::unexpected(Failure{u"consent"_s, AUTOMATION_REFUSED, message});
+}
 
 Result<ShellOutcome> LinuxHost::shell(const QString &command) {
     return runBlocking({u"/bin/sh"_s, u"-c"_s, command});
@@ -66,14 +80,7 @@ Result<DialogAnswer> LinuxHost::ask(const DialogRequest &request) {
 }
 
 Result<> LinuxHost::openLocation(const QString &url) {
-    const auto scheme = QUrl(url).scheme();
-    const auto *entry = scheme.isEmpty() ? nullptr : applications().defaultFor(u"x-scheme-handler/"_s + scheme);
-    if (entry)
-        return start(*entry, {url});
-    if (!scheme.isEmpty() && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
-        return startDetached({u"xdg-open"_s, url});
-    return std::unexpected(
-        Failure{u"applications"_s, NO_APPLICATION, u"No application is installed that opens “%1”."_s.arg(url)});
+    return m_applications.openLocation(url);
 }
 
 QString LinuxHost::path(Folder folder) {

@@ -1,7 +1,8 @@
 // This computer as a script works it. What needs the graphical desktop loads it at the first use. One thread.
 #pragma once
 #include "applescript/Host.h"
-#include "platform/linux/Applications.h"
+#include "platform/linux/ConsentCheck.h"
+#include "platform/linux/DesktopApplications.h"
 #include "platform/linux/osascript/DesktopModule.h"
 
 namespace ombru {
@@ -25,6 +26,7 @@ public:
     QString path(applescript::Folder folder) override;
     void log(const QString &line) override;
 
+    Result<> authorize(const Application &application) override;
     std::optional<Application> applicationNamed(const QString &name) override;
     std::optional<Application> applicationWithId(const QString &id) override;
     bool isRunning(const QString &id) override;
@@ -51,19 +53,18 @@ public:
     Result<> click(QPoint at, applescript::Click click, Modifiers modifiers) override;
 
 private:
-    const Applications &applications();
-    const DesktopEntry *entryOf(const DesktopWindow &window);
-    Result<std::vector<DesktopWindow>> allWindows();
-    Result<std::vector<DesktopWindow>> windowsOf(const QString &id);
     Result<std::vector<DesktopWindow>> windowsOf(qint64 pid);
     template <class Operation>
     auto onDesktop(Operation operation) -> std::invoke_result_t<Operation, Desktop &>;
-    Result<> start(const DesktopEntry &entry, const QStringList &files);
-    const DesktopEntry *openerOf(const QString &path); // the owner's application for it; null: none
+    template <class Operation>
+    Result<> besidePrompts(Operation operation);
+    ConsentCheck &consent();
+    std::optional<DesktopEntry> openerOf(const QString &path); // the owner's application for it
     Result<> openWith(const DesktopEntry &entry, const QStringList &paths);
 
     DesktopModule m_module;
-    std::optional<Applications> m_applications;
+    DesktopApplications m_applications{[this]() -> Result<DesktopWindows *> { return m_module.desktop(); }};
+    std::optional<ConsentCheck> m_consent; // made by the first event
 };
 
 } // namespace ombru

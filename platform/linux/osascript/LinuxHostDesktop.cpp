@@ -1,5 +1,6 @@
 // Processes, windows and input: the desktop's module, told about applications.
 
+#include "platform/linux/PromptLock.h"
 #include "platform/linux/osascript/LinuxHost.h"
 
 #include <QFile>
@@ -22,29 +23,22 @@ QString executableOf(qint64 pid) {
 
 } // namespace
 
-Result<std::vector<DesktopWindow>> LinuxHost::allWindows() {
-    const auto desktop = m_module.desktop();
-    if (!desktop)
-        return std::unexpected(desktop.error());
-    return (*desktop)->windows();
-}
-
 Result<std::vector<DesktopWindow>> LinuxHost::windowsOf(qint64 pid) {
-    auto windows = allWindows();
+    auto windows = m_applications.allWindows();
     if (windows)
         std::erase_if(*windows, [pid](const auto &window) { return window.pid != pid; });
     return windows;
 }
 
 Result<std::vector<ProcessInfo>> LinuxHost::processes() {
-    const auto windows = allWindows();
+    const auto windows = m_applications.allWindows();
     if (!windows)
         return std::unexpected(windows.error());
     std::vector<ProcessInfo> processes;
     for (const auto &window : *windows) {
         auto process = std::ranges::find(processes, window.pid, &ProcessInfo::pid);
         if (process == processes.end()) {
-            const auto *entry = entryOf(window);
+            const auto entry = m_applications.ofWindow(window);
             const auto executable = executableOf(window.pid);
             const auto plain = executable.isEmpty() ? window.className : executable;
             processes.push_back({window.pid, entry ? entry->name : plain, entry ? entry->id : plain, false, false});
@@ -96,48 +90,57 @@ auto LinuxHost::onDesktop(Operation operation) -> std::invoke_result_t<Operation
     return operation(**desktop);
 }
 
+// What could answer a prompt, or put one where a click is about to fall, waits until none is open.
+template <class Operation>
+Result<> LinuxHost::besidePrompts(Operation operation) {
+    return onDesktop([&](Desktop &desktop) {
+        const auto noPrompt = PromptLock::forInput(consent().database());
+        return operation(desktop);
+    });
+}
+
 Result<QString> LinuxHost::clipboard() {
     return onDesktop([](Desktop &desktop) { return desktop.clipboard(); });
 }
 
 Result<> LinuxHost::raiseWindow(std::uint64_t handle) {
-    return onDesktop([&](Desktop &desktop) { return desktop.raiseWindow(handle); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.raiseWindow(handle); });
 }
 
 Result<> LinuxHost::closeWindow(std::uint64_t handle) {
-    return onDesktop([&](Desktop &desktop) { return desktop.closeWindow(handle); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.closeWindow(handle); });
 }
 
 Result<> LinuxHost::setMinimized(std::uint64_t handle, bool minimized) {
-    return onDesktop([&](Desktop &desktop) { return desktop.setMinimized(handle, minimized); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.setMinimized(handle, minimized); });
 }
 
 Result<> LinuxHost::moveWindow(std::uint64_t handle, QPoint position) {
-    return onDesktop([&](Desktop &desktop) { return desktop.moveWindow(handle, position); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.moveWindow(handle, position); });
 }
 
 Result<> LinuxHost::resizeWindow(std::uint64_t handle, QSize size) {
-    return onDesktop([&](Desktop &desktop) { return desktop.resizeWindow(handle, size); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.resizeWindow(handle, size); });
 }
 
 Result<> LinuxHost::type(const QString &text, Modifiers modifiers) {
-    return onDesktop([&](Desktop &desktop) { return desktop.type(text, modifiers); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.type(text, modifiers); });
 }
 
 Result<> LinuxHost::pressKey(int keyCode, Modifiers modifiers) {
-    return onDesktop([&](Desktop &desktop) { return desktop.pressKey(keyCode, modifiers); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.pressKey(keyCode, modifiers); });
 }
 
 Result<> LinuxHost::holdKey(int keyCode, bool down) {
-    return onDesktop([&](Desktop &desktop) { return desktop.holdKey(keyCode, down); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.holdKey(keyCode, down); });
 }
 
 Result<> LinuxHost::holdModifier(Modifier modifier, bool down) {
-    return onDesktop([&](Desktop &desktop) { return desktop.holdModifier(modifier, down); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.holdModifier(modifier, down); });
 }
 
 Result<> LinuxHost::click(QPoint at, Click click, Modifiers modifiers) {
-    return onDesktop([&](Desktop &desktop) { return desktop.click(at, click, modifiers); });
+    return besidePrompts([&](Desktop &desktop) { return desktop.click(at, click, modifiers); });
 }
 
 Result<> LinuxHost::setClipboard(const QString &text) {

@@ -1,0 +1,64 @@
+#include "platform/Consent.h"
+
+#include "platform/fake/FakePlatform.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace ombru {
+
+namespace {
+
+void remove(std::vector<ConsentDecision> &decisions, const QString &client, const QString &application) {
+    std::erase_if(decisions, [&](const ConsentDecision &decision) {
+        return decision.client == client && decision.application == application;
+    });
+}
+
+} // namespace
+
+QString consentDatabase() {
+    return FakePlatform::instance().desktop->consentDatabase;
+}
+
+QString ownConsentClient() {
+    return FakePlatform::instance().desktop->ownConsentClient;
+}
+
+QString consentIdentifier(const QString &application) {
+    return FakePlatform::instance().desktop.lock()->consentIdentifiers.value(application, application);
+}
+
+std::shared_ptr<void> pauseScriptedInput() {
+    return std::make_shared<int>();
+}
+
+Result<std::vector<ConsentDecision>> consentDecisions() {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    if (desktop->consentFailure)
+        return std::unexpected(*desktop->consentFailure);
+    auto decisions = desktop->decisions;
+    std::ranges::sort(decisions, {}, [](const ConsentDecision &decision) {
+        return std::tuple(decision.client, decision.application);
+    });
+    return decisions;
+}
+
+Result<> decideConsent(const QString &client, const QString &application, bool allowed) {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    if (desktop->consentFailure)
+        return std::unexpected(*desktop->consentFailure);
+    remove(desktop->decisions, client, application);
+    desktop->decisions.push_back({client, application, allowed, {}});
+    return {};
+}
+
+Result<> forgetConsent(const QString &client, const QString &application) {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    if (desktop->consentFailure)
+        return std::unexpected(*desktop->consentFailure);
+    remove(desktop->decisions, client, application);
+    return {};
+}
+
+} // namespace ombru

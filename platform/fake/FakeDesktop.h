@@ -1,0 +1,85 @@
+// What a test scripts of the desktop that is asked from background threads: applications, permissions, the owner's
+// decisions, secrets, and what was opened. Reached through the lock of FakePlatform::desktop.
+#pragma once
+#include "platform/AppleEvents.h"
+#include "platform/Consent.h"
+
+#include <QMap>
+#include <QStringList>
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace ombru {
+
+struct FakeApplication {
+    QString name;
+    bool running = true;
+    std::int32_t permission = AUTOMATION_ALLOWED; // what is answered without asking, while it runs
+    std::int32_t answer = AUTOMATION_ALLOWED;     // the owner's, when asked about an undecided one
+    std::optional<int> looksUntilItRuns = 0; // looks that still find it not running once opened; none: it never runs
+    bool opened = false;
+};
+
+struct FakeDesktop {
+    bool screenAllowed = true;
+    bool screenAnswer = true; // what a request gives; what is allowed does not change by it
+    int screenRequests = 0;
+    bool inputAllowed = true;
+    bool inputAnswer = true;
+    int inputRequests = 0;
+
+    std::map<QString, FakeApplication> applications; // by identifier; no other is known
+    QStringList startedHidden;                       // identifiers, in the order of their starts
+    QStringList determined;                          // "look ID" or "ask ID", in order
+    int looks = 0;                                   // whether some application runs
+    // Called before an answer, outside the lock, on the asking thread; may wait there.
+    std::function<void(const QString &id, bool ask)> beforeDetermining;
+
+    QString consentDatabase;
+    QMap<QString, QString> consentIdentifiers; // of applications whose decisions go by another identifier
+    QString ownConsentClient = QStringLiteral("com.ombru.mac");
+    std::vector<ConsentDecision> decisions;
+    std::optional<Failure> consentFailure; // what reading and writing them answers instead
+
+    std::map<QString, QString> secrets;
+
+    QStringList openedURLs;
+    Result<> openingURL;
+    int reopenings = 0;
+    Result<> reopening;
+};
+
+// A value that several threads use: each `guarded->field` holds the lock to the end of its full expression.
+template <class T>
+class Guarded {
+public:
+    class Access {
+    public:
+        explicit Access(Guarded &guarded) : m_lock(guarded.m_mutex), m_value(&guarded.m_value) {}
+        T *operator->() const { return m_value; }
+        T &operator*() const { return *m_value; }
+
+    private:
+        std::unique_lock<std::recursive_mutex> m_lock;
+        T *m_value;
+    };
+
+    Guarded() = default;
+    Guarded &operator=(Guarded &&other) noexcept {
+        const std::lock_guard lock(m_mutex);
+        m_value = std::move(other.m_value);
+        return *this;
+    }
+    Access operator->() { return lock(); }
+    Access lock() { return Access(*this); } // for as long as the access lives
+
+private:
+    std::recursive_mutex m_mutex;
+    T m_value;
+};
+
+} // namespace ombru

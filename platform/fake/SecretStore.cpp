@@ -1,0 +1,21 @@
+#include "platform/SecretStore.h"
+
+#include "platform/fake/FakePlatform.h"
+
+namespace ombru {
+
+std::optional<QString> secret(const QString &key) {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    const auto found = desktop->secrets.find(key);
+    return found == desktop->secrets.end() ? std::nullopt : std::optional(found->second);
+}
+
+void setSecret(const QString &key, const std::optional<QString> &value) {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    if (value)
+        desktop->secrets[key] = *value;
+    else
+        desktop->secrets.erase(key);
+}
+
+} // namespace ombru

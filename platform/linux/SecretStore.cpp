@@ -1,0 +1,142 @@
+#include "platform/SecretStore.h"
+
+#include "platform/linux/SecretItems.h"
+#include "platform/linux/SecretLibrary.h"
+#include "platform/linux/SessionBusAddress.h"
+
+#include <QStringDecoder>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace ombru {
+namespace {
+
+constexpr auto LIMIT = std::chrono::seconds(10); // for the store, and for an owner who is asked to unlock it
+constexpr const char *SERVICE = "com.ombru.mac";
+
+// The attributes tell an item from others, not the schema's name: other programs may have stored it under their own.
+const SecretSchema SCHEMA = {SERVICE,
+                             SECRET_SCHEMA_DONT_MATCH_NAME,
+                             {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                              {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                              {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+                             0,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr};
+
+// One conversation with the store about one key, which is broken off when the limit passes. Each has a connection of
+// its own, so that a bus that was restarted is found again.
+class Conversation {
+public:
+    Conversation(const SecretLibrary &library, const QString &key)
+        : m_library(library), m_account(key.toUtf8()), m_cancellable(library.cancellableNew(), unref()),
+          m_bus(library.busGet(G_BUS_TYPE_SESSION, m_cancellable.get(), nullptr), unref()), m_service(nullptr, unref()),
+          m_attributes(library.attributesBuild(&SCHEMA, "service", SERVICE, "account", m_account.constData(), nullptr),
+                       library.tableUnref) {
+        if (!m_bus)
+            return;
+        // Otherwise a bus that ends would end this program.
+        library.setExitOnClose(m_bus.get(), FALSE);
+        m_service.reset(
+            library.open(library.serviceType(), nullptr, SECRET_SERVICE_NONE, m_cancellable.get(), nullptr));
+    }
+
+    std::optional<QString> lookup() const {
+        if (!m_service)
+            return std::nullopt;
+        const std::unique_ptr<SecretValue, void (*)(gpointer)> value(
+            m_library.lookup(m_service.get(), &SCHEMA, m_attributes.get(), m_cancellable.get(), nullptr),
+            m_library.valueUnref);
+        if (!value)
+            return std::nullopt;
+        gsize length = 0;
+        const char *bytes = m_library.valueGet(value.get(), &length);
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        QString text = decoder(QByteArrayView(bytes, static_cast<qsizetype>(length)));
+        return decoder.hasError() ? std::nullopt : std::optional(text);
+    }
+
+    bool isThere() const {
+        if (!m_service)
+            return false;
+        GList *found = m_library.search(m_service.get(), &SCHEMA, m_attributes.get(), SECRET_SEARCH_NONE,
+                                        m_cancellable.get(), nullptr);
+        const bool any = found != nullptr;
+        m_library.listFree(found, m_library.objectUnref);
+        return any;
+    }
+
+    void clear() const {
+        if (m_service)
+            m_library.clear(m_service.get(), &SCHEMA, m_attributes.get(), m_cancellable.get(), nullptr);
+    }
+
+    void store(const QByteArray &value) const {
+        if (!m_service)
+            return;
+        const std::unique_ptr<SecretValue, void (*)(gpointer)> kept(
+            m_library.valueNew(value.constData(), value.size(), "text/plain"), m_library.valueUnref);
+        m_library.store(m_service.get(), &SCHEMA, m_attributes.get(), SECRET_COLLECTION_DEFAULT,
+                        ("ombru: " + m_account).constData(), kept.get(), m_cancellable.get(), nullptr);
+    }
+
+private:
+    template <class T>
+    using Owned = std::unique_ptr<T, void (*)(gpointer)>;
+    auto unref() const -> void (*)(gpointer) { return m_library.objectUnref; }
+
+    void cancelLate(const std::stop_token &stop) const {
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        std::condition_variable_any over;
+        over.wait_for(lock, stop, LIMIT, [] { return false; });
+        if (!stop.stop_requested())
+            m_library.cancel(m_cancellable.get());
+    }
+
+    const SecretLibrary &m_library;
+    QByteArray m_account;
+    Owned<GCancellable> m_cancellable;
+    std::jthread m_watch{[this](const std::stop_token &stop) { cancelLate(stop); }};
+    Owned<GDBusConnection> m_bus;
+    Owned<SecretService> m_service;
+    std::unique_ptr<GHashTable, void (*)(GHashTable *)> m_attributes;
+};
+
+// None without a library or a bus. Without a bus's address the library would start one of its own.
+std::optional<Conversation> talkAbout(const QString &key) {
+    const SecretLibrary *library = SecretLibrary::get();
+    if (!library || sessionBusAddress().isEmpty())
+        return std::nullopt;
+    return std::optional<Conversation>(std::in_place, *library, key);
+}
+
+} // namespace
+
+std::optional<QString> secret(const QString &key) {
+    const auto conversation = talkAbout(key);
+    return conversation ? conversation->lookup() : std::nullopt;
+}
+
+void setSecret(const QString &key, const std::optional<QString> &value) {
+    const auto conversation = talkAbout(key);
+    if (!conversation)
+        return;
+    conversation->clear();
+    if (value)
+        conversation->store(value->toUtf8());
+}
+
+bool hasSecret(const QString &key) {
+    const auto conversation = talkAbout(key);
+    return conversation && conversation->isThere();
+}
+
+} // namespace ombru

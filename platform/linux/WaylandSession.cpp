@@ -1,0 +1,19 @@
+#include "platform/linux/WaylandSession.h"
+
+#include "platform/linux/Display.h"
+
+namespace ombru {
+
+// A compositor may run in a window of an X11 session, and a Wayland session may have been entered from outside; so
+// neither variable decides alone.
+bool isWaylandSession() {
+    const QByteArray type = qgetenv("XDG_SESSION_TYPE");
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && type != "x11")
+        return true;
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        return type == "wayland";
+    const auto display = Display::open();
+    return display && display->isWaylandGuest();
+}
+
+} // namespace ombru

@@ -1,0 +1,51 @@
+// This program, opened again.
+
+#include "platform/Workspace.h"
+#include "platform/linux/Detached.h"
+#include "platform/linux/ShellWord.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <unistd.h>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// After an update the file is another one under the same name, and the system marks the one that still runs.
+QString ownExecutable() {
+    const auto path = QFile::symLinkTarget(u"/proc/self/exe"_s);
+    const auto mark = u" (deleted)"_s;
+    return path.endsWith(mark) && !QFileInfo::exists(path) ? path.chopped(mark.size()) : path;
+}
+
+// As this process was given them: the application's own list lacks those that Qt took for itself.
+QStringList ownArguments() {
+    QFile file(u"/proc/self/cmdline"_s);
+    if (!file.open(QFile::ReadOnly))
+        return {};
+    auto words = QString::fromUtf8(file.readAll()).split(QChar(u'\0'));
+    words.removeLast(); // each of them ends with a null
+    return words.mid(1);
+}
+
+} // namespace
+
+Result<> reopenAfterExit() {
+    QStringList command{forShell(ownExecutable())};
+    for (const QString &argument : ownArguments())
+        command += forShell(argument);
+    const auto waiting = u"while kill -0 %1 2>/dev/null; do sleep 0.2; done; exec "_s.arg(::getpid());
+    const auto left = startDetached({u"/bin/sh"_s, u"-c"_s, waiting + command.join(u' ')}, QDir::currentPath());
+    if (left)
+        return left;
+    return std::unexpected(
+        Failure{u"workspace"_s, left.error().code,
+                u"ombru cannot be opened again by itself (%1). Open it by hand."_s.arg(left.error().description)});
+}
+
+} // namespace ombru

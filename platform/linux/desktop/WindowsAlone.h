@@ -1,0 +1,21 @@
+// The desktop's windows without the rest of its module, for the application itself.
+#pragma once
+#include "platform/linux/desktop/Windows.h"
+
+namespace ombru {
+
+// A connection for each operation. Any thread, several at once.
+class WindowsAlone : public DesktopWindows {
+public:
+    Result<std::vector<DesktopWindow>> windows() override;
+    Result<> activateWindow(std::uint64_t handle) override;
+    Result<> setMinimized(std::uint64_t handle, bool minimized) override;
+
+private:
+    template <class Operation>
+    std::invoke_result_t<Operation, Windows &> with(Operation operation) const;
+
+    const std::atomic<bool> m_stop = false; // never: its operations end by themselves
+};
+
+} // namespace ombru

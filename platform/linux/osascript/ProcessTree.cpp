@@ -1,0 +1,90 @@
+#include "platform/linux/osascript/ProcessTree.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <optional>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto GRACE = std::chrono::seconds(1);
+constexpr auto GLANCE = std::chrono::milliseconds(5);
+
+struct ProcessState {
+    pid_t pid = 0;
+    pid_t parent = 0;
+    pid_t group = 0;
+    bool ended = false; // and not waited for yet
+};
+
+std::optional<ProcessState> stateOf(pid_t pid) {
+    QFile file(u"/proc/%1/stat"_s.arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QByteArray line = file.readAll();
+    const QByteArrayList fields = line.mid(line.lastIndexOf(')') + 2).split(' '); // the name may hold anything
+    if (fields.size() < 3)
+        return std::nullopt;
+    return ProcessState{pid, fields[1].toInt(), fields[2].toInt(), fields[0] == "Z" || fields[0] == "X"};
+}
+
+std::vector<pid_t> childrenOf(pid_t parent) {
+    std::vector<pid_t> children;
+    for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        if (const auto state = name.front().isDigit() ? stateOf(name.toInt()) : std::nullopt;
+            state && state->parent == parent && state->group == ::getpgrp())
+            children.push_back(state->pid);
+    return children;
+}
+
+// Stopped first, so that nobody starts another one while they are listed.
+void stopTree(pid_t root, std::vector<pid_t> &stopped) {
+    ::kill(root, SIGSTOP);
+    stopped.push_back(root);
+    for (const pid_t child : childrenOf(root))
+        stopTree(child, stopped);
+}
+
+void signalAll(const std::vector<pid_t> &processes, int signal) {
+    for (const pid_t process : processes)
+        ::kill(process, signal);
+}
+
+bool endInTime(const std::vector<pid_t> &processes) {
+    const auto hasEnded = [](pid_t process) {
+        const auto state = stateOf(process);
+        return !state || state->ended;
+    };
+    const auto end = std::chrono::steady_clock::now() + GRACE;
+    while (!std::ranges::all_of(processes, hasEnded)) {
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        std::this_thread::sleep_for(GLANCE);
+    }
+    return true;
+}
+
+} // namespace
+
+void endTree(pid_t child) {
+    std::vector<pid_t> processes;
+    stopTree(child, processes);
+    signalAll(processes, SIGTERM);
+    signalAll(processes, SIGCONT);
+    if (endInTime(processes))
+        return;
+    signalAll(processes, SIGKILL);
+    endInTime(processes); // not even that helps while a disk keeps one busy
+}
+
+} // namespace ombru

@@ -1,0 +1,376 @@
+// The owner's decisions as a file: written, read, edited by others meanwhile, and damaged in every way.
+#include "platform/Consent.h"
+
+#include "base/Process.h"
+#include "platform/linux/ConsentCheck.h"
+#include "tests/support/Consent.h"
+#include "tests/support/Processes.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <chrono>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <thread>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString EDITOR = u"org.example.Editor"_s;
+const QString CLIENT = u"com.ombru.mac"_s;
+
+class ConsentTest : public ::testing::Test {
+protected:
+    ConsentTest() {
+        QDir().mkpath(scratch.path(u"system/applications"_s));
+        scratch.write(u"system/applications/org.example.Editor.desktop"_s,
+                      "[Desktop Entry]\nType=Application\nName=Writer's Desk\nExec=/bin/true %F\n"
+                      "Categories=TextEditor;\nMimeType=text/plain;\n");
+    }
+
+    // Somebody else's statements on the file.
+    void sql(const char *statements) {
+        SQLite::Database database(consentDatabase().toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, 5000);
+        database.exec(statements);
+    }
+    static int mode(const QString &path) {
+        struct stat file = {};
+        return ::stat(path.toUtf8().constData(), &file) == 0 ? int(file.st_mode & 07777) : -1;
+    }
+    static std::optional<bool> read(ConsentRecord &record) {
+        const auto decision = record.decision(CLIENT, EDITOR);
+        EXPECT_TRUE(decision) << decision.error().description.toStdString();
+        return decision.value_or(std::nullopt);
+    }
+    // Nothing is let through, nothing is changed, and who looks into it is told which file it is.
+    void expectUnusable() {
+        const auto before = test::contents(consentDatabase());
+        EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+        for (const auto &failure : {consentDecisions().error(), decideConsent(CLIENT, EDITOR, true).error(),
+                                    forgetConsent(CLIENT, EDITOR).error()}) {
+            EXPECT_EQ(failure.domain, u"consent"_s);
+            EXPECT_TRUE(failure.description.contains(consentDatabase())) << failure.description.toStdString();
+        }
+        EXPECT_EQ(test::contents(consentDatabase()), before);
+    }
+    static ConsentCheck check() { return ConsentCheck({CLIENT, std::nullopt}); }
+
+    test::Scratch scratch;
+    test::Variable data{"XDG_DATA_HOME", scratch.directory().toUtf8()};
+    test::Variable system{"XDG_DATA_DIRS", scratch.path(u"system"_s).toUtf8()};
+    test::Variable config{"XDG_CONFIG_HOME", scratch.path(u"config"_s).toUtf8()};
+    test::Variable configs{"XDG_CONFIG_DIRS", scratch.path(u"config"_s).toUtf8()};
+    test::Variable display{"DISPLAY"};
+    test::Variable wayland{"WAYLAND_DISPLAY"};
+};
+
+} // namespace
+
+TEST_F(ConsentTest, WithoutAFileNothingIsDecidedAndNoneIsMade) {
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    ASSERT_TRUE(consentDecisions());
+    EXPECT_TRUE(consentDecisions()->empty());
+    EXPECT_TRUE(forgetConsent(CLIENT, EDITOR));
+    EXPECT_FALSE(QFile::exists(scratch.path(u"ombru"_s)));
+}
+
+TEST_F(ConsentTest, TheFirstDecisionMakesAPrivateFile) {
+    const auto mask = ::umask(0);
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    ::umask(mask);
+    EXPECT_EQ(consentDatabase(), scratch.path(u"ombru/consent.db"_s));
+    EXPECT_EQ(mode(consentDatabase()), 0600);
+    EXPECT_EQ(mode(scratch.path(u"ombru"_s)), 0700);
+    SQLite::Database database(consentDatabase().toStdString());
+    EXPECT_EQ(database.execAndGet("PRAGMA user_version").getInt(), 1);
+    EXPECT_EQ(database.execAndGet("PRAGMA journal_mode").getString(), "wal");
+}
+
+TEST_F(ConsentTest, ADecisionIsOneRowOthersCanRead) {
+    const auto before = QDateTime::currentSecsSinceEpoch();
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, false));
+    SQLite::Database database(consentDatabase().toStdString());
+    SQLite::Statement row(database, "SELECT service, client, indirect_object_identifier, auth_value, last_modified "
+                                    "FROM access");
+    ASSERT_TRUE(row.executeStep());
+    EXPECT_EQ(row.getColumn(0).getString(), "kTCCServiceAppleEvents");
+    EXPECT_EQ(row.getColumn(1).getString(), "com.ombru.mac");
+    EXPECT_EQ(row.getColumn(2).getString(), "org.example.Editor");
+    EXPECT_EQ(row.getColumn(3).getInt(), 0);
+    EXPECT_GE(row.getColumn(4).getInt64(), before);
+    EXPECT_FALSE(row.executeStep());
+}
+
+TEST_F(ConsentTest, DecisionsAreListedInOrderWithTheirTime) {
+    const auto before = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch());
+    ASSERT_TRUE(decideConsent(CLIENT, u"z"_s, false));
+    ASSERT_TRUE(decideConsent(CLIENT, u"a ünï 🌧"_s, true));
+    ASSERT_TRUE(decideConsent(u"/opt/x"_s, EDITOR, true));
+    const auto all = consentDecisions();
+    ASSERT_TRUE(all);
+    ASSERT_EQ(all->size(), 3U);
+    EXPECT_EQ((*all)[0].client, u"/opt/x"_s);
+    EXPECT_EQ((*all)[1].application, u"a ünï 🌧"_s);
+    EXPECT_TRUE((*all)[1].allowed);
+    EXPECT_GE((*all)[1].time, before);
+    EXPECT_EQ((*all)[2].application, u"z"_s);
+    EXPECT_FALSE((*all)[2].allowed);
+}
+
+TEST_F(ConsentTest, WhatIsForgottenIsUndecidedAgain) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
+    EXPECT_TRUE(forgetConsent(CLIENT, EDITOR));
+    EXPECT_TRUE(forgetConsent(CLIENT, EDITOR)) << "also when there is none";
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+}
+
+TEST_F(ConsentTest, AllNamesOfAnApplicationAreOneApplication) {
+    for (const auto &id : {u"com.apple.TextEdit"_s, u"TextEdit"_s, u"Writer's Desk"_s, u"ORG.example.editor"_s}) {
+        ASSERT_TRUE(decideConsent(CLIENT, id, true));
+        EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED) << id.toStdString();
+        ASSERT_TRUE(forgetConsent(CLIENT, id));
+        EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED) << id.toStdString();
+    }
+    for (const auto &id : {u"COM.apple.SystemEvents"_s, u"system events"_s})
+        EXPECT_EQ(consentKey(id), u"com.apple.systemevents"_s);
+    EXPECT_EQ(consentKey(u"com.Example.Absent"_s), u"com.Example.Absent"_s);
+}
+
+TEST_F(ConsentTest, AProgramGoesByThePathItsProcessesShow) {
+    QFile::link(u"/bin/true"_s, scratch.path(u"link"_s));
+    ASSERT_TRUE(decideConsent(scratch.path(u"link"_s), EDITOR, true));
+    EXPECT_EQ(consentDecisions()->front().client, QFileInfo(u"/bin/true"_s).canonicalFilePath());
+    ASSERT_TRUE(decideConsent(u"/no/such/program"_s, EDITOR, true));
+    EXPECT_EQ(consentDecisions()->front().client, u"/no/such/program"_s);
+}
+
+TEST_F(ConsentTest, EveryClientHasItsOwnDecisions) {
+    ASSERT_TRUE(decideConsent(u"/opt/other"_s, EDITOR, true));
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    EXPECT_EQ(ConsentCheck({u"/opt/other"_s, std::nullopt}).automation(EDITOR, false), AUTOMATION_ALLOWED);
+}
+
+TEST_F(ConsentTest, OnlyTwoMeansAllowed) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    for (const char *value : {"0", "1", "3", "-2", "'2x'", "'yes'"}) {
+        sql((QByteArray("UPDATE access SET auth_value = ") + value).constData());
+        EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_REFUSED) << value;
+    }
+    sql("UPDATE access SET auth_value = 2, service = 'kTCCServiceCamera'");
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+}
+
+TEST_F(ConsentTest, AskingWithNobodyThereLeavesItUndecided) {
+    EXPECT_EQ(check().automation(EDITOR, true), AUTOMATION_UNDECIDED);
+}
+
+// --- others write meanwhile
+
+TEST_F(ConsentTest, WhatOthersWriteCountsAtOnce) {
+    ConsentRecord record(consentDatabase());
+    EXPECT_EQ(read(record), std::nullopt);
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_EQ(read(record), true);
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, false));
+    EXPECT_EQ(read(record), false);
+    sql("DELETE FROM access");
+    EXPECT_EQ(read(record), std::nullopt);
+}
+
+TEST_F(ConsentTest, AFileThatIsTakenAwayOrReplacedIsNotReadOnFromMemory) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    ConsentRecord record(consentDatabase());
+    EXPECT_EQ(read(record), true);
+    ASSERT_TRUE(QDir().rename(scratch.path(u"ombru"_s), scratch.path(u"away"_s)));
+    EXPECT_EQ(read(record), std::nullopt);
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, false));
+    EXPECT_EQ(read(record), false);
+}
+
+TEST_F(ConsentTest, ALayoutThatBecomesNewerWhileItIsOpenIsNoLongerUnderstood) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    ConsentRecord record(consentDatabase());
+    EXPECT_EQ(read(record), true);
+    sql("PRAGMA user_version = 2");
+    EXPECT_FALSE(record.decision(CLIENT, EDITOR));
+    sql("PRAGMA user_version = 1");
+    EXPECT_EQ(read(record), true);
+}
+
+TEST_F(ConsentTest, ManyWritersAtOnceLoseNothing) {
+    std::vector<std::thread> writers;
+    std::atomic<int> failed = 0;
+    for (int writer = 0; writer < 4; ++writer) {
+        writers.emplace_back([&, writer] {
+            for (int i = 0; i < 10; ++i) {
+                // Everybody may find the record busy for longer than the patience of one writing.
+                while (!ConsentRecord(consentDatabase()).decide(CLIENT, u"app %1 %2"_s.arg(writer).arg(i), true)) {
+                    if (++failed > 1000)
+                        return;
+                }
+            }
+        });
+    }
+    for (auto &writer : writers)
+        writer.join();
+    ASSERT_TRUE(consentDecisions());
+    EXPECT_EQ(consentDecisions()->size(), 40U);
+}
+
+// --- damaged in every way
+
+TEST_F(ConsentTest, ADamagedFileIsLeftAlone) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    QFile file(consentDatabase());
+    ASSERT_TRUE(file.open(QFile::ReadWrite));
+    const auto whole = file.readAll();
+    file.close();
+    for (const auto &content :
+         {QByteArray("no database at all, but some text that is long enough to be one "
+                     "if only its first bytes were different, which they are not ...."),
+          whole.left(whole.size() / 2), whole.left(50), QByteArray(whole).replace(100, 400, QByteArray(400, '\xff'))}) {
+        QDir(scratch.path(u"ombru"_s)).removeRecursively();
+        QDir().mkpath(scratch.path(u"ombru"_s));
+        scratch.write(u"ombru/consent.db"_s, content);
+        expectUnusable();
+    }
+}
+
+TEST_F(ConsentTest, ANewerOrSomebodyElsesFileIsLeftAlone) {
+    QDir().mkpath(scratch.path(u"ombru"_s));
+    sql("CREATE TABLE access (service, client, indirect_object_identifier, auth_value, last_modified); INSERT INTO "
+        "access VALUES ('kTCCServiceAppleEvents', 'com.ombru.mac', 'org.example.Editor', 2, 1)");
+    expectUnusable();
+    sql("PRAGMA user_version = 2");
+    expectUnusable();
+    EXPECT_TRUE(consentDecisions().error().description.contains(u"newer"_s));
+    sql("PRAGMA user_version = 1; DROP TABLE access; CREATE TABLE other (x)");
+    expectUnusable();
+}
+
+TEST_F(ConsentTest, ALockedFileIsGivenUpAfterAMoment) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    SQLite::Database other(consentDatabase().toStdString(), SQLite::OPEN_READWRITE);
+    other.exec("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE access SET last_modified = 1; COMMIT; "
+               "BEGIN EXCLUSIVE");
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    EXPECT_FALSE(consentDecisions());
+    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, false));
+    other.exec("COMMIT");
+}
+
+TEST_F(ConsentTest, WhatIsNoFileIsLeftAlone) {
+    ASSERT_TRUE(QDir().mkpath(consentDatabase()));
+    expectUnusable();
+    ASSERT_TRUE(QDir().rmdir(consentDatabase()));
+    ASSERT_EQ(::mkfifo(consentDatabase().toUtf8().constData(), 0600), 0);
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    EXPECT_FALSE(consentDecisions());
+    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
+}
+
+TEST_F(ConsentTest, AFileThatCannotBeReadIsLeftAlone) {
+    ASSERT_TRUE(QDir().mkpath(scratch.path(u"ombru"_s)));
+    // Reading its beginning fails for every user.
+    ASSERT_TRUE(QFile::link(u"/proc/self/mem"_s, consentDatabase()));
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    EXPECT_FALSE(consentDecisions());
+    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_FALSE(forgetConsent(CLIENT, EDITOR));
+}
+
+TEST_F(ConsentTest, AFileThatOthersCanWriteDecidesNothing) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    for (const mode_t others : {0602, 0620}) {
+        ASSERT_EQ(::chmod(consentDatabase().toUtf8().constData(), others), 0);
+        expectUnusable();
+    }
+    ASSERT_EQ(::chmod(consentDatabase().toUtf8().constData(), 0644), 0);
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
+}
+
+TEST_F(ConsentTest, ADirectoryThatCannotBeMadeIsSaid) {
+    scratch.write(u"ombru"_s, "a file in its place");
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
+}
+
+TEST_F(ConsentTest, AnEmptyFileIsTheBeginningOfARecord) {
+    QDir().mkpath(scratch.path(u"ombru"_s));
+    scratch.write(u"ombru/consent.db"_s, "");
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
+    EXPECT_TRUE(consentDecisions());
+    EXPECT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
+}
+
+TEST_F(ConsentTest, QuotesInIdentifiersAreNoStatements) {
+    const auto sly = u"x'; DROP TABLE access; --"_s;
+    ASSERT_TRUE(decideConsent(sly, sly, true));
+    ASSERT_EQ(consentDecisions()->size(), 1U);
+    EXPECT_EQ(consentDecisions()->front().application, sly);
+    ASSERT_TRUE(forgetConsent(sly, sly));
+    EXPECT_TRUE(consentDecisions()->empty());
+}
+
+// --- where it is
+
+TEST_F(ConsentTest, LivesInTheDataDirectory) {
+    EXPECT_EQ(consentDatabase({{"XDG_DATA_HOME", "/d"}, {"HOME", "/h"}}), u"/d/ombru/consent.db"_s);
+    EXPECT_EQ(consentDatabase({{"HOME", "/h"}}), u"/h/.local/share/ombru/consent.db"_s);
+    EXPECT_EQ(consentDatabase({{"XDG_DATA_HOME", "relative"}, {"HOME", "/h"}}), u"/h/.local/share/ombru/consent.db"_s);
+    EXPECT_EQ(ownConsentClient(), u"com.ombru.mac"_s);
+}
+
+// --- what the system answers
+
+TEST_F(ConsentTest, AnApplicationThatDoesNotRunIsJustThatWhateverWasDecided) {
+    for (const auto &id : {EDITOR, u"com.apple.TextEdit"_s, u"com.example.Absent"_s}) {
+        EXPECT_EQ(determineAutomation(id, true), AUTOMATION_NOT_RUNNING);
+        for (const bool allowed : {true, false}) {
+            ASSERT_TRUE(decideConsent(CLIENT, id, allowed));
+            EXPECT_EQ(determineAutomation(id, true), AUTOMATION_NOT_RUNNING);
+        }
+    }
+}
+
+TEST_F(ConsentTest, ARunningApplicationIsAsDecided) {
+    QFile::copy(QFileInfo(u"/bin/sleep"_s).canonicalFilePath(), scratch.path(u"consent-probe"_s));
+    scratch.write(u"system/applications/org.example.Probe.desktop"_s,
+                  "[Desktop Entry]\nType=Application\nName=Probe\nExec=" + scratch.path(u"consent-probe"_s).toUtf8() +
+                      "\n");
+    const auto probe = Process::make({.program = scratch.path(u"consent-probe"_s), .arguments = {u"600"_s}});
+    ASSERT_TRUE(probe->start());
+    EXPECT_EQ(determineAutomation(u"org.example.probe"_s, false), AUTOMATION_UNDECIDED);
+    EXPECT_EQ(determineAutomation(u"org.example.probe"_s, true), AUTOMATION_UNDECIDED) << "nobody is there to ask";
+    ASSERT_TRUE(decideConsent(CLIENT, u"Probe"_s, true));
+    EXPECT_EQ(determineAutomation(u"org.example.probe"_s, false), AUTOMATION_ALLOWED);
+    ASSERT_TRUE(decideConsent(CLIENT, u"Probe"_s, false));
+    EXPECT_EQ(determineAutomation(u"org.example.probe"_s, true), AUTOMATION_REFUSED);
+    probe->terminate();
+    test::await(probe->ended());
+}
+
+TEST_F(ConsentTest, SystemEventsAlwaysRuns) {
+    const auto id = u"com.apple.SystemEvents"_s;
+    EXPECT_EQ(determineAutomation(id, false), AUTOMATION_UNDECIDED);
+    ASSERT_TRUE(decideConsent(CLIENT, u"System Events"_s, true));
+    EXPECT_EQ(determineAutomation(id, false), AUTOMATION_ALLOWED);
+    ASSERT_TRUE(decideConsent(CLIENT, id, false));
+    EXPECT_EQ(determineAutomation(id, true), AUTOMATION_REFUSED);
+}
+
+TEST_F(ConsentTest, WhatCannotBeAnIdentifierIsABadTarget) {
+    EXPECT_EQ(determineAutomation({}, false), AUTOMATION_BAD_TARGET);
+    EXPECT_EQ(determineAutomation(QString(QChar(u'\0')), true), AUTOMATION_BAD_TARGET);
+}
+
+TEST_F(ConsentTest, TheProgramThatAsksIsWaitedForAndItsStatusTaken) {
+    EXPECT_EQ(runApart({u"/bin/sh"_s, u"-c"_s, u"exit 3"_s}), 3);
+    EXPECT_EQ(runApart({u"/bin/sh"_s, u"-c"_s, u"kill -TERM $$"_s}), 128 + SIGTERM);
+    EXPECT_FALSE(runApart({u"/no/such/program"_s}));
+}

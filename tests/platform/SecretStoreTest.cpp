@@ -1,0 +1,163 @@
+// Secrets in the real keyring daemon, on a bus of the test's own.
+
+#include "platform/SecretStore.h"
+
+#include "platform/linux/SecretItems.h"
+#include "tests/support/Keyring.h"
+#include "tests/support/SessionBus.h"
+#include "tests/support/Wait.h"
+
+#include <csignal>
+#include <cstdio>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString KEY = u"device-token"_s;
+
+// What a command writes to its output.
+QByteArray output(const char *command) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> pipe(popen(command, "r"), pclose);
+    QByteArray all;
+    char buffer[256];
+    while (const auto count = std::fread(buffer, 1, sizeof buffer, pipe.get()))
+        all.append(buffer, static_cast<qsizetype>(count));
+    return all;
+}
+
+class SecretStore : public testing::Test {
+protected:
+    QTemporaryDir m_home;
+    SessionBus m_bus;
+};
+
+} // namespace
+
+TEST_F(SecretStore, KeepsASecretWhereOtherProgramsFindIt) {
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_FALSE(hasSecret(KEY));
+    setSecret(KEY, u"Grüße 🔑"_s);
+    EXPECT_EQ(secret(KEY), u"Grüße 🔑"_s);
+    EXPECT_TRUE(hasSecret(KEY));
+    EXPECT_EQ(output("secret-tool lookup service com.ombru.mac account device-token"), "Grüße 🔑");
+}
+
+TEST_F(SecretStore, ReplacesASecretAndLeavesOne) {
+    const Keyring keyring(m_home);
+    setSecret(KEY, u"first"_s);
+    setSecret(KEY, u"second"_s);
+    EXPECT_EQ(secret(KEY), u"second"_s);
+    EXPECT_EQ(output("secret-tool search --all service com.ombru.mac 2>/dev/null").count("secret = "), 1);
+}
+
+TEST_F(SecretStore, TakesASecretAwayAndOnlyThatOne) {
+    const Keyring keyring(m_home);
+    setSecret(KEY, u"token"_s);
+    setSecret(u"another"_s, u"kept"_s);
+    setSecret(KEY, std::nullopt);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_FALSE(hasSecret(KEY));
+    EXPECT_EQ(secret(u"another"_s), u"kept"_s);
+    setSecret(KEY, std::nullopt); // what is not there is taken away without ado
+}
+
+TEST_F(SecretStore, ReadsWhatAnotherProgramStored) {
+    const Keyring keyring(m_home);
+    output("printf other | secret-tool store --label=x service com.ombru.mac account device-token");
+    EXPECT_EQ(secret(KEY), u"other"_s);
+    setSecret(KEY, u"ours"_s);
+    EXPECT_EQ(secret(KEY), u"ours"_s);
+    EXPECT_EQ(output("secret-tool search --all service com.ombru.mac 2>/dev/null").count("secret = "), 1);
+}
+
+TEST_F(SecretStore, AnEmptySecretIsNotAMissingOne) {
+    const Keyring keyring(m_home);
+    setSecret(KEY, QString());
+    EXPECT_EQ(secret(KEY), QString());
+}
+
+TEST_F(SecretStore, BytesThatAreNoTextAreNone) {
+    const Keyring keyring(m_home);
+    output("printf '\\377\\376' | secret-tool store --label=x service com.ombru.mac account device-token 2>/dev/null");
+    ASSERT_TRUE(hasSecret(KEY));
+    EXPECT_EQ(secret(KEY), std::nullopt);
+}
+
+TEST_F(SecretStore, WithoutAServiceNothingIsKept) {
+    setSecret(KEY, u"token"_s);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_FALSE(hasSecret(KEY));
+}
+
+TEST_F(SecretStore, IsFoundAgainAfterTheServiceWasRestarted) {
+    {
+        Keyring keyring(m_home);
+        setSecret(KEY, u"token"_s);
+        keyring.end(SIGKILL);
+        EXPECT_EQ(secret(KEY), std::nullopt);
+    }
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secret(KEY), u"token"_s);
+}
+
+TEST_F(SecretStore, ALockedOneThatNobodyCanUnlockIsAbsentAndStaysAsItIs) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"token"_s);
+    }
+    {
+        const Keyring keyring(m_home, Keyring::State::locked);
+        EXPECT_TRUE(hasSecret(KEY));
+        EXPECT_EQ(secret(KEY), std::nullopt);
+        setSecret(u"another"_s, u"lost"_s);
+        EXPECT_EQ(secret(u"another"_s), std::nullopt);
+    }
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secret(KEY), u"token"_s);
+}
+
+TEST_F(SecretStore, AServiceThatNeverAnswersIsGivenUp) {
+    const Keyring keyring(m_home);
+    setSecret(KEY, u"token"_s);
+    keyring.signal(SIGSTOP);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    keyring.signal(SIGCONT);
+    EXPECT_EQ(secret(KEY), u"token"_s);
+}
+
+TEST(SecretStoreWithoutABus, KeepsNothing) {
+    const Variable none("DBUS_SESSION_BUS_ADDRESS");
+    const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
+    setSecret(KEY, u"token"_s);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    const Variable gone("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+    setSecret(KEY, u"token"_s);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    const Variable garbage("DBUS_SESSION_BUS_ADDRESS", "not an address");
+    EXPECT_EQ(secret(KEY), std::nullopt);
+}
+
+TEST(SecretStoreWithoutABus, OutlivesABusAndFindsTheNext) {
+    const QTemporaryDir home;
+    const auto place = std::make_shared<QTemporaryDir>();
+    {
+        const SessionBus bus(place);
+        const Keyring keyring(home);
+        setSecret(KEY, u"token"_s);
+        EXPECT_EQ(secret(KEY), u"token"_s);
+    }
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    const SessionBus bus(place);
+    const Keyring keyring(home);
+    EXPECT_EQ(secret(KEY), u"token"_s);
+}
+
+TEST(SecretStoreWithoutABus, ABusThatNeverAnswersIsGivenUp) {
+    const SessionBus bus;
+    bus.signal(SIGSTOP);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+}
