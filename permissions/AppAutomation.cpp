@@ -1,0 +1,116 @@
+// What the owner has decided, and asking for a decision.
+#include "permissions/AppAutomation.h"
+
+#include "base/Background.h"
+#include "permissions/HiddenStart.h"
+#include "permissions/Permissions.h"
+#include "platform/Consent.h"
+#include "platform/Workspace.h"
+
+#include <QFile>
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <algorithm>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+using State = Permission::State;
+
+const std::vector<AutomationApp> AppAutomation::candidates{
+    {u"com.apple.systemevents"_s, u"System Events"_s},
+    {u"com.apple.finder"_s, u"Finder"_s},
+    {u"com.apple.Safari"_s, u"Safari"_s},
+    {u"com.google.Chrome"_s, u"Google Chrome"_s},
+    {u"com.apple.Terminal"_s, u"Terminal"_s},
+    {u"com.apple.mail"_s, u"Mail"_s},
+    {u"com.apple.MobileSMS"_s, u"Messages"_s},
+    {u"com.apple.Notes"_s, u"Notes"_s},
+    {u"com.apple.iCal"_s, u"Calendar"_s},
+    {u"com.apple.reminders"_s, u"Reminders"_s},
+    {u"com.apple.Music"_s, u"Music"_s},
+    {u"com.apple.Photos"_s, u"Photos"_s},
+    {u"com.apple.Preview"_s, u"Preview"_s},
+    {u"com.microsoft.VSCode"_s, u"VS Code"_s},
+};
+
+namespace {
+
+constexpr int BUSY_MILLISECONDS = 500; // for another program that is just writing down a decision
+constexpr std::int64_t ALLOWED = 2;
+constexpr auto DECISIONS =
+    "SELECT indirect_object_identifier, auth_value FROM access WHERE service = 'kTCCServiceAppleEvents' AND client = ?";
+
+State stateOf(std::int32_t code) {
+    if (code == AUTOMATION_ALLOWED)
+        return State::granted;
+    return code == AUTOMATION_REFUSED ? State::missing : State::unknown;
+}
+
+} // namespace
+
+size_t AppAutomation::qHash(const Target &target, size_t seed) {
+    return qHashMulti(seed, target.id, target.name);
+}
+
+std::vector<AutomationApp> AppAutomation::installed() {
+    std::vector<AutomationApp> found;
+    std::ranges::copy_if(candidates, std::back_inserter(found),
+                         [](const auto &application) { return applicationName(application.id).has_value(); });
+    return found;
+}
+
+std::int32_t AppAutomation::determine(const QString &id, bool ask) {
+    return determineAutomation(id, ask);
+}
+
+std::optional<QMap<QString, bool>> AppAutomation::tccDecisions() {
+    if (!consentDecisions())
+        return std::nullopt; // what the system will not decide by is nothing to show as decided
+    try {
+        const SQLite::Database database(QFile::encodeName(consentDatabase()).toStdString(), SQLite::OPEN_READONLY,
+                                        BUSY_MILLISECONDS);
+        SQLite::Statement query(database, DECISIONS);
+        query.bind(1, ownConsentClient().toStdString());
+        QMap<QString, bool> decisions;
+        while (query.executeStep()) {
+            if (!query.isColumnNull(0))
+                decisions[QString::fromStdString(query.getColumn(0).getString())] =
+                    query.getColumn(1).getInt64() == ALLOWED;
+        }
+        return decisions;
+    } catch (const SQLite::Exception &) {
+        return std::nullopt; // the system protects it, or it is just being written: the permission check tells instead
+    }
+}
+
+PermissionStates AppAutomation::states() {
+    const auto decisions = tccDecisions();
+    PermissionStates states;
+    for (const auto &application : installed()) {
+        const auto recorded = consentIdentifier(application.id);
+        if (decisions && decisions->contains(recorded))
+            states[application.id] = decisions->value(recorded) ? State::granted : State::missing;
+        else
+            states[application.id] = stateOf(determine(application.id, false));
+    }
+    return states;
+}
+
+std::optional<QString> AppAutomation::displayName(const QString &id) {
+    auto name = applicationName(id);
+    if (name)
+        name->remove(u".app"_s);
+    return name;
+}
+
+Task<State> AppAutomation::request(QString id, std::stop_token stop) {
+    if (co_await canBeStarted(id, stop))
+        co_await startHidden(id, stop);
+    if (stop.stop_requested())
+        co_return State::unknown;
+    const auto code = co_await backgroundWithin(Permissions::ANSWERING, stop, [id] { return determine(id, true); });
+    co_return code ? stateOf(*code) : State::unknown;
+}
+
+} // namespace ombru

@@ -1,0 +1,42 @@
+// What the owner has to allow before the agent can work, and how far it is allowed. Values; any thread.
+#pragma once
+#include <QMap>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace ombru {
+
+struct Permission {
+    enum class State { granted, missing, unknown };
+
+    QString id;
+    QString title;        // for the owner
+    QString why;          // one line for the owner
+    bool required = true; // setup cannot finish without it
+    QString settingsPane; // anchor of its pane in the system's settings
+
+    bool operator==(const Permission &) const = default;
+};
+
+// By the identifier of a permission or of an application.
+using PermissionStates = QMap<QString, Permission::State>;
+
+// "granted", "missing" or "unknown".
+QString stateName(Permission::State state);
+std::optional<Permission::State> stateNamed(const QString &name);
+
+// A JSON object, identifier to name of the state; the empty text for no states at all.
+QString toText(const PermissionStates &states);
+// What is no such object, and each entry that is no state, counts as absent.
+PermissionStates permissionStates(const QString &text);
+
+namespace Permissions {
+
+// The fixed table, in the order in which the owner is asked.
+extern const std::vector<Permission> all;
+
+} // namespace Permissions
+
+} // namespace ombru
