@@ -18,8 +18,18 @@ struct SettingsOptions {
     std::optional<QString> key;
     std::optional<QString> value;
 };
+struct ConsentOptions {
+    enum class Action { list, allow, deny, forget };
+    Action action = Action::list;
+    QStringList applications;      // names or identifiers
+    std::optional<QString> client; // whose scripts; none: the application's own
+    bool json = false;
+};
 struct TestClaudeOptions {};
 struct DoctorOptions {};
+struct StatusOptions {
+    bool json = false;
+};
 
 // Nothing to do but to print and exit: help, version, or what was wrong with the words.
 struct Farewell {
@@ -28,7 +38,8 @@ struct Farewell {
     int status = 0; // 2 for words that make no command
 };
 
-using Command = std::variant<RunOptions, SettingsOptions, TestClaudeOptions, DoctorOptions, Farewell>;
+using Command = std::variant<RunOptions, SettingsOptions, ConsentOptions, TestClaudeOptions, DoctorOptions,
+                             StatusOptions, Farewell>;
 
 Command readCommandLine(const QStringList &arguments); // without the program's name
 

@@ -1,8 +1,8 @@
 #include "app/DoctorCommand.h"
 
-#include "agent/AppleScriptRunner.h"
-#include "agent/Claude.h"
-#include "platform/Diagnosis.h"
+#include "app/Findings.h"
+#include "base/Background.h"
+#include "permissions/Permissions.h"
 #include "platform/ScriptTool.h"
 
 namespace ombru {
@@ -13,41 +13,12 @@ namespace {
 
 constexpr double SCRIPT_LIMIT = 10; // seconds
 
-Check describe(const Claude::Unknown &) {
-    return {false, u"it gave no usable answer about its sign-in"_s,
-            u"Run `claude auth status` and see what it says."_s};
-}
-Check describe(const Claude::Missing &) {
-    return {false, u"it is not installed"_s, u"Install it: "_s + Claude::installCommand};
-}
-Check describe(const Claude::Outdated &outdated) {
-    return {false, u"it is too old: it does not know "_s + outdated.missing.join(u", "_s), u"Run `claude update`."_s};
-}
-Check describe(const Claude::SignedOut &) {
-    return {false, u"it is not signed in"_s, u"Run `claude auth login`."_s};
-}
-Check describe(const Claude::Ready &ready) {
-    return {true, ready.email.isEmpty() ? u"signed in"_s : u"signed in as "_s + ready.email, {}};
-}
-
-Task<Check> claudeCheck(std::stop_token stop) {
-    const auto state = co_await Claude::check(stop);
-    co_return std::visit([](const auto &which) { return describe(which); }, state);
-}
-
 Task<Check> scriptCheck(std::shared_ptr<AppleScriptRunner::Run> handle) {
     const auto outcome = co_await AppleScriptRunner::run(u"return 6 * 7"_s, SCRIPT_LIMIT, handle);
     if (outcome.ok && outcome.text == u"42"_s)
         co_return Check{true, osascriptPath(), {}};
     co_return Check{false, outcome.text.trimmed(),
                     u"%1 must be ombru's own: build or install it again."_s.arg(osascriptPath())};
-}
-
-void report(Terminal &terminal, const QString &name, const Check &check) {
-    const auto line = u"%1 %2  %3"_s.arg(check.works ? u"✓"_s : u"✗"_s, name.leftJustified(13), check.what);
-    terminal.print(line, check.works ? Colour::green : Colour::red);
-    if (!check.works)
-        terminal.print(u"                 → "_s + check.remedy);
 }
 
 } // namespace
@@ -60,25 +31,44 @@ void DoctorCommand::interrupt() {
 Task<int> DoctorCommand::run() {
     m_terminal.showLive(u"… Looking at the screen"_s);
     const auto screen = co_await screenCheck();
-    report(m_terminal, u"screen"_s, screen);
+    print(m_terminal, finding(u"screen"_s, screen));
     const auto input = co_await inputCheck();
-    report(m_terminal, u"input"_s, input);
+    print(m_terminal, finding(u"input"_s, input));
     m_terminal.showLive(u"… Asking the desktop"_s);
     const auto notifications = co_await notificationCheck();
-    report(m_terminal, u"notifications"_s, notifications);
+    print(m_terminal, finding(u"notifications"_s, notifications));
     m_terminal.showLive(u"… Asking claude whether it is signed in"_s);
-    const auto claude = co_await claudeCheck(m_stop.get_token());
+    const auto claude = co_await Claude::check(m_stop.get_token());
     if (!m_stop.stop_requested())
-        report(m_terminal, u"claude"_s, claude);
+        print(m_terminal, finding(claude));
     m_terminal.showLive(u"… Running a script"_s);
     const auto script = co_await scriptCheck(m_script);
+    if (!m_stop.stop_requested())
+        print(m_terminal, finding(u"osascript"_s, script));
+    co_await showPermissions();
     m_terminal.showLive({});
     if (m_stop.stop_requested())
         co_return 130;
-    report(m_terminal, u"osascript"_s, script);
-    // Without notifications a task still runs; it only goes unannounced.
-    const bool ready = screen.works && input.works && claude.works && script.works;
-    co_return ready ? 0 : 1;
+    // Without notifications a task still runs; it only goes unannounced. What is not allowed yet is asked for.
+    const bool ready = screen.works && input.works && std::holds_alternative<Claude::Ready>(claude) && script.works;
+    co_return m_terminal.statusWhenSeen(ready ? 0 : 1);
+}
+
+Task<> DoctorCommand::showPermissions() {
+    const auto stop = m_stop.get_token();
+    m_terminal.showLive(u"… Asking what is allowed"_s);
+    for (const auto &permission : Permissions::all) {
+        const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
+                                                     [id = permission.id] { return Permissions::state(id); });
+        if (stop.stop_requested())
+            co_return;
+        print(m_terminal, finding(permission, state.value_or(Permission::State::unknown)));
+    }
+    const auto found = co_await backgroundWithin(Permissions::LIMIT, stop, AppAutomation::states);
+    const auto states = found.value_or(PermissionStates());
+    for (const auto &application : AppAutomation::candidates)
+        if (states.contains(application.id))
+            print(m_terminal, finding(application, states[application.id]));
 }
 
 } // namespace ombru

@@ -12,6 +12,8 @@ public:
     void interrupt();
 
 private:
+    Task<> showPermissions();
+
     Terminal m_terminal;
     std::stop_source m_stop;
     std::shared_ptr<AppleScriptRunner::Run> m_script = std::make_shared<AppleScriptRunner::Run>();

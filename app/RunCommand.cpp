@@ -2,9 +2,14 @@
 
 #include "app/EventPrinter.h"
 #include "app/Notifier.h"
+#include "app/TerminalQuestion.h"
+#include "base/Background.h"
+#include "controller/TaskText.h"
+#include "platform/Consent.h"
 
 #include <QDir>
 #include <QLockFile>
+#include <QSet>
 
 namespace ombru {
 
@@ -37,6 +42,8 @@ RunCommand::RunCommand(RunOptions options) : m_options(std::move(options)) {
 void RunCommand::interrupt() {
     if (m_state.busy)
         m_state.cancelTask();
+    else
+        m_stop.request_stop();
 }
 
 Result<> RunCommand::applyOptions() {
@@ -71,8 +78,10 @@ Task<int> RunCommand::run() {
         qCritical("The output could not be written, so the task was stopped.");
         co_return 1;
     }
-    if (m_state.lastResult->value().outcome == TaskResult::Outcome::failed && !m_options.json)
-        m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
+    if (!m_options.json) {
+        co_await offerConsent();
+        advise();
+    }
     switch (m_state.lastResult->value().outcome) {
     case TaskResult::Outcome::answered:
         co_return 0;
@@ -85,7 +94,52 @@ Task<int> RunCommand::run() {
     Q_UNREACHABLE();
 }
 
+// Only after the task: an open question holds the keys and clicks of every script.
+Task<> RunCommand::offerConsent() {
+    const auto stop = m_stop.get_token();
+    const auto applications = m_state.blockedApps();
+    QSet<QString> offered; // a script may call the same one by several names
+    for (const auto &application : applications) {
+        if (offered.contains(application.id))
+            continue;
+        offered.insert(application.id);
+        if (canAsk(m_terminal) && !stop.stop_requested() && co_await allow(application))
+            m_terminal.print(u"Allowed. Run the task again to let it go on."_s, Colour::green);
+        else
+            m_terminal.print(
+                u"To let scripts control %1: `ombru consent allow %2`"_s.arg(application.name, application.id),
+                Colour::dim);
+    }
+    if (m_scriptRefused)
+        m_terminal.print(
+            u"A script was not allowed to control an application. `ombru consent list` shows what you have "
+            "decided, and `ombru consent allow APP` lets scripts control one."_s,
+            Colour::dim);
+}
+
+// The owner's answer is theirs: no script may type it.
+Task<bool> RunCommand::allow(AppAutomation::Target application) {
+    const auto stop = m_stop.get_token();
+    const auto pause = co_await backgroundWithin(24h, stop, pauseScriptedInput);
+    if (!pause.value_or(nullptr))
+        co_return false;
+    const auto question = u"Let the agent's scripts control %1 (%2)?"_s.arg(application.name, application.id);
+    if (!co_await ask(&m_terminal, question, stop))
+        co_return false;
+    const auto decided =
+        co_await background([id = application.id] { return decideConsent(ownConsentClient(), id, true); });
+    if (!decided)
+        m_terminal.print(decided.error().description, Colour::red);
+    co_return decided.has_value();
+}
+
+void RunCommand::advise() {
+    if (m_state.lastResult->value().outcome == TaskResult::Outcome::failed)
+        m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
+}
+
 void RunCommand::print(const Event &event) {
+    m_scriptRefused |= event.kind == EventKind::bad && isAutomationRefusal(event.text);
     if (m_options.json)
         m_terminal.printRaw(jsonLine(event));
     else

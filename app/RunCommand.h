@@ -18,6 +18,9 @@ public:
 
 private:
     void print(const Event &event);
+    Task<> offerConsent(); // to control what a script was refused
+    Task<bool> allow(AppAutomation::Target application);
+    void advise(); // what the owner can do about a task that did not go well
     void showProgress();
     void noteChange();
     Result<> applyOptions();
@@ -26,6 +29,8 @@ private:
     Terminal m_terminal;
     AppState m_state;
     Completion m_finished;
+    std::stop_source m_stop;      // ends what follows the task
+    bool m_scriptRefused = false; // the system ended one for what it would control
     bool m_changeNoted = false;
     QString m_activity; // what the live line says
     Clock::Time m_activitySince{};

@@ -74,6 +74,11 @@ QString printable(const QString &text) {
     return shown;
 }
 
+QString asTyped(const QString &text) {
+    constexpr qsizetype MOST = 60; // characters
+    return printable(characterCount(text) > MOST ? firstCharacters(text, MOST) + u"…"_s : text);
+}
+
 QString fitColumns(const QString &text, int columns) {
     QString fitting;
     int used = 0;
@@ -99,6 +104,13 @@ Terminal::Terminal() : m_interactive(::isatty(STDOUT_FILENO)) {
 
 Terminal::~Terminal() {
     showLive({});
+}
+
+int Terminal::statusWhenSeen(int status) const {
+    if (!m_broken)
+        return status;
+    qCritical("The output could not be written.");
+    return 1;
 }
 
 void Terminal::print(const QString &text, Colour colour) {

@@ -9,6 +9,9 @@ enum class Colour { plain, bold, dim, red, green, yellow, blue, magenta, cyan };
 // Text from elsewhere as it may be printed: control characters are shown, not obeyed; line breaks and tabs stay.
 QString printable(const QString &text);
 
+// What somebody typed, for a message that repeats it: the same, and no longer than can be read.
+QString asTyped(const QString &text);
+
 // The text cut to so many columns, with "…" where something is missing.
 QString fitColumns(const QString &text, int columns);
 
@@ -19,6 +22,12 @@ public:
 
     // Whoever read the output has gone; nothing printed from now on is seen.
     bool isBroken() const { return m_broken; }
+
+    // Somebody watches it, and it can show a live line.
+    bool isInteractive() const { return m_interactive; }
+
+    // `status` of a command whose output was seen; otherwise says so among the errors and gives 1.
+    int statusWhenSeen(int status) const;
 
     // One line or several, each followed by a line break; above the live line.
     void print(const QString &text, Colour colour = Colour::plain);

@@ -1,10 +1,12 @@
 // ombru: reads the command line, runs one command, and hands Ctrl-C to it.
 
 #include "app/CommandLine.h"
+#include "app/ConsentCommand.h"
 #include "app/DoctorCommand.h"
 #include "app/Interrupt.h"
 #include "app/RunCommand.h"
 #include "app/SettingsCommand.h"
+#include "app/StatusCommand.h"
 #include "app/TestClaudeCommand.h"
 #include "base/Background.h"
 
@@ -46,6 +48,11 @@ int run(const SettingsOptions &options) {
     return runSettingsCommand(options);
 }
 
+int run(ConsentOptions options) {
+    ConsentCommand command(std::move(options));
+    return runLoop(command);
+}
+
 int run(TestClaudeOptions) {
     TestClaudeCommand command;
     return runLoop(command);
@@ -53,6 +60,11 @@ int run(TestClaudeOptions) {
 
 int run(DoctorOptions) {
     DoctorCommand command;
+    return runLoop(command);
+}
+
+int run(const StatusOptions &options) {
+    StatusCommand command(options);
     return runLoop(command);
 }
 

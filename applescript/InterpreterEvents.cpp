@@ -51,11 +51,15 @@ Value Interpreter::sendEvent(const Event &event) {
     const Application &application = event.application;
     if (application.id.isEmpty())
         throw ScriptError{error::NO_SUCH_OBJECT, u"Can’t get application %1."_s.arg(formatSource(application.name))};
+    if (const auto authorized = m_host.authorize(application); !authorized)
+        throw ScriptError{authorized.error().code, authorized.error().description};
     try {
         return DesktopModel(*this, application).perform(event);
     } catch (ScriptError &error) {
         const QString prefix = application.name + u" got an error: "_s;
-        if (error.number != error::CANCELED && !error.message.startsWith(prefix))
+        // A test of `whose` may have sent an event elsewhere: that it was refused is not this application's error.
+        const bool own = error.number != error::CANCELED && error.number != error::NOT_AUTHORIZED;
+        if (own && !error.message.startsWith(prefix))
             error.message.prepend(prefix);
         throw;
     }

@@ -16,6 +16,7 @@ using namespace Qt::StringLiterals;
 AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     Loop::main(); // from here on other threads may emit
     settings.onBadValue([this](const QString &line) { emit(u"✗ "_s + line, EventKind::warn); });
+    appAutomation = permissionStates(settings.appAutomation());
 }
 
 AppState::~AppState() = default;

@@ -11,6 +11,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -142,6 +144,16 @@ Task<AppState::Attempt<QString>> AppState::ask(QString binary, QString message) 
 }
 
 Task<AppState::Attempt<AppState::Turn>> AppState::act(QString script, QString prose) {
+    announceScript(script, prose);
+    const auto refusals = co_await AppAutomation::notAllowed(script, m_taskStop.get_token());
+    if (isCancelled())
+        co_return std::unexpected(Cancelled{});
+    if (!refusals.empty())
+        co_return refuseScript(refusals);
+    co_return co_await runScript(script);
+}
+
+void AppState::announceScript(const QString &script, const QString &prose) {
     QString label = u"Running an AppleScript"_s;
     if (!prose.isEmpty()) {
         emit(u"claude: "_s + prose, EventKind::claude);
@@ -150,7 +162,25 @@ Task<AppState::Attempt<AppState::Turn>> AppState::act(QString script, QString pr
     m_task = label;
     Notifier::update(u"Step %1"_s.arg(step()), label, true);
     emit(u"script:\n"_s + script, EventKind::code);
+}
 
+// The script is not run: the next turn hears why.
+AppState::Turn AppState::refuseScript(const std::vector<AppAutomation::Refusal> &refusals) {
+    QStringList list;
+    for (const auto &refusal : refusals) {
+        list.append(refusal.target.name);
+        if (!blockedApps->contains(refusal.target))
+            blockedApps.edit([&](auto &targets) { targets.append(refusal.target); });
+    }
+    const auto names = list.join(u", "_s);
+    const auto advice = automationAdvice(std::ranges::any_of(refusals, &AppAutomation::Refusal::denied));
+    emit(u"✗ "_s + names + u" hasn't been allowed yet — "_s + advice + u", then try again."_s, EventKind::bad);
+    status = names + u" not allowed yet"_s;
+    Notifier::update(names + u" isn't allowed yet"_s, u"Allow it from the ombru menu bar, then try again."_s, false);
+    return {{}, refusedHead(names, advice)};
+}
+
+Task<AppState::Attempt<AppState::Turn>> AppState::runScript(QString script) {
     status = u"running script (step %1)"_s.arg(step());
     setActivity(u"Step %1 · running…"_s.arg(step()));
     const auto started = Clock::now();

@@ -83,6 +83,18 @@ QString resultHead(bool ok, const QString &output) {
            firstCharacters(output, RESULT_LENGTH);
 }
 
+QString automationAdvice(bool denied) {
+    return denied ? u"turn it on in System Settings → Privacy & Security → Automation → ombru"_s
+                  : u"click Allow next to it in the ombru menu bar"_s;
+}
+
+QString refusedHead(const QString &names, const QString &advice) {
+    return u"Result of your last AppleScript (failure):\nNot run: macOS hasn't allowed ombru to control "_s + names +
+           u" yet. Tell the user "_s + names + u" needs to be allowed ("_s + advice +
+           u"). If the task can be done without scripting "_s + names +
+           u" directly — e.g. by clicking and typing through System Events — you may do that instead."_s;
+}
+
 bool isAutomationRefusal(const QString &output) {
     return output.contains(u"-1743"_s) ||
            output.contains(u"not authorized to send apple events"_s, Qt::CaseInsensitive);

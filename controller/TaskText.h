@@ -30,6 +30,12 @@ QString turnMessage(const QString &head, int step, const QString &screenshot, QS
 // The head of the next turn's message after a script ran.
 QString resultHead(bool ok, const QString &output);
 
+// What the owner does about applications that a script may not control; `denied` when any of them was refused outright.
+QString automationAdvice(bool denied);
+
+// The head of the next turn's message after a script was not run because of these applications.
+QString refusedHead(const QString &names, const QString &advice);
+
 // The output says that the system refused the script an application.
 bool isAutomationRefusal(const QString &output);
 

@@ -56,7 +56,7 @@ TEST(CommandLine, NoWordsAtAllShowTheHelp) {
 TEST(CommandLine, HelpTeachesAndVersionTells) {
     const auto help = read<Farewell>({u"--help"_s});
     EXPECT_EQ(help.status, 0);
-    for (const auto &word : {u"run"_s, u"test-claude"_s, u"settings"_s, u"doctor"_s, u"ombru run \""_s})
+    for (const auto &word : {u"run"_s, u"test-claude"_s, u"settings"_s, u"doctor"_s, u"status"_s, u"ombru run \""_s})
         EXPECT_TRUE(help.output.contains(word)) << word.toStdString();
     const auto run = read<Farewell>({u"run"_s, u"--help"_s});
     EXPECT_TRUE(run.output.contains(u"130 after Ctrl-C"_s));
@@ -73,8 +73,65 @@ TEST(CommandLine, UnknownWordsAreRefused) {
     }
 }
 
+TEST(CommandLine, AMistypedCommandIsNamedWithThoseThereAre) {
+    const std::pair<QStringList, QString> cases[] = {
+        {{u"statsu"_s},
+         u"\"statsu\" is no command of ombru. ombru takes one of: run, test-claude, doctor, status, settings, "
+         u"consent\n"_s},
+        {{u"consent"_s, u"alow"_s, u"TextEdit"_s},
+         u"\"alow\" is no command of ombru consent. ombru consent takes one of: list, allow, deny, forget\n"_s},
+        {{u"consent"_s}, u"ombru consent takes one of: list, allow, deny, forget\n"_s},
+        {{u"consent"_s, u"--for"_s, u"/bin/sh"_s}, u"ombru consent takes one of: list, allow, deny, forget\n"_s},
+    };
+    for (const auto &[arguments, expected] : cases) {
+        const auto farewell = read<Farewell>(arguments);
+        EXPECT_EQ(farewell.status, 2);
+        EXPECT_EQ(farewell.error, expected) << farewell.error.toStdString();
+    }
+    const auto hostile = read<Farewell>({u"\033[2J"_s + QString(10'000, u'x')}).error;
+    EXPECT_TRUE(hostile.startsWith(u"\"␛[2Jxxx"_s)) << hostile.left(80).toStdString();
+    EXPECT_LT(hostile.size(), 200);
+}
+
+TEST(CommandLine, TheStatusIsForPeopleOrForPrograms) {
+    EXPECT_FALSE(read<StatusOptions>({u"status"_s}).json);
+    EXPECT_TRUE(read<StatusOptions>({u"status"_s, u"--json"_s}).json);
+    EXPECT_EQ(read<Farewell>({u"status"_s, u"now"_s}).status, 2);
+}
+
 TEST(CommandLine, SettingsTakeAKeyAndAValueAndTheValueMayBeEmpty) {
     EXPECT_FALSE(read<SettingsOptions>({u"settings"_s}).key);
     EXPECT_EQ(read<SettingsOptions>({u"settings"_s, u"model"_s}).key, u"model"_s);
     EXPECT_EQ(read<SettingsOptions>({u"settings"_s, u"model"_s, u""_s}).value, QString(u""_s));
+}
+
+TEST(CommandLine, ConsentIsForApplicationsAndPerhapsForAnotherProgram) {
+    using Action = ConsentOptions::Action;
+    EXPECT_EQ(read<ConsentOptions>({u"consent"_s, u"list"_s}).action, Action::list);
+    EXPECT_TRUE(read<ConsentOptions>({u"consent"_s, u"list"_s, u"--json"_s}).json);
+    const auto allowed = read<ConsentOptions>({u"consent"_s, u"allow"_s, u"TextEdit"_s, u"System Events"_s});
+    EXPECT_EQ(allowed.action, Action::allow);
+    EXPECT_EQ(allowed.applications, QStringList({u"TextEdit"_s, u"System Events"_s}));
+    EXPECT_FALSE(allowed.client || allowed.json);
+    for (const auto &words : {QStringList{u"consent"_s, u"deny"_s, u"X"_s, u"--for"_s, u"/usr/bin/xterm"_s},
+                              QStringList{u"consent"_s, u"--for"_s, u"/usr/bin/xterm"_s, u"deny"_s, u"X"_s}}) {
+        const auto denied = read<ConsentOptions>(words);
+        EXPECT_EQ(denied.action, Action::deny);
+        EXPECT_EQ(denied.applications, QStringList(u"X"_s));
+        EXPECT_EQ(denied.client, u"/usr/bin/xterm"_s);
+    }
+    EXPECT_EQ(read<ConsentOptions>({u"consent"_s, u"forget"_s, u"X"_s}).action, Action::forget);
+}
+
+TEST(CommandLine, ConsentWithoutAnActionOrAnApplicationIsToldSo) {
+    for (const auto &words :
+         {QStringList{u"consent"_s}, QStringList{u"consent"_s, u"allow"_s},
+          QStringList{u"consent"_s, u"bless"_s, u"X"_s}, QStringList{u"consent"_s, u"allow"_s, u"X"_s, u"--json"_s}}) {
+        const auto farewell = read<Farewell>(words);
+        EXPECT_EQ(farewell.status, 2) << words.join(u' ').toStdString();
+        EXPECT_FALSE(farewell.error.isEmpty());
+    }
+    const auto help = read<Farewell>({u"consent"_s, u"--help"_s});
+    for (const auto &word : {u"list"_s, u"allow"_s, u"deny"_s, u"forget"_s, u"--for"_s, u"System Events"_s})
+        EXPECT_TRUE(help.output.contains(word)) << word.toStdString();
 }

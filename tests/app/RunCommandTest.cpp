@@ -70,6 +70,20 @@ protected:
         return process;
     }
 
+    // A script is refused on a terminal; `answer` is typed once the owner is asked. Gives all that was shown, and what
+    // is decided afterwards.
+    QString answerOnTerminal(const QByteArray &answer) {
+        reply(1, u"```applescript\ntell application \"System Events\" to count processes\n```"_s);
+        reply(2, u"DONE: it is not allowed"_s);
+        extra["TERM"] = "xterm";
+        extra["ANSWER"] = answer;
+        return run(u"mkfifo keys\n"
+                   "script -qefc 'stty cols 40; \"$OMBRU\" run --max-steps 2 go' log <keys >/dev/null & exec 3>keys\n"
+                   "until grep -qF '[y/N]' log; do sleep 0.05; done\n"
+                   "printf '%s\\n' \"$ANSWER\" >&3; wait $!; cat log; \"$OMBRU\" consent list"_s)
+            .out;
+    }
+
     test::Scratch scratch;
     test::StandIn claude{scratch.path(u".local/bin/claude"_s), scratch.path(u"claude"_s)};
     Environment extra;
@@ -108,6 +122,48 @@ TEST_F(RunCommandTest, ColoursTheLogAndSaysWhatItWaitsForOnATerminal) {
     const auto finished = run(u"script -qec '\"$OMBRU\" run go' /dev/null </dev/null"_s);
     EXPECT_TRUE(finished.out.contains(u"\033[32m✓ ok"_s)) << finished.out.toStdString();
     EXPECT_TRUE(finished.out.contains(u"… Figuring out what to do… 1s · Ctrl-C stops"_s)) << finished.out.toStdString();
+}
+
+TEST_F(RunCommandTest, OnATerminalTheOwnerIsAskedRightThereForWhatAScriptWasRefused) {
+    const auto told = answerOnTerminal("Yes");
+    EXPECT_TRUE(told.contains(u"Let the agent's scripts control System Events (com.apple.systemevents)? [y/N]"_s))
+        << told.toStdString();
+    EXPECT_TRUE(told.contains(u"Allowed. Run the task again"_s)) << told.toStdString();
+    EXPECT_TRUE(told.section(u"Run the task again"_s, 1).contains(u"System Events (com.apple.systemevents)"_s))
+        << "the decision is listed: " << told.toStdString();
+}
+
+TEST_F(RunCommandTest, WhatTheOwnerDoesNotAllowOnTheTerminalStaysUndecided) {
+    const auto told = answerOnTerminal("n");
+    EXPECT_TRUE(told.contains(u"`ombru consent allow com.apple.systemevents`"_s)) << told.toStdString();
+    EXPECT_FALSE(told.contains(u"Allowed."_s)) << told.toStdString();
+    EXPECT_TRUE(told.contains(u"Nothing is decided yet"_s)) << told.toStdString();
+}
+
+TEST_F(RunCommandTest, WithoutATerminalNobodyIsAskedButTheCommandIsNamed) {
+    reply(1, u"```applescript\ntell application \"System Events\" to count processes\n```"_s);
+    reply(2, u"DONE: it is not allowed"_s);
+    const auto finished = run(u"yes | \"$OMBRU\" run --max-steps 2 go"_s);
+    EXPECT_FALSE(finished.out.contains(u"[y/N]"_s));
+    EXPECT_TRUE(finished.out.contains(u"`ombru consent allow com.apple.systemevents`"_s)) << finished.out.toStdString();
+}
+
+TEST_F(RunCommandTest, AnApplicationWithSeveralNamesIsOfferedOnce) {
+    reply(1, u"```applescript\ntell application \"System Events\" to count processes\n"
+             u"tell application \"system events\" to count processes\n```"_s);
+    reply(2, u"DONE: it is not allowed"_s);
+    const auto finished = run(u"\"$OMBRU\" run --max-steps 2 go"_s);
+    EXPECT_TRUE(finished.out.contains(u"✗ System Events, system events hasn't been allowed yet"_s))
+        << finished.out.toStdString();
+    EXPECT_EQ(finished.out.count(u"`ombru consent allow com.apple.systemevents`"_s), 1);
+}
+
+TEST_F(RunCommandTest, NamesTheCommandAlsoWhenTheSystemEndedTheScript) {
+    reply(1, u"```applescript\ntell app \"System Events\" to count processes\n```"_s);
+    reply(2, u"DONE: it is not allowed"_s);
+    const auto finished = run(u"\"$OMBRU\" consent deny 'System Events'; \"$OMBRU\" run --max-steps 2 go"_s);
+    EXPECT_TRUE(finished.out.contains(u"(-1743)"_s)) << finished.out.toStdString();
+    EXPECT_TRUE(finished.out.contains(u"`ombru consent allow APP`"_s)) << finished.out.toStdString();
 }
 
 TEST_F(RunCommandTest, ExitsWithOneWhenTheTaskFails) {
@@ -248,8 +304,8 @@ TEST_F(RunCommandTest, TestClaudeTellsWhetherItAnswers) {
 TEST_F(RunCommandTest, SettingsAreListedReadAndChanged) {
     const auto list = run(u"\"$OMBRU\" settings"_s);
     EXPECT_EQ(list.status, 0);
-    for (const auto &setting :
-         {u"serverURL"_s, u"model"_s, u"maxSteps"_s, u"scriptTimeout"_s, u"settle"_s, u"callPort"_s, u"cachedPrompt"_s})
+    for (const auto &setting : {u"serverURL"_s, u"model"_s, u"maxSteps"_s, u"scriptTimeout"_s, u"settle"_s,
+                                u"callPort"_s, u"cachedPrompt"_s, u"appAutomation"_s})
         EXPECT_TRUE(list.out.contains(setting)) << setting.toStdString();
     EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps 7"_s).status, 0);
     EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps"_s).out, u"7\n"_s);

@@ -140,6 +140,47 @@ TEST_F(Cancel, WhileClaudeThinksAndWillNotBeAsked) {
     EXPECT_TRUE(isGone(pid));
 }
 
+TEST_F(Cancel, WhileTheSystemIsAskedWhetherAnApplicationIsAllowed) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().desktop->beforeDetermining = [release, waiting](const QString &, bool) {
+        *waiting = true;
+        release->wait(false);
+    };
+    reply({block(u"tell application id \"com.apple.mail\" to beep"_s)});
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(waitUntil([&] { return waiting->load(); }));
+    state->cancelTask();
+    expectStopped();
+    *release = true;
+    release->notify_all();
+    EXPECT_EQ(osascript.calls(), 0);
+    EXPECT_TRUE(state->blockedApps->isEmpty());
+}
+
+TEST_F(Cancel, WhileAnApplicationIsLookedForByName) {
+    reply({block(u"tell application \"Mail\" to beep"_s)});
+    osascript.play(1, "echo $$ >\"$HOME/script.pid\"; exec sleep 1000");
+    state->startTask(u"go"_s);
+    const auto pid = processIn(u"script.pid"_s);
+    state->cancelTask();
+    expectStopped();
+    EXPECT_TRUE(isGone(pid));
+    EXPECT_EQ(osascript.calls(), 1);
+}
+
+TEST_F(Cancel, WhileAnApplicationIsStartedOutOfSight) {
+    ManualClock clock; // its start would never end
+    FakePlatform::instance().desktop->applications[u"com.apple.mail"_s] = {
+        .name = u"Mail"_s, .running = false, .looksUntilItRuns = std::nullopt};
+    reply({block(u"tell application id \"com.apple.mail\" to beep"_s)});
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(waitUntil([] { return FakePlatform::instance().desktop->looks > 0; }));
+    state->cancelTask();
+    expectStopped();
+    EXPECT_EQ(osascript.calls(), 0);
+}
+
 TEST_F(Cancel, WhileAScriptRunsLeavesNoProcessBehind) {
     reply({block(u"x"_s)});
     osascript.play(1, "echo $$ >\"$HOME/script.pid\"; exec sleep 1000");

@@ -1,5 +1,6 @@
 // A controller with everything around it played by the test: claude, osascript, the screen, the log.
 #pragma once
+#include "base/Background.h"
 #include "controller/AppState.h"
 #include "platform/fake/FakePlatform.h"
 #include "tests/support/StandIn.h"
@@ -31,7 +32,11 @@ protected:
         state->onEvent([this](const Event &event) { events.append(kindName(event.kind) + u": "_s + event.text); });
     }
 
-    ~LoopFixture() override { await(state->drain()); }
+    // A job of a cancelled task may still be looking at the computer that the next test sets up anew.
+    ~LoopFixture() override {
+        await(state->drain());
+        EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+    }
 
     static QByteArray resultJson(const QString &text, const QString &session = u"session-1"_s) {
         return QJsonDocument(QJsonObject{{u"type"_s, u"result"_s},

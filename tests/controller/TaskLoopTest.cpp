@@ -5,13 +5,21 @@ using namespace ombru;
 using namespace Qt::StringLiterals;
 using Outcome = TaskResult::Outcome;
 
-class TaskLoop : public test::LoopFixture {};
-
 namespace {
 const QString RULE = QString(40, u'─');
-}
+const QString TELL_MAIL = u"tell application id \"com.apple.mail\" to beep"_s;
+} // namespace
+
+class TaskLoop : public test::LoopFixture {
+protected:
+    static void addMail(std::int32_t permission) {
+        FakePlatform::instance().desktop->applications[u"com.apple.mail"_s] = {.name = u"Mail"_s,
+                                                                               .permission = permission};
+    }
+};
 
 TEST_F(TaskLoop, AFinalAnswerEndsTheTaskAfterOneTurn) {
+    const ManualClock clock; // a busy machine needs more than no seconds
     reply({u"DONE: All set.\nSecond line."_s});
     const auto result = runTask(u"do it"_s);
     EXPECT_EQ(result, (TaskResult{Outcome::answered, u"All set.\nSecond line."_s}));
@@ -33,7 +41,7 @@ TEST_F(TaskLoop, AScriptIsRunAndItsResultIsTheNextMessage) {
     EXPECT_EQ(plain[3], u"code: script:\nreturn 6 * 7"_s);
     EXPECT_TRUE(plain[4].startsWith(u"result: ✓ script ok ("_s) && plain[4].endsWith(u"s): 42"_s));
     EXPECT_EQ(plain[5], u"rule: ── step 2/15 "_s + RULE);
-    EXPECT_EQ(plain[7], u"dim: finished in 2 steps · 0s"_s);
+    EXPECT_TRUE(plain[7].startsWith(u"dim: finished in 2 steps · "_s));
     EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (success):\n42\nScreenshot (step 2): "_s));
 }
 
@@ -271,6 +279,108 @@ TEST_F(TaskLoop, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
                                   u"event code"_s, u"event result"_s, u"state 1 2"_s, u"screenshot "_s, u"event good"_s,
                                   u"state 0 2"_s}));
     EXPECT_EQ(sent.back()[u"status"_s].toString(), u"✓ ok"_s);
+}
+
+// --- Applications that the owner has not allowed
+
+TEST_F(TaskLoop, AScriptForAnApplicationNotYetAllowedIsNotRun) {
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL, u"I write."_s), u"DONE: ok"_s});
+    QStringList statuses;
+    state->onWillChange([&] { statuses.append(state->status()); });
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(osascript.calls(), 0);
+    EXPECT_EQ(plainEvents(),
+              (QStringList{u"user: you ❯ go"_s, u"rule: ── step 1/15 "_s + RULE, u"claude: claude: I write."_s,
+                           u"code: script:\n"_s + TELL_MAIL,
+                           u"bad: ✗ Mail hasn't been allowed yet — click Allow next to it in the ombru menu bar, then "
+                           u"try again."_s,
+                           u"rule: ── step 2/15 "_s + RULE, u"good: ✓ ok"_s, u"dim: finished in 2 steps · 0s"_s}));
+    EXPECT_TRUE(message(2).startsWith(
+        u"Result of your last AppleScript (failure):\nNot run: macOS hasn't allowed ombru to control Mail yet. Tell "
+        u"the "
+        u"user Mail needs to be allowed (click Allow next to it in the ombru menu bar). If the task can be done "
+        u"without "
+        u"scripting Mail directly — e.g. by clicking and typing through System Events — you may do that "
+        u"instead.\nScreenshot (step 2): "_s))
+        << message(2).toStdString();
+    EXPECT_TRUE(statuses.contains(u"Mail not allowed yet"_s));
+    EXPECT_FALSE(statuses.contains(u"running script (step 1)"_s));
+    EXPECT_EQ(state->blockedApps(), (QList<AppAutomation::Target>{{u"com.apple.mail"_s, u"Mail"_s}}));
+}
+
+TEST_F(TaskLoop, AnApplicationThatWasRefusedIsAllowedInTheSettings) {
+    addMail(AUTOMATION_REFUSED);
+    FakePlatform::instance().desktop->applications[u"com.apple.Notes"_s] = {.name = u"Notes"_s,
+                                                                            .permission = AUTOMATION_UNDECIDED};
+    reply({block(u"tell application id \"com.apple.Notes\" to beep\n"_s + TELL_MAIL), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    const auto advice = u"turn it on in System Settings → Privacy & Security → Automation → ombru"_s;
+    EXPECT_TRUE(events.contains(u"bad: ✗ Notes, Mail hasn't been allowed yet — "_s + advice + u", then try again."_s))
+        << "one that was refused outright is enough";
+    EXPECT_TRUE(message(2).contains(u"Tell the user Notes, Mail needs to be allowed ("_s + advice + u")."_s));
+    EXPECT_EQ(state->blockedApps(),
+              (QList<AppAutomation::Target>{{u"com.apple.Notes"_s, u"Notes"_s}, {u"com.apple.mail"_s, u"Mail"_s}}));
+}
+
+TEST_F(TaskLoop, TheNotificationNamesTheApplicationThatIsNotAllowed) {
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    const auto titles = notificationTitles();
+    const auto at = titles.indexOf(u"Mail isn't allowed yet"_s);
+    ASSERT_GT(at, 0);
+    EXPECT_EQ(titles[at - 1], u"Step 1"_s);
+    const auto shown = FakePlatform::instance().notifications[at].notification;
+    EXPECT_EQ(shown->body, u"Allow it from the ombru menu bar, then try again."_s);
+    EXPECT_FALSE(shown->prominent);
+}
+
+TEST_F(TaskLoop, AnApplicationIsBlockedOnceHoweverOftenItIsTried) {
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL), block(TELL_MAIL), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_EQ(state->blockedApps->size(), 1);
+    EXPECT_EQ(osascript.calls(), 0);
+}
+
+TEST_F(TaskLoop, AScriptThatIsNotRunUsesUpItsStep) {
+    ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"1"_s));
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL)});
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::outOfSteps);
+    EXPECT_EQ(events.last(), u"warn: ── hit max steps (1) — type a follow-up to continue"_s);
+}
+
+TEST_F(TaskLoop, AScriptThatIsNotRunIsNotFollowedByAPause) {
+    ManualClock clock; // the pause would never end
+    ASSERT_TRUE(state->settings.write(u"settle"_s, u"60"_s));
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL), u"DONE: ok"_s});
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+}
+
+TEST_F(TaskLoop, AnAllowedApplicationIsScripted) {
+    addMail(AUTOMATION_ALLOWED);
+    osascript.play(1, "echo com.apple.mail");
+    reply({block(u"tell application \"Mail\" to beep"_s), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    ASSERT_EQ(osascript.calls(), 2);
+    EXPECT_EQ(osascript.arguments(1), (QStringList{u"-e"_s, u"id of application \"Mail\""_s}));
+    EXPECT_EQ(osascript.input(2), "tell application \"Mail\" to beep");
+    EXPECT_TRUE(state->blockedApps->isEmpty());
+}
+
+TEST_F(TaskLoop, AnApplicationThatIsAllowedMeanwhileIsScripted) {
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL), block(TELL_MAIL), u"DONE: ok"_s});
+    state->onEvent([](const Event &event) {
+        if (event.text.startsWith(u"── step 2/"_s))
+            addMail(AUTOMATION_ALLOWED);
+    });
+    runTask(u"go"_s);
+    EXPECT_EQ(osascript.calls(), 1);
+    EXPECT_EQ(state->blockedApps->size(), 1) << "only the owner's Allow takes it away";
 }
 
 // --- What may come back

@@ -1,0 +1,211 @@
+// `ombru consent` as its owner types it, with a record and applications of the test's own.
+#include "base/Process.h"
+#include "platform/Consent.h"
+#include "tests/support/Consent.h"
+#include "tests/support/Processes.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Outcome {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
+    return stream << "status " << outcome.status << ", output \"" << outcome.out.toStdString() << "\", errors \""
+                  << outcome.err.toStdString() << '"';
+}
+
+class ConsentCommandTest : public ::testing::Test {
+protected:
+    ConsentCommandTest() {
+        QDir().mkpath(scratch.path(u"applications"_s));
+        scratch.write(u"applications/org.example.Editor.desktop"_s,
+                      "[Desktop Entry]\nType=Application\nName=Writer's Desk\nExec=/bin/true %F\n"
+                      "Categories=TextEditor;\nMimeType=text/plain;\n");
+    }
+
+    Outcome run(const QStringList &words, const QString &program = u"ombru"_s) {
+        auto process = Process::make({.program = qEnvironmentVariable("OMBRU_BIN") + u'/' + program,
+                                      .arguments = words,
+                                      .directory = scratch.directory(),
+                                      .environment = ownEnvironment()});
+        EXPECT_TRUE(process->start());
+        await(process->ended());
+        return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
+    }
+    Outcome consent(const QStringList &words) { return run(QStringList{u"consent"_s} + words); }
+
+    // "client application allowed", a decision an entry.
+    static QStringList recorded() {
+        QStringList all;
+        const auto decisions = consentDecisions();
+        EXPECT_TRUE(decisions) << decisions.error().description.toStdString();
+        for (const auto &decision : decisions.value_or(std::vector<ConsentDecision>()))
+            all += decision.client + u' ' + decision.application + (decision.allowed ? u" yes"_s : u" no"_s);
+        return all;
+    }
+
+    Scratch scratch;
+    Variable data{"XDG_DATA_HOME", scratch.directory().toUtf8()};
+    Variable system{"XDG_DATA_DIRS", scratch.path(u"none"_s).toUtf8()};
+    Variable config{"XDG_CONFIG_HOME", scratch.path(u"none"_s).toUtf8()};
+    Variable configs{"XDG_CONFIG_DIRS", scratch.path(u"none"_s).toUtf8()};
+    Variable home{"HOME", scratch.directory().toUtf8()};
+    Variable display{"DISPLAY"};
+};
+
+} // namespace
+
+TEST_F(ConsentCommandTest, AllowsByAnyNameForItsOwnScripts) {
+    for (const auto &name : {u"TextEdit"_s, u"writer's desk"_s, u"org.example.Editor"_s, u"com.apple.TextEdit"_s}) {
+        const auto allowed = consent({u"allow"_s, name});
+        EXPECT_EQ(allowed.status, 0) << allowed;
+        EXPECT_TRUE(allowed.out.startsWith(u"Writer's Desk ("_s)) << allowed;
+        EXPECT_TRUE(allowed.out.endsWith(u": allowed for com.ombru.mac\n"_s)) << allowed;
+        EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor yes"_s));
+        EXPECT_EQ(consent({u"forget"_s, name}).status, 0);
+        EXPECT_EQ(recorded(), QStringList());
+    }
+}
+
+TEST_F(ConsentCommandTest, DecidesForSeveralApplicationsAndForOtherPrograms) {
+    EXPECT_EQ(consent({u"deny"_s, u"TextEdit"_s, u"System Events"_s, u"--for"_s, u"/opt/x"_s}).status, 0);
+    EXPECT_EQ(recorded(), QStringList({u"/opt/x com.apple.systemevents no"_s, u"/opt/x org.example.Editor no"_s}));
+}
+
+TEST_F(ConsentCommandTest, AnApplicationThatIsNotInstalledIsDecidedByItsIdentifier) {
+    const auto allowed = consent({u"allow"_s, u"com.example.Absent"_s});
+    EXPECT_EQ(allowed.out, u"com.example.Absent: allowed for com.ombru.mac\n"_s) << allowed;
+    EXPECT_EQ(consent({u"forget"_s, u"com.example.Absent"_s}).status, 0);
+    EXPECT_EQ(recorded(), QStringList());
+}
+
+TEST_F(ConsentCommandTest, AnUnknownNameChangesNothingAndIsSaid) {
+    for (const auto &name : {u"Nonsense"_s, u"no such thing"_s, u""_s, u"a\" & (do shell script \"false\") & \""_s}) {
+        const auto outcome = consent({u"allow"_s, u"TextEdit"_s, name});
+        EXPECT_EQ(outcome.status, 2) << outcome;
+        EXPECT_TRUE(outcome.err.contains(u"There is no application \"%1\""_s.arg(name))) << outcome;
+    }
+    EXPECT_EQ(recorded(), QStringList());
+}
+
+TEST_F(ConsentCommandTest, WhoCannotBeAClientIsSaid) {
+    const auto outcome = consent({u"allow"_s, u"TextEdit"_s, u"--for"_s, u"bin/xterm"_s});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_TRUE(outcome.err.contains(u"full path"_s)) << outcome;
+    EXPECT_EQ(recorded(), QStringList());
+}
+
+TEST_F(ConsentCommandTest, ListsInAlignedLines) {
+    EXPECT_TRUE(consent({u"list"_s}).out.contains(u"Nothing is decided yet"_s));
+    consent({u"allow"_s, u"TextEdit"_s});
+    consent({u"deny"_s, u"System Events"_s, u"--for"_s, u"/opt/program/x"_s});
+    const auto lines = consent({u"list"_s}).out.split(u'\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[0].startsWith(u"/opt/program/x  System Events (com.apple.systemevents)  refused  20"_s))
+        << lines[0].toStdString();
+    EXPECT_TRUE(lines[1].startsWith(u"com.ombru.mac   Writer's Desk (org.example.Editor)      allowed  20"_s))
+        << lines[1].toStdString();
+    const auto own = consent({u"list"_s, u"--for"_s, u"com.ombru.mac"_s}).out;
+    EXPECT_TRUE(own.startsWith(u"com.ombru.mac  Writer's Desk (org.example.Editor)  allowed  20"_s))
+        << own.toStdString();
+    EXPECT_EQ(own.count(u'\n'), 1);
+    EXPECT_EQ(consent({u"list"_s, u"--for"_s, u"/opt/y"_s}).out, u"Nothing is decided for /opt/y.\n"_s);
+}
+
+TEST_F(ConsentCommandTest, AProgramsNameStaysInItsLine) {
+    const auto decided = consent({u"deny"_s, u"TextEdit"_s, u"--for"_s, u"/opt/a\nb\t\r\033[2J"_s});
+    EXPECT_TRUE(decided.out.endsWith(u": refused for /opt/a␊b␉␍␛[2J\n"_s)) << decided;
+    const auto listed = consent({u"list"_s}).out;
+    EXPECT_TRUE(listed.startsWith(u"/opt/a␊b␉␍␛[2J  Writer's Desk (org.example.Editor)  refused  20"_s))
+        << listed.toStdString();
+    EXPECT_EQ(listed.count(u'\n'), 1);
+}
+
+TEST_F(ConsentCommandTest, WhatIsTooLongForANameIsNoneAndIsNotRepeatedInFull) {
+    const auto longest = u"a."_s + QString(253, u'b');
+    EXPECT_EQ(consent({u"allow"_s, longest}).status, 0);
+    for (const auto &words : {QStringList{u"allow"_s, longest + u'b'}, QStringList{u"allow"_s, QString(100'000, u'a')},
+                              QStringList{u"list"_s, u"--for"_s, longest + u'b'}}) {
+        const auto outcome = consent(words);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_LT(outcome.err.size(), 250);
+        EXPECT_TRUE(outcome.err.contains(u"…\""_s)) << outcome.err.left(300).toStdString();
+    }
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac "_s + longest + u" yes"_s));
+}
+
+TEST_F(ConsentCommandTest, AnOutputThatIsFullIsNoSuccess) {
+    const auto program = qEnvironmentVariable("OMBRU_BIN") + u"/ombru"_s;
+    for (const auto &words : {u"consent list"_s, u"status"_s, u"status --json"_s, u"doctor"_s}) {
+        auto process = Process::make({.program = u"/bin/sh"_s,
+                                      .arguments = {u"-c"_s, u"'%1' %2 >/dev/full"_s.arg(program, words)},
+                                      .directory = scratch.directory(),
+                                      .environment = ownEnvironment()});
+        ASSERT_TRUE(process->start());
+        await(process->ended());
+        EXPECT_EQ(process->status(), 1) << words.toStdString();
+        EXPECT_TRUE(process->takeErrors().contains("could not be written")) << words.toStdString();
+    }
+}
+
+// What the record says and what happens to scripts are one.
+TEST_F(ConsentCommandTest, ARecordThatCannotBeUsedAllowsNothingInTheStatusEither) {
+    const auto state = [this] {
+        const auto object = QJsonDocument::fromJson(run({u"status"_s, u"--json"_s}).out.toUtf8()).object();
+        return object[u"applications"_s][u"com.apple.systemevents"_s][u"state"_s].toString();
+    };
+    consent({u"allow"_s, u"System Events"_s});
+    EXPECT_EQ(state(), u"granted"_s);
+    ASSERT_TRUE(QFile::setPermissions(scratch.path(u"ombru/consent.db"_s),
+                                      QFile::ReadOwner | QFile::WriteOwner | QFile::WriteOther));
+    EXPECT_EQ(state(), u"unknown"_s);
+}
+
+TEST_F(ConsentCommandTest, ListsForPrograms) {
+    consent({u"allow"_s, u"TextEdit"_s});
+    const auto object = QJsonDocument::fromJson(consent({u"list"_s, u"--json"_s}).out.toUtf8()).object();
+    EXPECT_EQ(object[u"client"_s], u"com.ombru.mac"_s);
+    EXPECT_EQ(object[u"application"_s], u"org.example.Editor"_s);
+    EXPECT_EQ(object[u"name"_s], u"Writer's Desk"_s);
+    EXPECT_EQ(object[u"allowed"_s], true);
+    EXPECT_TRUE(QDateTime::fromString(object[u"time"_s].toString(), Qt::ISODate).isValid());
+    EXPECT_EQ(consent({u"list"_s, u"--json"_s, u"--for"_s, u"/opt/x"_s}).out, QString());
+}
+
+TEST_F(ConsentCommandTest, ARecordThatCannotBeUsedIsNamed) {
+    QDir().mkpath(scratch.path(u"ombru"_s));
+    scratch.write(u"ombru/consent.db"_s, QByteArray(5000, 'x'));
+    for (const auto &words :
+         {QStringList{u"list"_s}, QStringList{u"allow"_s, u"TextEdit"_s}, QStringList{u"forget"_s, u"TextEdit"_s}}) {
+        const auto outcome = consent(words);
+        EXPECT_EQ(outcome.status, 1) << outcome;
+        EXPECT_TRUE(outcome.err.contains(scratch.path(u"ombru/consent.db"_s))) << outcome;
+    }
+}
+
+// An agent that was refused must not help itself.
+TEST_F(ConsentCommandTest, AScriptCannotDecide) {
+    consent({u"deny"_s, u"TextEdit"_s});
+    for (const auto &words : {u"allow TextEdit"_s, u"forget TextEdit"_s, u"allow TextEdit --for /bin/sh"_s}) {
+        const auto line = u"do shell script \"'%1/ombru' consent %2\""_s.arg(qEnvironmentVariable("OMBRU_BIN"), words);
+        const auto outcome = run({u"-e"_s, line}, u"osascript"_s);
+        EXPECT_EQ(outcome.status, 1) << outcome;
+        EXPECT_TRUE(outcome.err.contains(u"A script cannot decide"_s)) << outcome;
+    }
+    const auto copy = scratch.path(u"copy"_s);
+    ASSERT_TRUE(QFile::copy(qEnvironmentVariable("OMBRU_BIN") + u"/ombru"_s, copy));
+    const auto outcome =
+        run({u"-e"_s, u"do shell script \"'%1' consent allow org.example.Editor\""_s.arg(copy)}, u"osascript"_s);
+    EXPECT_TRUE(outcome.err.contains(u"A script cannot decide"_s)) << outcome;
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
+}

@@ -1,0 +1,115 @@
+// The privacy settings in the private desktop, worked by keys as their owner would.
+#include "tests/support/Consent.h"
+#include "tests/support/DesktopModule.h"
+
+#include <QProcess>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace ombru::applescript;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString EDITOR = u"org.example.Editor"_s;
+const QString CLIENT = u"com.ombru.mac"_s;
+const QString TITLE = u"ombru: privacy"_s;
+constexpr int KEY_F = 3;
+constexpr int KEY_L = 37;
+constexpr int KEY_R = 15;
+
+class PrivacyWindowTest : public testing::Test {
+protected:
+    ~PrivacyWindowTest() override {
+        window.kill();
+        window.waitForFinished();
+    }
+
+    static QString program() { return qEnvironmentVariable("OMBRU_BIN") + u"/ombru-privacy"_s; }
+    void show(const QStringList &arguments) {
+        window.start(program(), arguments);
+        ASSERT_TRUE(waitUntil([&] { return isInFront(); }));
+    }
+    bool isInFront() {
+        const auto open = windowTitled(*desktop, TITLE);
+        return open && open->focused;
+    }
+    std::optional<bool> decision() const {
+        const auto all = consentDecisions();
+        if (!all || all->empty())
+            return std::nullopt;
+        return all->front().allowed;
+    }
+    // A window that has the focus may not listen yet: the key is pressed again.
+    bool press(int keyCode, const std::function<bool()> &until) {
+        return waitUntil([&] {
+            if (until())
+                return true;
+            EXPECT_TRUE(desktop->pressKey(keyCode, Modifiers(Modifier::option)));
+            settle();
+            return until();
+        });
+    }
+
+    Scratch scratch;
+    test::Variable home{"XDG_DATA_HOME", scratch.directory().toUtf8()};
+    std::unique_ptr<Desktop> desktop = openDesktop();
+    QProcess window;
+};
+
+} // namespace
+
+TEST_F(PrivacyWindowTest, ChangesDecisions) {
+    test::allow(scratch.directory(), {EDITOR}, CLIENT);
+    show({u"Privacy_Automation"_s});
+    EXPECT_TRUE(press(KEY_R, [&] { return decision() == false; }));
+    EXPECT_TRUE(press(KEY_L, [&] { return decision() == true; }));
+    EXPECT_TRUE(press(KEY_F, [&] { return decision() == std::nullopt; }));
+}
+
+TEST_F(PrivacyWindowTest, WorksOnADecisionThatWasMadeMeanwhile) {
+    show({u"Privacy_Automation"_s});
+    test::allow(scratch.directory(), {EDITOR}, CLIENT);
+    EXPECT_TRUE(press(KEY_F, [&] { return decision() == std::nullopt; }));
+}
+
+TEST_F(PrivacyWindowTest, ASecondStartBringsTheFirstOnesWindowToTheFrontAtItsPage) {
+    test::allow(scratch.directory(), {EDITOR}, CLIENT);
+    show({});
+    const auto other = startProgram("xterm -T other", "xterm");
+    focusWindow(*desktop, u"other"_s);
+    EXPECT_EQ(QProcess::execute(program(), {u"Privacy_Automation"_s}), 0);
+    ASSERT_TRUE(waitUntil([&] { return isInFront(); }));
+    const auto all = desktop->windows();
+    ASSERT_TRUE(all);
+    EXPECT_EQ(std::ranges::count_if(*all, [](const auto &open) { return open.title == TITLE; }), 1);
+    EXPECT_TRUE(press(KEY_F, [&] { return decision() == std::nullopt; }));
+}
+
+TEST_F(PrivacyWindowTest, ClosingEndsIt) {
+    show({});
+    ASSERT_TRUE(desktop->closeWindow(windowTitled(*desktop, TITLE)->handle));
+    ASSERT_TRUE(waitUntil([&] { return window.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(window.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(window.exitCode(), 0);
+}
+
+TEST_F(PrivacyWindowTest, OpensAgainAfterOneThatWasKilled) {
+    show({});
+    window.kill();
+    ASSERT_TRUE(window.waitForFinished());
+    show({u"Privacy_Accessibility"_s});
+}
+
+TEST_F(PrivacyWindowTest, OpensForAPageThatItDoesNotHave) {
+    show({u"Privacy_Microphone"_s});
+}
+
+TEST_F(PrivacyWindowTest, TellsHowItIsUsedWithoutADisplay) {
+    const test::Variable none("DISPLAY");
+    EXPECT_EQ(QProcess::execute(program(), {u"--help"_s}), 0);
+    window.start(program(), QStringList());
+    ASSERT_TRUE(window.waitForFinished());
+    EXPECT_EQ(window.exitCode(), 1);
+    EXPECT_TRUE(window.readAllStandardError().contains("DISPLAY is not set"));
+}

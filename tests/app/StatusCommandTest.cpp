@@ -1,0 +1,160 @@
+// What `ombru status` and `ombru doctor` say of what the owner allows.
+#include "app/StatusCommand.h"
+
+#include "app/DoctorCommand.h"
+#include "tests/controller/LoopFixture.h"
+#include "tests/support/Processes.h"
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class StatusTest : public test::LoopFixture {
+protected:
+    StatusTest() {
+        claude.playAlways("case $1 in --help) echo '" + Claude::requiredFlags.join(u' ').toUtf8() +
+                          "';; auth) echo '{\"loggedIn\":true,\"email\":\"ann@example.org\"}';; esac");
+        osascript.playAlways("printf 42");
+        add(u"com.apple.systemevents"_s, {u"System Events"_s});
+        add(u"com.apple.finder"_s, {u"Files"_s});
+    }
+
+    static Guarded<FakeDesktop> &desktop() { return FakePlatform::instance().desktop; }
+    static void add(const QString &id, const FakeApplication &application) {
+        desktop()->applications[id] = application;
+    }
+
+    struct Output {
+        int status = -1;
+        QString text;
+    };
+    template <class Command>
+    static Output outputOf(Command &command) {
+        testing::internal::CaptureStdout();
+        const int status = test::await(command.run());
+        return {status, QString::fromStdString(testing::internal::GetCapturedStdout())};
+    }
+    static Output status() {
+        StatusCommand command({});
+        return outputOf(command);
+    }
+    static Output doctor() {
+        DoctorCommand command;
+        return outputOf(command);
+    }
+};
+
+} // namespace
+
+TEST_F(StatusTest, EverythingAllowedIsSaidInWords) {
+    const auto said = status();
+    EXPECT_EQ(said.status, 0);
+    const auto lines = said.text.split(u'\n');
+    EXPECT_EQ(lines.value(0), u"Full control is on"_s);
+    EXPECT_EQ(lines.value(1), u"✓ claude            signed in as ann@example.org"_s);
+    EXPECT_EQ(lines.value(2), u"✓ Screen Recording  allowed"_s);
+    EXPECT_EQ(lines.value(3), QString(20, u' ') + Permissions::all[0].why);
+    EXPECT_EQ(lines.value(4), u"✓ Accessibility     allowed"_s);
+    EXPECT_EQ(lines.value(6), u"✓ Automation        allowed"_s);
+    EXPECT_EQ(lines.value(9), u"✓ System Events     allowed"_s);
+    EXPECT_EQ(lines.value(10), u"✓ Finder            allowed"_s);
+    EXPECT_EQ(lines.size(), 12) << "only what is installed";
+}
+
+TEST_F(StatusTest, WhatIsMissingComesWithWhatToDo) {
+    desktop()->screenAllowed = false;
+    add(u"com.apple.finder"_s, {.name = u"Files"_s, .permission = AUTOMATION_REFUSED});
+    add(u"com.apple.mail"_s, {.name = u"Mail"_s, .permission = AUTOMATION_UNDECIDED});
+    const auto said = status();
+    EXPECT_EQ(said.status, 0);
+    EXPECT_TRUE(said.text.startsWith(u"Allow permissions\n"_s));
+    for (const auto &line : {u"✗ Screen Recording  not allowed\n"_s, u"under Screen Recording.\n"_s,
+                             u"✗ Finder            not allowed\n"_s, u"`ombru consent allow com.apple.finder`\n"_s,
+                             u"? Mail              not known yet\n"_s, u"`ombru consent allow com.apple.mail`\n"_s,
+                             u"`ombru doctor` says what works here"_s})
+        EXPECT_TRUE(said.text.contains(line)) << line.toStdString() << said.text.toStdString();
+}
+
+TEST_F(StatusTest, AnotherProgramReadsOneObject) {
+    desktop()->inputAllowed = false;
+    add(u"com.apple.finder"_s, {.name = u"Files"_s, .running = false});
+    claude.playAlways("case $1 in --help) echo '" + Claude::requiredFlags.join(u' ').toUtf8() +
+                      "';; auth) echo '{\"loggedIn\":false}';; esac");
+    StatusCommand command({.json = true});
+    const auto said = outputOf(command);
+    EXPECT_EQ(said.status, 0);
+    EXPECT_EQ(said.text.count(u'\n'), 1);
+    const QJsonObject expected{
+        {u"setup"_s, u"signInClaude"_s},
+        {u"claude"_s, u"signedOut"_s},
+        {u"permissions"_s,
+         QJsonObject{{u"screen"_s, u"granted"_s}, {u"accessibility"_s, u"missing"_s}, {u"automation"_s, u"granted"_s}}},
+        {u"applications"_s,
+         QJsonObject{
+             {u"com.apple.systemevents"_s, QJsonObject{{u"name"_s, u"System Events"_s}, {u"state"_s, u"granted"_s}}},
+             {u"com.apple.finder"_s, QJsonObject{{u"name"_s, u"Finder"_s}, {u"state"_s, u"unknown"_s}}}}},
+    };
+    EXPECT_EQ(QJsonDocument::fromJson(said.text.toUtf8()).object(), expected) << said.text.toStdString();
+}
+
+TEST_F(StatusTest, EveryStateOfTheToolHasItsName) {
+    const std::pair<QByteArray, QString> plays[] = {
+        {"case $1 in --help) echo '" + Claude::requiredFlags.join(u' ').toUtf8() + "';; esac", u"unknown"_s},
+        {"echo --print", u"outdated"_s},
+    };
+    for (const auto &[play, name] : plays) {
+        claude.playAlways(play);
+        // The tool is looked at again when its file has another date.
+        QFile tool(home.filePath(u".local/bin/claude"_s));
+        ASSERT_TRUE(tool.open(QFile::ReadWrite));
+        ASSERT_TRUE(
+            tool.setFileTime(QDateTime::fromSecsSinceEpoch(1'000'000 + name.size()), QFile::FileModificationTime));
+        tool.close(); // what is open for writing cannot be run
+        StatusCommand command({.json = true});
+        EXPECT_EQ(QJsonDocument::fromJson(outputOf(command).text.toUtf8())[u"claude"_s].toString(), name);
+    }
+    ASSERT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
+    StatusCommand command({.json = true});
+    EXPECT_EQ(QJsonDocument::fromJson(outputOf(command).text.toUtf8())[u"claude"_s].toString(), u"missing"_s);
+}
+
+TEST_F(StatusTest, TheOwnerNeedNotWaitForIt) {
+    claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    StatusCommand command({});
+    const auto ended = std::make_shared<std::optional<int>>();
+    testing::internal::CaptureStdout();
+    const auto kept = test::keep(command.run(), ended);
+    const auto pid = test::pidIn(home.filePath(u"claude.pid"_s));
+    command.interrupt();
+    ASSERT_TRUE(test::waitUntil([&] { return ended->has_value(); }));
+    EXPECT_EQ(**ended, 130);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_FALSE(test::isAlive(pid));
+}
+
+TEST_F(StatusTest, TheDoctorTellsWhatIsAllowed) {
+    desktop()->inputAllowed = false;
+    add(u"com.apple.finder"_s, {.name = u"Files"_s, .permission = AUTOMATION_REFUSED});
+    const auto said = doctor();
+    EXPECT_EQ(said.status, 0) << "a task can run: " << said.text.toStdString();
+    for (const auto &line :
+         {u"✓ osascript"_s, u"✓ Screen Recording  allowed\n"_s, u"✗ Accessibility     not allowed\n"_s,
+          u"→ Allow it in this computer's privacy settings, under Accessibility.\n"_s,
+          u"✓ Automation        allowed\n"_s, u"✓ System Events     allowed\n"_s,
+          u"✗ Finder            not allowed\n"_s})
+        EXPECT_TRUE(said.text.contains(line)) << line.toStdString() << said.text.toStdString();
+}
+
+TEST_F(StatusTest, TheDoctorCanBeInterruptedToo) {
+    claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    DoctorCommand command;
+    const auto ended = std::make_shared<std::optional<int>>();
+    testing::internal::CaptureStdout();
+    const auto kept = test::keep(command.run(), ended);
+    test::pidIn(home.filePath(u"claude.pid"_s));
+    command.interrupt();
+    ASSERT_TRUE(test::waitUntil([&] { return ended->has_value(); }));
+    EXPECT_EQ(**ended, 130);
+    EXPECT_FALSE(QString::fromStdString(testing::internal::GetCapturedStdout()).contains(u"Automation"_s));
+}

@@ -1,0 +1,339 @@
+// Scripts that try to reach an application which the owner has not allowed: whatever they forge, damage or start, it is
+// not reached. The programs under test are copies in a directory of their own; a shell of the name `ombru` beside them
+// stands for the application that has scripts run.
+#include "base/Process.h"
+#include "tests/support/Consent.h"
+#include "tests/support/Processes.h"
+
+#include <QStandardPaths>
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <sys/stat.h>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString REACH = u"tell application \"Probe\" to launch"_s;
+const QString REFUSAL = u"execution error: Not authorized to send Apple events to Probe. (-1743)"_s;
+
+struct Outcome {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
+    return stream << "status " << outcome.status << ", output \"" << outcome.out.toStdString() << "\", errors \""
+                  << outcome.err.toStdString() << '"';
+}
+
+QString quoted(QString text) {
+    return u'\'' + text.replace(u'\'', u"'\\''"_s) + u'\'';
+}
+
+class ConsentAttack : public ::testing::Test {
+protected:
+    ConsentAttack() {
+        for (const auto &directory : {u"bin"_s, u"elsewhere"_s, u"system/applications"_s, u"evil"_s, u"home"_s})
+            QDir().mkpath(m_scratch.path(directory));
+        copy(qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s, u"bin/osascript"_s);
+        copy(SHELL, u"bin/ombru"_s);
+        copy(SHELL, u"elsewhere/ombru"_s);
+        const auto program = m_scratch.script(u"probe-program"_s, "touch '" + launchedFile().toUtf8() + "'");
+        m_scratch.write(u"system/applications/probe.desktop"_s,
+                        "[Desktop Entry]\nType=Application\nName=Probe\nExec=" + program.toUtf8() + "\n");
+        m_environment["HOME"] = m_scratch.path(u"home"_s).toUtf8();
+        m_environment["XDG_DATA_HOME"] = m_scratch.path(u"data"_s).toUtf8();
+        m_environment["XDG_DATA_DIRS"] = m_scratch.path(u"system"_s).toUtf8();
+        m_environment["BIN"] = m_scratch.path(u"bin"_s).toUtf8();
+        for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
+            m_environment.erase(name);
+    }
+
+    void copy(const QString &from, const QString &to) {
+        ASSERT_TRUE(QFile::copy(from, m_scratch.path(to))) << from.toStdString();
+        QFile::setPermissions(m_scratch.path(to), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    QString bin(const QString &name) const { return m_scratch.path(u"bin/"_s + name); }
+    QString launchedFile() const { return m_scratch.path(u"launched"_s); }
+    QString data() const { return m_scratch.path(u"data"_s); }
+    QString database() const { return data() + u"/ombru/consent.db"_s; }
+
+    Outcome run(const QString &program, const QStringList &arguments) {
+        auto process = Process::make({.program = program,
+                                      .arguments = arguments,
+                                      .directory = m_scratch.directory(),
+                                      .environment = m_environment});
+        const auto started = process->start();
+        EXPECT_TRUE(started) << started.error().description.toStdString();
+        await(process->ended());
+        return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
+    }
+    // A shell line that the application runs; it is not the shell's last one, so that the shell waits for it.
+    Outcome underOmbru(const QString &line) { return run(bin(u"ombru"_s), {u"-c"_s, line + u"\ns=$?; exit $s"_s}); }
+    QString osascript(const QString &script) { return u"\"$BIN/osascript\" -e "_s + quoted(script); }
+
+    void expectRefused(const Outcome &outcome) {
+        EXPECT_NE(outcome.status, 0) << outcome;
+        EXPECT_TRUE(outcome.err.contains(REFUSAL)) << outcome;
+        EXPECT_FALSE(QFile::exists(launchedFile())) << outcome;
+    }
+    void expectReached(const Outcome &outcome) {
+        EXPECT_EQ(outcome.status, 0) << outcome;
+        EXPECT_TRUE(waitUntil([this] { return QFile::exists(launchedFile()); })) << outcome;
+        QFile::remove(launchedFile());
+    }
+    // Everybody may, except scripts of the application.
+    void allowAllOthers() {
+        for (const auto &client :
+             {QCoreApplication::applicationFilePath(), SHELL, bin(u"osascript"_s), u"/usr/bin/env"_s, u"ombru"_s,
+              m_scratch.path(u"elsewhere/ombru"_s), u"/usr/bin/timeout"_s, u"/usr/bin/setsid"_s, PYTHON, u""_s})
+            allow(data(), {u"probe"_s}, client);
+    }
+    // A program that stands for the owner's prompt.
+    void playPrompt(const QByteArray &body) {
+        m_scratch.script(u"bin/ombru-consent-prompt"_s,
+                         "printf '%s\\n' \"$@\" >'" + m_scratch.path(u"prompt.arguments"_s).toUtf8() + "'; env >'" +
+                             m_scratch.path(u"prompt.environment"_s).toUtf8() + "'\n" + body);
+        m_environment["DISPLAY"] = ":owners";
+    }
+    QByteArray promptArguments() const { return contents(m_scratch.path(u"prompt.arguments"_s)); }
+    QByteArray promptEnvironment() const { return '\n' + contents(m_scratch.path(u"prompt.environment"_s)); }
+
+    static inline const QString SHELL = QFileInfo(u"/bin/sh"_s).canonicalFilePath();
+    static inline const QString PYTHON = QFileInfo(u"/usr/bin/python3"_s).canonicalFilePath();
+    Scratch m_scratch;
+    Environment m_environment = ownEnvironment();
+};
+
+} // namespace
+
+// --- who asks
+
+TEST_F(ConsentAttack, WhatIsAllowedIsReached) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    expectReached(underOmbru(osascript(REACH)));
+    expectReached(
+        underOmbru(osascript(u"do shell script "_s + u'"' + osascript(REACH).replace(u'"', u"\\\""_s) + u'"')));
+    decide(data(), ownConsentClient(), {u"probe"_s}, false);
+    expectRefused(underOmbru(osascript(REACH)));
+}
+
+TEST_F(ConsentAttack, ScriptsOfScriptsAreTheApplicationsToo) {
+    allowAllOthers();
+    const auto inner = osascript(REACH);
+    const auto shellScript = [](QString line) {
+        return u"do shell script \"%1\""_s.arg(line.replace(u'\\', u"\\\\"_s).replace(u'"', u"\\\""_s));
+    };
+    expectRefused(underOmbru(inner));
+    expectRefused(underOmbru(osascript(shellScript(inner))));
+    expectRefused(underOmbru(osascript(shellScript(osascript(shellScript(inner))))));
+    for (const auto &wrapper : {u"env"_s,
+                                u"env -i BIN=\"$BIN\" XDG_DATA_HOME=\"$XDG_DATA_HOME\" "
+                                "XDG_DATA_DIRS=\"$XDG_DATA_DIRS\""_s,
+                                u"timeout 60"_s, u"setsid -w"_s, u"nohup"_s, u"nice"_s, u"sh -c '\"$@\"; exit $?' sh"_s,
+                                u"python3 -c 'import subprocess, sys; sys.exit(subprocess.call(sys.argv[1:]))'"_s,
+                                u"sh -c '\"$@\" & wait $!' sh"_s,
+                                u"\"$BIN/osascript\" -e "
+                                "'on run a' -e 'do shell "
+                                "script item 1 of a' -e 'end' "_s})
+        expectRefused(underOmbru(osascript(
+            shellScript(wrapper.contains(u"on run"_s) ? wrapper + quoted(inner) : wrapper + u" "_s + inner))));
+}
+
+TEST_F(ConsentAttack, AnOrphanIsNotTheApplication) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    const auto line = u"sh -c "_s +
+                      quoted(u"while kill -0 $0; do sleep 0.05; done; %1; echo >orphan.end"_s.arg(
+                          osascript(REACH) + u" >orphan.out 2>&1"_s)) +
+                      u" $$ </dev/null >/dev/null 2>&1 &"_s;
+    underOmbru(line);
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(m_scratch.path(u"orphan.end"_s)); }));
+    EXPECT_TRUE(contents(m_scratch.path(u"orphan.out"_s)).contains("-1743"))
+        << contents(m_scratch.path(u"orphan.out"_s)).toStdString();
+    EXPECT_FALSE(QFile::exists(launchedFile()));
+}
+
+// It waits until the shell that started it has ended, and then belongs to nobody.
+TEST_F(ConsentAttack, WhatAScriptLeavesBehindIsNotTheApplication) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    const auto waiting = u"sh -c "_s + quoted(u"while kill -0 $0; do sleep 0.05; done; %1 >left.out 2>&1; "
+                                              "echo >left.end"_s.arg(osascript(REACH)));
+    for (const auto &leaving : {u"nohup %1 $$ &"_s, u"setsid -f %1 $$"_s, u"setsid -f nohup %1 $$"_s}) {
+        underOmbru(u"exec >/dev/null 2>&1 </dev/null; "_s + leaving.arg(waiting));
+        ASSERT_TRUE(waitUntil([this] { return QFile::exists(m_scratch.path(u"left.end"_s)); }));
+        EXPECT_TRUE(contents(m_scratch.path(u"left.out"_s)).contains("-1743"));
+        EXPECT_FALSE(QFile::exists(launchedFile()));
+        QFile::remove(m_scratch.path(u"left.end"_s));
+    }
+}
+
+TEST_F(ConsentAttack, ACopyOfTheInterpreterIsNotTheApplications) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    playPrompt("exit 0");
+    copy(bin(u"osascript"_s), u"elsewhere/osascript"_s);
+    expectRefused(underOmbru(u"elsewhere/osascript -e "_s + quoted(REACH)));
+    EXPECT_TRUE(promptArguments().isEmpty()) << "it has nobody to ask";
+}
+
+TEST_F(ConsentAttack, AProgramThatTakesTheApplicationsNameIsAnother) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    const QStringList line{u"-c"_s, osascript(REACH) + u"\ns=$?; exit $s"_s};
+    expectRefused(run(m_scratch.path(u"elsewhere/ombru"_s), line));
+    // What it calls itself in its first argument is nothing that counts.
+    expectRefused(run(QStandardPaths::findExecutable(u"bash"_s),
+                      {u"-c"_s, u"(exec -a \"$BIN/ombru\" bash -c \"$0\n:\")"_s, osascript(REACH) + u" || exit 1"_s}));
+    expectRefused(run(SHELL, line));
+}
+
+// --- what a script forges
+
+TEST_F(ConsentAttack, AnEnvironmentWithAnotherRecordDecidesNothing) {
+    decide(data(), ownConsentClient(), {u"probe"_s}, false);
+    const auto evil = m_scratch.path(u"evil"_s);
+    const auto evilHome = evil + u"/.local/share"_s;
+    for (const auto &directory : {evil, evilHome})
+        allow(directory, {u"probe"_s}, ownConsentClient());
+    for (const auto &forged :
+         {u"XDG_DATA_HOME="_s + quoted(evil), u"XDG_DATA_HOME= HOME="_s + quoted(evil),
+          u"OMBRU_CLIENT=x CLIENT=x _="_s + SHELL, u"env -u XDG_DATA_HOME HOME="_s + quoted(evil)}) {
+        expectRefused(underOmbru(forged + u' ' + osascript(REACH)));
+        // An application inside the application is not asked where the record is.
+        expectRefused(underOmbru(forged + u" \"$BIN/ombru\" -c "_s + quoted(osascript(REACH) + u"\ns=$?; exit $s"_s)));
+    }
+}
+
+TEST_F(ConsentAttack, TheOwnersOwnEnvironmentSaysWhereTheRecordIs) {
+    m_environment.erase("XDG_DATA_HOME");
+    allow(m_scratch.path(u"home/.local/share"_s), {u"probe"_s}, ownConsentClient());
+    expectReached(underOmbru(osascript(REACH)));
+}
+
+TEST_F(ConsentAttack, AHomeBehindALinkIsTheSameHome) {
+    ASSERT_TRUE(QFile::link(m_scratch.path(u"home"_s), m_scratch.path(u"link"_s)));
+    m_environment.erase("XDG_DATA_HOME");
+    m_environment["HOME"] = m_scratch.path(u"link"_s).toUtf8();
+    const auto home = m_scratch.path(u"home/.local/share"_s);
+    allow(home, {u"probe"_s}, ownConsentClient());
+    expectReached(underOmbru(osascript(REACH)));
+    decide(home, ownConsentClient(), {u"probe"_s}, false);
+    const auto evil = m_scratch.path(u"evil"_s);
+    allow(evil + u"/.local/share"_s, {u"probe"_s}, ownConsentClient());
+    ASSERT_TRUE(QFile::link(evil, m_scratch.path(u"forged"_s)));
+    expectRefused(underOmbru(u"HOME="_s + quoted(m_scratch.path(u"forged"_s)) + u' ' + osascript(REACH)));
+}
+
+// --- what is done to the record
+
+TEST_F(ConsentAttack, ARecordThatCannotBeUsedLetsNothingThrough) {
+    expectRefused(underOmbru(osascript(REACH))); // there is none
+    const auto fresh = [this] {
+        QDir(data()).removeRecursively();
+        allow(data(), {u"probe"_s}, ownConsentClient());
+    };
+    const auto sql = [this](const char *statements) {
+        SQLite::Database(database().toStdString(), SQLite::OPEN_READWRITE).exec(statements);
+    };
+    fresh();
+    sql("PRAGMA user_version = 2");
+    expectRefused(underOmbru(osascript(REACH)));
+    fresh();
+    sql("ALTER TABLE access RENAME TO access2");
+    expectRefused(underOmbru(osascript(REACH)));
+    fresh();
+    ASSERT_EQ(::chmod(database().toUtf8().constData(), 0666), 0);
+    expectRefused(underOmbru(osascript(REACH)));
+    fresh();
+    const auto whole = contents(database());
+    for (const qsizetype size : {qsizetype(0), qsizetype(10), whole.size() - 4096, whole.size() - 2048}) {
+        QFile::remove(database() + u"-wal"_s);
+        ASSERT_TRUE(QFile::resize(database(), size));
+        expectRefused(underOmbru(osascript(REACH)));
+        fresh();
+    }
+    QDir(data() + u"/ombru"_s).removeRecursively();
+    QDir().mkpath(database());
+    expectRefused(underOmbru(osascript(REACH)));
+    QDir(data()).removeRecursively();
+    QDir().mkpath(data() + u"/ombru"_s);
+    ASSERT_TRUE(QFile::link(u"/proc/self/mem"_s, database()));
+    expectRefused(underOmbru(osascript(REACH)));
+}
+
+TEST_F(ConsentAttack, ALockedRecordLetsNothingThrough) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    SQLite::Database other(database().toStdString(), SQLite::OPEN_READWRITE);
+    other.exec("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE access SET last_modified = 1; COMMIT; "
+               "BEGIN EXCLUSIVE");
+    expectRefused(underOmbru(osascript(REACH)));
+}
+
+// --- the prompt
+
+TEST_F(ConsentAttack, WhatIsUndecidedIsAskedAndWaitedFor) {
+    playPrompt("until [ -e answered ]; do touch asked; sleep 0.05; done; exit 0");
+    auto process = Process::make({.program = bin(u"ombru"_s),
+                                  .arguments = {u"-c"_s, osascript(REACH) + u"\ns=$?; exit $s"_s},
+                                  .directory = m_scratch.directory(),
+                                  .environment = m_environment});
+    ASSERT_TRUE(process->start());
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(m_scratch.path(u"asked"_s)); }));
+    EXPECT_FALSE(QFile::exists(launchedFile()));
+    m_scratch.write(u"answered"_s, "");
+    EXPECT_TRUE(waitUntil([this] { return QFile::exists(launchedFile()); }));
+    await(process->ended());
+    EXPECT_EQ(process->status(), 0);
+    EXPECT_EQ(promptArguments(), "--client\ncom.ombru.mac\n--application\nprobe\n");
+}
+
+TEST_F(ConsentAttack, OnlyTheAnswerYesLetsItThrough) {
+    for (const QByteArray &answer : {"exit 1", "exit 2", "exit 127", "kill -KILL $$"}) {
+        playPrompt(answer);
+        expectRefused(underOmbru(osascript(REACH)));
+        EXPECT_FALSE(promptArguments().isEmpty());
+    }
+    m_scratch.write(u"bin/ombru-consent-prompt"_s, "no program");
+    expectRefused(underOmbru(osascript(REACH)));
+}
+
+TEST_F(ConsentAttack, WhoIsDecidedIsNotAsked) {
+    playPrompt("exit 0");
+    decide(data(), ownConsentClient(), {u"probe"_s}, false);
+    expectRefused(underOmbru(osascript(REACH)));
+    EXPECT_TRUE(promptArguments().isEmpty());
+}
+
+TEST_F(ConsentAttack, TheOwnerIsAskedInTheApplicationsOwnEnvironment) {
+    playPrompt("exit 1");
+    m_environment["MARK"] = "two words, ünï";
+    expectRefused(underOmbru(u"DISPLAY=:forged LD_PRELOAD= FORGED=1 XDG_DATA_HOME=/evil "_s + osascript(REACH)));
+    const auto environment = promptEnvironment();
+    EXPECT_TRUE(environment.contains("\nDISPLAY=:owners\n")) << environment.toStdString();
+    EXPECT_TRUE(environment.contains("\nXDG_DATA_HOME=" + data().toUtf8() + '\n'));
+    EXPECT_TRUE(environment.contains("\nMARK=two words, ünï\n"));
+    EXPECT_FALSE(environment.contains("FORGED"));
+}
+
+TEST_F(ConsentAttack, NobodyIsAskedWithoutADisplay) {
+    playPrompt("exit 0");
+    m_environment.erase("DISPLAY");
+    expectRefused(underOmbru(u"DISPLAY=:forged "_s + osascript(REACH)));
+    EXPECT_TRUE(promptArguments().isEmpty());
+}
+
+TEST_F(ConsentAttack, TheQuestionEndsWithItsScript) {
+    playPrompt("echo $$ >prompt.pid; exec sleep 600");
+    auto process = Process::make({.program = bin(u"osascript"_s),
+                                  .arguments = {u"-e"_s, REACH},
+                                  .directory = m_scratch.directory(),
+                                  .environment = m_environment});
+    ASSERT_TRUE(process->start());
+    const auto prompt = pidIn(m_scratch.path(u"prompt.pid"_s));
+    ASSERT_GT(prompt, 0);
+    process->terminate();
+    await(process->ended());
+    EXPECT_TRUE(waitUntil([prompt] { return !isAlive(prompt); }));
+}

@@ -1,0 +1,3 @@
+tell application "Mousepad"
+	activate
+end tell

@@ -1,0 +1,340 @@
+// The window that asks for consent, in the private desktop: answered as its owner would, among scripts that type.
+#include "tests/support/Consent.h"
+#include "tests/support/DesktopModule.h"
+#include "tests/support/XServer.h"
+
+#include <QFileInfo>
+#include <QProcess>
+
+#include <sys/syscall.h>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace ombru::applescript;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString OMBRU = u"com.ombru.mac"_s;
+const QString EDITOR = u"org.example.Editor"_s;
+const QString TITLE = u"ombru: allow control of"_s;
+constexpr int KEY_A = 0;
+constexpr int SPACE = 49;
+constexpr int RETURN = 36;
+constexpr int ESCAPE = 53;
+
+bool ended(const QProcess &process) {
+    return process.state() == QProcess::NotRunning;
+}
+
+// Sleeps in the kernel until somebody gives a lock back.
+bool waitsForALock(const QProcess &process) {
+    return contents(u"/proc/%1/syscall"_s.arg(process.processId())).startsWith(QByteArray::number(SYS_fcntl) + ' ');
+}
+
+class ConsentPromptTest : public testing::Test {
+protected:
+    ConsentPromptTest() {
+        QDir().mkpath(scratch.path(u"applications"_s));
+        scratch.write(u"applications/%1.desktop"_s.arg(EDITOR),
+                      "[Desktop Entry]\nType=Application\nName=Writer's Desk\nExec=/bin/true %F\n");
+    }
+    ~ConsentPromptTest() override {
+        for (const auto &process : processes) {
+            process->kill();
+            process->waitForFinished();
+        }
+    }
+
+    QProcess &start(const QString &program, const QStringList &arguments) {
+        auto &process = *processes.emplace_back(std::make_unique<QProcess>());
+        process.start(qEnvironmentVariable("OMBRU_BIN") + u'/' + program, arguments);
+        EXPECT_TRUE(process.waitForStarted());
+        return process;
+    }
+    QProcess &ask(const QString &application = EDITOR, const QString &client = OMBRU) {
+        return start(u"ombru-consent-prompt"_s, {u"--client"_s, client, u"--application"_s, application});
+    }
+    QProcess &show() {
+        auto &process = ask();
+        EXPECT_TRUE(waitUntil([&] { return isOpen() && windowTitled(*desktop, TITLE)->focused; }));
+        return process;
+    }
+    QProcess &script(const QString &text) {
+        test::allow(data(), {u"com.apple.systemevents"_s});
+        return start(u"osascript"_s, {u"-e"_s, text});
+    }
+    bool isOpen() const { return windowTitled(*desktop, TITLE).has_value(); }
+
+    // As often as it takes: the window does not listen in its first moment.
+    template <class Act>
+    int answer(QProcess &process, Act act) {
+        for (int tries = 0; tries < 60 && !ended(process); ++tries) {
+            act();
+            process.waitForFinished(500);
+        }
+        EXPECT_TRUE(ended(process));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        return process.exitCode();
+    }
+    int press(QProcess &process, int keyCode, Modifiers modifiers = 0) {
+        return answer(process, [&] { EXPECT_TRUE(desktop->pressKey(keyCode, modifiers)); });
+    }
+    int allowByKey(QProcess &process) { return press(process, KEY_A, Modifiers(Modifier::option)); }
+    void clickAllow() {
+        constexpr QPoint FROM_CORNER(50, 30);
+        const auto window = windowTitled(*desktop, TITLE);
+        if (window)
+            EXPECT_TRUE(
+                desktop->click(window->position + QPoint(window->size.width(), window->size.height()) - FROM_CORNER,
+                               Click::single, 0));
+    }
+    void expectFailure(QProcess &process) {
+        ASSERT_TRUE(waitUntil([&] { return ended(process); }));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode(), 2);
+        EXPECT_FALSE(process.readAllStandardError().isEmpty());
+    }
+
+    std::optional<bool> decision(const QString &application = EDITOR, const QString &client = OMBRU) const {
+        const auto all = consentDecisions();
+        EXPECT_TRUE(all) << all.error().description.toStdString();
+        const auto found = std::ranges::find_if(*all, [&](const auto &decision) {
+            return decision.client == client && decision.application == application;
+        });
+        return found == all->end() ? std::nullopt : std::optional(found->allowed);
+    }
+    QString data() const { return scratch.directory(); }
+
+    Scratch scratch;
+    test::Variable home{"XDG_DATA_HOME", scratch.directory().toUtf8()};
+    std::unique_ptr<Desktop> desktop = openDesktop();
+    std::vector<std::unique_ptr<QProcess>> processes;
+};
+
+} // namespace
+
+TEST_F(ConsentPromptTest, AClickOnAllowAllows) {
+    auto &prompt = show();
+    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+    EXPECT_EQ(decision(), true);
+    EXPECT_FALSE(isOpen());
+}
+
+TEST_F(ConsentPromptTest, AllowHasAKey) {
+    EXPECT_EQ(allowByKey(show()), 0);
+    EXPECT_EQ(decision(), true);
+}
+
+TEST_F(ConsentPromptTest, EscapeRefuses) {
+    EXPECT_EQ(press(show(), ESCAPE), 1);
+    EXPECT_EQ(decision(), false);
+}
+
+TEST_F(ConsentPromptTest, ReturnRefuses) {
+    EXPECT_EQ(press(show(), RETURN), 1);
+    EXPECT_EQ(decision(), false);
+}
+
+TEST_F(ConsentPromptTest, SpaceRefuses) {
+    EXPECT_EQ(press(show(), SPACE), 1);
+    EXPECT_EQ(decision(), false);
+}
+
+TEST_F(ConsentPromptTest, ClosingRefuses) {
+    auto &prompt = show();
+    const auto close = [&] {
+        if (const auto window = windowTitled(*desktop, TITLE))
+            EXPECT_TRUE(desktop->closeWindow(window->handle));
+    };
+    EXPECT_EQ(answer(prompt, close), 1);
+    EXPECT_EQ(decision(), false);
+}
+
+TEST_F(ConsentPromptTest, StandsInTheMiddleOfTheScreen) {
+    auto &prompt = show();
+    const auto window = *windowTitled(*desktop, TITLE);
+    EXPECT_NEAR(window.position.x() + window.size.width() / 2, 1920 / 2, 20);
+    EXPECT_NEAR(window.position.y() + window.size.height() / 2, 1080 / 2, 30);
+    EXPECT_EQ(window.title, u"ombru: allow control of Writer's Desk?"_s);
+    EXPECT_EQ(press(prompt, ESCAPE), 1);
+}
+
+TEST_F(ConsentPromptTest, StaysAboveAWindowThatOpensLater) {
+    auto &prompt = show();
+    const auto other = startProgram("xterm -T later", "xterm");
+    ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"later"_s).has_value(); }));
+    EXPECT_TRUE(desktop->windows()->front().title.startsWith(TITLE));
+    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+}
+
+TEST_F(ConsentPromptTest, AnEarlierAnswerHolds) {
+    test::allow(data(), {EDITOR}, OMBRU);
+    test::decide(data(), OMBRU, {u"com.apple.systemevents"_s}, false);
+    auto &allowed = ask();
+    auto &refused = ask(u"com.apple.systemevents"_s);
+    ASSERT_TRUE(waitUntil([&] { return ended(allowed) && ended(refused); }));
+    EXPECT_EQ(allowed.exitCode(), 0);
+    EXPECT_EQ(refused.exitCode(), 1);
+}
+
+TEST_F(ConsentPromptTest, AnAnswerIsForOnePair) {
+    test::allow(data(), {EDITOR}, u"/usr/bin/other"_s);
+    EXPECT_EQ(press(show(), ESCAPE), 1);
+    EXPECT_EQ(decision(EDITOR, u"/usr/bin/other"_s), true);
+}
+
+TEST_F(ConsentPromptTest, ASecondOneTakesTheFirstOnesAnswer) {
+    auto &first = show();
+    auto &second = ask();
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(second); }));
+    EXPECT_EQ(allowByKey(first), 0);
+    ASSERT_TRUE(waitUntil([&] { return ended(second); }));
+    EXPECT_EQ(second.exitCode(), 0);
+}
+
+TEST_F(ConsentPromptTest, OneOpensAfterTheOther) {
+    auto &first = show();
+    auto &second = ask(u"com.apple.systemevents"_s);
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(second); }));
+    EXPECT_FALSE(windowTitled(*desktop, u"System Events"_s));
+    EXPECT_EQ(allowByKey(first), 0);
+    ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"System Events"_s).has_value(); }));
+    EXPECT_EQ(press(second, ESCAPE), 1);
+    EXPECT_EQ(decision(), true);
+    EXPECT_EQ(decision(u"com.apple.systemevents"_s), false);
+}
+
+TEST_F(ConsentPromptTest, AScriptThatWouldTypeWaitsForTheAnswer) {
+    auto &prompt = show();
+    auto &typing = script(u"tell application \"System Events\"\nrepeat 5 times\nkeystroke return\nkeystroke tab\n"
+                          "keystroke space\nkeystroke \"a\" using option down\nkey code 53\nend repeat\nend tell"_s);
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing) || ended(prompt); }));
+    ASSERT_FALSE(ended(prompt));
+    EXPECT_EQ(decision(), std::nullopt);
+    EXPECT_EQ(allowByKey(prompt), 0);
+    ASSERT_TRUE(waitUntil([&] { return ended(typing); }));
+    EXPECT_EQ(typing.exitCode(), 0) << typing.readAllStandardError().toStdString();
+}
+
+TEST_F(ConsentPromptTest, AScriptThatWouldClickOrCloseItWaitsForTheAnswer) {
+    auto &prompt = show();
+    auto &clicking = script(u"tell application \"System Events\" to click at {960, 590}"_s);
+    auto &closing =
+        script(u"tell application \"System Events\" to tell process \"ombru-consent-prompt\" to click button 1 "
+               "of window 1"_s);
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(clicking) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(closing) || ended(closing) || ended(prompt); }));
+    ASSERT_FALSE(ended(prompt));
+    EXPECT_EQ(allowByKey(prompt), 0);
+    ASSERT_TRUE(waitUntil([&] { return ended(clicking) && ended(closing); }));
+}
+
+TEST_F(ConsentPromptTest, OpensBesideAScriptThatTypesWithoutEnd) {
+    const QString file = scratch.path(u"typed"_s);
+    const auto target = startProgram(
+        "'" + qgetenv("OMBRU_BIN") + "/../tests/input-target' '" + file.toUtf8() + "' target", "input-target");
+    focusWindow(*desktop, u"target"_s);
+    auto &typing = script(u"tell application \"System Events\"\nrepeat\nkeystroke \"x\"\nkeystroke return\nend repeat\n"
+                          "end tell"_s);
+    ASSERT_TRUE(waitUntil([&] { return contents(file).contains("x"); }));
+    auto &prompt = show();
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing); }));
+    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+    focusWindow(*desktop, u"target"_s);
+    const auto before = contents(file).size();
+    EXPECT_TRUE(waitUntil([&] { return contents(file).size() > before + 5; }));
+    EXPECT_FALSE(ended(typing));
+}
+
+TEST_F(ConsentPromptTest, AKeyThatAScriptHoldsDownIsNoAnswer) {
+    for (const int key : {RETURN, SPACE}) {
+        ASSERT_TRUE(desktop->holdKey(key, true));
+        auto &prompt = show();
+        EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+        ASSERT_TRUE(desktop->holdKey(key, false));
+        ASSERT_TRUE(forgetConsent(OMBRU, EDITOR));
+    }
+}
+
+TEST_F(ConsentPromptTest, GoesAwayWithTheProgramThatAsked) {
+    const auto bin = qEnvironmentVariable("OMBRU_BIN");
+    auto &parent = *processes.emplace_back(std::make_unique<QProcess>());
+    parent.start(u"/bin/sh"_s,
+                 {u"-c"_s, bin + u"/ombru-consent-prompt --client x --application "_s + EDITOR + u"; true"_s});
+    ASSERT_TRUE(waitUntil([&] { return isOpen(); }));
+    parent.kill();
+    EXPECT_TRUE(waitUntil([&] { return !isOpen(); }));
+    EXPECT_EQ(decision(EDITOR, u"x"_s), std::nullopt);
+}
+
+TEST_F(ConsentPromptTest, GoesAwayWhenItIsAskedTo) {
+    auto &prompt = show();
+    prompt.terminate();
+    ASSERT_TRUE(waitUntil([&] { return ended(prompt); }));
+    EXPECT_EQ(prompt.exitStatus(), QProcess::CrashExit);
+    EXPECT_FALSE(isOpen());
+    EXPECT_EQ(decision(), std::nullopt);
+}
+
+TEST_F(ConsentPromptTest, WithoutADisplayNobodyIsAsked) {
+    const test::Variable none("DISPLAY");
+    auto &prompt = ask();
+    ASSERT_TRUE(waitUntil([&] { return ended(prompt); }));
+    EXPECT_TRUE(prompt.readAllStandardError().contains("DISPLAY is not set"));
+    EXPECT_EQ(prompt.exitCode(), 2);
+    EXPECT_EQ(decision(), std::nullopt);
+}
+
+TEST_F(ConsentPromptTest, WhereWindowsAreNotSeenNobodyIsAsked) {
+    for (const char *system : {"offscreen", "minimal"}) {
+        const test::Variable unseen("QT_QPA_PLATFORM", system);
+        expectFailure(ask());
+    }
+    EXPECT_EQ(decision(), std::nullopt);
+}
+
+TEST_F(ConsentPromptTest, ADisplayThatGoesAwayIsNoAnswer) {
+    XServer server("800x600x24");
+    auto &prompt = ask();
+    ASSERT_TRUE(waitUntil([] { return std::system("xwininfo -root -tree | grep -q 'ombru: allow'") == 0; }));
+    server.end(SIGKILL);
+    expectFailure(prompt);
+    EXPECT_EQ(decision(), std::nullopt);
+}
+
+TEST_F(ConsentPromptTest, ARecordThatCannotBeReadIsNotAskedAbout) {
+    QDir().mkpath(scratch.path(u"ombru/consent.db"_s));
+    expectFailure(ask());
+}
+
+TEST_F(ConsentPromptTest, AnAnswerThatCannotBeWrittenDownIsNone) {
+    auto &prompt = show();
+    scratch.write(u"ombru/consent.db"_s, "This is no database, and it is long enough to show that.");
+    EXPECT_EQ(allowByKey(prompt), 2);
+    EXPECT_TRUE(prompt.readAllStandardError().contains("consent.db"));
+}
+
+TEST_F(ConsentPromptTest, WhereItsLockCannotBeMadeNobodyIsAsked) {
+    scratch.write(u"ombru"_s, "no directory");
+    expectFailure(ask());
+}
+
+TEST_F(ConsentPromptTest, TellsHowItIsCalled) {
+    auto &prompt = start(u"ombru-consent-prompt"_s, {u"--client"_s, OMBRU});
+    expectFailure(prompt);
+    expectFailure(start(u"ombru-consent-prompt"_s, {u"--nonsense"_s}));
+}
+
+TEST_F(ConsentPromptTest, HostileNamesFitTheScreen) {
+    scratch.write(u"applications/org.example.Evil.desktop"_s,
+                  "[Desktop Entry]\nType=Application\nName=Evil\\n<h1>\xe2\x80\xae" + QByteArray(3000, 'W') +
+                      "\nExec=/bin/true\n");
+    auto &prompt = ask(u"org.example.Evil"_s, u"/tmp/"_s + QString(200, u'W') + u"/\n<b>\u202Eombru"_s);
+    ASSERT_TRUE(waitUntil([&] { return isOpen(); }));
+    const auto window = *windowTitled(*desktop, TITLE);
+    EXPECT_LT(window.size.width(), 800);
+    EXPECT_LT(window.size.height(), 600);
+    EXPECT_TRUE(window.title.startsWith(TITLE + u" Evil <h1>WWW"_s)) << window.title.toStdString();
+    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+}
