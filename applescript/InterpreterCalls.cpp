@@ -57,9 +57,9 @@ std::vector<Value> Interpreter::arrange(const HandlerDefinition &handler, const 
     if (labels.empty()) {
         if (arguments.size() != handler.parameters.size())
             throw ScriptError{error::WRONG_ARGUMENTS,
-                              u"The parameters of %1 don’t match: it takes %2, not %3."_s.arg(handler.name.spelling)
-                                  .arg(handler.parameters.size())
-                                  .arg(arguments.size())};
+                              u"The parameters of %1 don’t match: it takes %2, not %3."_s.arg(
+                                  handler.name.spelling, QString::number(handler.parameters.size()),
+                                  QString::number(arguments.size()))};
         return arguments;
     }
     std::vector<Value> arranged;

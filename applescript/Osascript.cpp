@@ -102,11 +102,9 @@ QString errorLine(const Options &options, const Diagnostic &problem, bool syntax
     const QString kind = !syntax ? u"execution error"_s : file ? u"script error"_s : u"syntax error"_s;
     QString message = problem.message;
     message.replace(u'\r', u'\n'); // the carriage returns of `do shell script` would hide the line
-    return u"%1%2:%3: %4: %5 (%6)\n"_s.arg(file ? options.file + u": "_s : QString())
-        .arg(problem.range.start)
-        .arg(problem.range.end)
-        .arg(kind, message)
-        .arg(problem.number);
+    const auto place = u"%1:%2"_s.arg(problem.range.start).arg(problem.range.end);
+    return u"%1%2: %3: %4 (%5)\n"_s.arg(file ? options.file + u": "_s : QString(), place, kind, message,
+                                        QString::number(problem.number));
 }
 
 } // namespace

@@ -1,0 +1,1 @@
+error "50%1 of https://x/?u=http%3A%2F%2Fy" number -50
