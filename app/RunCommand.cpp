@@ -74,12 +74,13 @@ Task<int> RunCommand::run() {
     m_terminal.showLive({});
     co_await m_state.drain();
     co_await Notifier::delivered();
+    lock.unlock(); // what is left to say and to ask keeps no other task waiting
     if (m_terminal.isBroken()) {
         qCritical("The output could not be written, so the task was stopped.");
         co_return 1;
     }
     if (!m_options.json) {
-        co_await offerConsent();
+        co_await offerConsent(m_state.lastResult->value().outcome != TaskResult::Outcome::cancelled);
         advise();
     }
     switch (m_state.lastResult->value().outcome) {
@@ -94,8 +95,9 @@ Task<int> RunCommand::run() {
     Q_UNREACHABLE();
 }
 
-// Only after the task: an open question holds the keys and clicks of every script.
-Task<> RunCommand::offerConsent() {
+// Only after the task: an open question holds the keys and clicks of every script. Who has just stopped the task is
+// told, but asked nothing.
+Task<> RunCommand::offerConsent(bool asking) {
     const auto stop = m_stop.get_token();
     const auto applications = m_state.blockedApps();
     QSet<QString> offered; // a script may call the same one by several names
@@ -103,7 +105,7 @@ Task<> RunCommand::offerConsent() {
         if (offered.contains(application.id))
             continue;
         offered.insert(application.id);
-        if (canAsk(m_terminal) && !stop.stop_requested() && co_await allow(application))
+        if (asking && canAsk(m_terminal) && !stop.stop_requested() && co_await allow(application))
             m_terminal.print(u"Allowed. Run the task again to let it go on."_s, Colour::green);
         else
             m_terminal.print(
@@ -120,7 +122,7 @@ Task<> RunCommand::offerConsent() {
 // The owner's answer is theirs: no script may type it.
 Task<bool> RunCommand::allow(AppAutomation::Target application) {
     const auto stop = m_stop.get_token();
-    const auto pause = co_await backgroundWithin(24h, stop, pauseScriptedInput);
+    const auto pause = co_await aloneWithin(24h, stop, pauseScriptedInput);
     if (!pause.value_or(nullptr))
         co_return false;
     const auto question = u"Let the agent's scripts control %1 (%2)?"_s.arg(application.name, application.id);
@@ -171,7 +173,7 @@ void RunCommand::showProgress() {
     }
     const auto seconds = int(Clock::secondsSince(m_activitySince));
     if (!m_options.json)
-        m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity).arg(seconds));
+        m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity, QString::number(seconds)));
     m_tick = Loop::main().after(1s, [this] { showProgress(); });
 }
 

@@ -18,7 +18,7 @@ public:
 
 private:
     void print(const Event &event);
-    Task<> offerConsent(); // to control what a script was refused
+    Task<> offerConsent(bool asking); // to control what a script was refused
     Task<bool> allow(AppAutomation::Target application);
     void advise(); // what the owner can do about a task that did not go well
     void showProgress();

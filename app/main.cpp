@@ -9,6 +9,7 @@
 #include "app/StatusCommand.h"
 #include "app/TestClaudeCommand.h"
 #include "base/Background.h"
+#include "base/Process.h"
 
 #include <QCoreApplication>
 
@@ -31,8 +32,10 @@ constexpr int INTERRUPTED = 130;
 template <class Command>
 int runLoop(Command &command) {
     const Interrupt interrupt([&command, again = false]() mutable {
-        if (std::exchange(again, true))
+        if (std::exchange(again, true)) {
+            Process::killAll();
             std::_Exit(INTERRUPTED);
+        }
         command.interrupt();
     });
     const auto running = exitWith(command.run());

@@ -45,15 +45,20 @@ Task<std::invoke_result_t<Work>> background(Work work) {
     }
 }
 
+// Where a job runs: runInBackground or runAlone.
+using Runner = void (*)(Job job);
+
 // The same for a job that may wait for another program: none when the limit passes or a stop is asked for first. The
 // job is then left to itself and its value dropped.
 template <class Work>
-Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration limit, std::stop_token stop,
-                                                                 Work work) {
+Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration limit, std::stop_token stop, Work work,
+                                                                 Runner run = runInBackground) {
     using Value = std::invoke_result_t<Work>;
+    if (stop.stop_requested())
+        co_return std::nullopt;
     const Completion over;
     const auto value = std::make_shared<std::optional<Value>>();
-    runInBackground([over, value, work = std::move(work)]() mutable {
+    run([over, value, work = std::move(work)]() mutable {
         auto result = work();
         Loop::main().post([over, value = std::move(value), result = std::move(result)]() mutable {
             value->emplace(std::move(result));
@@ -64,6 +69,12 @@ Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration
     const std::stop_callback onStop(stop, [over] { over.fire(); });
     co_await over;
     co_return std::move(*value);
+}
+
+// The same for a job that waits for the owner, which may take minutes: it keeps no thread of the pool from others.
+template <class Work>
+Task<std::optional<std::invoke_result_t<Work>>> aloneWithin(Clock::Duration limit, std::stop_token stop, Work work) {
+    return backgroundWithin(limit, std::move(stop), std::move(work), runAlone);
 }
 
 // For jobs that need an answer from a program that may never give one. Its questions are put one at a time, each on a

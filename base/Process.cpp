@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <set>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -20,6 +21,8 @@ namespace {
 
 constexpr qsizetype CHUNK = 1 << 20;
 constexpr qsizetype SMALLEST_READ = 4096;
+
+std::set<pid_t> running; // our children that were not waited for yet; the main thread's
 
 // Writing to a child that closed its input must be an error, not this process's death; and a parent that ignored
 // SIGCHLD, which is inherited, must not cost us our children's statuses.
@@ -114,10 +117,16 @@ std::shared_ptr<Process> Process::make(Command command) {
 
 Process::Process(Command command) : m_command(std::move(command)) {}
 
+void Process::killAll() {
+    for (const pid_t child : running)
+        ::kill(-child, SIGKILL);
+}
+
 Process::~Process() {
     if (!m_child)
         return;
     killGroup();
+    running.erase(m_child->pid);
     // Without this the child would stay a zombie; on its way out a large one may take its time.
     runInBackground([pid = m_child->pid] { ::waitpid(pid, nullptr, 0); });
 }
@@ -151,6 +160,7 @@ Result<> Process::start() {
         return std::unexpected(failure);
     }
 
+    running.insert(*pid);
     m_child = std::make_unique<Child>();
     m_child->pid = *pid;
     m_child->exit.open(std::move(exit), QSocketNotifier::Read, [this] { finish(); });
@@ -256,6 +266,7 @@ void Process::finish() {
     child->in.close();
     child->exit.close();
     child->kill.cancel();
+    running.erase(child->pid);
     int status = 0;
     ::waitpid(child->pid, &status, 0);
     m_status = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);

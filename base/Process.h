@@ -60,6 +60,9 @@ public:
     // Resumes once the child has ended and its output is whole. Awaited by one, after a start that succeeded.
     Task<> ended();
 
+    // Kills every child that runs, with its group, for a program that is about to leave without waiting.
+    static void killAll();
+
     // Asks the group to end, and kills it when the child is still there after the grace. Any number of times.
     void terminate();
 

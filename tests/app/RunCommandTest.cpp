@@ -70,6 +70,16 @@ protected:
         return process;
     }
 
+    // Ctrl-C on a terminal after a script was refused. Gives all that was shown.
+    QString stopOnTerminal() {
+        reply(1, u"```applescript\ntell application \"System Events\" to count processes\n```"_s);
+        claude.play(2, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+        extra["TERM"] = "xterm";
+        return run(u"mkfifo keys\nscript -qefc '\"$OMBRU\" run go' log <keys >/dev/null & exec 3>keys\n"
+                   "until [ -e claude.pid ]; do sleep 0.05; done\nprintf '\\003' >&3; wait $!; cat log"_s)
+            .out;
+    }
+
     // A script is refused on a terminal; `answer` is typed once the owner is asked. Gives all that was shown, and what
     // is decided afterwards.
     QString answerOnTerminal(const QByteArray &answer) {
@@ -246,6 +256,12 @@ TEST_F(RunCommandTest, ABusThatNeverAnswersDoesNotKeepTheProgram) {
     ::close(listener);
 }
 
+TEST_F(RunCommandTest, CtrlCIsNotFollowedByAQuestion) {
+    const auto told = stopOnTerminal();
+    EXPECT_TRUE(told.contains(u"`ombru consent allow com.apple.systemevents`"_s)) << told.toStdString();
+    EXPECT_FALSE(told.contains(u"[y/N]"_s)) << told.toStdString();
+}
+
 TEST_F(RunCommandTest, ASecondCtrlCDoesNotWait) {
     claude.playAlways("trap '' TERM; echo $$ >\"$HOME/claude.pid\"; while :; do sleep 1000; done");
     const auto process = start(u"echo $$ >pid; exec \"$OMBRU\" run wait"_s);
@@ -254,7 +270,7 @@ TEST_F(RunCommandTest, ASecondCtrlCDoesNotWait) {
     ::kill(pid, SIGINT);
     ::kill(pid, SIGINT);
     EXPECT_EQ(finish(process).status, 130);
-    ::kill(-pid_t(claudePid), SIGKILL);
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(claudePid); }));
 }
 
 TEST_F(RunCommandTest, SaysWhatIsWrongWithAnOption) {

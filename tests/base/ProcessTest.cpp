@@ -403,6 +403,20 @@ TEST(Process, TwoHundredRunsLeaveNoDescriptorAndNoZombie) {
     EXPECT_EQ(test::contents(u"/proc/self/task/%1/children"_s.arg(QCoreApplication::applicationPid())), "");
 }
 
+TEST(Process, AllCanBeKilledAtOnceWithTheirGroups) {
+    const test::Scratch scratch;
+    const auto stubborn =
+        Process::make(shell(u"trap '' TERM; sleep 600 & echo $! >'%1'; wait"_s.arg(scratch.path(u"pid"_s))));
+    const auto other = Process::make(shell(u"sleep 600"_s));
+    ASSERT_TRUE(stubborn->start() && other->start());
+    const auto job = test::pidIn(scratch.path(u"pid"_s));
+    Process::killAll();
+    EXPECT_EQ(end(stubborn).status, SIGKILL);
+    EXPECT_EQ(end(other).status, SIGKILL);
+    EXPECT_TRUE(test::waitUntil([&] { return !test::isAlive(job); }));
+    Process::killAll(); // nobody is left
+}
+
 TEST(Process, ManyRunAtOnce) {
     std::vector<std::shared_ptr<Process>> processes;
     for (int number = 0; number < 50; ++number) {
