@@ -45,7 +45,7 @@ Task<int> DoctorCommand::run() {
     const auto script = co_await scriptCheck(m_script);
     if (!m_stop.stop_requested())
         print(m_terminal, finding(u"osascript"_s, script));
-    co_await showPermissions();
+    co_await showPermissions(claude);
     m_terminal.showLive({});
     if (m_stop.stop_requested())
         co_return 130;
@@ -54,21 +54,27 @@ Task<int> DoctorCommand::run() {
     co_return m_terminal.statusWhenSeen(ready ? 0 : 1);
 }
 
-Task<> DoctorCommand::showPermissions() {
+Task<> DoctorCommand::showPermissions(const Claude::State &claude) {
     const auto stop = m_stop.get_token();
     m_terminal.showLive(u"… Asking what is allowed"_s);
+    PermissionStates states;
     for (const auto &permission : Permissions::all) {
         const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
                                                      [id = permission.id] { return Permissions::state(id); });
         if (stop.stop_requested())
             co_return;
-        print(m_terminal, finding(permission, state.value_or(Permission::State::unknown)));
+        states[permission.id] = state.value_or(Permission::State::unknown);
+        auto found = finding(permission, states[permission.id]);
+        if (permission.id != u"automation"_s)
+            found.remedy.clear(); // the looks at screen and input have said it
+        print(m_terminal, found);
     }
-    const auto found = co_await backgroundWithin(Permissions::LIMIT, stop, AppAutomation::states);
-    const auto states = found.value_or(PermissionStates());
-    for (const auto &application : AppAutomation::candidates)
-        if (states.contains(application.id))
-            print(m_terminal, finding(application, states[application.id]));
+    const auto applications = co_await backgroundWithin(Permissions::LIMIT, stop,
+                                                        [] { return decidedApplications(AppAutomation::states()); });
+    if (stop.stop_requested())
+        co_return;
+    print(m_terminal, applications.value_or(DecidedApplications{{}, u"The computer did not answer in time."_s}));
+    print(m_terminal, finding(setup(claude, states, false)));
 }
 
 } // namespace ombru

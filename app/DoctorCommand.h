@@ -1,6 +1,7 @@
 // `ombru doctor`: what of all that a task needs works here, and what to do about the rest.
 #pragma once
 #include "agent/AppleScriptRunner.h"
+#include "agent/Claude.h"
 #include "app/Terminal.h"
 #include "base/Task.h"
 
@@ -12,7 +13,7 @@ public:
     void interrupt();
 
 private:
-    Task<> showPermissions();
+    Task<> showPermissions(const Claude::State &claude);
 
     Terminal m_terminal;
     std::stop_source m_stop;

@@ -50,7 +50,8 @@ QString allowing(const AutomationApp &application) {
 QString allowing(const Permission &permission) {
     if (permission.id == u"automation"_s)
         return allowing(AppAutomation::candidates.front());
-    return u"Allow it in this computer's privacy settings, under %1."_s.arg(permission.title);
+    return u"`ombru doctor` says what is in the way, and `ombru-privacy %1` asks for it."_s.arg(
+        permission.settingsPane);
 }
 
 } // namespace
@@ -72,14 +73,27 @@ Finding finding(const Permission &permission, State state) {
     return {state, permission.title, decision(state), remedy};
 }
 
+Finding finding(Setup setup) {
+    return {asState(setup == Setup::done), u"setup"_s, setupText(setup, false), {}};
+}
+
 Finding finding(const AutomationApp &application, State state) {
     const auto remedy = state == State::granted ? QString() : allowing(application);
     return {state, application.name, decision(state), remedy};
 }
 
 QString claudeStateName(const Claude::State &claude) {
+    static_assert(std::variant_size_v<Claude::State> == 5);
     static const QStringList names{u"unknown"_s, u"missing"_s, u"outdated"_s, u"signedOut"_s, u"ready"_s};
     return names.at(qsizetype(claude.index()));
+}
+
+void print(Terminal &terminal, const DecidedApplications &applications) {
+    for (const auto &[application, state] : applications.all)
+        print(terminal, finding(application, state));
+    if (!applications.problem.isEmpty())
+        print(terminal,
+              finding(u"decisions"_s, Check{false, u"no script may control anything"_s, applications.problem}));
 }
 
 void print(Terminal &terminal, const Finding &finding, const QString &detail) {

@@ -2,8 +2,9 @@
 // Pure functions, but for print().
 #pragma once
 #include "agent/Claude.h"
+#include "app/DecidedApplications.h"
 #include "app/Terminal.h"
-#include "permissions/AppAutomation.h"
+#include "permissions/Setup.h"
 #include "platform/Diagnosis.h"
 
 namespace ombru {
@@ -18,9 +19,13 @@ struct Finding {
 Finding finding(const QString &name, const Check &check);
 Finding finding(const Claude::State &claude);
 Finding finding(const Permission &permission, Permission::State state);
+Finding finding(Setup setup);
 Finding finding(const AutomationApp &application, Permission::State state);
 
 QString claudeStateName(const Claude::State &claude); // "unknown", "missing", "outdated", "signedOut" or "ready"
+
+// A line each, and one about decisions that cannot be read.
+void print(Terminal &terminal, const DecidedApplications &applications);
 
 // `detail` is a line that says more about the name.
 void print(Terminal &terminal, const Finding &finding, const QString &detail = {});

@@ -1,6 +1,8 @@
 #include "app/StatusCommand.h"
 
 #include "app/Findings.h"
+#include "base/Background.h"
+#include "permissions/Permissions.h"
 
 #include <QJsonDocument>
 
@@ -40,6 +42,10 @@ Task<int> StatusCommand::run() {
 
 Task<> StatusCommand::look() {
     co_await m_state.refreshPermissions();
+    const PermissionStates states = m_state.appAutomation;
+    const auto applications = co_await backgroundWithin(Permissions::LIMIT, m_tasks.token(),
+                                                        [states] { return decidedApplications(states); });
+    m_applications = applications.value_or(DecidedApplications{{}, u"The computer did not answer in time."_s});
     m_looked.fire();
 }
 
@@ -49,9 +55,7 @@ void StatusCommand::print() {
     for (const auto &permission : Permissions::all)
         ombru::print(m_terminal, finding(permission, stateOf(m_state.permStates, permission.id)), permission.why);
     m_terminal.print(u"Applications that scripts may control:"_s);
-    for (const auto &application : AppAutomation::candidates)
-        if (m_state.appAutomation->contains(application.id))
-            ombru::print(m_terminal, finding(application, stateOf(m_state.appAutomation, application.id)));
+    ombru::print(m_terminal, m_applications);
     if (m_state.missingPermissions())
         m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
 }
@@ -61,14 +65,14 @@ void StatusCommand::printJson() {
     for (const auto &permission : Permissions::all)
         permissions[permission.id] = stateName(stateOf(m_state.permStates, permission.id));
     QJsonObject applications;
-    for (const auto &application : AppAutomation::candidates)
-        if (m_state.appAutomation->contains(application.id))
-            applications[application.id] = QJsonObject{
-                {u"name"_s, application.name}, {u"state"_s, stateName(stateOf(m_state.appAutomation, application.id))}};
-    const QJsonObject status{{u"setup"_s, setupName(m_state.setup())},
-                             {u"permissions"_s, permissions},
-                             {u"applications"_s, applications},
-                             {u"claude"_s, claudeStateName(m_state.claude)}};
+    for (const auto &[application, state] : m_applications.all)
+        applications[application.id] = QJsonObject{{u"name"_s, application.name}, {u"state"_s, stateName(state)}};
+    QJsonObject status{{u"setup"_s, setupName(m_state.setup())},
+                       {u"permissions"_s, permissions},
+                       {u"applications"_s, applications},
+                       {u"claude"_s, claudeStateName(m_state.claude)}};
+    if (!m_applications.problem.isEmpty())
+        status[u"problem"_s] = m_applications.problem;
     m_terminal.printRaw(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 

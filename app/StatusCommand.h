@@ -1,6 +1,7 @@
 // `ombru status`: what the owner allows, and what is left to do before the agent can work.
 #pragma once
 #include "app/CommandLine.h"
+#include "app/DecidedApplications.h"
 #include "app/Terminal.h"
 #include "controller/AppState.h"
 
@@ -21,6 +22,7 @@ private:
     StatusOptions m_options;
     Terminal m_terminal;
     AppState m_state;
+    DecidedApplications m_applications;
     Completion m_looked;
     TaskScope m_tasks;
     bool m_interrupted = false;

@@ -71,6 +71,8 @@ Task<std::vector<AppAutomation::Target>> AppAutomation::targets(QString script, 
     const auto mentioned = co_await background([script] { return mentions(script); });
     std::vector<Target> found;
     for (const auto &id : mentioned.ids) {
+        if (stop.stop_requested())
+            break;
         const auto name = co_await backgroundWithin(Permissions::LIMIT, stop, [id] { return displayName(id); });
         addOnce(found, {id, name.value_or(std::nullopt).value_or(id)});
     }

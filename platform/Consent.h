@@ -34,6 +34,10 @@ struct ConsentDecision {
 // be read.
 Result<std::vector<ConsentDecision>> consentDecisions();
 
+// Asks the owner, as the system asks for every consent, whether that client may control the application, though it may
+// have been refused before. Blocks until there is an answer, which is recorded. A Failure when nobody could be asked.
+Result<> offerConsent(const QString &client, const QString &application);
+
 // Writes or replaces one decision, for an application given by any identifier it is known by. A Failure when the system
 // keeps its record to itself, or it cannot be written.
 Result<> decideConsent(const QString &client, const QString &application, bool allowed);

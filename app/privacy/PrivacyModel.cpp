@@ -134,8 +134,20 @@ Task<> PrivacyModel::request(Permission permission) {
     refresh();
 }
 
-void PrivacyModel::decide(const QString &client, const QString &application, bool allowed) {
-    m_tasks.start(change([client, application, allowed] { return decideConsent(client, application, allowed); }));
+void PrivacyModel::allow(const QString &client, const QString &application) {
+    if (!std::exchange(m_offering, true))
+        m_tasks.start(offer(client, application));
+}
+
+Task<> PrivacyModel::offer(QString client, QString application) {
+    const auto done = co_await aloneWithin(Permissions::ANSWERING, m_tasks.token(),
+                                           [client, application] { return offerConsent(client, application); });
+    m_offering = false;
+    finish(done.value_or(Result<>()));
+}
+
+void PrivacyModel::refuse(const QString &client, const QString &application) {
+    m_tasks.start(change([client, application] { return decideConsent(client, application, false); }));
 }
 
 void PrivacyModel::forget(const QString &client, const QString &application) {
@@ -143,8 +155,11 @@ void PrivacyModel::forget(const QString &client, const QString &application) {
 }
 
 Task<> PrivacyModel::change(std::function<Result<>()> job) {
-    const auto done = co_await background(std::move(job));
-    edit([&](View &view) { view.failure = done ? QString() : done.error().description; });
+    finish(co_await background(std::move(job)));
+}
+
+void PrivacyModel::finish(const Result<> &change) {
+    edit([&](View &view) { view.failure = change ? QString() : change.error().description; });
     refresh();
 }
 

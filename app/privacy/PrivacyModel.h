@@ -30,7 +30,9 @@ public:
 
     void refresh(); // everything, now
     void ask(const QString &permission);
-    void decide(const QString &client, const QString &application, bool allowed);
+    // The owner is asked at a prompt, which no script's keys reach as they reach this window. One question at a time.
+    void allow(const QString &client, const QString &application);
+    void refuse(const QString &client, const QString &application);
     void forget(const QString &client, const QString &application);
 
     Task<> drain();
@@ -42,6 +44,8 @@ private:
     Task<> readPermissions();
     Task<> readDecisions(bool anyway);
     Task<> request(Permission permission);
+    Task<> offer(QString client, QString application);
+    void finish(const Result<> &change);
     Task<> change(std::function<Result<>()> job);
     static std::optional<Reading> read(const QString &knownState);
     template <class Edit>
@@ -54,6 +58,7 @@ private:
     bool m_permissionsAgain = false;
     bool m_readingDecisions = false;
     bool m_decisionsAgain = false;
+    bool m_offering = false;
     TaskScope m_tasks;
 };
 

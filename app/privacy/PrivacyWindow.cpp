@@ -133,10 +133,10 @@ QWidget *PrivacyWindow::makeActions() {
         row->addWidget(button);
         return button;
     };
-    m_allow = add("allow", u"A&llow"_s,
-                  [this](const DecisionRow &row) { m_model.decide(row.client, row.application, true); });
-    m_refuse = add("refuse", u"&Refuse"_s,
-                   [this](const DecisionRow &row) { m_model.decide(row.client, row.application, false); });
+    m_allow =
+        add("allow", u"A&llow…"_s, [this](const DecisionRow &row) { m_model.allow(row.client, row.application); });
+    m_refuse =
+        add("refuse", u"&Refuse"_s, [this](const DecisionRow &row) { m_model.refuse(row.client, row.application); });
     m_forget =
         add("forget", u"&Forget"_s, [this](const DecisionRow &row) { m_model.forget(row.client, row.application); });
     m_forget->setToolTip(u"You are asked again the next time."_s);

@@ -44,6 +44,14 @@ Result<std::vector<ConsentDecision>> consentDecisions() {
     return decisions;
 }
 
+Result<> offerConsent(const QString &client, const QString &application) {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    ++desktop->offers;
+    return desktop->offerAnswer
+               ? decideConsent(client, application, *desktop->offerAnswer)
+               : std::unexpected(Failure{QStringLiteral("consent"), 3, QStringLiteral("nobody there")});
+}
+
 Result<> decideConsent(const QString &client, const QString &application, bool allowed) {
     const auto desktop = FakePlatform::instance().desktop.lock();
     if (desktop->consentFailure)

@@ -4,8 +4,10 @@
 #include "platform/AppleEvents.h"
 #include "platform/Consent.h"
 
+#include <QCoreApplication>
 #include <QMap>
 #include <QStringList>
+#include <QThread>
 
 #include <functional>
 #include <map>
@@ -31,6 +33,7 @@ struct FakeDesktop {
     bool inputAllowed = true;
     bool inputAnswer = true;
     int inputRequests = 0;
+    int requestsOnMainThread = 0; // of either; the main thread must not wait for an owner
 
     std::map<QString, FakeApplication> applications; // by identifier; no other is known
     QStringList startedHidden;                       // identifiers, in the order of their starts
@@ -43,6 +46,8 @@ struct FakeDesktop {
     QMap<QString, QString> consentIdentifiers; // of applications whose decisions go by another identifier
     QString ownConsentClient = QStringLiteral("com.ombru.mac");
     std::vector<ConsentDecision> decisions;
+    std::optional<bool> offerAnswer = true; // the owner's, when asked again; none: nobody is there
+    int offers = 0;
     std::optional<Failure> consentFailure; // what reading and writing them answers instead
 
     std::map<QString, QString> secrets;
@@ -52,6 +57,16 @@ struct FakeDesktop {
     int reopenings = 0;
     Result<> reopening;
 };
+
+// To be kept after the lock is gone: Qt's own copies share their data, and count that in ways which the thread
+// sanitizer does not follow into Qt.
+inline QStringList copied(const QStringList &list) {
+    return {list.begin(), list.end()};
+}
+
+inline bool isMainThread() {
+    return QThread::currentThread() == QCoreApplication::instance()->thread();
+}
 
 // A value that several threads use: each `guarded->field` holds the lock to the end of its full expression.
 template <class T>

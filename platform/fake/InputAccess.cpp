@@ -11,6 +11,7 @@ bool inputAllowed() {
 bool requestInput() {
     const auto desktop = FakePlatform::instance().desktop.lock();
     ++desktop->inputRequests;
+    desktop->requestsOnMainThread += isMainThread() ? 1 : 0;
     return desktop->inputAnswer;
 }
 

@@ -11,6 +11,7 @@ bool screenCaptureAllowed() {
 bool requestScreenCapture() {
     const auto desktop = FakePlatform::instance().desktop.lock();
     ++desktop->screenRequests;
+    desktop->requestsOnMainThread += isMainThread() ? 1 : 0;
     return desktop->screenAnswer;
 }
 

@@ -9,7 +9,7 @@ namespace ombru {
 std::int32_t determineAutomation(const QString &id, bool ask) {
     if (id.isEmpty() || id.contains(QChar(u'\0')))
         return AUTOMATION_BAD_TARGET;
-    const auto key = consentKey(id);
+    const auto key = identifierKey(id);
     if (!applicationRuns(key))
         return AUTOMATION_NOT_RUNNING;
     return ConsentCheck({ownConsentClient(), std::nullopt}).automation(key, ask);

@@ -20,12 +20,18 @@ QString consentDatabase(const Environment &environment) {
 }
 
 QString consentKey(const QString &id) {
-    if (isSystemEvents(id) || id.compare(u"System Events"_s, Qt::CaseInsensitive) == 0)
+    if (id.compare(u"System Events"_s, Qt::CaseInsensitive) == 0)
+        return SYSTEM_EVENTS;
+    const auto installed = installedApplications();
+    const auto *entry = isSystemEvents(id) || installed->withId(id) ? nullptr : installed->named(id);
+    return entry ? entry->id : identifierKey(id);
+}
+
+QString identifierKey(const QString &id) {
+    if (isSystemEvents(id))
         return SYSTEM_EVENTS;
     const auto installed = installedApplications();
     const auto *entry = installed->withId(id);
-    if (!entry)
-        entry = installed->named(id);
     return entry ? entry->id : id;
 }
 

@@ -14,13 +14,16 @@ QString consentDatabase(const Environment &environment);
 // "com.apple.TextEdit", "TextEdit" or "org.xfce.mousepad". An unknown one stands for itself.
 QString consentKey(const QString &id);
 
+// The same for identifiers alone: a name is an unknown one.
+QString identifierKey(const QString &id);
+
 // The same for who asks: a program goes by the path that its processes show.
 QString clientKey(const QString &client);
 
 class ConsentCheck {
 public:
     // `run` runs the program that asks the owner.
-    explicit ConsentCheck(ConsentClient client, RunToEnd run = runApart);
+    explicit ConsentCheck(ConsentClient client, RunToEnd run = runForOwner);
 
     // AUTOMATION_ALLOWED, _REFUSED or _UNDECIDED, which is also the answer when the record cannot be read. `key` as
     // consentKey() gives it. Decisions that others write count at once, and asking again costs microseconds.

@@ -1,5 +1,7 @@
 #include "platform/linux/ConsentClient.h"
 
+#include "platform/linux/ProcessStat.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
@@ -18,48 +20,28 @@ struct Ancestor {
     QString program; // full path
 };
 
-struct Stat {
-    qint64 parent = 0;
-    quint64 start = 0; // ticks since the computer's start
-
-    bool operator==(const Stat &) const = default;
-};
-
 QByteArray contentOf(const QString &path) {
     QFile file(path);
     return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// None when there is no such process. Its name, which may hold anything, ends at the last bracket.
-std::optional<Stat> statOf(const QString &process) {
-    constexpr qsizetype PARENT = 1; // counted from the state
-    constexpr qsizetype START = 19;
-    const auto line = contentOf(process + u"/stat"_s);
-    const auto fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-    if (fields.size() <= START)
-        return std::nullopt;
-    return Stat{fields[PARENT].toLongLong(), fields[START].toULongLong()};
-}
-
-// A program that was upgraded while it runs keeps its name.
-QString programOf(const QString &process) {
-    const auto deleted = u" (deleted)"_s;
-    const auto program = QFile::symLinkTarget(process + u"/exe"_s);
-    return program.endsWith(deleted) && !QFileInfo::exists(program) ? program.chopped(deleted.size()) : program;
-}
+// What to do about a process whose program cannot be looked at.
+enum class Unreadable { endsTheWalk, isPassed };
 
 // The parent first. A process's number may be given anew while we look: one that is younger than its child is not its
 // parent, and one that changed meanwhile was not seen at all.
-std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid) {
+std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid, Unreadable unreadable) {
     std::vector<Ancestor> ancestors;
     QSet<qint64> seen{pid};
-    auto child = statOf(processes + u'/' + QString::number(pid));
+    auto child = processStat(processes + u'/' + QString::number(pid));
     while (child && child->parent > 0 && !seen.contains(child->parent)) {
         seen.insert(child->parent);
         const auto process = processes + u'/' + QString::number(child->parent);
-        const auto before = statOf(process);
-        const auto program = programOf(process);
-        if (!before || before->start > child->start || program.isEmpty() || statOf(process) != before)
+        const auto before = processStat(process);
+        const auto program = processProgram(process);
+        if (!before || before->start > child->start || processStat(process) != before)
+            break;
+        if (program.isEmpty() && unreadable == Unreadable::endsTheWalk)
             break;
         ancestors.push_back({child->parent, program});
         child = before;
@@ -90,7 +72,7 @@ Environment environmentOf(const QString &process) {
 } // namespace
 
 ConsentClient askingClient(const QString &processes, qint64 pid, const QString &program) {
-    const auto ancestors = ancestorsOf(processes, pid);
+    const auto ancestors = ancestorsOf(processes, pid, Unreadable::endsTheWalk);
     const auto ombru = QFileInfo(program).path() + u"/ombru"_s;
     const auto outermost = std::find_if(ancestors.rbegin(), ancestors.rend(), [&](const auto &ancestor) {
         return ancestor.program == ombru || ancestor.program == ombru + u"-privacy"_s; // its settings ask for it
@@ -103,11 +85,15 @@ ConsentClient askingClient(const QString &processes, qint64 pid, const QString &
     return {ancestors.empty() ? program : ancestors.back().program, std::nullopt};
 }
 
-bool runsBelowScript() {
+bool runsBelowScript(const QString &processes, qint64 pid) {
     const auto isOsascript = [](const Ancestor &ancestor) {
         return QFileInfo(ancestor.program).fileName() == u"osascript";
     };
-    return std::ranges::any_of(ancestorsOf(u"/proc"_s, QCoreApplication::applicationPid()), isOsascript);
+    return std::ranges::any_of(ancestorsOf(processes, pid, Unreadable::isPassed), isOsascript);
+}
+
+bool runsBelowScript() {
+    return runsBelowScript(u"/proc"_s, QCoreApplication::applicationPid());
 }
 
 ConsentClient askingClient() {

@@ -31,7 +31,9 @@ ConsentClient askingClient();
 ConsentClient askingClient(const QString &processes, qint64 pid, const QString &program);
 
 // Whether an `osascript` has this process run, from whatever directory: a copy of this program must not serve a script
-// either. A script may ask the owner, but not decide in the owner's place.
+// either, nor one behind a shell that nobody may look at. A script may ask the owner, but not decide in the owner's
+// place.
 bool runsBelowScript();
+bool runsBelowScript(const QString &processes, qint64 pid); // as above
 
 } // namespace ombru

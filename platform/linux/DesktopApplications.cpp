@@ -117,6 +117,10 @@ Result<> DesktopApplications::start(const DesktopEntry &entry, const QStringList
 }
 
 Result<> DesktopApplications::openLocation(const QString &url) const {
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return std::unexpected(
+            Failure{u"applications"_s, COULD_NOT_LAUNCH,
+                    u"There is no display to open “%1” on. Run this inside a desktop session."_s.arg(url)});
     const auto scheme = QUrl(url).scheme();
     const auto entry = scheme.isEmpty() ? std::nullopt : defaultFor(u"x-scheme-handler/"_s + scheme);
     if (entry)

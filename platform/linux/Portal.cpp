@@ -147,10 +147,11 @@ int onGone(sd_bus_message *, void *heard, sd_bus_error *) {
     return 0;
 }
 
+// Null when the bus does not do it; then nothing would be heard.
 Slot listen(sd_bus *bus, const QByteArray &what, sd_bus_message_handler_t handler, Heard &heard) {
     sd_bus_slot *slot = nullptr;
-    sd_bus_add_match(bus, &slot, what.constData(), handler, &heard);
-    return {slot, sd_bus_slot_unref};
+    const int result = sd_bus_add_match(bus, &slot, what.constData(), handler, &heard);
+    return {result < 0 ? nullptr : slot, sd_bus_slot_unref};
 }
 
 Slot listenForResponses(sd_bus *bus, const QByteArray &owner, Heard &heard) {
@@ -284,9 +285,13 @@ Result<QVariantMap> Portal::request(const QString &interface, const QString &nam
     // Before the call, and for whatever path the portal chooses: the answer may come before the method returns.
     const Slot responses = listenForResponses(m_bus.get(), m_owner, heard);
     const Slot end = listenForEnd(m_bus.get(), m_owner, heard);
+    if (!responses || !end)
+        return std::unexpected(noBus());
     const auto asking = method(m_owner, PATH, interface, name);
-    for (const Argument &argument : arguments)
-        sd_bus_message_append_basic(asking.get(), argument.type, argument.value.toUtf8().constData());
+    for (const Argument &argument : arguments) {
+        if (sd_bus_message_append_basic(asking.get(), argument.type, argument.value.toUtf8().constData()) < 0)
+            return std::unexpected(failed(Portal::ENDED, u"The desktop portal gave what it does not take."_s));
+    }
     options.insert(u"handle_token"_s, newPortalToken());
     appendOptions(asking.get(), options);
     const auto reply = send(asking);

@@ -1,5 +1,7 @@
 #include "platform/linux/ProgramProcesses.h"
 
+#include "platform/linux/ProcessStat.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -83,10 +85,8 @@ private:
 };
 
 std::chrono::milliseconds ageOf(const QString &process) {
-    constexpr qsizetype START = 19; // of the fields behind the name, which may hold anything
-    const auto stat = fileOf(process, u"stat"_s);
-    const auto fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
-    const auto started = fields.value(START).toLongLong() * 1000 / ::sysconf(_SC_CLK_TCK);
+    const auto stat = processStat(u"/proc/"_s + process).value_or(ProcessStat());
+    const auto started = qint64(stat.start) * 1000 / ::sysconf(_SC_CLK_TCK);
     timespec now{};
     ::clock_gettime(CLOCK_BOOTTIME, &now);
     return std::chrono::milliseconds(now.tv_sec * 1000 + now.tv_nsec / 1'000'000 - started);

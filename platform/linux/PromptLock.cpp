@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -46,6 +48,12 @@ bool lock(const Descriptor &file, Place place, short kind) {
     return result == 0;
 }
 
+// Of errors in opening or locking: those that a prompt has there, too.
+bool keepsPromptsAway(int error) {
+    constexpr std::array KNOWN{ENOENT, ENOTDIR, EISDIR, EACCES, EPERM, EROFS, ENXIO, ELOOP, EINVAL};
+    return std::ranges::find(KNOWN, error) != KNOWN.end();
+}
+
 Failure cannotLock(const QString &path, int error) {
     return {u"prompt"_s, error,
             u"The lock of the windows that ask for consent, %1, cannot be used: %2."_s.arg(
@@ -63,12 +71,15 @@ Result<PromptLock> PromptLock::forPrompt(const QString &database) {
     return PromptLock(std::move(file));
 }
 
-PromptLock PromptLock::forInput(const QString &database) {
+Result<PromptLock> PromptLock::forInput(const QString &database) {
     const auto path = fileBeside(database);
     auto file = open(path, O_RDWR | O_CREAT);
     if (!file.isOpen())
         file = open(path, O_RDONLY); // enough to share it
-    if (file.isOpen() && lock(file, door, F_RDLCK) && lock(file, room, F_RDLCK))
+    const bool locked = file.isOpen() && lock(file, door, F_RDLCK) && lock(file, room, F_RDLCK);
+    if (!locked && !keepsPromptsAway(errno))
+        return std::unexpected(cannotLock(path, errno));
+    if (locked)
         lock(file, door, F_UNLCK);
     return PromptLock(std::move(file));
 }

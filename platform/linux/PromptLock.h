@@ -17,8 +17,9 @@ public:
     static Result<PromptLock> forPrompt(const QString &database);
 
     // For one input operation: returns once no prompt is open. Where nothing can be locked, because nobody may write
-    // there, no prompt can be open either, and input goes on.
-    static PromptLock forInput(const QString &database);
+    // there or what is there is no file, no prompt can be open either, and input goes on. A Failure has domain
+    // "prompt"; then there must be no input, because a prompt may be open.
+    static Result<PromptLock> forInput(const QString &database);
 
     PromptLock(PromptLock &&) = default;
     PromptLock &operator=(PromptLock &&) = delete;

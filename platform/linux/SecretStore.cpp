@@ -31,8 +31,8 @@ const SecretSchema SCHEMA = {SERVICE,
                              nullptr,
                              nullptr};
 
-// One conversation with the store about one key, which is broken off when the limit passes. Each has a connection of
-// its own, so that a bus that was restarted is found again.
+// One conversation with the store about one key, which is broken off when the limit passes. Each asks for the
+// connection anew, so that a bus that was restarted is found again.
 class Conversation {
 public:
     Conversation(const SecretLibrary &library, const QString &key)
@@ -47,6 +47,8 @@ public:
         m_service.reset(
             library.open(library.serviceType(), nullptr, SECRET_SERVICE_NONE, m_cancellable.get(), nullptr));
     }
+    Conversation(const Conversation &) = delete; // its watch knows it by its place
+    Conversation &operator=(const Conversation &) = delete;
 
     std::optional<QString> lookup() const {
         if (!m_service)

@@ -1,5 +1,6 @@
 #include "platform/Workspace.h"
 
+#include "platform/OwnWindows.h"
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/Detached.h"
 #include "platform/linux/desktop/WindowsAlone.h"
@@ -40,7 +41,9 @@ QString anchorOf(const QString &url) {
 
 Result<> openPrivacySettings(const QString &anchor) {
     const auto program = QCoreApplication::applicationDirPath() + u"/ombru-privacy"_s;
-    const auto instead = u"Type this in a terminal to see and change what is allowed: ombru consent"_s;
+    const auto instead = u"Type this in a terminal to see and change what is allowed: ombru consent list"_s;
+    if (const auto shown = windowsCanBeShown(); !shown)
+        return failed(u"The window for it cannot be shown (%1) %2"_s.arg(shown.error().description, instead));
     if (!QFileInfo(program).isExecutable())
         return failed(u"The window for it is not installed (%1). %2"_s.arg(program, instead));
     auto command = QStringList{program};
@@ -75,8 +78,6 @@ Result<> openApplicationHidden(const QString &id) {
 }
 
 Result<> openURL(const QString &url) {
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-        return failed(u"There is no display to open %1 on."_s.arg(url));
     if (url.startsWith(SETTINGS, Qt::CaseInsensitive))
         return openPrivacySettings(anchorOf(url));
     WindowsAlone windows;

@@ -2,11 +2,11 @@
 
 #include "platform/Workspace.h"
 #include "platform/linux/Detached.h"
+#include "platform/linux/ProcessStat.h"
 #include "platform/linux/ShellWord.h"
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <unistd.h>
 
@@ -15,13 +15,6 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// After an update the file is another one under the same name, and the system marks the one that still runs.
-QString ownExecutable() {
-    const auto path = QFile::symLinkTarget(u"/proc/self/exe"_s);
-    const auto mark = u" (deleted)"_s;
-    return path.endsWith(mark) && !QFileInfo::exists(path) ? path.chopped(mark.size()) : path;
-}
 
 // As this process was given them: the application's own list lacks those that Qt took for itself.
 QStringList ownArguments() {
@@ -36,7 +29,7 @@ QStringList ownArguments() {
 } // namespace
 
 Result<> reopenAfterExit() {
-    QStringList command{forShell(ownExecutable())};
+    QStringList command{forShell(processProgram(u"/proc/self"_s))};
     for (const QString &argument : ownArguments())
         command += forShell(argument);
     const auto waiting = u"while kill -0 %1 2>/dev/null; do sleep 0.2; done; exec "_s.arg(::getpid());

@@ -54,6 +54,7 @@ protected:
     }
 
     QTemporaryDir m_directory;
+    ManualClock m_clock; // a busy machine may take longer over a picture than a display is given
 };
 
 } // namespace

@@ -202,10 +202,12 @@ TEST_F(ConsentCommandTest, AScriptCannotDecide) {
         EXPECT_EQ(outcome.status, 1) << outcome;
         EXPECT_TRUE(outcome.err.contains(u"A script cannot decide"_s)) << outcome;
     }
-    const auto copy = scratch.path(u"copy"_s);
-    ASSERT_TRUE(QFile::copy(qEnvironmentVariable("OMBRU_BIN") + u"/ombru"_s, copy));
-    const auto outcome =
-        run({u"-e"_s, u"do shell script \"'%1' consent allow org.example.Editor\""_s.arg(copy)}, u"osascript"_s);
-    EXPECT_TRUE(outcome.err.contains(u"A script cannot decide"_s)) << outcome;
+    for (const auto &name : {u"copy"_s, u"ombru-consent-prompt"_s}) {
+        const auto copy = scratch.path(name);
+        ASSERT_TRUE(QFile::copy(qEnvironmentVariable("OMBRU_BIN") + u"/ombru"_s, copy));
+        const auto outcome =
+            run({u"-e"_s, u"do shell script \"'%1' consent allow org.example.Editor\""_s.arg(copy)}, u"osascript"_s);
+        EXPECT_TRUE(outcome.err.contains(u"A script cannot decide"_s)) << outcome;
+    }
     EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
 }

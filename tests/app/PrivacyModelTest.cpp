@@ -97,11 +97,13 @@ TEST_F(PrivacyModelTest, ARecordThatCannotBeReadSaysWhy) {
 }
 
 TEST_F(PrivacyModelTest, DecidesAndForgets) {
-    model.decide(CLIENT, EDITOR, false);
+    model.refuse(CLIENT, EDITOR);
     ASSERT_TRUE(shows(1));
     EXPECT_FALSE(view().decisions->front().allowed);
-    model.decide(CLIENT, EDITOR, true);
+    EXPECT_EQ(computer()->offers, 0);
+    model.allow(CLIENT, EDITOR);
     ASSERT_TRUE(waitUntil([&] { return view().decisions->front().allowed; }));
+    EXPECT_EQ(computer()->offers, 1) << "the owner is asked at the prompt";
     model.forget(CLIENT, EDITOR);
     EXPECT_TRUE(shows(0));
     EXPECT_TRUE(view().failure.isEmpty());
@@ -109,11 +111,34 @@ TEST_F(PrivacyModelTest, DecidesAndForgets) {
 
 TEST_F(PrivacyModelTest, AChangeThatFailsSaysWhyUntilTheNextOneWorks) {
     computer()->consentFailure = Failure{u"consent"_s, 1, u"It is broken."_s};
-    model.decide(CLIENT, EDITOR, true);
+    model.refuse(CLIENT, EDITOR);
     ASSERT_TRUE(waitUntil([&] { return view().failure == u"It is broken."_s; }));
     computer()->consentFailure = std::nullopt;
-    model.decide(CLIENT, EDITOR, true);
+    model.refuse(CLIENT, EDITOR);
     EXPECT_TRUE(waitUntil([&] { return view().failure.isEmpty(); }));
+}
+
+TEST_F(PrivacyModelTest, WhatTheOwnerWillNotAllowStaysRefused) {
+    computer()->offerAnswer = false;
+    model.allow(CLIENT, EDITOR);
+    ASSERT_TRUE(shows(1));
+    EXPECT_FALSE(view().decisions->front().allowed);
+    EXPECT_TRUE(view().failure.isEmpty());
+}
+
+TEST_F(PrivacyModelTest, NobodyToAskAllowsNothingAndSaysSo) {
+    computer()->offerAnswer = std::nullopt;
+    model.allow(CLIENT, EDITOR);
+    ASSERT_TRUE(waitUntil([&] { return view().failure == u"nobody there"_s; }));
+    EXPECT_TRUE(computer()->decisions.empty());
+}
+
+TEST_F(PrivacyModelTest, AsksTheOwnerOneQuestionAtATime) {
+    model.allow(CLIENT, EDITOR);
+    model.allow(CLIENT, EDITOR);
+    ASSERT_TRUE(shows(1));
+    ASSERT_TRUE(finishBackground(std::chrono::minutes(1)));
+    EXPECT_EQ(computer()->offers, 1);
 }
 
 TEST_F(PrivacyModelTest, AsksForAPermissionOnceAtATime) {

@@ -14,7 +14,10 @@ namespace {
 const QString EDITOR = u"org.example.Editor"_s;
 const QString CLIENT = u"com.ombru.mac"_s;
 const QString TITLE = u"ombru: privacy"_s;
+const QString QUESTION = u"ombru: allow control of"_s;
+constexpr int KEY_A = 0;
 constexpr int KEY_F = 3;
+constexpr int ESCAPE = 53;
 constexpr int KEY_L = 37;
 constexpr int KEY_R = 15;
 
@@ -34,11 +37,11 @@ protected:
         const auto open = windowTitled(*desktop, TITLE);
         return open && open->focused;
     }
+    bool isAsking() const { return windowTitled(*desktop, QUESTION).has_value(); }
     std::optional<bool> decision() const {
-        const auto all = consentDecisions();
-        if (!all || all->empty())
-            return std::nullopt;
-        return all->front().allowed;
+        const auto all = consentDecisions().value_or(std::vector<ConsentDecision>());
+        const auto found = std::ranges::find(all, CLIENT, &ConsentDecision::client);
+        return found == all.end() ? std::nullopt : std::optional(found->allowed);
     }
     // A window that has the focus may not listen yet: the key is pressed again.
     bool press(int keyCode, const std::function<bool()> &until) {
@@ -47,6 +50,18 @@ protected:
                 return true;
             EXPECT_TRUE(desktop->pressKey(keyCode, Modifiers(Modifier::option)));
             settle();
+            return until();
+        });
+    }
+
+    // The same at the question, which does not take the focus from a window where keys are being pressed.
+    bool answer(int keyCode, Modifiers modifiers, const std::function<bool()> &until) {
+        return waitUntil([&] {
+            if (const auto question = windowTitled(*desktop, QUESTION)) {
+                desktop->activateWindow(question->handle);
+                desktop->pressKey(keyCode, modifiers);
+                settle();
+            }
             return until();
         });
     }
@@ -63,8 +78,31 @@ TEST_F(PrivacyWindowTest, ChangesDecisions) {
     test::allow(scratch.directory(), {EDITOR}, CLIENT);
     show({u"Privacy_Automation"_s});
     EXPECT_TRUE(press(KEY_R, [&] { return decision() == false; }));
-    EXPECT_TRUE(press(KEY_L, [&] { return decision() == true; }));
+    EXPECT_TRUE(press(KEY_L, [&] { return isAsking(); }));
+    EXPECT_EQ(decision(), false) << "the owner was not asked yet";
+    EXPECT_TRUE(answer(KEY_A, Modifiers(Modifier::option), [&] { return decision() == true; }));
+    focusWindow(*desktop, TITLE);
     EXPECT_TRUE(press(KEY_F, [&] { return decision() == std::nullopt; }));
+}
+
+// The window takes a script's keys like any other: they must not undo what the owner refused.
+TEST_F(PrivacyWindowTest, AScriptsKeysCannotAllow) {
+    decide(scratch.directory(), CLIENT, {EDITOR}, false);
+    test::allow(scratch.directory(), {u"com.apple.systemevents"_s});
+    show({u"Privacy_Automation"_s});
+    QProcess script;
+    script.start(qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s,
+                 {u"-e"_s, u"tell application \"System Events\"\nrepeat 40 times\nkeystroke \"l\" using option down\n"
+                           u"delay 0.1\nkeystroke \"a\" using option down\nend repeat\nend tell"_s});
+    ASSERT_TRUE(waitUntil([&] { return isAsking() || script.state() == QProcess::NotRunning; }));
+    ASSERT_TRUE(isAsking()) << script.readAllStandardError().toStdString();
+    // From here on its keys wait for the owner, who refuses.
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(script.processId()) || !isAsking(); }));
+    EXPECT_TRUE(isAsking());
+    script.kill();
+    script.waitForFinished();
+    EXPECT_TRUE(answer(ESCAPE, 0, [&] { return !isAsking(); }));
+    EXPECT_EQ(decision(), false);
 }
 
 TEST_F(PrivacyWindowTest, WorksOnADecisionThatWasMadeMeanwhile) {

@@ -69,10 +69,11 @@ TEST_F(StatusTest, WhatIsMissingComesWithWhatToDo) {
     const auto said = status();
     EXPECT_EQ(said.status, 0);
     EXPECT_TRUE(said.text.startsWith(u"Allow permissions\n"_s));
-    for (const auto &line : {u"✗ Screen Recording  not allowed\n"_s, u"under Screen Recording.\n"_s,
-                             u"✗ Finder            not allowed\n"_s, u"`ombru consent allow com.apple.finder`\n"_s,
-                             u"? Mail              not known yet\n"_s, u"`ombru consent allow com.apple.mail`\n"_s,
-                             u"`ombru doctor` says what works here"_s})
+    for (const auto &line :
+         {u"✗ Screen Recording  not allowed\n"_s, u"`ombru-privacy Privacy_ScreenCapture` asks for it.\n"_s,
+          u"✗ Finder            not allowed\n"_s, u"`ombru consent allow com.apple.finder`\n"_s,
+          u"? Mail              not known yet\n"_s, u"`ombru consent allow com.apple.mail`\n"_s,
+          u"`ombru doctor` says what works here"_s})
         EXPECT_TRUE(said.text.contains(line)) << line.toStdString() << said.text.toStdString();
 }
 
@@ -140,10 +141,32 @@ TEST_F(StatusTest, TheDoctorTellsWhatIsAllowed) {
     EXPECT_EQ(said.status, 0) << "a task can run: " << said.text.toStdString();
     for (const auto &line :
          {u"✓ osascript"_s, u"✓ Screen Recording  allowed\n"_s, u"✗ Accessibility     not allowed\n"_s,
-          u"→ Allow it in this computer's privacy settings, under Accessibility.\n"_s,
           u"✓ Automation        allowed\n"_s, u"✓ System Events     allowed\n"_s,
-          u"✗ Finder            not allowed\n"_s})
+          u"✗ Finder            not allowed\n"_s, u"✗ setup             Allow permissions\n"_s})
         EXPECT_TRUE(said.text.contains(line)) << line.toStdString() << said.text.toStdString();
+}
+
+TEST_F(StatusTest, DecisionsAboutOtherApplicationsAreShownToo) {
+    add(u"org.example.Editor"_s, {u"Writer's Desk"_s});
+    desktop()->decisions = {{u"com.ombru.mac"_s, u"com.apple.finder"_s, true, {}},
+                            {u"com.ombru.mac"_s, u"org.example.Editor"_s, false, {}},
+                            {u"com.ombru.mac"_s, u"org.example.Gone"_s, true, {}},
+                            {u"/usr/bin/other"_s, u"org.example.Other"_s, true, {}}};
+    for (const auto &said : {status().text, doctor().text}) {
+        EXPECT_EQ(said.count(u"✓ Finder"_s), 1) << said.toStdString();
+        EXPECT_TRUE(said.contains(u"✗ Writer's Desk     not allowed\n"_s)) << said.toStdString();
+        EXPECT_TRUE(said.contains(u"✓ org.example.Gone  allowed\n"_s)) << said.toStdString();
+        EXPECT_FALSE(said.contains(u"org.example.Other"_s)) << said.toStdString();
+    }
+}
+
+TEST_F(StatusTest, DecisionsThatCannotBeReadAreSaidWithTheReason) {
+    desktop()->consentFailure = Failure{u"consent"_s, 1, u"The record is broken. Delete it."_s};
+    for (const auto &said : {status().text, doctor().text})
+        EXPECT_TRUE(said.contains(u"→ The record is broken. Delete it.\n"_s)) << said.toStdString();
+    StatusCommand command({.json = true});
+    EXPECT_EQ(QJsonDocument::fromJson(outputOf(command).text.toUtf8())[u"problem"_s].toString(),
+              u"The record is broken. Delete it."_s);
 }
 
 TEST_F(StatusTest, TheDoctorCanBeInterruptedToo) {

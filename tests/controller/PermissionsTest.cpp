@@ -32,7 +32,7 @@ protected:
         desktop()->applications[id] = application;
     }
     static QStringList determined(const QString &kind) { return QStringList(desktop()->determined).filter(kind); }
-    static QStringList opened() { return desktop()->openedURLs; }
+    static QStringList opened() { return copied(desktop()->openedURLs); }
 
     void refresh() { test::await(state->refreshPermissions()); }
 

@@ -25,7 +25,7 @@ protected:
     static void add(const QString &id, const FakeApplication &application) {
         desktop()->applications[id] = application;
     }
-    static QStringList determined() { return desktop()->determined; }
+    static QStringList determined() { return copied(desktop()->determined); }
 };
 
 } // namespace

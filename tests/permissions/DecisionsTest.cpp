@@ -157,7 +157,7 @@ TEST_F(DecisionsTest, WhatIsRecordedCountsWhateverThePermissionCheckSays) {
     EXPECT_EQ(AppAutomation::states(), (PermissionStates{{u"com.apple.finder"_s, State::granted},
                                                          {u"com.apple.mail"_s, State::missing},
                                                          {u"com.apple.Notes"_s, State::missing}}));
-    const QStringList determined = desktop()->determined;
+    const QStringList determined = copied(desktop()->determined);
     EXPECT_EQ(determined, QStringList{u"look com.apple.Notes"_s}) << "one without a row is asked about";
 }
 

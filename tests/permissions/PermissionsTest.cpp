@@ -28,7 +28,7 @@ protected:
     static State state(const QString &id) {
         return test::await(background([id] { return Permissions::state(id); }));
     }
-    static QStringList opened() { return desktop()->openedURLs; }
+    static QStringList opened() { return copied(desktop()->openedURLs); }
 
     // What has been handed to the background has been done: jobs begin in order, so all before an empty one have begun.
     static void finishOpening() {
@@ -70,7 +70,7 @@ TEST_F(PermissionsTest, AutomationIsWhatTheSystemSaysOfSystemEvents) {
         addSystemEvents({.name = u"System Events"_s, .permission = code});
         EXPECT_EQ(state(u"automation"_s), expected) << code;
     }
-    const QStringList determined = desktop()->determined;
+    const QStringList determined = copied(desktop()->determined);
     EXPECT_EQ(determined, QStringList(5, u"look "_s + SYSTEM_EVENTS)) << "asks nobody";
     EXPECT_EQ(desktop()->startedHidden.size(), 0);
 }
@@ -103,6 +103,7 @@ TEST_F(PermissionsTest, ARequestThatIsGrantedOpensNoSettings) {
     finishOpening();
     EXPECT_EQ(desktop()->screenRequests, 1);
     EXPECT_EQ(desktop()->inputRequests, 1);
+    EXPECT_EQ(desktop()->requestsOnMainThread, 0);
     EXPECT_EQ(opened(), QStringList());
 }
 

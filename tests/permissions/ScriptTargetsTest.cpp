@@ -33,7 +33,7 @@ protected:
     static void add(const QString &id, const FakeApplication &application) {
         desktop()->applications[id] = application;
     }
-    static QStringList determined() { return desktop()->determined; }
+    static QStringList determined() { return copied(desktop()->determined); }
     static std::vector<Target> targets(const QString &script) { return test::await(AppAutomation::targets(script)); }
     static std::vector<Refusal> notAllowed(const QString &script) {
         return test::await(AppAutomation::notAllowed(script));
@@ -168,7 +168,7 @@ TEST_F(ScriptTargets, WhatDoesNotRunIsStartedHiddenBeforeItIsJudged) {
         return refusals->has_value();
     }));
     EXPECT_EQ(**refusals, (std::vector<Refusal>{{{MAIL, u"Mail"_s}, true}}));
-    const QStringList started = desktop()->startedHidden;
+    const QStringList started = copied(desktop()->startedHidden);
     EXPECT_EQ(started, QStringList{MAIL});
     EXPECT_EQ(desktop()->looks, 3);
     EXPECT_EQ(determined(), QStringList(2, u"look "_s + MAIL));

@@ -101,6 +101,16 @@ TEST_F(ConsentClientTest, AProcessThatCannotBeLookedAtEndsTheWalk) {
     EXPECT_EQ(client(77), OSASCRIPT) << "nothing is known of itself";
 }
 
+TEST_F(ConsentClientTest, BehindOneThatCannotBeLookedAtAScriptIsStillSeen) {
+    process(10, 1, OSASCRIPT);
+    process(11, 10, {});
+    process(12, 11, u"/usr/bin/ombru"_s);
+    EXPECT_TRUE(runsBelowScript(scratch.directory(), 12));
+    process(20, 1, {});
+    process(21, 20, u"/usr/bin/ombru"_s);
+    EXPECT_FALSE(runsBelowScript(scratch.directory(), 21));
+}
+
 TEST_F(ConsentClientTest, ANumberThatWasGivenAnewIsNoParent) {
     process(10, 1, u"/usr/bin/ombru"_s, {}, 500);
     process(11, 10, u"/bin/sh"_s, {}, 20);

@@ -6,8 +6,6 @@
 #include <QFileInfo>
 #include <QProcess>
 
-#include <sys/syscall.h>
-
 using namespace ombru;
 using namespace ombru::test;
 using namespace ombru::applescript;
@@ -25,11 +23,6 @@ constexpr int ESCAPE = 53;
 
 bool ended(const QProcess &process) {
     return process.state() == QProcess::NotRunning;
-}
-
-// Sleeps in the kernel until somebody gives a lock back.
-bool waitsForALock(const QProcess &process) {
-    return contents(u"/proc/%1/syscall"_s.arg(process.processId())).startsWith(QByteArray::number(SYS_fcntl) + ' ');
 }
 
 class ConsentPromptTest : public testing::Test {
@@ -178,6 +171,18 @@ TEST_F(ConsentPromptTest, AnEarlierAnswerHolds) {
     EXPECT_EQ(refused.exitCode(), 1);
 }
 
+TEST_F(ConsentPromptTest, ARefusalIsAskedAboutAgainWhenTheOwnerWantsIt) {
+    ASSERT_TRUE(decideConsent(OMBRU, EDITOR, false));
+    const QStringList again{u"--client"_s, OMBRU, u"--application"_s, EDITOR, u"--again"_s};
+    auto &prompt = start(u"ombru-consent-prompt"_s, again);
+    EXPECT_TRUE(waitUntil([&] { return isOpen(); }));
+    EXPECT_EQ(allowByKey(prompt), 0);
+    EXPECT_EQ(decision(), true);
+    auto &needless = start(u"ombru-consent-prompt"_s, again);
+    ASSERT_TRUE(waitUntil([&] { return ended(needless); }));
+    EXPECT_EQ(needless.exitCode(), 0) << "it is allowed already";
+}
+
 TEST_F(ConsentPromptTest, AnAnswerIsForOnePair) {
     test::allow(data(), {EDITOR}, u"/usr/bin/other"_s);
     EXPECT_EQ(press(show(), ESCAPE), 1);
@@ -187,7 +192,7 @@ TEST_F(ConsentPromptTest, AnAnswerIsForOnePair) {
 TEST_F(ConsentPromptTest, ASecondOneTakesTheFirstOnesAnswer) {
     auto &first = show();
     auto &second = ask();
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(second); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(second.processId()); }));
     EXPECT_EQ(allowByKey(first), 0);
     ASSERT_TRUE(waitUntil([&] { return ended(second); }));
     EXPECT_EQ(second.exitCode(), 0);
@@ -196,7 +201,7 @@ TEST_F(ConsentPromptTest, ASecondOneTakesTheFirstOnesAnswer) {
 TEST_F(ConsentPromptTest, OneOpensAfterTheOther) {
     auto &first = show();
     auto &second = ask(u"com.apple.systemevents"_s);
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(second); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(second.processId()); }));
     EXPECT_FALSE(windowTitled(*desktop, u"System Events"_s));
     EXPECT_EQ(allowByKey(first), 0);
     ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"System Events"_s).has_value(); }));
@@ -209,7 +214,7 @@ TEST_F(ConsentPromptTest, AScriptThatWouldTypeWaitsForTheAnswer) {
     auto &prompt = show();
     auto &typing = script(u"tell application \"System Events\"\nrepeat 5 times\nkeystroke return\nkeystroke tab\n"
                           "keystroke space\nkeystroke \"a\" using option down\nkey code 53\nend repeat\nend tell"_s);
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing.processId()) || ended(prompt); }));
     ASSERT_FALSE(ended(prompt));
     EXPECT_EQ(decision(), std::nullopt);
     EXPECT_EQ(allowByKey(prompt), 0);
@@ -223,8 +228,8 @@ TEST_F(ConsentPromptTest, AScriptThatWouldClickOrCloseItWaitsForTheAnswer) {
     auto &closing =
         script(u"tell application \"System Events\" to tell process \"ombru-consent-prompt\" to click button 1 "
                "of window 1"_s);
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(clicking) || ended(prompt); }));
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(closing) || ended(closing) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(clicking.processId()) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(closing.processId()) || ended(closing) || ended(prompt); }));
     ASSERT_FALSE(ended(prompt));
     EXPECT_EQ(allowByKey(prompt), 0);
     ASSERT_TRUE(waitUntil([&] { return ended(clicking) && ended(closing); }));
@@ -239,7 +244,7 @@ TEST_F(ConsentPromptTest, OpensBesideAScriptThatTypesWithoutEnd) {
                           "end tell"_s);
     ASSERT_TRUE(waitUntil([&] { return contents(file).contains("x"); }));
     auto &prompt = show();
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing); }));
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing.processId()); }));
     EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
     focusWindow(*desktop, u"target"_s);
     const auto before = contents(file).size();

@@ -317,6 +317,30 @@ TEST_F(ConsentTest, QuotesInIdentifiersAreNoStatements) {
     EXPECT_TRUE(consentDecisions()->empty());
 }
 
+// Of an application that was installed after the decision, which then has another identifier.
+TEST_F(ConsentTest, AnEarlierIdentifiersDecisionIsForgottenAndReplacedToo) {
+    const auto safari = u"com.apple.Safari"_s;
+    const auto install = [this] {
+        QDir().mkpath(scratch.path(u"system/applications"_s));
+        scratch.write(u"system/applications/org.example.Browser.desktop"_s,
+                      "[Desktop Entry]\nType=Application\nName=Browser\nExec=/bin/true\n"
+                      "MimeType=x-scheme-handler/https;\nCategories=WebBrowser;\n");
+    };
+    const auto remove = [this] { QFile::remove(scratch.path(u"system/applications/org.example.Browser.desktop"_s)); };
+    ASSERT_TRUE(decideConsent(CLIENT, safari, true));
+    install();
+    ASSERT_TRUE(decideConsent(CLIENT, safari, false));
+    ASSERT_EQ(consentDecisions()->size(), 1U);
+    EXPECT_EQ(consentDecisions()->front().application, u"org.example.Browser"_s);
+    EXPECT_FALSE(consentDecisions()->front().allowed);
+    ASSERT_TRUE(forgetConsent(CLIENT, safari));
+    remove();
+    ASSERT_TRUE(decideConsent(CLIENT, safari, true));
+    install();
+    ASSERT_TRUE(forgetConsent(CLIENT, safari));
+    EXPECT_TRUE(consentDecisions()->empty());
+}
+
 // --- where it is
 
 TEST_F(ConsentTest, LivesInTheDataDirectory) {
@@ -346,6 +370,7 @@ TEST_F(ConsentTest, ARunningApplicationIsAsDecided) {
     const auto probe = Process::make({.program = scratch.path(u"consent-probe"_s), .arguments = {u"600"_s}});
     ASSERT_TRUE(probe->start());
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, false), AUTOMATION_UNDECIDED);
+    EXPECT_EQ(determineAutomation(u"Probe"_s, false), AUTOMATION_NOT_RUNNING) << "a name is no identifier";
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, true), AUTOMATION_UNDECIDED) << "nobody is there to ask";
     ASSERT_TRUE(decideConsent(CLIENT, u"Probe"_s, true));
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, false), AUTOMATION_ALLOWED);
@@ -364,13 +389,31 @@ TEST_F(ConsentTest, SystemEventsAlwaysRuns) {
     EXPECT_EQ(determineAutomation(id, true), AUTOMATION_REFUSED);
 }
 
+TEST_F(ConsentTest, ARecordThatCannotBeUsedLeavesItUndecided) {
+    const auto id = u"com.apple.SystemEvents"_s;
+    ASSERT_TRUE(decideConsent(CLIENT, id, true));
+    scratch.write(u"ombru/consent.db"_s, QByteArray(5000, 'x'));
+    EXPECT_EQ(determineAutomation(id, false), AUTOMATION_UNDECIDED);
+}
+
+TEST_F(ConsentTest, WhatDoesNotRunIsJustThatWithoutAskingToo) {
+    for (const bool allowed : {true, false}) {
+        ASSERT_TRUE(decideConsent(CLIENT, EDITOR, allowed));
+        EXPECT_EQ(determineAutomation(EDITOR, false), AUTOMATION_NOT_RUNNING);
+    }
+}
+
 TEST_F(ConsentTest, WhatCannotBeAnIdentifierIsABadTarget) {
     EXPECT_EQ(determineAutomation({}, false), AUTOMATION_BAD_TARGET);
     EXPECT_EQ(determineAutomation(QString(QChar(u'\0')), true), AUTOMATION_BAD_TARGET);
 }
 
 TEST_F(ConsentTest, TheProgramThatAsksIsWaitedForAndItsStatusTaken) {
-    EXPECT_EQ(runApart({u"/bin/sh"_s, u"-c"_s, u"exit 3"_s}), 3);
-    EXPECT_EQ(runApart({u"/bin/sh"_s, u"-c"_s, u"kill -TERM $$"_s}), 128 + SIGTERM);
-    EXPECT_FALSE(runApart({u"/no/such/program"_s}));
+    EXPECT_EQ(runForOwner({u"/bin/sh"_s, u"-c"_s, u"exit $STATUS"_s}, {{"STATUS", "3"}}), 3);
+    EXPECT_EQ(runForOwner({u"/bin/sh"_s, u"-c"_s, u"kill -TERM $$"_s}, {}), 128 + SIGTERM);
+    EXPECT_FALSE(runForOwner({u"/no/such/program"_s}, {}));
+}
+
+TEST_F(ConsentTest, AProgramThatGetsNoAnswerIsEnded) {
+    EXPECT_EQ(runApart({u"/bin/sleep"_s, u"600"_s}, {}, std::chrono::milliseconds(1)), 128 + SIGKILL);
 }

@@ -119,10 +119,19 @@ TEST_F(LinuxHostTest, WithoutADisplayEveryDesktopOperationSaysSo) {
 
 TEST_F(LinuxHostTest, AnAddressNobodyOpensIsSaid) {
     const test::Variable path("PATH", scratch.directory().toUtf8());
+    const test::Variable display("DISPLAY", ":0");
     const auto opened = host.openLocation(u"no-such-scheme:thing"_s);
     ASSERT_FALSE(opened);
     EXPECT_TRUE(opened.error().description.contains(u"no-such-scheme:thing"_s));
     EXPECT_FALSE(host.openLocation(u"not an address"_s));
+}
+
+TEST_F(LinuxHostTest, WithoutADisplayNoAddressCountsAsOpened) {
+    const test::Variable display("DISPLAY");
+    const test::Variable wayland("WAYLAND_DISPLAY");
+    const auto opened = host.openLocation(u"https://example.org"_s);
+    ASSERT_FALSE(opened);
+    EXPECT_TRUE(opened.error().description.startsWith(u"There is no display to open “https://example.org” on."_s));
 }
 
 TEST_F(LinuxHostTest, AJobThatNeverStopsWritingIsNotWaitedFor) {

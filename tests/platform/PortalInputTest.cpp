@@ -96,6 +96,12 @@ TEST_F(PortalInput, AnOwnerWhoDoesNotAnswerChangesNothing) {
     EXPECT_TRUE(allowed());
 }
 
+TEST_F(PortalInput, APortalThatDoesNotEvenReplyIsGivenUp) {
+    m_portal.manner = Manner::neverReplies;
+    EXPECT_FALSE(request());
+    EXPECT_FALSE(allowed());
+}
+
 TEST_F(PortalInput, APortalThatFailsChangesNothing) {
     ASSERT_TRUE(request());
     m_portal.manner = Manner::fails;

@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <future>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -50,14 +51,15 @@ protected:
 
     std::unique_ptr<Holder> prompt() { return std::make_unique<Holder>(true, database); }
     std::unique_ptr<Holder> input() { return std::make_unique<Holder>(false, database); }
-    // A holder that waits inside the kernel: its thread sleeps in fcntl.
-    static bool somebodyWaits() {
+    // Holders that wait inside the kernel: their threads sleep in fcntl.
+    static int waiting() {
+        int count = 0;
         for (const QString &thread : QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
             QFile call(u"/proc/self/task/%1/syscall"_s.arg(thread));
             if (call.open(QFile::ReadOnly) && call.readAll().startsWith(QByteArray::number(SYS_fcntl) + ' '))
-                return true;
+                ++count;
         }
-        return false;
+        return count;
     }
 
     Scratch scratch;
@@ -71,7 +73,7 @@ TEST_F(PromptLockTest, InputWaitsForAnOpenPrompt) {
     const auto open = prompt();
     ASSERT_TRUE(waitUntil([&] { return open->holds(); }));
     const auto typing = input();
-    ASSERT_TRUE(waitUntil(somebodyWaits));
+    ASSERT_TRUE(waitUntil([] { return waiting() == 1; }));
     EXPECT_FALSE(typing->holds());
     open->release();
     EXPECT_TRUE(waitUntil([&] { return typing->holds(); }));
@@ -82,7 +84,7 @@ TEST_F(PromptLockTest, APromptWaitsForInputToEnd) {
     const auto typing = input();
     ASSERT_TRUE(waitUntil([&] { return typing->holds(); }));
     const auto asking = prompt();
-    ASSERT_TRUE(waitUntil(somebodyWaits));
+    ASSERT_TRUE(waitUntil([] { return waiting() == 1; }));
     EXPECT_FALSE(asking->holds());
     typing->release();
     EXPECT_TRUE(waitUntil([&] { return asking->holds(); }));
@@ -92,7 +94,7 @@ TEST_F(PromptLockTest, OnePromptWaitsForAnother) {
     const auto first = prompt();
     ASSERT_TRUE(waitUntil([&] { return first->holds(); }));
     const auto second = prompt();
-    ASSERT_TRUE(waitUntil(somebodyWaits));
+    ASSERT_TRUE(waitUntil([] { return waiting() == 1; }));
     EXPECT_FALSE(second->holds());
     first->release();
     EXPECT_TRUE(waitUntil([&] { return second->holds(); }));
@@ -110,8 +112,9 @@ TEST_F(PromptLockTest, NewInputWaitsBehindAPromptThatWaits) {
     const auto typing = input();
     ASSERT_TRUE(waitUntil([&] { return typing->holds(); }));
     const auto asking = prompt();
-    ASSERT_TRUE(waitUntil(somebodyWaits));
+    ASSERT_TRUE(waitUntil([] { return waiting() == 1; }));
     const auto later = input();
+    ASSERT_TRUE(waitUntil([] { return waiting() == 2; }));
     typing->release();
     ASSERT_TRUE(waitUntil([&] { return asking->holds(); }));
     EXPECT_FALSE(later->holds());
@@ -142,21 +145,22 @@ TEST_F(PromptLockTest, AKilledPromptIsOver) {
     ASSERT_GE(child, 0);
     if (child == 0) {
         const auto held = PromptLock::forPrompt(database);
+        scratch.write(u"held"_s, "");
         while (held)
             ::pause();
         ::_exit(1);
     }
-    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(file); }));
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(scratch.path(u"held"_s)); }));
     const auto typing = input();
+    ASSERT_TRUE(waitUntil([] { return waiting() == 1; }));
+    EXPECT_FALSE(typing->holds());
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     EXPECT_TRUE(waitUntil([&] { return typing->holds(); }));
 }
 
 TEST_F(PromptLockTest, NothingIsMadeByInputBeforeThereWasADecision) {
-    {
-        const auto typing = PromptLock::forInput(database);
-    }
+    EXPECT_TRUE(PromptLock::forInput(database));
     EXPECT_FALSE(QFileInfo::exists(scratch.path(u"data"_s)));
 }
 
@@ -171,24 +175,31 @@ TEST_F(PromptLockTest, TheFileAndItsDirectoryAreTheOwnersAlone) {
 
 TEST_F(PromptLockTest, WhereNothingCanBeWrittenInputGoesOnAndNoPromptOpens) {
     scratch.write(u"data"_s, "no directory");
-    {
-        const auto typing = PromptLock::forInput(database);
-    }
+    EXPECT_TRUE(PromptLock::forInput(database));
     const auto asking = PromptLock::forPrompt(database);
     ASSERT_FALSE(asking);
     EXPECT_EQ(asking.error().domain, u"prompt"_s);
     EXPECT_TRUE(asking.error().description.contains(file)) << asking.error().description.toStdString();
 }
 
+TEST_F(PromptLockTest, InputThatCannotLookForAPromptIsRefused) {
+    ASSERT_TRUE(PromptLock::forPrompt(database));
+    rlimit before = {};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    rlimit none = before;
+    none.rlim_cur = 0;
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    const auto typing = PromptLock::forInput(database);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    ASSERT_FALSE(typing);
+    EXPECT_EQ(typing.error().code, EMFILE);
+}
+
 TEST_F(PromptLockTest, SomethingElseInTheLocksPlaceKeepsNobodyWaiting) {
     QDir().mkpath(file); // a directory
-    {
-        const auto typing = PromptLock::forInput(database);
-    }
+    EXPECT_TRUE(PromptLock::forInput(database));
     EXPECT_FALSE(PromptLock::forPrompt(database));
     QDir().rmdir(file);
     ASSERT_EQ(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
-    {
-        const auto typing = PromptLock::forInput(database);
-    }
+    EXPECT_TRUE(PromptLock::forInput(database));
 }

@@ -2,6 +2,7 @@
 #include "base/Process.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
+#include "tests/support/XServer.h"
 
 using namespace ombru;
 using namespace ombru::test;
@@ -39,7 +40,7 @@ protected:
 
     Scratch m_scratch;
     const QString m_helper = m_scratch.path(u"it's here"_s);
-    Variable m_display{"DISPLAY", ":0"};
+    const XServer m_server{"320x200x24"};
     Variable m_wayland{"WAYLAND_DISPLAY"};
     Variable m_home{"HOME", m_scratch.directory().toUtf8()};
     Variable m_data{"XDG_DATA_HOME", m_scratch.directory().toUtf8()};
@@ -69,7 +70,7 @@ TEST_F(Opening, PrivacySettingsOpensThemWhereTheAddressLeads) {
 TEST_F(Opening, SettingsThatAreNotInstalledNamesTheCommand) {
     const auto said = open(u"x-apple.systempreferences:com.apple.preference.security?Privacy_Automation"_s);
     EXPECT_TRUE(said.contains(u"ombru-privacy"_s)) << said.toStdString();
-    EXPECT_TRUE(said.endsWith(u": ombru consent"_s)) << said.toStdString();
+    EXPECT_TRUE(said.endsWith(u": ombru consent list"_s)) << said.toStdString();
 }
 
 TEST_F(Opening, AnAddressOpensTheOwnersApplicationForIt) {
@@ -94,8 +95,8 @@ TEST_F(Opening, NeedsADisplay) {
     EXPECT_TRUE(open(u"https://example.org"_s).contains(u"no display"_s));
     EXPECT_TRUE(open(u"x-apple.systempreferences:x?Privacy_Automation"_s).contains(u"no display"_s));
     const Variable wayland("WAYLAND_DISPLAY", "wayland-0");
-    EXPECT_EQ(open(u"x-apple.systempreferences:x?Privacy_Automation"_s), QString());
-    EXPECT_EQ(noted(u"ombru-privacy"_s), "[Privacy_Automation]");
+    EXPECT_TRUE(open(u"x-apple.systempreferences:x?Privacy_Automation"_s).contains(u"no display"_s))
+        << "our windows are X11's";
 }
 
 TEST_F(BeingOpenedAgain, HappensOnceAfterTheEndAsItWasOpenedFirst) {

@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <sys/syscall.h>
 
 namespace ombru::test {
 
@@ -20,6 +21,11 @@ inline bool isAlive(qint64 pid) {
     const auto stat = contents(QStringLiteral("/proc/%1/stat").arg(pid));
     const auto state = stat.lastIndexOf(')') + 2;
     return state < stat.size() && stat[state] != 'Z' && stat[state] != 'X';
+}
+
+// Sleeps in the kernel until somebody gives a lock back.
+inline bool waitsForALock(qint64 pid) {
+    return contents(QStringLiteral("/proc/%1/syscall").arg(pid)).startsWith(QByteArray::number(SYS_fcntl) + ' ');
 }
 
 // The process id that a script wrote into that file; waits for it. -1 when it never came.

@@ -9,10 +9,10 @@ namespace ombru {
 
 namespace {
 
-constexpr qint64 DEAF_MILLISECONDS = 500;
+constexpr auto DEAF = std::chrono::milliseconds(500);
 
-bool isOver(const QElapsedTimer &time) {
-    return time.isValid() && time.hasExpired(DEAF_MILLISECONDS);
+bool isOver(const std::optional<Clock::Time> &since) {
+    return since && Clock::now() - *since >= DEAF;
 }
 
 // Whether the event is over before the window sees it.
@@ -28,11 +28,11 @@ InputGuard::InputGuard(QWidget &window) : m_window(window) {
 }
 
 bool InputGuard::takesKeys() const {
-    return isOver(m_sincePainted) && isOver(m_sinceActive);
+    return isOver(m_painted) && isOver(m_activated);
 }
 
 bool InputGuard::takesClicks() const {
-    return isOver(m_sincePainted);
+    return isOver(m_painted);
 }
 
 bool InputGuard::isOurs(const QObject *object) const {
@@ -56,11 +56,11 @@ bool InputGuard::eventFilter(QObject *watched, QEvent *event) {
         return false;
     switch (event->type()) {
     case QEvent::Paint:
-        if (!m_sincePainted.isValid())
-            m_sincePainted.start();
+        if (!m_painted)
+            m_painted = Clock::now();
         return false;
     case QEvent::WindowActivate:
-        m_sinceActive.start();
+        m_activated = Clock::now();
         return false;
     case QEvent::ShortcutOverride: // accepted, it becomes no shortcut
     case QEvent::KeyPress:

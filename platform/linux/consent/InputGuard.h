@@ -1,9 +1,12 @@
 // Keeps from a window what was not meant for it: keys and clicks that were on their way before its owner could read it,
 // and a key that is held down. Main thread.
 #pragma once
-#include <QElapsedTimer>
+#include "base/Clock.h"
+
 #include <QHash>
 #include <QObject>
+
+#include <optional>
 
 class QKeyEvent;
 class QWidget;
@@ -27,8 +30,8 @@ private:
     bool isRepeated(const QKeyEvent &event);
 
     QWidget &m_window;
-    QElapsedTimer m_sincePainted;
-    QElapsedTimer m_sinceActive;
+    std::optional<Clock::Time> m_painted; // for the first time
+    std::optional<Clock::Time> m_activated;
     QHash<quint32, quint64> m_released; // by key: the moment, in the display's milliseconds
 };
 

@@ -1,7 +1,7 @@
 // ombru-consent-prompt: asks the owner whether one program may control another, and records the answer. Ends with 0:
 // allowed, 1: refused, or another status and a line on standard error when nobody could be asked or nothing recorded.
-// One prompt is open at a time; one that waited takes the answer that was given meanwhile. Ends with whoever started
-// it.
+// One prompt is open at a time; one that waited takes the answer that was given meanwhile, unless it is to ask again
+// about a refusal. Ends with whoever started it.
 #include "platform/OwnWindows.h"
 #include "platform/linux/ConsentCheck.h"
 #include "platform/linux/PromptLock.h"
@@ -28,6 +28,7 @@ enum Status { ALLOWED = 0, REFUSED = 1, NOBODY_ASKED = 2 };
 struct Question {
     QString client;
     QString application;
+    bool again = false; // whatever was refused before
 };
 
 Status complain(const QString &what) {
@@ -52,11 +53,13 @@ Result<Question> questionIn(const QStringList &arguments) {
     const QCommandLineOption client(u"client"_s, {}, u"CLIENT"_s);
     const QCommandLineOption application(u"application"_s, {}, u"ID"_s);
     parser.addOption(client);
+    const QCommandLineOption again(u"again"_s);
     parser.addOption(application);
+    parser.addOption(again);
     const bool read = parser.parse(arguments) && parser.positionalArguments().isEmpty();
     if (!read || parser.value(client).isEmpty() || parser.value(application).isEmpty())
-        return std::unexpected(Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID"_s});
-    return Question{clientKey(parser.value(client)), consentKey(parser.value(application))};
+        return std::unexpected(Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again]"_s});
+    return Question{clientKey(parser.value(client)), consentKey(parser.value(application)), parser.isSet(again)};
 }
 
 Status ask(const Question &question) {
@@ -69,7 +72,9 @@ Status ask(const Question &question) {
     QApplication::exec();
     if (!answer)
         return complain(u"The window was ended before it was answered."_s);
-    if (const auto written = decideConsent(question.client, question.application, *answer); !written)
+    // A script may have started this program: what counts here is the owner's answer.
+    ConsentRecord record(consentDatabase());
+    if (const auto written = record.decide(question.client, question.application, *answer); !written)
         return complain(written.error().description);
     return *answer ? ALLOWED : REFUSED;
 }
@@ -103,7 +108,7 @@ int main(int argc, char **argv) {
     const auto decided = ConsentRecord(database).decision(question->client, question->application);
     if (!decided)
         return complain(decided.error().description);
-    if (*decided)
+    if (*decided && (**decided || !question->again))
         return **decided ? ALLOWED : REFUSED;
 
     int none = 1; // the arguments are not Qt's

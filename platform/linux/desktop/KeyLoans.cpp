@@ -1,6 +1,6 @@
 #include "platform/linux/desktop/KeyLoans.h"
 
-#include <QFile>
+#include "platform/linux/ProcessStat.h"
 
 #include <unistd.h>
 
@@ -53,16 +53,8 @@ std::vector<KeyLoan> loansIn(const std::vector<std::uint32_t> &numbers) {
 
 // None when there is no such process, or it has ended and only its parent has not heard yet.
 std::optional<std::uint64_t> startOf(std::uint32_t pid) {
-    QFile file(u"/proc/%1/stat"_s.arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QByteArray line = file.readAll();
-    constexpr int STATE = 0; // counted from behind the name, which may hold anything
-    constexpr int START = 19;
-    const QByteArrayList fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-    if (fields.size() <= START || fields[STATE] == "Z" || fields[STATE] == "X")
-        return std::nullopt;
-    return fields[START].toULongLong();
+    const auto stat = processStat(u"/proc/%1"_s.arg(pid));
+    return stat && !stat->ended ? std::optional<std::uint64_t>(stat->start) : std::nullopt;
 }
 
 bool ownerLives(const KeyLoan &loan) {

@@ -45,14 +45,39 @@ Result<Streams> openStreams() {
     return streams;
 }
 
-Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams) {
+// As the system takes them: pointers to the texts, which live as long as this.
+class Words {
+public:
+    explicit Words(std::vector<QByteArray> words) : m_words(std::move(words)) {
+        for (auto &word : m_words)
+            m_pointers.push_back(word.data());
+        m_pointers.push_back(nullptr);
+    }
+    char **data() { return m_pointers.data(); }
+
+private:
+    std::vector<QByteArray> m_words;
+    std::vector<char *> m_pointers;
+};
+
+Words argumentsOf(const QStringList &words) {
     std::vector<QByteArray> bytes;
     for (const auto &word : words)
         bytes.push_back(word.toUtf8());
-    std::vector<char *> arguments;
-    for (auto &word : bytes)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
+    return Words(std::move(bytes));
+}
+
+Words variablesOf(const Environment &environment) {
+    std::vector<QByteArray> bytes;
+    for (const auto &[name, value] : environment)
+        bytes.push_back(name + '=' + value);
+    return Words(std::move(bytes));
+}
+
+Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams,
+                           const std::optional<Environment> &environment) {
+    auto arguments = argumentsOf(words);
+    auto variables = variablesOf(environment.value_or(Environment()));
 
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
@@ -70,7 +95,8 @@ Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams) {
     ::posix_spawnattr_setsigdefault(&attributes, &all);
     ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t pid = 0;
-    const int error = ::posix_spawn(&pid, arguments.front(), &actions, &attributes, arguments.data(), environ);
+    const int error = ::posix_spawn(&pid, arguments.data()[0], &actions, &attributes, arguments.data(),
+                                    environment ? variables.data() : environ);
     ::posix_spawn_file_actions_destroy(&actions);
     ::posix_spawnattr_destroy(&attributes);
     if (error != 0)
@@ -130,9 +156,10 @@ const std::shared_ptr<Awaited> &awaited() {
     return only;
 }
 
-Result<pid_t> startAwaited(const QStringList &words, const Streams &streams) {
+Result<pid_t> startAwaited(const QStringList &words, const Streams &streams,
+                           const std::optional<Environment> &environment) {
     const std::lock_guard lock(awaited()->mutex);
-    auto pid = spawnInGroup(words, streams);
+    auto pid = spawnInGroup(words, streams, environment);
     if (pid)
         awaited()->child = *pid;
     return pid;
@@ -153,12 +180,13 @@ int statusOf(pid_t pid) {
 
 } // namespace
 
-Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input) {
+Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input,
+                                              const std::optional<Environment> &environment) {
     std::signal(SIGPIPE, SIG_IGN);
     auto streams = openStreams();
     if (!streams)
         return std::unexpected(streams.error());
-    const auto pid = startAwaited(words, *streams);
+    const auto pid = startAwaited(words, *streams, environment);
     if (!pid)
         return std::unexpected(pid.error());
     streams->in.reading.close();

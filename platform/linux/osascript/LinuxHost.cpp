@@ -32,8 +32,8 @@ Failure noInteraction() {
 } // namespace
 
 ConsentCheck &LinuxHost::consent() {
-    const auto run = [](const QStringList &words) {
-        auto outcome = runBlocking(words); // ends with the script that waits for it
+    const auto run = [](const QStringList &words, const Environment &environment) {
+        auto outcome = runBlocking(words, {}, environment); // ends with the script that waits for it
         return outcome ? Result<int>(outcome->status) : std::unexpected(outcome.error());
     };
     if (!m_consent)

@@ -58,6 +58,7 @@ private:
     auto onDesktop(Operation operation) -> std::invoke_result_t<Operation, Desktop &>;
     template <class Operation>
     Result<> besidePrompts(Operation operation);
+    Result<> activateWindow(std::uint64_t handle);
     ConsentCheck &consent();
     std::optional<DesktopEntry> openerOf(const QString &path); // the owner's application for it
     Result<> openWith(const DesktopEntry &entry, const QStringList &paths);

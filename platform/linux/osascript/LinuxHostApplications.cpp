@@ -77,7 +77,7 @@ Result<> LinuxHost::launch(const QString &id) {
     const auto front = std::ranges::find_if(*before, [](const auto &window) { return window.focused; });
     if (!appeared || appeared->empty() || front == before->end())
         return {};
-    return (*m_module.desktop())->activateWindow(front->handle);
+    return activateWindow(front->handle);
 }
 
 Result<> LinuxHost::activate(const QString &id) {
@@ -98,7 +98,7 @@ Result<> LinuxHost::activate(const QString &id) {
     if (windows->empty())
         return std::unexpected(
             Failure{u"applications"_s, COULD_NOT_LAUNCH, u"%1 has shown no window."_s.arg(entry->name)});
-    return (*m_module.desktop())->activateWindow(windows->front().handle);
+    return activateWindow(windows->front().handle);
 }
 
 Result<> LinuxHost::quit(const QString &id) {
@@ -107,11 +107,8 @@ Result<> LinuxHost::quit(const QString &id) {
     const auto windows = m_applications.windowsOf(id);
     if (!windows)
         return std::unexpected(windows.error());
-    const auto desktop = m_module.desktop();
-    if (!desktop)
-        return std::unexpected(desktop.error());
     for (const auto &window : *windows) {
-        if (auto closed = (*desktop)->closeWindow(window.handle); !closed)
+        if (auto closed = closeWindow(window.handle); !closed)
             return closed;
     }
     const bool left = waitFor(LEAVE, [&] {

@@ -16,6 +16,7 @@ using namespace applescript;
 namespace {
 
 constexpr int NO_SUCH_OBJECT = -1728;
+constexpr int CANNOT_DO_IT = -10000;
 
 QString executableOf(qint64 pid) {
     return QFileInfo(QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid))).fileName();
@@ -66,7 +67,7 @@ Result<> LinuxHost::bringToFront(qint64 pid) {
         return std::unexpected(windows.error());
     if (windows->empty())
         return std::unexpected(Failure{u"desktop"_s, NO_SUCH_OBJECT, u"The process has no window any more."_s});
-    return (*m_module.desktop())->activateWindow(windows->front().handle);
+    return activateWindow(windows->front().handle);
 }
 
 Result<> LinuxHost::setVisible(qint64 pid, bool visible) {
@@ -95,8 +96,14 @@ template <class Operation>
 Result<> LinuxHost::besidePrompts(Operation operation) {
     return onDesktop([&](Desktop &desktop) {
         const auto noPrompt = PromptLock::forInput(consent().database());
+        if (!noPrompt)
+            return Result<>(std::unexpected(Failure{u"desktop"_s, CANNOT_DO_IT, noPrompt.error().description}));
         return operation(desktop);
     });
+}
+
+Result<> LinuxHost::activateWindow(std::uint64_t handle) {
+    return besidePrompts([&](Desktop &desktop) { return desktop.activateWindow(handle); });
 }
 
 Result<QString> LinuxHost::clipboard() {

@@ -1,7 +1,8 @@
 #include "platform/linux/osascript/ProcessTree.h"
 
+#include "platform/linux/ProcessStat.h"
+
 #include <QDir>
-#include <QFile>
 
 #include <algorithm>
 #include <chrono>
@@ -20,30 +21,16 @@ namespace {
 constexpr auto GRACE = std::chrono::seconds(1);
 constexpr auto GLANCE = std::chrono::milliseconds(5);
 
-struct ProcessState {
-    pid_t pid = 0;
-    pid_t parent = 0;
-    pid_t group = 0;
-    bool ended = false; // and not waited for yet
-};
-
-std::optional<ProcessState> stateOf(pid_t pid) {
-    QFile file(u"/proc/%1/stat"_s.arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QByteArray line = file.readAll();
-    const QByteArrayList fields = line.mid(line.lastIndexOf(')') + 2).split(' '); // the name may hold anything
-    if (fields.size() < 3)
-        return std::nullopt;
-    return ProcessState{pid, fields[1].toInt(), fields[2].toInt(), fields[0] == "Z" || fields[0] == "X"};
+std::optional<ProcessStat> statOf(pid_t pid) {
+    return processStat(u"/proc/%1"_s.arg(pid));
 }
 
 std::vector<pid_t> childrenOf(pid_t parent) {
     std::vector<pid_t> children;
     for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
-        if (const auto state = name.front().isDigit() ? stateOf(name.toInt()) : std::nullopt;
-            state && state->parent == parent && state->group == ::getpgrp())
-            children.push_back(state->pid);
+        if (const auto stat = name.front().isDigit() ? statOf(name.toInt()) : std::nullopt;
+            stat && stat->parent == parent && stat->group == ::getpgrp())
+            children.push_back(name.toInt());
     return children;
 }
 
@@ -62,7 +49,7 @@ void signalAll(const std::vector<pid_t> &processes, int signal) {
 
 bool endInTime(const std::vector<pid_t> &processes) {
     const auto hasEnded = [](pid_t process) {
-        const auto state = stateOf(process);
+        const auto state = statOf(process);
         return !state || state->ended;
     };
     const auto end = std::chrono::steady_clock::now() + GRACE;
