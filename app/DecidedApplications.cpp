@@ -1,10 +1,17 @@
 #include "app/DecidedApplications.h"
 
+#include "base/Text.h"
 #include "platform/Consent.h"
 
 #include <QSet>
 
 namespace ombru {
+
+namespace {
+
+constexpr qsizetype LONGEST_NAME = 60;
+
+} // namespace
 
 DecidedApplications decidedApplications(const PermissionStates &states) {
     DecidedApplications result;
@@ -24,7 +31,7 @@ DecidedApplications decidedApplications(const PermissionStates &states) {
         const auto &id = decision.application;
         if (decision.client != ownConsentClient() || shown.contains(id))
             continue;
-        result.all.push_back({{id, AppAutomation::displayName(id).value_or(id)},
+        result.all.push_back({{id, shownLine(AppAutomation::displayName(id).value_or(id), LONGEST_NAME)},
                               decision.allowed ? Permission::State::granted : Permission::State::missing});
     }
     return result;

@@ -37,7 +37,8 @@ bool OnlyOne::isFirst(const QString &word) {
     if (!m_lock.tryLock(0) && m_lock.error() == QLockFile::LockFailedError)
         return !handOver(word);
     QLocalServer::removeServer(m_socket); // of one that was killed
-    if (!m_server.listen(m_socket))       // the next start opens a window of its own
+    // Without it the next start opens a window of its own.
+    if (!m_server.listen(m_socket))
         logger::error(u"privacy settings: %1: %2"_s.arg(m_socket, m_server.errorString()));
     return true;
 }
