@@ -1,6 +1,8 @@
 #include "app/DecidedApplications.h"
 
+#include "base/Background.h"
 #include "base/Text.h"
+#include "permissions/Permissions.h"
 #include "platform/Consent.h"
 
 #include <QSet>
@@ -11,9 +13,7 @@ namespace {
 
 constexpr qsizetype LONGEST_NAME = 60;
 
-} // namespace
-
-DecidedApplications decidedApplications(const PermissionStates &states) {
+DecidedApplications lookUp(const PermissionStates &states) {
     DecidedApplications result;
     QSet<QString> shown;
     for (const auto &application : AppAutomation::candidates) {
@@ -35,6 +35,14 @@ DecidedApplications decidedApplications(const PermissionStates &states) {
                               decision.allowed ? Permission::State::granted : Permission::State::missing});
     }
     return result;
+}
+
+} // namespace
+
+Task<DecidedApplications> decidedApplications(std::function<PermissionStates()> states, std::stop_token stop) {
+    const auto found = co_await backgroundWithin(Permissions::LIMIT, std::move(stop),
+                                                 [states = std::move(states)] { return lookUp(states()); });
+    co_return found.value_or(DecidedApplications{{}, QStringLiteral("The computer did not answer in time.")});
 }
 
 } // namespace ombru

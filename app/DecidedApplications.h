@@ -3,6 +3,8 @@
 #pragma once
 #include "permissions/AppAutomation.h"
 
+#include <functional>
+
 namespace ombru {
 
 struct DecidedApplication {
@@ -15,7 +17,8 @@ struct DecidedApplications {
     QString problem;                     // why the owner's decisions cannot be read; empty when they can
 };
 
-// `states` are those of the usual ones, as AppAutomation::states() gives them. Blocks: not on the main thread.
-DecidedApplications decidedApplications(const PermissionStates &states);
+// `states` gives those of the usual ones and may block. Main thread; a computer that does not answer in time is a
+// problem too.
+Task<DecidedApplications> decidedApplications(std::function<PermissionStates()> states, std::stop_token stop);
 
 } // namespace ombru

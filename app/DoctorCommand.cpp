@@ -69,11 +69,10 @@ Task<> DoctorCommand::showPermissions(const Claude::State &claude) {
             found.remedy.clear(); // the looks at screen and input have said it
         print(m_terminal, found);
     }
-    const auto applications = co_await backgroundWithin(Permissions::LIMIT, stop,
-                                                        [] { return decidedApplications(AppAutomation::states()); });
+    const auto applications = co_await decidedApplications(AppAutomation::states, stop);
     if (stop.stop_requested())
         co_return;
-    print(m_terminal, applications.value_or(DecidedApplications{{}, u"The computer did not answer in time."_s}));
+    print(m_terminal, applications);
     print(m_terminal, finding(setup(claude, states, false)));
 }
 

@@ -1,8 +1,6 @@
 #include "app/StatusCommand.h"
 
 #include "app/Findings.h"
-#include "base/Background.h"
-#include "permissions/Permissions.h"
 
 #include <QJsonDocument>
 
@@ -43,9 +41,7 @@ Task<int> StatusCommand::run() {
 Task<> StatusCommand::look() {
     co_await m_state.refreshPermissions();
     const PermissionStates states = m_state.appAutomation;
-    const auto applications = co_await backgroundWithin(Permissions::LIMIT, m_tasks.token(),
-                                                        [states] { return decidedApplications(states); });
-    m_applications = applications.value_or(DecidedApplications{{}, u"The computer did not answer in time."_s});
+    m_applications = co_await decidedApplications([states] { return states; }, m_tasks.token());
     m_looked.fire();
 }
 

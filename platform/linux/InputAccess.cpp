@@ -1,6 +1,5 @@
 #include "platform/InputAccess.h"
 
-#include "base/Background.h"
 #include "platform/linux/PortalInput.h"
 #include "platform/linux/TestExtension.h"
 #include "platform/linux/WaylandSession.h"
@@ -8,20 +7,14 @@
 namespace ombru {
 namespace {
 
-constexpr std::chrono::seconds ANSWERING(5);
-constexpr std::chrono::minutes OWNER_ANSWERING(10);
-
-enum class Way { open, shut, portal };
+bool takesKeys() {
+    const auto display = Display::open();
+    return display && hasTestExtension(*display);
+}
 
 Way findWay() {
     static const Inquiry display;
-    const auto way = display.ask(ANSWERING, [] {
-        if (isWaylandSession())
-            return Way::portal;
-        const auto display = Display::open();
-        return display && hasTestExtension(*display) ? Way::open : Way::shut;
-    });
-    return way.value_or(Way::shut);
+    return wayTo(display, takesKeys);
 }
 
 } // namespace

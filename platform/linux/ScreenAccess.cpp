@@ -1,17 +1,11 @@
 #include "platform/ScreenAccess.h"
 
-#include "base/Background.h"
 #include "platform/linux/PortalScreen.h"
 #include "platform/linux/ScreenReader.h"
 #include "platform/linux/WaylandSession.h"
 
 namespace ombru {
 namespace {
-
-constexpr std::chrono::seconds ANSWERING(5);
-constexpr std::chrono::minutes OWNER_ANSWERING(10);
-
-enum class Way { open, shut, portal };
 
 // Really reads: one pixel of the primary monitor.
 bool canReadDisplay() {
@@ -30,12 +24,7 @@ bool canReadDisplay() {
 
 Way findWay() {
     static const Inquiry display;
-    const auto way = display.ask(ANSWERING, [] {
-        if (isWaylandSession())
-            return Way::portal;
-        return canReadDisplay() ? Way::open : Way::shut;
-    });
-    return way.value_or(Way::shut);
+    return wayTo(display, canReadDisplay);
 }
 
 } // namespace

@@ -16,4 +16,14 @@ bool isWaylandSession() {
     return display && display->isWaylandGuest();
 }
 
+Way wayTo(const Inquiry &display, bool (*isOpen)()) {
+    constexpr std::chrono::seconds ANSWERING(5);
+    const auto way = display.ask(ANSWERING, [isOpen] {
+        if (isWaylandSession())
+            return Way::portal;
+        return isOpen() ? Way::open : Way::shut;
+    });
+    return way.value_or(Way::shut);
+}
+
 } // namespace ombru

@@ -2,6 +2,7 @@
 #include "base/Process.h"
 #include "platform/Consent.h"
 #include "tests/support/Consent.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/Processes.h"
 
 #include <QJsonDocument>
@@ -12,17 +13,6 @@ using namespace ombru::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Outcome {
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
-    return stream << "status " << outcome.status << ", output \"" << outcome.out.toStdString() << "\", errors \""
-                  << outcome.err.toStdString() << '"';
-}
 
 class ConsentCommandTest : public ::testing::Test {
 protected:

@@ -3,6 +3,7 @@
 // stands for the application that has scripts run.
 #include "base/Process.h"
 #include "tests/support/Consent.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/Processes.h"
 
 #include <QStandardPaths>
@@ -18,17 +19,6 @@ namespace {
 
 const QString REACH = u"tell application \"Probe\" to launch"_s;
 const QString REFUSAL = u"execution error: Not authorized to send Apple events to Probe. (-1743)"_s;
-
-struct Outcome {
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
-    return stream << "status " << outcome.status << ", output \"" << outcome.out.toStdString() << "\", errors \""
-                  << outcome.err.toStdString() << '"';
-}
 
 QString quoted(QString text) {
     return u'\'' + text.replace(u'\'', u"'\\''"_s) + u'\'';

@@ -2,6 +2,7 @@
 #include "base/Process.h"
 #include "platform/linux/Display.h"
 #include "tests/support/Consent.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/Processes.h"
 
 using namespace ombru;
@@ -9,12 +10,6 @@ using namespace ombru::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Outcome {
-    int status = -1;
-    QString out;
-    QString err;
-};
 
 std::shared_ptr<Process> start(const QString &script) {
     auto process = Process::make({.program = qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s,

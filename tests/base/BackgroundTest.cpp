@@ -65,6 +65,34 @@ TEST(Background, ABlockedJobDoesNotHoldUpTheNext) {
     test::await(std::move(blocked));
 }
 
+TEST(Background, JobsThatWaitForTheOwnerKeepNoThreadOfThePool) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    std::vector<Task<std::optional<int>>> waiting;
+    for (int count = 0; count < 10; ++count)
+        waiting.push_back(aloneWithin(std::chrono::minutes(1), {}, [release] {
+            release->wait(false);
+            return 1;
+        }));
+    EXPECT_EQ(test::await(background([] { return 7; })), 7);
+    *release = true;
+    release->notify_all();
+    for (auto &job : waiting)
+        EXPECT_EQ(test::await(std::move(job)), 1);
+}
+
+TEST(Background, NoJobBeginsAfterAStop) {
+    std::stop_source stop;
+    stop.request_stop();
+    const auto ran = std::make_shared<std::atomic<bool>>(false);
+    const auto value = test::await(backgroundWithin(std::chrono::minutes(1), stop.get_token(), [ran] {
+        *ran = true;
+        return 1;
+    }));
+    EXPECT_FALSE(value);
+    ASSERT_TRUE(finishBackground(std::chrono::minutes(1)));
+    EXPECT_FALSE(*ran);
+}
+
 TEST(Background, AnInquiryBringsTheAnswerFromAnotherThread) {
     const Inquiry inquiry;
     const auto there = inquiry.ask(std::chrono::minutes(1), [] { return std::this_thread::get_id(); });

@@ -235,6 +235,19 @@ TEST_F(ConsentPromptTest, AScriptThatWouldClickOrCloseItWaitsForTheAnswer) {
     ASSERT_TRUE(waitUntil([&] { return ended(clicking) && ended(closing); }));
 }
 
+TEST_F(ConsentPromptTest, AScriptThatWouldTakeTheFocusWaitsForTheAnswer) {
+    const auto other = startProgram("xterm -T other", "xterm");
+    ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"other"_s).has_value(); }));
+    auto &prompt = show();
+    auto &script = this->script(u"tell application \"System Events\" to set frontmost of (first process whose name of "
+                                u"window 1 is \"other\") to true"_s);
+    ASSERT_TRUE(waitUntil([&] { return waitsForALock(script.processId()) || ended(script); }));
+    ASSERT_FALSE(ended(script)) << script.readAllStandardError().toStdString();
+    EXPECT_TRUE(windowTitled(*desktop, TITLE)->focused);
+    EXPECT_EQ(allowByKey(prompt), 0);
+    EXPECT_TRUE(waitUntil([&] { return ended(script) && windowTitled(*desktop, u"other"_s)->focused; }));
+}
+
 TEST_F(ConsentPromptTest, OpensBesideAScriptThatTypesWithoutEnd) {
     const QString file = scratch.path(u"typed"_s);
     const auto target = startProgram(
