@@ -26,10 +26,10 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   add_link_options(-Wl,--as-needed)
 endif()
 
-# The cache must hit from any checkout of the repository, and with the precompiled header.
+# A checkout beside a built one compiles nothing anew.
 find_program(OMBRU_CCACHE ccache)
 if(OMBRU_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
-      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${OMBRU_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${PROJECT_SOURCE_DIR}/cmake/cached-compile ${OMBRU_CCACHE} ${PROJECT_SOURCE_DIR})
 endif()
+add_compile_options(-fdebug-compilation-dir=.)
 add_compile_options(-Xclang -fno-pch-timestamp)
