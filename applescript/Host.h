@@ -5,6 +5,7 @@
 // their origin at the primary monitor's top left. A Failure's code is the AppleScript error number and its description
 // the message without "NAME got an error: ".
 #pragma once
+#include "applescript/values/Application.h"
 #include "base/Failure.h"
 
 #include <QByteArray>
@@ -53,15 +54,6 @@ struct DialogAnswer {
     int button = -1; // index of the button pressed; -1 when it gave up, or was closed with no cancel button
     QString text;
     bool gaveUp = false;
-};
-
-// An application this computer knows: an installed one, or System Events.
-struct Application {
-    QString id;   // identifier, "org.xfce.mousepad"
-    QString name; // as the desktop shows it
-    QString path; // its desktop entry; empty for System Events
-
-    bool operator==(const Application &) const = default;
 };
 
 struct ProcessInfo {

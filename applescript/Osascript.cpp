@@ -1,10 +1,10 @@
 #include "applescript/Osascript.h"
 
-#include "applescript/Errors.h"
-#include "applescript/Format.h"
 #include "applescript/Host.h"
-#include "applescript/Script.h"
-#include "applescript/Stack.h"
+#include "applescript/run/Script.h"
+#include "applescript/values/Errors.h"
+#include "applescript/values/Format.h"
+#include "applescript/values/Stack.h"
 
 #include <QFile>
 #include <QIODevice>

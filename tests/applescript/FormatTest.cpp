@@ -1,10 +1,10 @@
 // Values as text, and as other classes.
-#include "applescript/Format.h"
+#include "applescript/values/Format.h"
 
-#include "applescript/Coercion.h"
-#include "applescript/Errors.h"
-#include "applescript/Specifier.h"
-#include "applescript/Stack.h"
+#include "applescript/values/Coercion.h"
+#include "applescript/values/Errors.h"
+#include "applescript/values/Specifier.h"
+#include "applescript/values/Stack.h"
 
 #include <gtest/gtest.h>
 

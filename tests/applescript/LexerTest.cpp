@@ -1,5 +1,5 @@
 // Text to tokens: where each one is, what it means, and what is said of text that never ends.
-#include "applescript/Lexer.h"
+#include "applescript/syntax/Lexer.h"
 
 #include <gtest/gtest.h>
 
