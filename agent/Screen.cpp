@@ -2,8 +2,9 @@
 
 #include "base/Background.h"
 #include "base/Clock.h"
-#include "base/PictureFile.h"
-#include "base/Scale.h"
+#include "base/WholeFile.h"
+#include "picture/PictureFile.h"
+#include "picture/Scale.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
 

@@ -1,7 +1,7 @@
 #include "app/SettingsCommand.h"
 
 #include "app/Terminal.h"
-#include "base/Settings.h"
+#include "settings/Settings.h"
 
 namespace ombru {
 

@@ -13,12 +13,12 @@
 #include "agent/Claude.h"
 #include "agent/Screen.h"
 #include "base/Published.h"
-#include "base/Settings.h"
 #include "base/Task.h"
 #include "cloud/CloudConfig.h"
 #include "controller/Event.h"
 #include "permissions/AppAutomation.h"
 #include "permissions/Setup.h"
+#include "settings/Settings.h"
 
 #include <QJsonObject>
 #include <QObject>

@@ -3,7 +3,7 @@
 // and some seconds where the system asks the owner first.
 #pragma once
 #include "base/Failure.h"
-#include "base/Picture.h"
+#include "picture/Picture.h"
 
 #include <QSize>
 

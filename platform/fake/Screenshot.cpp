@@ -1,6 +1,6 @@
 #include "platform/Screenshot.h"
 
-#include "base/Scale.h"
+#include "picture/Scale.h"
 #include "platform/fake/FakePlatform.h"
 
 namespace ombru {

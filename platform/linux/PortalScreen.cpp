@@ -1,6 +1,6 @@
 #include "platform/linux/PortalScreen.h"
 
-#include "base/PictureFile.h"
+#include "picture/PictureFile.h"
 #include "platform/linux/Portal.h"
 #include "platform/linux/SessionBusAddress.h"
 

@@ -1,7 +1,7 @@
 // The screen of a Wayland session, which only the desktop portal shows. Any thread but the main one.
 #pragma once
 #include "base/Failure.h"
-#include "base/Picture.h"
+#include "picture/Picture.h"
 
 #include <chrono>
 

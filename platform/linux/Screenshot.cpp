@@ -1,6 +1,6 @@
 #include "platform/Screenshot.h"
 
-#include "base/Scale.h"
+#include "picture/Scale.h"
 #include "platform/linux/Display.h"
 #include "platform/linux/PortalScreen.h"
 #include "platform/linux/ScreenReader.h"

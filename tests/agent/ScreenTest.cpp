@@ -1,6 +1,7 @@
 #include "agent/Screen.h"
 
-#include "base/PictureFile.h"
+#include "base/WholeFile.h"
+#include "picture/PictureFile.h"
 #include "platform/fake/FakePlatform.h"
 #include "tests/support/Wait.h"
 

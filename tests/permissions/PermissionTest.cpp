@@ -1,6 +1,6 @@
 #include "permissions/Permission.h"
 
-#include "base/Settings.h"
+#include "settings/Settings.h"
 
 #include <gtest/gtest.h>
 

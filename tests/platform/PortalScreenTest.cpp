@@ -1,7 +1,8 @@
 // The screen of a Wayland session, which a stand-in for the desktop portal shows.
 
 #include "base/Background.h"
-#include "base/PictureFile.h"
+#include "base/WholeFile.h"
+#include "picture/PictureFile.h"
 #include "platform/Diagnosis.h"
 #include "platform/ScreenAccess.h"
 #include "platform/Screenshot.h"

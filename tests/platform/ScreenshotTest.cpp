@@ -1,7 +1,7 @@
 #include "platform/Screenshot.h"
 
 #include "agent/Screen.h"
-#include "base/PictureFile.h"
+#include "picture/PictureFile.h"
 #include "tests/support/SessionBus.h"
 #include "tests/support/Wait.h"
 #include "tests/support/XServer.h"

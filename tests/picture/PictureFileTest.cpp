@@ -1,16 +1,14 @@
-#include "base/PictureFile.h"
+#include "picture/PictureFile.h"
 
-#include <QDir>
+#include "base/WholeFile.h"
+
 #include <QFile>
 #include <QSize>
 #include <QTemporaryDir>
 #include <QtEndian>
 
-#include <csignal>
 #include <gtest/gtest.h>
 #include <random>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <turbojpeg.h>
 #include <zlib.h>
 
@@ -27,41 +25,15 @@ Picture noise(int width, int height) {
     return {width, height, pixels};
 }
 
-QByteArray contents(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void write(const QString &path, const QByteArray &bytes) {
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(bytes);
 }
 
-// What one process may write at most into one file, as a full disk would have it.
-class FileLimit {
-public:
-    explicit FileLimit(rlim_t bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit now{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &now);
-    }
-    ~FileLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_signal);
-    }
-    FileLimit(const FileLimit &) = delete;
-    FileLimit &operator=(const FileLimit &) = delete;
-
-private:
-    rlimit m_before{};
-    void (*m_signal)(int);
-};
-
 class PictureFile : public testing::Test {
 protected:
     QString path(const QString &name) const { return m_directory.filePath(name); }
-    QStringList entries() const { return QDir(m_directory.path()).entryList(QDir::Files | QDir::Hidden); }
 
     QTemporaryDir m_directory;
 };
@@ -134,40 +106,4 @@ TEST_F(PictureFile, JpegOfWhatItCannotHoldIsNone) {
     EXPECT_FALSE(encodeJpeg(noise(70000, 1), 0.6));
     EXPECT_TRUE(encodeJpeg(noise(10, 10), 7));
     EXPECT_TRUE(encodeJpeg(noise(10, 10), -7));
-}
-
-TEST_F(PictureFile, AFileReplacesTheOneBeforeAndIsTheOwnersAlone) {
-    ASSERT_TRUE(writeWholeFile(path(u"a"_s), "first"));
-    ASSERT_TRUE(writeWholeFile(path(u"a"_s), "second"));
-    EXPECT_EQ(contents(path(u"a"_s)), "second");
-    EXPECT_EQ(entries(), QStringList{u"a"_s});
-    struct stat info{};
-    ASSERT_EQ(stat(path(u"a"_s).toLocal8Bit().constData(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600U);
-}
-
-TEST_F(PictureFile, AFullDiskLeavesTheOldFileAndNoPartOfTheNew) {
-    ASSERT_TRUE(writeWholeFile(path(u"a"_s), "old"));
-    {
-        const FileLimit limit(4096);
-        const auto written = writeWholeFile(path(u"a"_s), QByteArray(100'000, 'x'));
-        ASSERT_FALSE(written);
-        EXPECT_EQ(written.error().domain, u"file"_s);
-        EXPECT_EQ(written.error().code, EFBIG);
-        EXPECT_TRUE(written.error().description.contains(path(u"a"_s)));
-    }
-    EXPECT_EQ(contents(path(u"a"_s)), "old");
-    EXPECT_EQ(entries(), QStringList{u"a"_s});
-}
-
-TEST_F(PictureFile, ADirectoryThatIsNotThereIsAFailure) {
-    const auto written = writeWholeFile(path(u"nowhere/a"_s), "x");
-    ASSERT_FALSE(written);
-    EXPECT_EQ(written.error().code, ENOENT);
-}
-
-TEST_F(PictureFile, ADirectoryInTheFilesPlaceIsAFailureThatLeavesNothing) {
-    ASSERT_TRUE(QDir(m_directory.path()).mkpath(u"a/b"_s));
-    EXPECT_FALSE(writeWholeFile(path(u"a"_s), "x"));
-    EXPECT_TRUE(entries().isEmpty());
 }

@@ -1,4 +1,4 @@
-#include "base/Settings.h"
+#include "settings/Settings.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,6 @@
 // Pictures as files: PNG written at speed and read back, JPEG made in memory. Blocking; any thread.
 #pragma once
-#include "base/Failure.h"
-#include "base/Picture.h"
+#include "picture/Picture.h"
 
 #include <QByteArray>
 #include <QString>
@@ -19,9 +18,5 @@ std::optional<QByteArray> encodeJpeg(const Picture &picture, double quality);
 // None when the file is missing, is no PNG, is cut off, or has a side over 32,767 pixels or more than 2^28 of them.
 // Transparency is dropped.
 std::optional<Picture> readPng(const QString &path);
-
-// The file appears whole or not at all, readable by the owner only, and replaces one of that name. The Failure (domain
-// "file", code errno) says what went wrong.
-Result<> writeWholeFile(const QString &path, const QByteArray &bytes);
 
 } // namespace ombru

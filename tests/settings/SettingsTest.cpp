@@ -1,4 +1,4 @@
-#include "base/Settings.h"
+#include "settings/Settings.h"
 
 #include <QFile>
 #include <QTemporaryDir>

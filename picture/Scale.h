@@ -1,6 +1,6 @@
 // Pictures made smaller or larger, fast and with small text kept legible. Any one thread at a time.
 #pragma once
-#include "base/Picture.h"
+#include "picture/Picture.h"
 
 #include <QSize>
 

@@ -1,4 +1,4 @@
-#include "base/Scale.h"
+#include "picture/Scale.h"
 
 #include <gtest/gtest.h>
 #include <random>

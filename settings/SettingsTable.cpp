@@ -1,5 +1,5 @@
-#include "base/Settings.h"
 #include "base/Text.h"
+#include "settings/Settings.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,0 +1,86 @@
+#include "base/WholeFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray contents(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// What one process may write at most into one file, as a full disk would have it.
+class FileLimit {
+public:
+    explicit FileLimit(rlim_t bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit now{bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &now);
+    }
+    ~FileLimit() {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_signal);
+    }
+    FileLimit(const FileLimit &) = delete;
+    FileLimit &operator=(const FileLimit &) = delete;
+
+private:
+    rlimit m_before{};
+    void (*m_signal)(int);
+};
+
+class WholeFile : public testing::Test {
+protected:
+    QString path(const QString &name) const { return m_directory.filePath(name); }
+    QStringList entries() const { return QDir(m_directory.path()).entryList(QDir::Files | QDir::Hidden); }
+
+    QTemporaryDir m_directory;
+};
+
+} // namespace
+
+TEST_F(WholeFile, AFileReplacesTheOneBeforeAndIsTheOwnersAlone) {
+    ASSERT_TRUE(writeWholeFile(path(u"a"_s), "first"));
+    ASSERT_TRUE(writeWholeFile(path(u"a"_s), "second"));
+    EXPECT_EQ(contents(path(u"a"_s)), "second");
+    EXPECT_EQ(entries(), QStringList{u"a"_s});
+    struct stat info{};
+    ASSERT_EQ(stat(path(u"a"_s).toLocal8Bit().constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600U);
+}
+
+TEST_F(WholeFile, AFullDiskLeavesTheOldFileAndNoPartOfTheNew) {
+    ASSERT_TRUE(writeWholeFile(path(u"a"_s), "old"));
+    {
+        const FileLimit limit(4096);
+        const auto written = writeWholeFile(path(u"a"_s), QByteArray(100'000, 'x'));
+        ASSERT_FALSE(written);
+        EXPECT_EQ(written.error().domain, u"file"_s);
+        EXPECT_EQ(written.error().code, EFBIG);
+        EXPECT_TRUE(written.error().description.contains(path(u"a"_s)));
+    }
+    EXPECT_EQ(contents(path(u"a"_s)), "old");
+    EXPECT_EQ(entries(), QStringList{u"a"_s});
+}
+
+TEST_F(WholeFile, ADirectoryThatIsNotThereIsAFailure) {
+    const auto written = writeWholeFile(path(u"nowhere/a"_s), "x");
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error().code, ENOENT);
+}
+
+TEST_F(WholeFile, ADirectoryInTheFilesPlaceIsAFailureThatLeavesNothing) {
+    ASSERT_TRUE(QDir(m_directory.path()).mkpath(u"a/b"_s));
+    EXPECT_FALSE(writeWholeFile(path(u"a"_s), "x"));
+    EXPECT_TRUE(entries().isEmpty());
+}
