@@ -1,5 +1,6 @@
 // What applications and System Events do when told to.
 #include "applescript/run/DesktopModel.h"
+#include "applescript/run/Need.h"
 #include "applescript/values/Coercion.h"
 #include "applescript/values/Format.h"
 
@@ -10,11 +11,6 @@ namespace ombru::applescript {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-void need(const Result<> &result) {
-    if (!result)
-        throw ScriptError{result.error().code == 0 ? error::GENERAL : result.error().code, result.error().description};
-}
 
 std::optional<Modifier> modifierNamed(QString name) {
     if (name.endsWith(u" down"))
@@ -42,15 +38,15 @@ Value DesktopModel::applicationCommand(const Event &event) {
     if (m_systemEvents)
         return inputCommand(event);
     if (name == u"activate" || name == u"reopen") {
-        need(m_host.activate(m_application.id));
+        need(m_host.applications().activate(m_application.id));
         return {};
     }
     if (name == u"launch" || name == u"run") {
-        need(m_host.launch(m_application.id));
+        need(m_host.applications().launch(m_application.id));
         return {};
     }
     if (name == u"quit") {
-        need(m_host.quit(m_application.id));
+        need(m_host.applications().quit(m_application.id));
         return {};
     }
     if (name == u"open" && !event.direct.isNothing()) {
@@ -60,7 +56,7 @@ Value DesktopModel::applicationCommand(const Event &event) {
             const auto *place = file.as<FileReference>();
             paths.append(place ? place->path : fromColonPath(toText(file, m_interpreter.rules())));
         }
-        need(m_host.open(m_application.id, paths));
+        need(m_host.applications().open(m_application.id, paths));
         return {};
     }
     if (name == u"close" && event.direct.is<SpecifierPtr>())
@@ -121,7 +117,7 @@ QPoint DesktopModel::point(const Value &value) {
 void DesktopModel::keystroke(const Event &event) {
     if (event.direct.isNothing())
         throw ScriptError{error::MISSING_PARAMETER, u"The direct parameter is missing for keystroke."_s};
-    need(m_host.type(toText(event.direct, m_interpreter.rules()), modifiers(event)));
+    need(need(m_host.input())->type(toText(event.direct, m_interpreter.rules()), modifiers(event)));
 }
 
 void DesktopModel::keyCode(const Event &event) {
@@ -129,7 +125,7 @@ void DesktopModel::keyCode(const Event &event) {
     if (event.direct.isNothing())
         throw ScriptError{error::MISSING_PARAMETER, u"The direct parameter is missing for key code."_s};
     for (const auto &code : items(event.direct))
-        need(m_host.pressKey(int(toInteger(m_interpreter.follow(code), m_interpreter.rules())), held));
+        need(need(m_host.input())->pressKey(int(toInteger(m_interpreter.follow(code), m_interpreter.rules())), held));
 }
 
 void DesktopModel::holdKeys(const Event &event) {
@@ -139,11 +135,12 @@ void DesktopModel::holdKeys(const Event &event) {
     for (const auto &key : items(event.direct)) {
         const auto *constant = key.as<Constant>();
         if (const auto modifier = constant ? modifierNamed(constant->name) : std::nullopt)
-            need(m_host.holdModifier(*modifier, down));
+            need(need(m_host.input())->holdModifier(*modifier, down));
         else if (key.isNumber())
-            need(m_host.holdKey(int(toInteger(key, m_interpreter.rules())), down));
+            need(need(m_host.input())->holdKey(int(toInteger(key, m_interpreter.rules())), down));
         else if (down)
-            need(m_host.type(toText(key, m_interpreter.rules()), 0)); // a letter is pressed and let go at once
+            need(need(m_host.input())
+                     ->type(toText(key, m_interpreter.rules()), 0)); // a letter is pressed and let go at once
     }
 }
 
@@ -167,7 +164,7 @@ Value DesktopModel::click(const Event &event) {
         kind = Click::right;
         held = 0;
     }
-    need(m_host.click(where, kind, held));
+    need(need(m_host.input())->click(where, kind, held));
     return {};
 }
 
@@ -176,14 +173,14 @@ Value DesktopModel::performAction(const Event &event) {
     if (object.kind != Object::Kind::action)
         throw ScriptError{error::NOT_UNDERSTOOD,
                           u"%1 doesn’t understand the “perform” message."_s.arg(formatSource(event.direct))};
-    need(m_host.raiseWindow(object.window.handle));
+    need(need(m_host.windows())->raiseWindow(object.window.handle));
     return event.direct;
 }
 
 Value DesktopModel::close(const Event &event) {
     for (const auto &object : resolve(**event.direct.as<SpecifierPtr>())) {
         if (object.kind == Object::Kind::window)
-            need(m_host.closeWindow(object.window.handle));
+            need(need(m_host.windows())->closeWindow(object.window.handle));
     }
     return {};
 }

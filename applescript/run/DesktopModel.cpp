@@ -1,5 +1,6 @@
 #include "applescript/run/DesktopModel.h"
 
+#include "applescript/run/Need.h"
 #include "applescript/values/Coercion.h"
 #include "applescript/values/Format.h"
 
@@ -8,14 +9,6 @@ namespace ombru::applescript {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-template <class T>
-T need(Result<T> result) {
-    if (!result)
-        throw ScriptError{result.error().code == 0 ? error::GENERAL : result.error().code, result.error().description};
-    if constexpr (!std::is_void_v<T>)
-        return std::move(*result);
-}
 
 Value pair(qint64 first, qint64 second) {
     return Value::list({first, second});
@@ -36,7 +29,7 @@ void DesktopModel::failToGet(const Specifier &part, int number) const {
 
 const std::vector<ProcessInfo> &DesktopModel::processes() {
     if (!m_processes)
-        m_processes = need(m_host.processes());
+        m_processes = need(need(m_host.windows())->processes());
     return *m_processes;
 }
 
@@ -88,7 +81,7 @@ DesktopModel::Objects DesktopModel::elements(const Object &container, const QStr
         for (const auto &process : processes()) {
             if (ofApplication ? process.id != m_application.id : process.pid != container.process.pid)
                 continue;
-            for (const auto &window : need(m_host.windows(process.pid)))
+            for (const auto &window : need(need(m_host.windows())->windows(process.pid)))
                 all.push_back({Object::Kind::window, process, window, {}});
         }
         return choose(std::move(all), part);
@@ -138,7 +131,7 @@ DesktopModel::Objects DesktopModel::choose(Objects candidates, const Specifier &
     case middle:
         return {candidates[std::size_t(at(Value((count + 1) / 2)))]};
     case some:
-        return {candidates[std::size_t(at(Value(1 + qint64(m_host.random() * double(count)))))]};
+        return {candidates[std::size_t(at(Value(1 + qint64(m_host.system().random() * double(count)))))]};
     case range: {
         auto first = at(part.key), last = at(part.last);
         if (first > last)
@@ -169,7 +162,7 @@ std::optional<DesktopModel::Object> DesktopModel::processOfApplication(const Obj
                                                                        const Specifier &part) const {
     if (part.form != Specifier::Form::named || candidates.empty() || candidates[0].kind != Object::Kind::process)
         return std::nullopt;
-    const auto application = m_host.applicationNamed(toText(part.key, m_interpreter.rules()));
+    const auto application = m_host.applications().applicationNamed(toText(part.key, m_interpreter.rules()));
     for (const auto &object : candidates) {
         if (application && object.process.id == application->id)
             return object;
@@ -266,7 +259,7 @@ Value DesktopModel::property(const Object &object, const QString &name, const Sp
 
 std::optional<Value> DesktopModel::applicationProperty(const QString &name) {
     if (name == u"frontmost")
-        return Value(!m_systemEvents && m_host.isFrontmost(m_application.id));
+        return Value(!m_systemEvents && m_host.applications().isFrontmost(m_application.id));
     if (name == u"UI elements enabled")
         return Value(m_systemEvents);
     return std::nullopt;
@@ -313,7 +306,7 @@ std::optional<Value> DesktopModel::windowProperty(const Object &object, const QS
     if (name == u"id")
         return Value(qint64(window.handle));
     if (name == u"index") {
-        const auto all = need(m_host.windows(object.process.pid));
+        const auto all = need(need(m_host.windows())->windows(object.process.pid));
         for (std::size_t i = 0; i < all.size(); ++i) {
             if (all[i].handle == window.handle)
                 return Value(qint64(i) + 1);
@@ -342,7 +335,7 @@ void DesktopModel::set(const Specifier &specifier, const Value &value) {
         else if (object.kind == Object::Kind::window)
             setWindow(object, specifier, value);
         else if (specifier.name == u"frontmost" && !m_systemEvents)
-            need(m_host.activate(m_application.id));
+            need(m_host.applications().activate(m_application.id));
         else
             refuse();
     }
@@ -352,9 +345,9 @@ void DesktopModel::setProcess(const Object &object, const Specifier &asked, cons
     const auto &rules = m_interpreter.rules();
     if (asked.name == u"frontmost") {
         if (toBoolean(value, rules))
-            need(m_host.bringToFront(object.process.pid));
+            need(need(m_host.windows())->bringToFront(object.process.pid));
     } else if (asked.name == u"visible") {
-        need(m_host.setVisible(object.process.pid, toBoolean(value, rules)));
+        need(need(m_host.windows())->setVisible(object.process.pid, toBoolean(value, rules)));
     } else {
         throw ScriptError{error::CANNOT_SET,
                           u"Can’t set %1 to %2."_s.arg(formatReference(asked, false), formatSource(value))};
@@ -366,24 +359,24 @@ void DesktopModel::setWindow(const Object &object, const Specifier &asked, const
     const auto handle = object.window.handle;
     const QString &name = asked.name;
     if (name == u"position") {
-        need(m_host.moveWindow(handle, point(value)));
+        need(need(m_host.windows())->moveWindow(handle, point(value)));
     } else if (name == u"size") {
         const QPoint size = point(value);
-        need(m_host.resizeWindow(handle, QSize(size.x(), size.y())));
+        need(need(m_host.windows())->resizeWindow(handle, QSize(size.x(), size.y())));
     } else if (name == u"bounds") {
         const Value list = coerce(value, u"list"_s, rules);
         const auto &edges = (*list.as<ListPtr>())->items;
         if (edges.size() != 4)
             failCoercion(value, u"bounding rectangle"_s);
         const QPoint first = point(Value::list({edges[0], edges[1]})), last = point(Value::list({edges[2], edges[3]}));
-        need(m_host.moveWindow(handle, first));
-        need(m_host.resizeWindow(handle, QSize(last.x() - first.x(), last.y() - first.y())));
+        need(need(m_host.windows())->moveWindow(handle, first));
+        need(need(m_host.windows())->resizeWindow(handle, QSize(last.x() - first.x(), last.y() - first.y())));
     } else if (name == u"miniaturized" || name == u"minimized") {
-        need(m_host.setMinimized(handle, toBoolean(value, rules)));
+        need(need(m_host.windows())->setMinimized(handle, toBoolean(value, rules)));
     } else if (name == u"visible") {
-        need(m_host.setMinimized(handle, !toBoolean(value, rules)));
+        need(need(m_host.windows())->setMinimized(handle, !toBoolean(value, rules)));
     } else if ((name == u"index" && toInteger(value, rules) == 1) || name == u"focused" || name == u"frontmost") {
-        need(m_host.raiseWindow(handle));
+        need(need(m_host.windows())->raiseWindow(handle));
     } else {
         throw ScriptError{error::CANNOT_SET,
                           u"Can’t set %1 to %2."_s.arg(formatReference(asked, false), formatSource(value))};

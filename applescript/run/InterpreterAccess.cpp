@@ -280,7 +280,7 @@ Value Interpreter::elementsOfList(const Value &, const std::vector<Value> &items
     case middle:
         return (*from)[std::size_t(at(qint64(from->size() + 1) / 2))];
     case some:
-        return (*from)[std::size_t(at(1 + qint64(m_host.random() * double(from->size()))))];
+        return (*from)[std::size_t(at(1 + qint64(m_host.system().random() * double(from->size()))))];
     case range: {
         auto first = at(toInteger(follow(part.key), m_rules)), last = at(toInteger(follow(part.last), m_rules));
         if (first > last)
@@ -320,7 +320,7 @@ Value Interpreter::elementsOfText(const QString &text, const Specifier &part) {
     case middle:
         return piece(at(Value(qint64(spans.size() + 1) / 2)));
     case some:
-        return piece(at(Value(1 + qint64(m_host.random() * double(spans.size())))));
+        return piece(at(Value(1 + qint64(m_host.system().random() * double(spans.size())))));
     case every:
         if (whole)
             return text;

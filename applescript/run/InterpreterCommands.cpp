@@ -1,5 +1,6 @@
 // The commands of the language itself and of Standard Additions.
 #include "applescript/run/Interpreter.h"
+#include "applescript/run/Need.h"
 #include "applescript/run/Script.h"
 #include "applescript/values/Coercion.h"
 #include "applescript/values/Format.h"
@@ -11,18 +12,6 @@ namespace ombru::applescript {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-[[noreturn]] void fail(const Failure &failure) {
-    throw ScriptError{failure.code == 0 ? error::GENERAL : failure.code, failure.description};
-}
-
-template <class T>
-T need(Result<T> result) {
-    if (!result)
-        fail(result.error());
-    if constexpr (!std::is_void_v<T>)
-        return std::move(*result);
-}
 
 // A button is given by number or name.
 int buttonIndex(const Value &value, const QStringList &buttons, const TextRules &rules) {
@@ -134,12 +123,12 @@ Value Interpreter::coreCommand(const Command &command) {
 }
 
 Value Interpreter::log(const Command &command) {
-    m_host.log(command.direct ? formatPlain(data(*command.direct)) : QString());
+    m_host.system().log(command.direct ? formatPlain(data(*command.direct)) : QString());
     return {};
 }
 
 Value Interpreter::delay(const Command &command) {
-    m_host.delay(command.direct ? std::max(0.0, toNumber(data(*command.direct), m_rules)) : 1.0);
+    m_host.system().delay(command.direct ? std::max(0.0, toNumber(data(*command.direct), m_rules)) : 1.0);
     return {};
 }
 
@@ -151,21 +140,21 @@ Value Interpreter::beep(const Command &command) {
 }
 
 Value Interpreter::theClipboard(const Command &command) {
-    return asWanted(command, need(m_host.clipboard()));
+    return asWanted(command, need(need(m_host.clipboard())->text()));
 }
 
 Value Interpreter::setTheClipboard(const Command &command) {
-    need(m_host.setClipboard(toText(direct(command), m_rules)));
+    need(need(m_host.clipboard())->setText(toText(direct(command), m_rules)));
     return {};
 }
 
 Value Interpreter::openLocation(const Command &command) {
-    need(m_host.openLocation(toText(direct(command), m_rules)));
+    need(m_host.applications().openLocation(toText(direct(command), m_rules)));
     return {};
 }
 
 Value Interpreter::currentDate(const Command &) {
-    return Value::date(m_host.now());
+    return Value::date(m_host.system().now());
 }
 
 Value Interpreter::asciiCharacter(const Command &command) {
@@ -212,7 +201,7 @@ Value Interpreter::existsCommand(const Command &command) {
 Value Interpreter::doShellScript(const Command &command) {
     if (flag(command, u"administrator privileges", false))
         throw ScriptError{-60007, u"Administrator privileges aren’t available to scripts on this computer."_s};
-    const ShellOutcome outcome = need(m_host.shell(toText(direct(command), m_rules)));
+    const ShellOutcome outcome = need(m_host.system().shell(toText(direct(command), m_rules)));
     const bool alters = flag(command, u"altering line endings", true);
     const auto tidied = [alters](const QByteArray &bytes) {
         QString text = QString::fromUtf8(bytes);
@@ -247,7 +236,7 @@ Value Interpreter::displayDialog(const Command &command) {
         request.givingUpAfter = toNumber(*seconds, m_rules);
     if (const auto icon = parameter(command, alert ? u"as" : u"with icon"))
         request.icon = iconOf(*icon);
-    const DialogAnswer answer = need(m_host.ask(request));
+    const DialogAnswer answer = need(m_host.dialogs().ask(request));
     if (!answer.gaveUp && (answer.button < 0 || answer.button == request.cancelButton))
         throw ScriptError{error::CANCELED, u"User canceled."_s};
     return dialogReply(request, answer);
@@ -279,7 +268,7 @@ Value Interpreter::displayNotification(const Command &command) {
     request.title = textParameter(command, u"with title");
     request.subtitle = textParameter(command, u"subtitle");
     request.sound = textParameter(command, u"sound name");
-    need(m_host.notify(request));
+    need(m_host.dialogs().notify(request));
     return {};
 }
 
@@ -305,7 +294,7 @@ Value Interpreter::pathTo(const Command &command) {
         name.chop(7);
     for (const auto &[folder, place] : known) {
         if (name == folder)
-            path = m_host.path(place) + u'/';
+            path = m_host.system().path(place) + u'/';
     }
     if (name == u"startup disk")
         path = u"/"_s;
@@ -319,13 +308,13 @@ Value Interpreter::randomNumber(const Command &command) {
     const auto from = parameter(command, u"from"), to = parameter(command, u"to");
     const std::optional<Value> limit = command.direct ? std::optional(data(*command.direct)) : to;
     if (!limit)
-        return m_host.random();
+        return m_host.system().random();
     const Value low = coerce(from.value_or(Value(0)), u"number"_s, m_rules),
                 high = coerce(*limit, u"number"_s, m_rules);
     if (!low.is<qint64>() || !high.is<qint64>())
-        return low.toDouble() + m_host.random() * (high.toDouble() - low.toDouble());
+        return low.toDouble() + m_host.system().random() * (high.toDouble() - low.toDouble());
     const double first = std::min(low.toDouble(), high.toDouble()), last = std::max(low.toDouble(), high.toDouble());
-    return Value::number(qint64(first + std::floor(m_host.random() * (last - first + 1))));
+    return Value::number(qint64(first + std::floor(m_host.system().random() * (last - first + 1))));
 }
 
 Value Interpreter::round(const Command &command) {

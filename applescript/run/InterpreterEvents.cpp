@@ -21,7 +21,8 @@ Value Interpreter::resolveApplication(const Value &key, bool byId) {
     const QString name = toText(follow(key), m_rules);
     if (name.compare(byId ? SYSTEM_EVENTS_ID : QStringView(u"System Events"), Qt::CaseInsensitive) == 0)
         return applicationValue({SYSTEM_EVENTS_ID.toString(), u"System Events"_s, {}});
-    const auto found = byId ? m_host.applicationWithId(name) : m_host.applicationNamed(name);
+    const auto found =
+        byId ? m_host.applications().applicationWithId(name) : m_host.applications().applicationNamed(name);
     return applicationValue(found.value_or(Application{{}, name, {}}));
 }
 
@@ -29,7 +30,7 @@ Value Interpreter::resolveApplication(const Value &key, bool byId) {
 std::optional<Value> Interpreter::applicationProperty(const Application &application, const QString &name) {
     const bool systemEvents = application.id == SYSTEM_EVENTS_ID;
     if (name == u"running")
-        return Value(systemEvents || (!application.id.isEmpty() && m_host.isRunning(application.id)));
+        return Value(systemEvents || (!application.id.isEmpty() && m_host.applications().isRunning(application.id)));
     const bool known = name == u"name" || name == u"id" || name == u"version";
     if (!known)
         return std::nullopt;
@@ -51,7 +52,7 @@ Value Interpreter::sendEvent(const Event &event) {
     const Application &application = event.application;
     if (application.id.isEmpty())
         throw ScriptError{error::NO_SUCH_OBJECT, u"Can’t get application %1."_s.arg(formatSource(application.name))};
-    if (const auto authorized = m_host.authorize(application); !authorized)
+    if (const auto authorized = m_host.applications().authorize(application); !authorized)
         throw ScriptError{authorized.error().code, authorized.error().description};
     try {
         return DesktopModel(*this, application).perform(event);

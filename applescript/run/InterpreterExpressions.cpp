@@ -194,7 +194,7 @@ Value Interpreter::evaluateCoercion(const Coercion &coercion) {
         if (!name)
             failCoercion(wanted, u"class"_s);
         if (name->name == u"date" && value.is<QString>()) {
-            if (const auto date = parseDate(*value.as<QString>(), m_host.now()))
+            if (const auto date = parseDate(*value.as<QString>(), m_host.system().now()))
                 return Value::date(*date);
         }
         if (auto made = tryCoerce(name->name == u"text" ? followItems(value) : value, name->name, m_rules))
@@ -428,7 +428,7 @@ std::optional<Value> Interpreter::rootElement(const Element &element, const Valu
     if (name == u"date" && key.is<QString>()) {
         const auto day = element.container ? data(*element.container) : Value();
         const auto *base = day.as<DatePtr>();
-        const auto date = parseDate(*key.as<QString>(), base ? (*base)->time : m_host.now());
+        const auto date = parseDate(*key.as<QString>(), base ? (*base)->time : m_host.system().now());
         if (!date)
             throw ScriptError{error::GENERAL, u"Invalid date and time %1."_s.arg(formatSource(key))};
         return Value::date(*date);

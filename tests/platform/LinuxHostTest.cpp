@@ -92,7 +92,7 @@ TEST_F(LinuxHostTest, WithoutADisplayEveryDesktopOperationSaysSo) {
                                         host.holdKey(36, true),
                                         host.holdModifier(Modifier::shift, true),
                                         host.click({1, 1}, Click::single, 0),
-                                        host.setClipboard(u"x"_s),
+                                        host.setText(u"x"_s),
                                         host.raiseWindow(1),
                                         host.closeWindow(1),
                                         host.setMinimized(1, true),

@@ -117,7 +117,7 @@ Result<DialogAnswer> ScriptedHost::ask(const DialogRequest &request) {
     return m_answer;
 }
 
-Result<> ScriptedHost::setClipboard(const QString &text) {
+Result<> ScriptedHost::setText(const QString &text) {
     m_clipboard = text;
     return done(u"clipboard"_s, text);
 }

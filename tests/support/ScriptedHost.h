@@ -15,7 +15,13 @@
 
 namespace ombru::applescript {
 
-class ScriptedHost final : public Host {
+class ScriptedHost final : public Host,
+                           public System,
+                           public Dialogs,
+                           public Applications,
+                           public Windows,
+                           public Input,
+                           public Clipboard {
 public:
     explicit ScriptedHost(const QString &script = {});
 
@@ -23,14 +29,21 @@ public:
     QString logged;             // what would be on standard error
     QStringList authorizations; // the applications that an event was to be sent to
 
+    System &system() override { return *this; }
+    Dialogs &dialogs() override { return *this; }
+    Applications &applications() override { return *this; }
+    Result<Windows *> windows() override { return this; }
+    Result<Input *> input() override { return this; }
+    Result<Clipboard *> clipboard() override { return this; }
+
     Result<ShellOutcome> shell(const QString &command) override;
     void delay(double seconds) override;
     QDateTime now() override { return m_now; }
     double random() override { return m_random; }
     Result<> notify(const NotificationRequest &request) override;
     Result<DialogAnswer> ask(const DialogRequest &request) override;
-    Result<QString> clipboard() override { return m_clipboard; }
-    Result<> setClipboard(const QString &text) override;
+    Result<QString> text() override { return m_clipboard; }
+    Result<> setText(const QString &text) override;
     Result<> openLocation(const QString &url) override;
     QString path(Folder folder) override;
     void log(const QString &line) override { logged += line + QChar(u'\n'); }

@@ -24,25 +24,25 @@ public:
     LinuxDesktop &operator=(const LinuxDesktop &) = delete;
 
     Result<std::vector<DesktopWindow>> windows() override {
-        return withWindows([](Windows &all) -> Result<std::vector<DesktopWindow>> { return all.all(); });
+        return withWindows([](ombru::Windows &all) -> Result<std::vector<DesktopWindow>> { return all.all(); });
     }
     Result<> activateWindow(std::uint64_t handle) override {
-        return withWindows([&](Windows &all) { return all.activate(handle); });
+        return withWindows([&](ombru::Windows &all) { return all.activate(handle); });
     }
     Result<> raiseWindow(std::uint64_t handle) override {
-        return withWindows([&](Windows &all) { return all.raise(handle); });
+        return withWindows([&](ombru::Windows &all) { return all.raise(handle); });
     }
     Result<> closeWindow(std::uint64_t handle) override {
-        return withWindows([&](Windows &all) { return all.close(handle); });
+        return withWindows([&](ombru::Windows &all) { return all.close(handle); });
     }
     Result<> setMinimized(std::uint64_t handle, bool minimized) override {
-        return withWindows([&](Windows &all) { return all.setMinimized(handle, minimized); });
+        return withWindows([&](ombru::Windows &all) { return all.setMinimized(handle, minimized); });
     }
     Result<> moveWindow(std::uint64_t handle, QPoint position) override {
-        return withWindows([&](Windows &all) { return all.move(handle, position); });
+        return withWindows([&](ombru::Windows &all) { return all.move(handle, position); });
     }
     Result<> resizeWindow(std::uint64_t handle, QSize size) override {
-        return withWindows([&](Windows &all) { return all.resize(handle, size); });
+        return withWindows([&](ombru::Windows &all) { return all.resize(handle, size); });
     }
 
     Result<> type(const QString &text, Modifiers modifiers) override {
@@ -93,9 +93,9 @@ private:
     }
 
     template <class Operation>
-    std::invoke_result_t<Operation, Windows &> withWindows(Operation operation) {
-        return withX11([&](X11 &x11) -> std::invoke_result_t<Operation, Windows &> {
-            auto windows = Windows::of(std::move(x11));
+    std::invoke_result_t<Operation, ombru::Windows &> withWindows(Operation operation) {
+        return withX11([&](X11 &x11) -> std::invoke_result_t<Operation, ombru::Windows &> {
+            auto windows = ombru::Windows::of(std::move(x11));
             if (!windows)
                 return std::unexpected(windows.error());
             return operation(*windows);

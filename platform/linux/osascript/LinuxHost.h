@@ -7,12 +7,25 @@
 
 namespace ombru {
 
-class LinuxHost : public applescript::Host {
+class LinuxHost : public applescript::Host,
+                  public applescript::System,
+                  public applescript::Dialogs,
+                  public applescript::Applications,
+                  public applescript::Windows,
+                  public applescript::Input,
+                  public applescript::Clipboard {
 public:
     using Application = applescript::Application;
     using ProcessInfo = applescript::ProcessInfo;
     using WindowInfo = applescript::WindowInfo;
     using Modifiers = applescript::Modifiers;
+
+    applescript::System &system() override { return *this; }
+    applescript::Dialogs &dialogs() override { return *this; }
+    applescript::Applications &applications() override { return *this; }
+    Result<applescript::Windows *> windows() override { return facet<applescript::Windows>(); }
+    Result<applescript::Input *> input() override { return facet<applescript::Input>(); }
+    Result<applescript::Clipboard *> clipboard() override { return facet<applescript::Clipboard>(); }
 
     Result<applescript::ShellOutcome> shell(const QString &command) override;
     void delay(double seconds) override;
@@ -20,8 +33,8 @@ public:
     double random() override;
     Result<> notify(const applescript::NotificationRequest &request) override;
     Result<applescript::DialogAnswer> ask(const applescript::DialogRequest &request) override;
-    Result<QString> clipboard() override;
-    Result<> setClipboard(const QString &text) override;
+    Result<QString> text() override;
+    Result<> setText(const QString &text) override;
     Result<> openLocation(const QString &url) override;
     QString path(applescript::Folder folder) override;
     void log(const QString &line) override;
@@ -53,6 +66,13 @@ public:
     Result<> click(QPoint at, applescript::Click click, Modifiers modifiers) override;
 
 private:
+    template <class Facet>
+    Result<Facet *> facet() {
+        const auto desktop = m_module.desktop();
+        if (!desktop)
+            return std::unexpected(desktop.error());
+        return this;
+    }
     Result<std::vector<DesktopWindow>> windowsOf(qint64 pid);
     template <class Operation>
     auto onDesktop(Operation operation) -> std::invoke_result_t<Operation, Desktop &>;

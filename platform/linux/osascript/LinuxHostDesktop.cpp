@@ -106,7 +106,7 @@ Result<> LinuxHost::activateWindow(std::uint64_t handle) {
     return besidePrompts([&](Desktop &desktop) { return desktop.activateWindow(handle); });
 }
 
-Result<QString> LinuxHost::clipboard() {
+Result<QString> LinuxHost::text() {
     return onDesktop([](Desktop &desktop) { return desktop.clipboard(); });
 }
 
@@ -150,7 +150,7 @@ Result<> LinuxHost::click(QPoint at, Click click, Modifiers modifiers) {
     return besidePrompts([&](Desktop &desktop) { return desktop.click(at, click, modifiers); });
 }
 
-Result<> LinuxHost::setClipboard(const QString &text) {
+Result<> LinuxHost::setText(const QString &text) {
     return onDesktop([&](Desktop &desktop) { return desktop.setClipboard(text); });
 }
 
