@@ -11,6 +11,7 @@
 // Thread: one, which blocks while the host works. Errors travel as ScriptError; Script.h catches them.
 #pragma once
 #include "applescript/Host.h"
+#include "applescript/run/Surroundings.h"
 #include "applescript/syntax/Ast.h"
 #include "applescript/values/Errors.h"
 #include "applescript/values/ScriptObject.h"
@@ -36,17 +37,19 @@ struct Event {
     const Value *parameter(QStringView label) const;
 };
 
-class Interpreter {
+class Interpreter final : public Context {
 public:
-    explicit Interpreter(Host &host) : m_host(host) {}
+    explicit Interpreter(const Surroundings &surroundings) : m_surroundings(surroundings), m_host(surroundings.host) {}
 
     // Runs the script's `run`. The result is nothing when the last statement had none.
     Value run(const std::shared_ptr<const ScriptDefinition> &script, const QStringList &arguments, const QString &text);
 
-    // For object models.
-    Host &host() { return m_host; }
-    const TextRules &rules() const { return m_rules; }
-    Value follow(Value value); // a reference into the script's own values becomes what it names
+    Host &host() override { return m_host; }
+    const TextRules &rules() const override { return m_rules; }
+    Value data(const Expression &expression) override;
+    Value follow(Value value) override;
+    Value runScript(const ScriptPtr &script) override;
+    Value runText(const QString &text, const QStringList &arguments) override;
 
 private:
     using DefinitionPtr = std::shared_ptr<const HandlerDefinition>;
@@ -92,7 +95,6 @@ private:
 
     // Expressions
     Value evaluate(const Expression &expression); // a value; application references are got
-    Value data(const Expression &expression);     // and references of the script followed
     Value specify(const Expression &expression);  // application references stay as they are
     Value evaluateForm(const Expression &expression);
     Value evaluateChain(const Chain &chain);
@@ -154,29 +156,6 @@ private:
     // Commands
     Value command(const Command &command);
     Value coreCommand(const Command &command);
-    std::optional<Value> parameter(const Command &command, QStringView label);
-    bool flag(const Command &command, QStringView label, bool standard);
-    QString textParameter(const Command &command, QStringView label);
-    Value direct(const Command &command);
-    Value doShellScript(const Command &command);
-    Value log(const Command &command);
-    Value delay(const Command &command);
-    Value beep(const Command &command); // succeeds in silence: a desktop has no alert sound that every one would play
-    Value theClipboard(const Command &command);
-    Value setTheClipboard(const Command &command);
-    Value openLocation(const Command &command);
-    Value currentDate(const Command &command);
-    Value asciiCharacter(const Command &command);
-    Value asciiNumber(const Command &command);
-    Value asWanted(const Command &command, const Value &result);
-    Value displayDialog(const Command &command);
-    void chooseButtons(const Command &command, DialogRequest &request);
-    Value displayNotification(const Command &command);
-    Value pathTo(const Command &command);
-    Value randomNumber(const Command &command);
-    Value round(const Command &command);
-    Value offsetOf(const Command &command);
-    Value runScript(const Command &command);
     Value countCommand(const Command &command);
     Value existsCommand(const Command &command);
 
@@ -187,6 +166,7 @@ private:
     Value get(const SpecifierPtr &specifier);
     Value sendEvent(const Event &event);
 
+    Surroundings m_surroundings;
     Host &m_host;
     TextRules m_rules;
     Value m_delimiters = QString();

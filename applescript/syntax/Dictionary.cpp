@@ -66,14 +66,14 @@ void Dictionary::addConstants(QStringView constants) {
     forEach(constants, [this](QStringView item) { add(Term::Kind::constant, item, item); });
 }
 
-void Dictionary::addCommand(QStringView name, CommandTerm::Direct direct, QStringView parameters, QStringView flags,
-                            QStringView directConstants) {
+void Dictionary::addCommand(const CommandWords &words) {
     auto command = std::make_unique<CommandTerm>();
-    command->name = name.toString();
-    command->direct = direct;
-    command->directConstants = splitWords(directConstants, u'|');
-    command->flags = splitWords(flags, u'|');
-    forEach(parameters, [&](QStringView item) {
+    command->name = words.name.toString();
+    command->direct = words.direct;
+    command->directConstants = splitWords(words.directConstants, u'|');
+    command->flags = splitWords(words.flags, u'|');
+    command->application = words.application;
+    forEach(words.parameters, [&](QStringView item) {
         const auto equals = item.indexOf(u'=');
         const auto label = equals < 0 ? item : item.first(equals);
         const auto constants = equals < 0 ? QStringView() : item.sliced(equals + 1);
@@ -83,14 +83,8 @@ void Dictionary::addCommand(QStringView name, CommandTerm::Direct direct, QStrin
     std::sort(command->parameters.begin(), command->parameters.end(), [](const auto &a, const auto &b) {
         return std::pair(-a.label.count(u' '), a.label) < std::pair(-b.label.count(u' '), b.label);
     });
-    add(Term::Kind::command, name, name, false, command.get());
+    add(Term::Kind::command, words.name, words.name, false, command.get());
     m_commands.push_back(std::move(command));
-}
-
-void Dictionary::addApplicationCommand(QStringView name, CommandTerm::Direct direct, QStringView parameters,
-                                       QStringView flags, QStringView directConstants) {
-    addCommand(name, direct, parameters, flags, directConstants);
-    m_commands.back()->application = true;
 }
 
 Dictionary::Match Dictionary::longest(std::span<const Token> tokens) const {
@@ -112,7 +106,7 @@ Dictionary::Match Dictionary::longest(std::span<const Token> tokens) const {
     return {};
 }
 
-Dictionary::Match longestTerm(const Scope &scope, std::span<const Token> tokens) {
+Dictionary::Match longestTerm(const Scope &scope, const Dictionary &always, std::span<const Token> tokens) {
     Dictionary::Match best;
     const auto consider = [&](const Dictionary &dictionary) {
         const auto match = dictionary.longest(tokens);
@@ -121,7 +115,7 @@ Dictionary::Match longestTerm(const Scope &scope, std::span<const Token> tokens)
     };
     for (const auto *dictionary : scope)
         consider(*dictionary);
-    consider(coreDictionary());
+    consider(always);
     return best;
 }
 

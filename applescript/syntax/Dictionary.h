@@ -32,6 +32,16 @@ struct CommandTerm {
     bool application = false; // sent to the target application
 };
 
+// A command as a table writes it. Lists are separated by "|".
+struct CommandWords {
+    QStringView name;
+    CommandTerm::Direct direct = CommandTerm::Direct::none;
+    QStringView parameters = {}; // label, or label=constant,constant
+    QStringView flags = {};      // for `with` and `without`
+    QStringView directConstants = {};
+    bool application = false;
+};
+
 struct Term {
     enum class Kind { command, elementClass, property, constant };
     Kind kind = Kind::constant;
@@ -47,11 +57,7 @@ public:
     void addSynonyms(QStringView classes); // written=canonical
     void addProperties(QStringView properties);
     void addConstants(QStringView constants);
-    // Parameters as label or label=constant,constant; flags for `with` and `without`.
-    void addCommand(QStringView name, CommandTerm::Direct direct, QStringView parameters = {}, QStringView flags = {},
-                    QStringView directConstants = {});
-    void addApplicationCommand(QStringView name, CommandTerm::Direct direct, QStringView parameters = {},
-                               QStringView flags = {}, QStringView directConstants = {});
+    void addCommand(const CommandWords &words);
 
     struct Match {
         const Term *term = nullptr;
@@ -74,15 +80,18 @@ private:
 // How many tokens spell these words at the front of `tokens`; 0 when they do not.
 std::size_t spells(std::span<const Token> tokens, const QString &words);
 
-// The dictionaries. The first is always in scope.
-const Dictionary &coreDictionary();         // AppleScript itself and Standard Additions
-const Dictionary &standardSuite();          // what every application understands
-const Dictionary &systemEventsDictionary(); // processes, windows, keys and clicks
-const Dictionary &commonWords();            // what scripts say to applications of unknown dictionary
+// The words of AppleScript itself.
+void addLanguageWords(Dictionary &dictionary);
 
 // The innermost dictionary first.
 using Scope = std::vector<const Dictionary *>;
 
-Dictionary::Match longestTerm(const Scope &scope, std::span<const Token> tokens);
+// Where the parser gets its dictionaries from.
+struct Vocabulary {
+    const Dictionary &(*always)();               // in scope everywhere
+    Scope (*ofApplication)(const QString *name); // that a `tell` brings into scope; no name when it is computed
+};
+
+Dictionary::Match longestTerm(const Scope &scope, const Dictionary &always, std::span<const Token> tokens);
 
 } // namespace ombru::applescript

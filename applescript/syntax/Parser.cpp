@@ -6,7 +6,8 @@ namespace ombru::applescript {
 
 using namespace Qt::StringLiterals;
 
-Parser::Parser(const QString &script) : m_text(script), m_tokens(tokenize(script)) {}
+Parser::Parser(const QString &script, const Vocabulary &vocabulary)
+    : m_text(script), m_vocabulary(vocabulary), m_tokens(tokenize(script)) {}
 
 std::shared_ptr<const ScriptDefinition> Parser::parse() {
     collectLabeledHandlers();

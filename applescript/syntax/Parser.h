@@ -16,7 +16,7 @@ namespace ombru::applescript {
 
 class Parser {
 public:
-    explicit Parser(const QString &script);
+    Parser(const QString &script, const Vocabulary &vocabulary);
 
     // Throws SyntaxError.
     std::shared_ptr<const ScriptDefinition> parse();
@@ -51,7 +51,9 @@ private:
     [[noreturn]] void failTooDeep() const;
     QString describe(std::size_t offset = 0) const;
     Range from(qsizetype start) const { return {start, m_at == 0 ? start : m_tokens[m_at - 1].range.end}; }
-    Dictionary::Match termAt(std::size_t offset = 0) const { return longestTerm(m_scope, rest(offset)); }
+    Dictionary::Match termAt(std::size_t offset = 0) const {
+        return longestTerm(m_scope, m_vocabulary.always(), rest(offset));
+    }
     QString written(const Token &token) const;
     Name nameOf(const Token &token) const;
 
@@ -166,6 +168,7 @@ private:
     ExpressionPtr literal(qsizetype start, Value value) const;
 
     QString m_text;
+    const Vocabulary &m_vocabulary;
     std::vector<Token> m_tokens;
     std::size_t m_at = 0;
     Scope m_scope;

@@ -39,11 +39,7 @@ void Parser::expectEnd(QStringView word) {
 
 Scope Parser::scopeOfApplication(const Element &application) const {
     const auto *literal = application.key ? application.key->as<Literal>() : nullptr;
-    const auto *name = literal ? literal->value.as<QString>() : nullptr;
-    if (!name || name->compare(u"System Events", Qt::CaseInsensitive) == 0 ||
-        name->compare(u"com.apple.systemevents", Qt::CaseInsensitive) == 0)
-        return {&systemEventsDictionary(), &standardSuite()};
-    return {&commonWords(), &standardSuite()};
+    return m_vocabulary.ofApplication(literal ? literal->value.as<QString>() : nullptr);
 }
 
 Scope Parser::scopeOf(const Expression &target) const {

@@ -1,5 +1,5 @@
 // What is said of a script that is not written as the language wants it, and where, in characters.
-#include "applescript/run/Script.h"
+#include "applescript/Script.h"
 
 #include <gtest/gtest.h>
 

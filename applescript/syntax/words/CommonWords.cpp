@@ -1,6 +1,6 @@
 // Words that scripts use with applications whose own dictionary is unknown here. With them such a script compiles,
 // and fails where it asks for what the application cannot do, so that it can catch the error.
-#include "applescript/syntax/Dictionary.h"
+#include "applescript/syntax/Words.h"
 
 namespace ombru::applescript {
 
@@ -11,11 +11,13 @@ const Dictionary &commonWords() {
         made.addClasses(u"text area|message|outgoing message|note|reminder|event|account|mailbox=mailboxes");
         made.addProperties(u"URL|current tab|active tab|selected tab|current session|current track|player state"
                            u"|selection|modified|subject|body");
-        made.addApplicationCommand(u"do script", Direct::expression, u"in");
-        made.addApplicationCommand(u"do JavaScript", Direct::expression, u"in");
-        made.addApplicationCommand(u"execute", Direct::expression, u"javascript");
-        made.addApplicationCommand(u"reload", Direct::object);
-        made.addApplicationCommand(u"playpause", Direct::none);
+        made.addCommand({.name = u"do script", .direct = Direct::expression, .parameters = u"in", .application = true});
+        made.addCommand(
+            {.name = u"do JavaScript", .direct = Direct::expression, .parameters = u"in", .application = true});
+        made.addCommand(
+            {.name = u"execute", .direct = Direct::expression, .parameters = u"javascript", .application = true});
+        made.addCommand({.name = u"reload", .direct = Direct::object, .application = true});
+        made.addCommand({.name = u"playpause", .direct = Direct::none, .application = true});
         return made;
     }();
     return words;

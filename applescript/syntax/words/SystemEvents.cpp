@@ -1,5 +1,5 @@
 // The words of System Events: processes with their windows and what is in them, keys and clicks.
-#include "applescript/syntax/Dictionary.h"
+#include "applescript/syntax/Words.h"
 
 namespace ombru::applescript {
 
@@ -28,20 +28,21 @@ void addInput(Dictionary &words) {
     constexpr QStringView MODIFIERS =
         u"using=command down,shift down,option down,control down,command,shift,option,control";
     constexpr QStringView KEYS = u"command|shift|option|control";
-    words.addApplicationCommand(u"keystroke", Direct::expression, MODIFIERS);
-    words.addApplicationCommand(u"key code", Direct::expression, MODIFIERS);
-    words.addApplicationCommand(u"key down", Direct::expression, u"", u"", KEYS);
-    words.addApplicationCommand(u"key up", Direct::expression, u"", u"", KEYS);
+    words.addCommand(
+        {.name = u"keystroke", .direct = Direct::expression, .parameters = MODIFIERS, .application = true});
+    words.addCommand({.name = u"key code", .direct = Direct::expression, .parameters = MODIFIERS, .application = true});
+    words.addCommand({.name = u"key down", .direct = Direct::expression, .directConstants = KEYS, .application = true});
+    words.addCommand({.name = u"key up", .direct = Direct::expression, .directConstants = KEYS, .application = true});
     const QString at = QStringLiteral("at|") + MODIFIERS.toString();
-    words.addApplicationCommand(u"click", Direct::object, at);
-    words.addApplicationCommand(u"double click", Direct::object, at);
-    words.addApplicationCommand(u"right click", Direct::object, at);
-    words.addApplicationCommand(u"perform", Direct::object);
-    words.addApplicationCommand(u"cancel", Direct::object);
-    words.addApplicationCommand(u"confirm", Direct::object);
-    words.addApplicationCommand(u"increment", Direct::object);
-    words.addApplicationCommand(u"decrement", Direct::object);
-    words.addApplicationCommand(u"pick", Direct::object);
+    words.addCommand({.name = u"click", .direct = Direct::object, .parameters = at, .application = true});
+    words.addCommand({.name = u"double click", .direct = Direct::object, .parameters = at, .application = true});
+    words.addCommand({.name = u"right click", .direct = Direct::object, .parameters = at, .application = true});
+    words.addCommand({.name = u"perform", .direct = Direct::object, .application = true});
+    words.addCommand({.name = u"cancel", .direct = Direct::object, .application = true});
+    words.addCommand({.name = u"confirm", .direct = Direct::object, .application = true});
+    words.addCommand({.name = u"increment", .direct = Direct::object, .application = true});
+    words.addCommand({.name = u"decrement", .direct = Direct::object, .application = true});
+    words.addCommand({.name = u"pick", .direct = Direct::object, .application = true});
 }
 
 } // namespace
