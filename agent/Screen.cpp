@@ -13,11 +13,11 @@
 namespace ombru::Screen {
 namespace {
 
-Result<QSize> shoot(const QString &path) {
-    const auto picture = takeScreenshot(maxImageDim);
-    if (!picture)
-        return std::unexpected(picture.error());
-    const auto png = encodePng(*picture);
+Result<Shot> shoot(const QString &path) {
+    const auto taken = takeScreenshot(maxImageDim);
+    if (!taken)
+        return std::unexpected(taken.error());
+    const auto png = encodePng(taken->picture);
     if (!png)
         return std::unexpected(
             Failure{QStringLiteral("screen"), 2, QStringLiteral("the picture could not be encoded")});
@@ -26,16 +26,18 @@ Result<QSize> shoot(const QString &path) {
     const auto written = writeWholeFile(path, *png);
     if (!written)
         return std::unexpected(written.error());
-    return QSize(picture->width, picture->height);
+    return Shot{path, {taken->picture.width, taken->picture.height}, taken->picture, taken->points};
+}
+
+std::optional<QByteArray> preview(const Picture &picture, int maxSide, double quality) {
+    const QSize full(picture.width, picture.height);
+    const bool large = std::max(full.width(), full.height()) > maxSide;
+    return encodeJpeg(large ? scaled(picture, fitted(full, maxSide)) : picture, quality);
 }
 
 std::optional<QByteArray> preview(const QString &file, int maxSide, double quality) {
     const auto picture = readPng(file);
-    if (!picture)
-        return std::nullopt;
-    const QSize full(picture->width, picture->height);
-    const bool large = std::max(full.width(), full.height()) > maxSide;
-    return encodeJpeg(large ? scaled(*picture, fitted(full, maxSide)) : *picture, quality);
+    return picture ? preview(*picture, maxSide, quality) : std::nullopt;
 }
 
 } // namespace
@@ -49,17 +51,16 @@ Failure captureFailure() {
 Task<Result<Shot>> capture(QString into, int step, std::stop_token stop) {
     const QString name = QString::asprintf("shot_%lld_%03d.png", static_cast<long long>(Clock::unixSeconds()), step);
     const QString path = QDir(into).filePath(name);
-    const auto size = co_await backgroundWithin(LIMIT, stop, [path] { return shoot(path); });
-    if (size && *size)
-        co_return Shot{path, **size};
-    const QString cause = size ? size->error().description : QStringLiteral("the display does not answer");
+    const auto shot = co_await backgroundWithin(LIMIT, stop, [path] { return shoot(path); });
+    if (shot && *shot)
+        co_return **shot;
+    const QString cause = shot ? shot->error().description : QStringLiteral("the display does not answer");
     logger::error(QStringLiteral("screenshot: ") + cause);
     co_return std::unexpected(captureFailure());
 }
 
-Task<QSize> points(std::stop_token stop) {
-    const auto size = co_await backgroundWithin(LIMIT, stop, screenSize);
-    co_return size.value_or(QSize());
+Task<std::optional<QByteArray>> previewJPEG(Picture picture, int maxSide, double quality) {
+    co_return co_await background([picture, maxSide, quality] { return preview(picture, maxSide, quality); });
 }
 
 Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide, double quality) {

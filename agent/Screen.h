@@ -3,6 +3,7 @@
 #pragma once
 #include "base/Failure.h"
 #include "base/Task.h"
+#include "picture/Picture.h"
 
 #include <QByteArray>
 #include <QSize>
@@ -21,8 +22,10 @@ constexpr Clock::Duration LIMIT = std::chrono::seconds(15); // for a display tha
 Failure captureFailure();
 
 struct Shot {
-    QString file; // its path
-    QSize size;   // in pixels, of the picture in the file
+    QString file;    // its path
+    QSize size;      // in pixels, of the picture in the file
+    Picture picture; // the same one in memory
+    QSize points;    // the screen's, in the coordinates that a script clicks in; never empty
 };
 
 // Takes the primary monitor's picture for that step into the directory, which is made when it is missing. The longer
@@ -30,11 +33,11 @@ struct Shot {
 // behind, and the cause is in the system log.
 Task<Result<Shot>> capture(QString into, int step, std::stop_token stop = {});
 
-// The primary monitor's size in the coordinates that a script clicks in; empty when there is no display.
-Task<QSize> points(std::stop_token stop = {});
+// The picture as a JPEG whose longer side is at most maxSide; it never grows. `quality` from 0 to 1. None when it
+// cannot be encoded.
+Task<std::optional<QByteArray>> previewJPEG(Picture picture, int maxSide = 1280, double quality = 0.6);
 
-// The PNG file as a JPEG whose longer side is at most maxSide; it never grows. `quality` from 0 to 1. None when the
-// file is missing, cut off or no picture.
+// The same of a PNG file. None also when the file is missing, cut off or no picture.
 Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide = 1280, double quality = 0.6);
 
 } // namespace ombru::Screen

@@ -28,15 +28,14 @@ Task<QByteArray> turn(QString directory) {
     const auto shot = co_await Screen::capture(directory, 1);
     if (!shot)
         bench::fail(shot.error().description.toStdString());
-    const auto preview = co_await Screen::previewJPEG(shot->file);
+    const auto preview = co_await Screen::previewJPEG(shot->picture);
     if (!preview)
         bench::fail("no preview");
-    const QSize points = co_await Screen::points();
     const QString head = u"Screenshot (step 1): %1\nImage size: %2x%3 px.\nScreen size: %4x%5 points."_s.arg(shot->file)
                              .arg(shot->size.width())
                              .arg(shot->size.height())
-                             .arg(points.width())
-                             .arg(points.height());
+                             .arg(shot->points.width())
+                             .arg(shot->points.height());
     co_return QJsonDocument(toJson(ScreenshotMessage{1, 0, *preview})).toJson(QJsonDocument::Compact) + head.toUtf8();
 }
 

@@ -95,13 +95,10 @@ Task<AppState::Attempt<AppState::Turn>> AppState::takeTurn(QString binary, QStri
         co_return std::unexpected(shot.error());
     status = u"Claude is thinking…"_s;
     setActivity(step == 1 ? u"Figuring out what to do…"_s : u"Step %1 · deciding the next move…"_s.arg(step()));
-    const auto points = co_await Screen::points(m_taskStop.get_token());
+    // Who heard of the picture may have cancelled.
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
-    // The display went away after its picture was taken.
-    if (points.isEmpty())
-        co_return std::unexpected(Screen::captureFailure());
-    const auto message = turnMessage(head, step, shot->file, shot->size, points);
+    const auto message = turnMessage(head, step, shot->file, shot->size, shot->points);
     const auto reply = co_await ask(binary, message);
     if (!reply)
         co_return std::unexpected(reply.error());
@@ -121,7 +118,7 @@ Task<AppState::Attempt<Screen::Shot>> AppState::look() {
         co_return std::unexpected(shot.error());
     emit(u"screenshot "_s + QFileInfo(shot->file).fileName(), EventKind::dim);
     if (m_web) {
-        const auto preview = co_await Screen::previewJPEG(shot->file);
+        const auto preview = co_await Screen::previewJPEG(shot->picture);
         if (isCancelled())
             co_return std::unexpected(Cancelled{});
         if (m_web && preview)

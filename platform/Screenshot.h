@@ -9,13 +9,16 @@
 
 namespace ombru {
 
+struct Screenshot {
+    Picture picture;
+    // The primary monitor's size in the coordinates that a script clicks in; where nothing tells those, the size of the
+    // picture before it was scaled. Never empty.
+    QSize points;
+};
+
 // The primary monitor as it is now, made smaller or larger so that its longer side has that many pixels (at least 1).
 // The Failure (domain "screenshot" or "display") says why there is none: no display, one that went away, one that may
 // not be read.
-Result<Picture> takeScreenshot(int longerSide);
-
-// The primary monitor's size in the coordinates that a script clicks in; where nothing tells those, the size of the
-// last picture before it was scaled. Empty when there is no display.
-QSize screenSize();
+Result<Screenshot> takeScreenshot(int longerSide);
 
 } // namespace ombru

@@ -22,7 +22,7 @@ struct FakePlatform {
 
     // What is on the screen. Called on a background thread; may wait there.
     std::function<Result<Picture>()> screenshot = [] { return plainPicture(640, 480, 0x336699); };
-    QSize screenSize{1512, 982};
+    QSize screenSize{1512, 982}; // empty: the display goes away while its picture is taken
 
     struct Logged {
         LogLevel level;

@@ -5,15 +5,16 @@
 
 namespace ombru {
 
-Result<Picture> takeScreenshot(int longerSide) {
-    auto screen = FakePlatform::instance().screenshot();
-    if (!screen)
-        return screen;
-    return scaled(*screen, fitted({screen->width, screen->height}, longerSide));
-}
+using namespace Qt::StringLiterals;
 
-QSize screenSize() {
-    return FakePlatform::instance().screenSize;
+Result<Screenshot> takeScreenshot(int longerSide) {
+    auto &platform = FakePlatform::instance();
+    const auto screen = platform.screenshot();
+    if (!screen)
+        return std::unexpected(screen.error());
+    if (platform.screenSize.isEmpty())
+        return std::unexpected(Failure{u"screenshot"_s, 1, u"The display went away."_s});
+    return Screenshot{scaled(*screen, fitted({screen->width, screen->height}, longerSide)), platform.screenSize};
 }
 
 } // namespace ombru

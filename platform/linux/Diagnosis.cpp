@@ -45,10 +45,11 @@ Check checkScreen() {
     if (!display)
         return noDisplay(display.error());
     const QSize size = display->primaryMonitor().size();
-    const auto picture = takeScreenshot(std::max({size.width(), size.height(), 1}));
-    if (!picture)
-        return {false, picture.error().description, u"Log in to a desktop session on X11 (\"Xorg\")."_s};
-    return {true, u"%1 × %2 pixels on display %3"_s.arg(picture->width).arg(picture->height).arg(displayName()), {}};
+    const auto taken = takeScreenshot(std::max({size.width(), size.height(), 1}));
+    if (!taken)
+        return {false, taken.error().description, u"Log in to a desktop session on X11 (\"Xorg\")."_s};
+    const auto &picture = taken->picture;
+    return {true, u"%1 × %2 pixels on display %3"_s.arg(picture.width).arg(picture.height).arg(displayName()), {}};
 }
 
 Check checkPortalInput() {

@@ -6,8 +6,6 @@
 #include "platform/linux/ScreenReader.h"
 #include "platform/linux/WaylandSession.h"
 
-#include <atomic>
-
 using namespace Qt::StringLiterals;
 
 namespace ombru {
@@ -31,15 +29,10 @@ std::vector<Scaler::Rows> bandsOf(int height) {
     return bands;
 }
 
-// Where the primary monitor is in a picture of all of them, as far as the X server inside the session tells; without
-// one, or when its monitors are arranged in another shape, the whole picture.
-QRect primaryPart(QSize picture) {
-    const auto display = Display::open();
-    const QRect monitor = display ? display->primaryMonitor() : QRect();
-    if (monitor.isEmpty())
-        return {QPoint(), picture};
-    const double across = double(picture.width()) / display->screen().width_in_pixels;
-    const double down = double(picture.height()) / display->screen().height_in_pixels;
+// Where a monitor is in a picture of all of them; when they are arranged in another shape, the whole picture.
+QRect partOf(QSize picture, const Display &display, QRect monitor) {
+    const double across = double(picture.width()) / display.screen().width_in_pixels;
+    const double down = double(picture.height()) / display.screen().height_in_pixels;
     if (std::abs(across - down) > 0.01 * across)
         return {QPoint(), picture};
     const QPoint from(qRound(monitor.x() * across), qRound(monitor.y() * down));
@@ -55,19 +48,22 @@ Picture cropped(const Picture &picture, QRect part) {
     return {part.width(), part.height(), pixels};
 }
 
-std::atomic<QSize> portalSize; // of the last picture
-
-Result<Picture> takeFromPortal(int longerSide) {
+// In a Wayland session scripts click through the X server inside it, so that its coordinates count, whatever the size
+// of the portal's picture; without one the picture is the primary monitor.
+Result<Screenshot> takeFromPortal(int longerSide) {
     const auto whole = portalPicture(PORTAL_LIMIT);
     if (!whole)
         return std::unexpected(failed(u"In a Wayland session only the desktop portal shows the screen. %1 %2"_s.arg(
             whole.error().description, portalPictureRemedy(whole.error()))));
-    const QRect part = primaryPart({whole->width, whole->height});
-    portalSize = part.size();
-    return scaled(cropped(*whole, part), fitted(part.size(), longerSide));
+    const auto display = Display::open();
+    const QRect monitor = display ? display->primaryMonitor() : QRect();
+    const QSize size(whole->width, whole->height);
+    const QRect part = monitor.isEmpty() ? QRect(QPoint(), size) : partOf(size, *display, monitor);
+    return Screenshot{scaled(cropped(*whole, part), fitted(part.size(), longerSide)),
+                      monitor.isEmpty() ? part.size() : monitor.size()};
 }
 
-Result<Picture> takeFromDisplay(int longerSide) {
+Result<Screenshot> takeFromDisplay(int longerSide) {
     const auto display = Display::open();
     if (!display)
         return std::unexpected(display.error());
@@ -97,22 +93,13 @@ Result<Picture> takeFromDisplay(int longerSide) {
             return std::unexpected(displayGone());
         scaler.scale(bands[i], pixels);
     }
-    return scaler.take();
+    return Screenshot{scaler.take(), area.size()};
 }
 
 } // namespace
 
-Result<Picture> takeScreenshot(int longerSide) {
+Result<Screenshot> takeScreenshot(int longerSide) {
     return isWaylandSession() ? takeFromPortal(longerSide) : takeFromDisplay(longerSide);
-}
-
-// In a Wayland session scripts click through the X server inside it, so that its coordinates count, whatever the size
-// of the portal's picture.
-QSize screenSize() {
-    const auto display = Display::open();
-    if (display)
-        return display->primaryMonitor().size();
-    return isWaylandSession() ? portalSize.load() : QSize();
 }
 
 } // namespace ombru

@@ -169,7 +169,37 @@ TEST_F(ScreenTest, TheMainThreadRunsWhileThePictureIsTaken) {
 
 TEST_F(ScreenTest, PointsAreTheScreensOwn) {
     FakePlatform::instance().screenSize = {1512, 982};
-    EXPECT_EQ(await(Screen::points()), QSize(1512, 982));
+    const auto shot = await(Screen::capture(directory(), 1));
+    ASSERT_TRUE(shot);
+    EXPECT_EQ(shot->points, QSize(1512, 982));
+}
+
+TEST_F(ScreenTest, AScreenThatGoesAwayWhileItIsTakenGivesTheSameFailure) {
+    FakePlatform::instance().screenSize = {};
+    const auto shot = await(Screen::capture(directory(), 1));
+    ASSERT_FALSE(shot);
+    EXPECT_EQ(shot.error(), PERMISSION);
+    EXPECT_TRUE(files().isEmpty());
+}
+
+TEST_F(ScreenTest, TheShotCarriesThePictureOfTheFile) {
+    show(3024, 1964);
+    const auto shot = await(Screen::capture(directory(), 1));
+    ASSERT_TRUE(shot);
+    EXPECT_EQ(QSize(shot->picture.width, shot->picture.height), shot->size);
+    EXPECT_EQ(shot->picture.row(500)[700] & 0xffffff, 0x224466U);
+}
+
+TEST_F(ScreenTest, APreviewIsMadeFromMemoryAloneAndIsThatOfTheFile) {
+    show(3024, 1964);
+    const auto shot = await(Screen::capture(directory(), 1));
+    ASSERT_TRUE(shot);
+    const auto fromFile = await(Screen::previewJPEG(shot->file));
+    ASSERT_TRUE(QFile::remove(shot->file));
+    const auto preview = await(Screen::previewJPEG(shot->picture));
+    ASSERT_TRUE(preview);
+    EXPECT_EQ(jpegSize(*preview), QSize(1280, 831));
+    EXPECT_EQ(preview, fromFile);
 }
 
 TEST_F(ScreenTest, APreviewIsAtMost1280PixelsOnItsLongerSide) {
