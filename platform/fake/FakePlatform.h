@@ -1,6 +1,7 @@
 // The computer as a test scripts it: what its facilities answer, and what was asked of them. One a process; a test
 // calls reset() before it begins. Main thread, but where a field says otherwise.
 #pragma once
+#include "platform/DesktopLock.h"
 #include "platform/Diagnosis.h"
 #include "platform/Notifications.h"
 #include "platform/OwnerShell.h"
@@ -23,6 +24,9 @@ struct FakePlatform {
     // What is on the screen. Called on a background thread; may wait there.
     std::function<Result<Picture>()> screenshot = [] { return plainPicture(640, 480, 0x336699); };
     QSize screenSize{1512, 982}; // empty: the display goes away while its picture is taken
+
+    // What a task that wants the desktop for itself is answered. Called on a background thread; may wait there.
+    std::function<Result<std::optional<DesktopLock>>()> desktopLock = [] { return DesktopLock(); };
 
     struct Logged {
         LogLevel level;

@@ -1,0 +1,11 @@
+#include "platform/DesktopLock.h"
+
+#include "platform/fake/FakePlatform.h"
+
+namespace ombru {
+
+Result<std::optional<DesktopLock>> lockDesktop() {
+    return FakePlatform::instance().desktopLock();
+}
+
+} // namespace ombru
