@@ -1,9 +1,11 @@
 #include "applescript/Script.h"
 
 #include "applescript/additions/StandardAdditions.h"
+#include "applescript/objects/ApplicationEvents.h"
+#include "applescript/objects/Models.h"
+#include "applescript/objects/anyapplication/AnyApplication.h"
 #include "applescript/run/Interpreter.h"
 #include "applescript/syntax/Parser.h"
-#include "applescript/syntax/Words.h"
 #include "applescript/values/Stack.h"
 
 namespace ombru::applescript {
@@ -14,20 +16,14 @@ const Dictionary &everywhere() {
     static const Dictionary dictionary = [] {
         Dictionary made;
         addLanguageWords(made);
+        addEverywhereWords(made);
         addStandardAdditions(made);
         return made;
     }();
     return dictionary;
 }
 
-Scope ofApplication(const QString *name) {
-    if (!name || name->compare(u"System Events", Qt::CaseInsensitive) == 0 ||
-        name->compare(u"com.apple.systemevents", Qt::CaseInsensitive) == 0)
-        return {&systemEventsDictionary(), &standardSuite()};
-    return {&commonWords(), &standardSuite()};
-}
-
-constexpr Vocabulary VOCABULARY{&everywhere, &ofApplication};
+constexpr Vocabulary VOCABULARY{&everywhere, &wordsOfApplication};
 
 } // namespace
 
@@ -45,7 +41,7 @@ std::expected<Script, Diagnostic> compile(const QString &text) {
 std::expected<Value, Diagnostic> run(const Script &script, Host &host, const QStringList &arguments) {
     const StackScope stack;
     try {
-        return Interpreter(Surroundings{host, VOCABULARY, &standardAddition})
+        return Interpreter(Surroundings{host, VOCABULARY, &standardAddition, &ApplicationEvents::make})
             .run(script.definition, arguments, script.text);
     } catch (const ScriptError &error) {
         const Range whole{0, script.text.size()};

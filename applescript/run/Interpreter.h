@@ -27,19 +27,10 @@ struct ErrorDetails {
     Value to;
 };
 
-// One event to an application: a command with what it is about.
-struct Event {
-    Application application;
-    QString command;
-    Value direct; // nothing when the command has none
-    std::vector<std::pair<QString, Value>> parameters;
-
-    const Value *parameter(QStringView label) const;
-};
-
 class Interpreter final : public Context {
 public:
-    explicit Interpreter(const Surroundings &surroundings) : m_surroundings(surroundings), m_host(surroundings.host) {}
+    explicit Interpreter(const Surroundings &surroundings)
+        : m_surroundings(surroundings), m_host(surroundings.host), m_events(surroundings.events(*this)) {}
 
     // Runs the script's `run`. The result is nothing when the last statement had none.
     Value run(const std::shared_ptr<const ScriptDefinition> &script, const QStringList &arguments, const QString &text);
@@ -162,12 +153,11 @@ private:
     // Applications
     Value applicationCommand(const Command &command);
     Value resolveApplication(const Value &key, bool byId);
-    std::optional<Value> applicationProperty(const Application &application, const QString &name);
     Value get(const SpecifierPtr &specifier);
-    Value sendEvent(const Event &event);
 
     Surroundings m_surroundings;
     Host &m_host;
+    std::unique_ptr<Events> m_events;
     TextRules m_rules;
     Value m_delimiters = QString();
     std::shared_ptr<Frame> m_frame;

@@ -56,7 +56,7 @@ Value Interpreter::partOf(const Value &container, Specifier part) {
             (*specifier)->form == Specifier::Form::application)
             return ClassName{u"application"_s};
         if (part.form == Specifier::Form::property && (*specifier)->form == Specifier::Form::application) {
-            if (auto known = applicationProperty((*specifier)->application, part.name))
+            if (auto known = m_events->known((*specifier)->application, part.name))
                 return *known;
         }
         part.container = whole;

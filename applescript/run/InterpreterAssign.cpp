@@ -115,7 +115,7 @@ void Interpreter::setPart(const Value &container, const Specifier &part, const V
     if (const auto *specifier = whole.as<SpecifierPtr>()) {
         Specifier target = part;
         target.container = whole;
-        sendEvent({*applicationOf(**specifier), u"set"_s, Value::specifier(target), {{u"to"_s, follow(value)}}});
+        m_events->send({*applicationOf(**specifier), u"set"_s, Value::specifier(target), {{u"to"_s, follow(value)}}});
         return;
     }
     if (const auto *list = whole.as<ListPtr>(); list && !property)

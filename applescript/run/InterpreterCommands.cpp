@@ -58,7 +58,7 @@ Value Interpreter::existsCommand(const Command &command) {
         if (specifier && applicationOf(**specifier)) {
             if ((*specifier)->form == Specifier::Form::application)
                 return !(*specifier)->application.id.isEmpty();
-            return sendEvent({*applicationOf(**specifier), u"exists"_s, value, {}});
+            return m_events->send({*applicationOf(**specifier), u"exists"_s, value, {}});
         }
         return !follow(value).isNothing();
     } catch (const ScriptError &error) {

@@ -76,6 +76,7 @@ struct Command {
     ExpressionPtr direct;
     std::vector<std::pair<QString, ExpressionPtr>> parameters;
     bool application = false; // goes to the target application, not to the script's own commands
+    bool describes = false;   // its object stays a description
 };
 
 enum class Operator {

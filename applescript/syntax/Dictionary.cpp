@@ -73,6 +73,7 @@ void Dictionary::addCommand(const CommandWords &words) {
     command->directConstants = splitWords(words.directConstants, u'|');
     command->flags = splitWords(words.flags, u'|');
     command->application = words.application;
+    command->describes = words.describes;
     forEach(words.parameters, [&](QStringView item) {
         const auto equals = item.indexOf(u'=');
         const auto label = equals < 0 ? item : item.first(equals);

@@ -30,6 +30,7 @@ struct CommandTerm {
     std::vector<Parameter> parameters;
     QStringList flags;        // `with hidden answer`, `without altering line endings`
     bool application = false; // sent to the target application
+    bool describes = false;   // takes its object as it is described, not what it is
 };
 
 // A command as a table writes it. Lists are separated by "|".
@@ -40,6 +41,7 @@ struct CommandWords {
     QStringView flags = {};      // for `with` and `without`
     QStringView directConstants = {};
     bool application = false;
+    bool describes = false;
 };
 
 struct Term {

@@ -21,10 +21,6 @@ void addLanguageWords(Dictionary &dictionary) {
     dictionary.addCommand({.name = u"count", .direct = object, .parameters = u"each"});
     dictionary.addCommand({.name = u"exists", .direct = object});
     dictionary.addCommand({.name = u"get", .direct = expression});
-    for (const auto *name : {u"activate", u"launch", u"run"})
-        dictionary.addCommand({.name = name, .direct = expression, .application = true});
-    dictionary.addCommand(
-        {.name = u"quit", .direct = expression, .parameters = u"saving=yes,no,ask", .application = true});
 }
 
 } // namespace ombru::applescript

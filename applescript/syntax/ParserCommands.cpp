@@ -48,6 +48,7 @@ ExpressionPtr Parser::parseCommand(const CommandTerm &term, std::size_t length) 
     Command command;
     command.name = term.name;
     command.application = term.application;
+    command.describes = term.describes;
     parseDirect(command, term);
     parseParameters(command, term);
     return make(start, std::move(command));
