@@ -89,8 +89,13 @@ Task<Result<Reply>> ask(Question question, std::shared_ptr<Call> call);
 QStringList arguments(const Question &question);
 Result<Reply> replyOf(const Collected &collected);
 
-// Asks for one fixed reply. One line for the owner that begins with "✓ " or "✗ ".
-Task<QString> smokeTest(std::stop_token stop = {});
+struct SmokeTest {
+    bool works = false;
+    QString line; // for the owner; begins with "✓ " or "✗ "
+};
+
+// Asks for one fixed reply.
+Task<SmokeTest> smokeTest(std::stop_token stop = {});
 
 // The environment that every run of the tool gets: our own with a PATH in which the tool finds its helpers.
 Environment toolEnvironment();

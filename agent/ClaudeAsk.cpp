@@ -99,10 +99,10 @@ Task<Result<Claude::Reply>> Claude::ask(Question question, std::shared_ptr<Call>
     co_return replyOf(*collected);
 }
 
-Task<QString> Claude::smokeTest(std::stop_token stop) {
+Task<Claude::SmokeTest> Claude::smokeTest(std::stop_token stop) {
     const auto binary = co_await findBinary(stop);
     if (!binary)
-        co_return u"✗ claude isn't installed"_s;
+        co_return SmokeTest{false, u"✗ claude isn't installed"_s};
     const auto start = Clock::now();
     const auto process = Process::make({.program = *binary,
                                         .arguments = {u"-p"_s, u"Reply with exactly: ombru test ok"_s,
@@ -111,14 +111,15 @@ Task<QString> Claude::smokeTest(std::stop_token stop) {
     const auto collected = co_await collectWithin(process, SMOKE_TEST, stop);
     if (!collected) {
         const auto &why = collected.error();
-        co_return (why.domain == u"process"_s ? u"✗ couldn't start claude: "_s : u"✗ claude -p failed: "_s) +
-            why.description;
+        const auto what = why.domain == u"process"_s ? u"✗ couldn't start claude: "_s : u"✗ claude -p failed: "_s;
+        co_return SmokeTest{false, what + why.description};
     }
     if (const auto reply = replyOf(*collected))
-        co_return u"✓ claude -p works (%1s): %2"_s.arg(Clock::secondsSince(start), 0, 'f', 1)
-            .arg(firstCharacters(reply->text, 60));
+        co_return SmokeTest{true, u"✓ claude -p works (%1s): %2"_s.arg(Clock::secondsSince(start), 0, 'f', 1)
+                                      .arg(firstCharacters(reply->text, 60))};
     const auto result = answerObject(collected->out).value(u"result"_s);
-    co_return u"✗ claude -p failed: "_s + (result.isString() ? result.toString() : complaint(*collected));
+    co_return SmokeTest{false,
+                        u"✗ claude -p failed: "_s + (result.isString() ? result.toString() : complaint(*collected))};
 }
 
 } // namespace ombru

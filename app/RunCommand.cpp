@@ -7,8 +7,6 @@
 #include "controller/TaskText.h"
 #include "platform/Consent.h"
 
-#include <QDir>
-#include <QLockFile>
 #include <QSet>
 
 namespace ombru {
@@ -16,27 +14,9 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-namespace {
-
-// Two agents on one desktop would type into each other's windows.
-QString lockPath() {
-    const auto runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    const auto directory = runtime.isEmpty() ? AppState::workDir() : runtime + u"/ombru"_s;
-    QDir().mkpath(directory);
-    return directory + u"/task.lock"_s;
-}
-
-QString lockProblem(const QLockFile &lock) {
-    if (lock.error() == QLockFile::LockFailedError)
-        return u"Another task is running on this desktop. Wait for it, or stop it with Ctrl-C where it was started."_s;
-    return u"Cannot write %1: check that its directory is yours and the disk is not full."_s.arg(lock.fileName());
-}
-
-} // namespace
-
 RunCommand::RunCommand(RunOptions options) : m_options(std::move(options)) {
-    m_state.onEvent([this](const Event &event) { print(event); });
-    m_state.onWillChange([this] { noteChange(); });
+    m_heard = m_state.onEvent([this](const Event &event) { print(event); });
+    m_watched = m_state.onWillChange([this] { noteChange(); });
 }
 
 void RunCommand::interrupt() {
@@ -61,12 +41,6 @@ Task<int> RunCommand::run() {
         qCritical("%s", qUtf8Printable(done.error().description));
         co_return 2;
     }
-    QLockFile lock(lockPath());
-    lock.setStaleLockTime(0);
-    if (!lock.tryLock()) {
-        qCritical("%s", qUtf8Printable(lockProblem(lock)));
-        co_return 1;
-    }
     m_state.startTask(m_options.task);
     showProgress();
     co_await m_finished;
@@ -74,7 +48,6 @@ Task<int> RunCommand::run() {
     m_terminal.showLive({});
     co_await m_state.drain();
     co_await Notifier::delivered();
-    lock.unlock(); // what is left to say and to ask keeps no other task waiting
     if (m_terminal.isBroken()) {
         qCritical("The output could not be written, so the task was stopped.");
         co_return 1;
@@ -83,14 +56,23 @@ Task<int> RunCommand::run() {
         co_await offerConsent(m_state.lastResult->value().outcome != TaskResult::Outcome::cancelled);
         advise();
     }
-    switch (m_state.lastResult->value().outcome) {
+    co_return statusOf(m_state.lastResult->value().outcome);
+}
+
+int RunCommand::statusOf(TaskResult::Outcome outcome) const {
+    switch (outcome) {
     case TaskResult::Outcome::answered:
-        co_return 0;
+        return 0;
     case TaskResult::Outcome::cancelled:
-        co_return 130;
+        return 130;
+    case TaskResult::Outcome::desktopInUse:
+        // Whoever watches the terminal has read it in the log.
+        if (!m_terminal.isInteractive())
+            qCritical("%s", qUtf8Printable(desktopInUseText()));
+        return 1;
     case TaskResult::Outcome::outOfSteps:
     case TaskResult::Outcome::failed:
-        co_return 1;
+        return 1;
     }
     Q_UNREACHABLE();
 }
@@ -112,7 +94,7 @@ Task<> RunCommand::offerConsent(bool asking) {
                 u"To let scripts control %1: `ombru consent allow %2`"_s.arg(application.name, application.id),
                 Colour::dim);
     }
-    if (m_scriptRefused)
+    if (m_state.lastResult->value().scriptRefused)
         m_terminal.print(
             u"A script was not allowed to control an application. `ombru consent list` shows what you have "
             "decided, and `ombru consent allow APP` lets scripts control one."_s,
@@ -141,7 +123,6 @@ void RunCommand::advise() {
 }
 
 void RunCommand::print(const Event &event) {
-    m_scriptRefused |= event.kind == EventKind::bad && isAutomationRefusal(event.text);
     if (m_options.json)
         m_terminal.printRaw(jsonLine(event));
     else
@@ -165,8 +146,7 @@ void RunCommand::noteChange() {
 }
 
 void RunCommand::showProgress() {
-    const auto activity =
-        m_state.status == u"cancelling…"_s ? m_state.status() : m_state.taskActivity->value_or(QString());
+    const auto activity = m_state.cancelling ? m_state.status() : m_state.taskActivity->value_or(QString());
     if (activity != m_activity) {
         m_activity = activity;
         m_activitySince = Clock::now();

@@ -24,17 +24,19 @@ private:
     void showProgress();
     void noteChange();
     Result<> applyOptions();
+    int statusOf(TaskResult::Outcome outcome) const; // the program's; also says what the log did not
 
     RunOptions m_options;
     Terminal m_terminal;
     AppState m_state;
     Completion m_finished;
-    std::stop_source m_stop;      // ends what follows the task
-    bool m_scriptRefused = false; // the system ended one for what it would control
+    std::stop_source m_stop; // ends what follows the task
     bool m_changeNoted = false;
     QString m_activity; // what the live line says
     Clock::Time m_activitySince{};
     Timer m_tick;
+    Subscription m_heard;
+    Subscription m_watched;
 };
 
 } // namespace ombru

@@ -7,8 +7,8 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 
 TestClaudeCommand::TestClaudeCommand() {
-    m_state.onEvent([this](const Event &event) { m_terminal.print(event.text, colourOf(event.kind)); });
-    m_state.onWillChange([this] {
+    m_heard = m_state.onEvent([this](const Event &event) { m_terminal.print(event.text, colourOf(event.kind)); });
+    m_watched = m_state.onWillChange([this] {
         onMain(&m_state, [this] {
             if (!m_state.claudeTesting && !m_state.claudeTest->isEmpty())
                 m_finished.fire();
@@ -29,7 +29,7 @@ Task<int> TestClaudeCommand::run() {
     co_await m_state.drain();
     if (m_interrupted)
         co_return 130;
-    co_return m_state.claudeTest->startsWith(u"✓"_s) ? 0 : 1;
+    co_return m_state.claudeTestPassed ? 0 : 1;
 }
 
 } // namespace ombru

@@ -17,6 +17,8 @@ private:
     AppState m_state;
     Completion m_finished;
     bool m_interrupted = false;
+    Subscription m_heard;
+    Subscription m_watched;
 };
 
 } // namespace ombru

@@ -2,12 +2,12 @@
 
 #include "app/Notifier.h"
 #include "base/Text.h"
+#include "controller/PermissionDesk.h"
 #include "controller/Prompts.h"
+#include "controller/TaskLoop.h"
+#include "controller/WorkDirectory.h"
 #include "platform/SystemLog.h"
 #include "wire/AgentMessages.h"
-
-#include <QDir>
-#include <QStandardPaths>
 
 namespace ombru {
 
@@ -16,15 +16,12 @@ using namespace Qt::StringLiterals;
 AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     Loop::main(); // from here on other threads may emit
     settings.onBadValue([this](const QString &line) { emit(u"✗ "_s + line, EventKind::warn); });
-    appAutomation = permissionStates(settings.appAutomation());
+    m_loop = makeTaskLoop();
+    m_desk = makePermissionDesk();
+    show(m_desk->view());
 }
 
 AppState::~AppState() = default;
-
-void AppState::willChange() {
-    for (const auto &observer : m_observers)
-        observer();
-}
 
 void AppState::emit(const QString &text, EventKind kind) {
     if (text.isEmpty())
@@ -33,10 +30,9 @@ void AppState::emit(const QString &text, EventKind kind) {
     logger::log(logLevel(kind), text);
     if (updatesLastEvent(kind))
         lastEvent = firstLine(text);
-    if (m_web && isForwarded(kind))
-        m_web(toJson(EventMessage{kindName(kind), text, event.time}));
-    for (const auto &receiver : m_receivers)
-        receiver(event);
+    if (m_web.exists() && isForwarded(kind))
+        m_web.send(toJson(EventMessage{kindName(kind), text, event.time}));
+    m_receivers.tell(event);
 }
 
 void AppState::emitFromAnywhere(const QString &text, EventKind kind) {
@@ -48,7 +44,7 @@ void AppState::setActivity(const std::optional<QString> &text, double linger, bo
     m_activityClear.cancel();
     taskActivity = text;
     if (text)
-        Notifier::update(*text, detail.value_or(m_task), prominent);
+        Notifier::update(*text, detail.value_or(m_loop->headline()), prominent);
     // The timer is a member, so it cannot outlive the controller.
     if (linger > 0)
         m_activityClear = Loop::main().after(Clock::seconds(linger), [this] { taskActivity = std::nullopt; });
@@ -58,30 +54,46 @@ QString AppState::systemPrompt() const {
     return chooseSystemPrompt(config->systemPrompt, settings.cachedPrompt());
 }
 
-void AppState::setTaskState(bool nowBusy, int nowStep) {
-    const bool changed = busy != nowBusy || step != nowStep;
-    busy = nowBusy;
-    step = nowStep;
+// The one that writes the two.
+void AppState::setTaskState(const TaskProgress &progress) {
+    const bool changed = busy != progress.busy || step != progress.step;
+    cancelling = progress.cancelling;
+    busy = progress.busy;
+    step = progress.step;
     if (changed)
         sendState();
 }
 
 void AppState::sendState() {
-    if (m_web)
-        m_web(toJson(StateMessage{busy, step, activeCalls, sharing, status}));
+    if (agentConnected)
+        m_web.send(toJson(StateMessage{busy, step, activeCalls, sharing, status}));
+}
+
+void AppState::applyConfig(const CloudConfig &received) {
+    config = received;
+}
+
+void AppState::setWebChannel(WebChannel::Send send) {
+    m_web.set(std::move(send));
+    agentConnected = false;
+}
+
+void AppState::setWebChannelOpen(bool open) {
+    agentConnected = open && m_web.exists();
 }
 
 QString AppState::workDir() {
-    const auto path = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/ombru"_s;
-    if (QDir().mkpath(path))
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    return path;
+    return workDirectory();
 }
 
 Task<> AppState::drain() {
-    if (busy)
-        cancelTask();
-    co_await m_tasks.drain();
+    // All are asked before one is waited for.
+    const auto loop = m_loop->end();
+    const auto desk = m_desk->end();
+    const auto tasks = m_tasks.drain();
+    co_await loop;
+    co_await desk;
+    co_await tasks;
     m_activityClear.cancel();
 }
 

@@ -2,8 +2,6 @@
 
 namespace ombru {
 
-using namespace Qt::StringLiterals;
-
 void AppState::testClaude() {
     if (!claudeTesting)
         m_tasks.start(runClaudeTest());
@@ -12,10 +10,11 @@ void AppState::testClaude() {
 Task<> AppState::runClaudeTest() {
     claudeTesting = true;
     claudeTest = QString();
-    const auto line = co_await Claude::smokeTest(m_tasks.token());
+    const auto [works, line] = co_await Claude::smokeTest(m_tasks.token());
+    claudeTestPassed = works;
     claudeTest = line;
     claudeTesting = false;
-    emit(line, line.startsWith(u"✗"_s) ? EventKind::bad : EventKind::good);
+    emit(line, works ? EventKind::good : EventKind::bad);
 }
 
 } // namespace ombru

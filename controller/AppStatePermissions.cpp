@@ -1,18 +1,35 @@
-// What the owner allows, and what is left to do.
+// The doors to the permission desk, what its reports become, and what follows from them.
 
-#include "base/Background.h"
 #include "controller/AppState.h"
-#include "permissions/Permissions.h"
+#include "controller/PermissionDesk.h"
 
 namespace ombru {
 
-using namespace Qt::StringLiterals;
+class AppState::PermissionDoor : public PermissionReports {
+public:
+    explicit PermissionDoor(AppState &state) : m_state(state) {}
 
-namespace {
+    void show(const PermissionView &view) override { m_state.show(view); }
+    void allowed(const AppAutomation::Target &target) override {
+        m_state.blockedApps.edit([&](auto &targets) { targets.removeAll(target); });
+    }
+    void warn(const QString &line) override { m_state.emit(line, EventKind::warn); }
 
-constexpr double CLAUDE_CHECK_SECONDS = 4.0; // between two checks of the tool
+private:
+    AppState &m_state;
+};
 
-} // namespace
+std::unique_ptr<PermissionDesk> AppState::makePermissionDesk() {
+    return std::make_unique<PermissionDesk>(settings, std::make_unique<PermissionDoor>(*this));
+}
+
+void AppState::show(const PermissionView &view) {
+    permStates = view.permissions;
+    appAutomation = view.applications;
+    claude = view.claude;
+    askedScreen = view.askedScreen;
+    requestingApp = view.requestingApp;
+}
 
 Setup AppState::setup() const {
     return ombru::setup(claude, permStates, askedScreen);
@@ -23,53 +40,19 @@ bool AppState::missingPermissions() const {
 }
 
 Task<> AppState::refreshPermissions() {
-    if (std::exchange(m_refreshing, true)) {
-        const Completion over;
-        m_refreshJoined.push_back(over);
-        co_await over;
-        co_return;
-    }
-    const auto stop = m_tasks.token();
-    co_await refreshStates(stop);
-    co_await refreshAutomation(stop);
-    co_await refreshClaude(stop);
-    m_refreshing = false;
-    for (const auto &joined : std::exchange(m_refreshJoined, {}))
-        joined.fire();
+    return m_desk->refresh();
 }
 
-Task<> AppState::refreshStates(std::stop_token stop) {
-    PermissionStates states;
-    for (const auto &permission : Permissions::all) {
-        const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
-                                                     [id = permission.id] { return Permissions::state(id); });
-        states[permission.id] = state.value_or(Permission::State::unknown);
-    }
-    if (!stop.stop_requested())
-        permStates = states;
+void AppState::allowEverything() {
+    m_desk->allowEverything();
 }
 
-Task<> AppState::refreshAutomation(std::stop_token stop) {
-    const auto states = co_await backgroundWithin(Permissions::LIMIT, stop, AppAutomation::states);
-    if (states && !stop.stop_requested())
-        setAppAutomation(*states);
+void AppState::allowBlocked(const AppAutomation::Target &target) {
+    m_desk->allowBlocked(target);
 }
 
-Task<> AppState::refreshClaude(std::stop_token stop) {
-    if (m_claudeCheckedAt && Clock::secondsSince(*m_claudeCheckedAt) <= CLAUDE_CHECK_SECONDS)
-        co_return;
-    m_claudeCheckedAt = Clock::now();
-    const auto state = co_await Claude::check(stop);
-    if (!stop.stop_requested())
-        claude = state;
-}
-
-void AppState::setAppAutomation(const PermissionStates &states) {
-    if (appAutomation == states)
-        return;
-    appAutomation = states;
-    if (const auto written = settings.write(u"appAutomation"_s, toText(states)); !written)
-        emit(u"✗ "_s + written.error().description, EventKind::warn);
+void AppState::allowApps(const QStringList &ids) {
+    m_desk->allowApps(ids);
 }
 
 } // namespace ombru

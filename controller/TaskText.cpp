@@ -106,6 +106,10 @@ QString errorHeadline(const QString &output) {
     return firstCharacters(firstLine(at < 0 ? output : output.sliced(at + marker.size())), HEADLINE_LENGTH);
 }
 
+QString desktopInUseText() {
+    return u"Another task is running on this desktop. Wait for it, or stop it with Ctrl-C where it was started."_s;
+}
+
 QString finishTitle(const QString &answer) {
     if (answer == u"Okay, stopped."_s)
         return u"Stopped"_s;

@@ -42,6 +42,9 @@ bool isAutomationRefusal(const QString &output);
 // What went wrong in one short line, for the notification.
 QString errorHeadline(const QString &output);
 
+// What is said when another process has the desktop.
+QString desktopInUseText();
+
 // The title under which a task ends; it follows the answer's words.
 QString finishTitle(const QString &answer);
 

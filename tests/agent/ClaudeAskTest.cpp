@@ -281,7 +281,7 @@ TEST_F(ClaudeAskTest, TheSmokeTestAsksForOneFixedReplyWithoutTools) {
     ManualClock clock;
     tool("for word; do echo \"[$word]\"; done > " + m_scratch.path(u"seen"_s).toUtf8() +
          "; echo '{\"result\": \"ombru test ok\"}'");
-    EXPECT_EQ(await(Claude::smokeTest()), u"✓ claude -p works (0.0s): ombru test ok"_s);
+    EXPECT_EQ(await(Claude::smokeTest()).line, u"✓ claude -p works (0.0s): ombru test ok"_s);
     EXPECT_EQ(test::contents(m_scratch.path(u"seen"_s)),
               "[-p]\n[Reply with exactly: ombru test ok]\n[--output-format]\n[json]\n[--tools]\n[]\n");
 }
@@ -291,53 +291,53 @@ TEST_F(ClaudeAskTest, TheSmokeTestTellsTheSecondsAndTheFirstSixtyCharacters) {
     const auto gate = m_scratch.path(u"gate"_s).toUtf8();
     tool("echo $$ > " + m_scratch.path(u"pid"_s).toUtf8() + "; while [ ! -e " + gate +
          " ]; do sleep 0.01; done; echo '{\"result\": \"" + QByteArray(100, 'x') + "\"}'");
-    const auto line = std::make_shared<std::optional<QString>>();
+    const auto line = std::make_shared<std::optional<Claude::SmokeTest>>();
     const auto kept = test::keep(Claude::smokeTest(), line);
     EXPECT_GT(test::pidIn(m_scratch.path(u"pid"_s)), 0);
     clock.advance(3260ms);
     m_scratch.write(u"gate"_s, {});
     ASSERT_TRUE(test::waitUntil([&] { return line->has_value(); }));
-    EXPECT_EQ(**line, u"✓ claude -p works (3.3s): "_s + QString(60, u'x'));
+    EXPECT_EQ((*line)->line, u"✓ claude -p works (3.3s): "_s + QString(60, u'x'));
 }
 
 TEST_F(ClaudeAskTest, TheSmokeTestSaysWhatWentWrong) {
     tool("echo '{\"result\": \"Credit balance is too low\", \"is_error\": true}'");
-    EXPECT_EQ(await(Claude::smokeTest()), u"✗ claude -p failed: Credit balance is too low"_s);
+    EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ claude -p failed: Credit balance is too low"_s);
     tool("echo 'no network' >&2; exit 1");
-    EXPECT_EQ(await(Claude::smokeTest()), u"✗ claude -p failed: no network\n"_s);
+    EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ claude -p failed: no network\n"_s);
     tool("echo '{}'");
-    EXPECT_EQ(await(Claude::smokeTest()), u"✗ claude -p failed: {}\n"_s);
+    EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ claude -p failed: {}\n"_s);
     m_scratch.write(u".local/bin/claude"_s, "garbage", QFile::ExeOwner);
-    EXPECT_EQ(await(Claude::smokeTest()), u"✗ couldn't start claude: "_s + binary() + u": Exec format error"_s);
+    EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ couldn't start claude: "_s + binary() + u": Exec format error"_s);
 }
 
 TEST_F(ClaudeAskTest, TheSmokeTestSaysThatThereIsNoTool) {
     FakePlatform::instance().ownerShell = {};
     if (!systemWide())
-        EXPECT_EQ(await(Claude::smokeTest()), u"✗ claude isn't installed"_s);
+        EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ claude isn't installed"_s);
     EXPECT_EQ(await(Claude::findBinary()), systemWide());
 }
 
 TEST_F(ClaudeAskTest, TheSmokeTestIsBounded) {
     ManualClock clock;
     tool("echo $$ > " + m_scratch.path(u"pid"_s).toUtf8() + "; exec sleep 1000");
-    const auto line = std::make_shared<std::optional<QString>>();
+    const auto line = std::make_shared<std::optional<Claude::SmokeTest>>();
     const auto kept = test::keep(Claude::smokeTest(), line);
     const auto pid = test::pidIn(m_scratch.path(u"pid"_s));
     clock.advance(5min);
     ASSERT_TRUE(test::waitUntil([&] { return line->has_value(); }));
-    EXPECT_EQ(**line, u"✗ claude -p failed: no answer within 300 s"_s);
+    EXPECT_EQ((*line)->line, u"✗ claude -p failed: no answer within 300 s"_s);
     EXPECT_FALSE(test::isAlive(pid));
 }
 
 TEST_F(ClaudeAskTest, AStopEndsTheSmokeTest) {
     std::stop_source stop;
     tool("echo $$ > " + m_scratch.path(u"pid"_s).toUtf8() + "; exec sleep 1000");
-    const auto line = std::make_shared<std::optional<QString>>();
+    const auto line = std::make_shared<std::optional<Claude::SmokeTest>>();
     const auto kept = test::keep(Claude::smokeTest(stop.get_token()), line);
     const auto pid = test::pidIn(m_scratch.path(u"pid"_s));
     stop.request_stop();
     ASSERT_TRUE(test::waitUntil([&] { return line->has_value(); }));
-    EXPECT_EQ(**line, u"✗ claude -p failed: it was called off"_s);
+    EXPECT_EQ((*line)->line, u"✗ claude -p failed: it was called off"_s);
     EXPECT_FALSE(test::isAlive(pid));
 }

@@ -228,11 +228,29 @@ TEST_F(RunCommandTest, JsonIsNotChangedForTheEye) {
     EXPECT_EQ(answer[u"text"_s].toString(), u"✓ a\u007fb\u0085c\u001b[2J"_s);
 }
 
-TEST_F(RunCommandTest, ALockThatCannotBeMadeIsNotAnotherTask) {
+TEST_F(RunCommandTest, ARuntimeDirectoryThatCannotBeUsedKeepsNoTask) {
     scratch.write(u"ombru"_s, "in the way");
+    extra["XDG_RUNTIME_DIR"] = "/nonexistent";
+    reply(1, u"DONE: ok"_s);
     const auto finished = run(u"\"$OMBRU\" run go"_s);
-    EXPECT_EQ(finished.status, 1);
-    EXPECT_TRUE(finished.err.startsWith(u"Cannot write "_s)) << finished.err.toStdString();
+    EXPECT_EQ(finished.status, 0) << finished.out.toStdString() << finished.err.toStdString();
+}
+
+TEST_F(RunCommandTest, ASecondTaskIsRefusedWhateverItsRuntimeDirectoryAndTheNameOfItsDisplay) {
+    const auto process = startHanging();
+    QDir().mkpath(scratch.path(u"other"_s));
+    extra["XDG_RUNTIME_DIR"] = scratch.path(u"other"_s).toUtf8();
+    extra["DISPLAY"] = "unix" + qgetenv("DISPLAY") + ".0";
+    const auto second = run(u"\"$OMBRU\" run --json another"_s);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_TRUE(second.err.startsWith(u"Another task is running on this desktop."_s)) << second.err.toStdString();
+    EXPECT_TRUE(second.out.contains(u"✗ Another task is running on this desktop."_s)) << "its log says so, too";
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGKILL);
+    EXPECT_NE(finish(process).status, 0);
+    ::kill(pid_t(claudePid), SIGKILL);
+    claude.playAlways("echo '{\"result\":\"DONE: ok\"}'");
+    EXPECT_TRUE(waitUntil([this] { return run(u"\"$OMBRU\" run another"_s).status == 0; }))
+        << "the desktop is free once its holder is gone";
 }
 
 TEST_F(RunCommandTest, AFailedTaskPointsToTheDoctor) {

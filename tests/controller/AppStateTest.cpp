@@ -32,6 +32,17 @@ TEST_F(AppStateTest, ACachedPromptWinsOverTheBuiltInOne) {
     EXPECT_EQ(state->systemPrompt(), u"cached"_s);
 }
 
+TEST_F(AppStateTest, TheServicesPromptWinsOverBoth) {
+    ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
+    CloudConfig config;
+    config.systemPrompt = u"service"_s;
+    state->applyConfig(config);
+    EXPECT_EQ(state->config(), config);
+    EXPECT_EQ(state->systemPrompt(), u"service"_s);
+    state->applyConfig({});
+    EXPECT_EQ(state->systemPrompt(), u"cached"_s);
+}
+
 TEST_F(AppStateTest, AnEmptyTextChangesNothingAndSendsNothing) {
     openWeb();
     state->emit(u"before"_s, EventKind::good);
@@ -67,7 +78,7 @@ TEST_F(AppStateTest, TheLastEventIsTheFirstLineOfTheKindsThatCount) {
     EXPECT_EQ(state->lastEvent(), u"one"_s);
 }
 
-TEST_F(AppStateTest, EventsAreMirroredOnlyWhileTheWebChannelIsOpen) {
+TEST_F(AppStateTest, EventsAreMirroredOnlyWhileAWebChannelExists) {
     state->emit(u"unseen"_s, EventKind::good);
     openWeb();
     state->emit(u"rule"_s, EventKind::rule);
@@ -82,10 +93,78 @@ TEST_F(AppStateTest, EventsAreMirroredOnlyWhileTheWebChannelIsOpen) {
     EXPECT_GT(sent[0][u"ts"_s].toDouble(), 1.7e9);
 }
 
+TEST_F(AppStateTest, AChannelThatExistsGetsEventsAndOneThatIsOpenTheStateToo) {
+    openWeb();
+    EXPECT_FALSE(state->agentConnected);
+    state->sendState();
+    EXPECT_TRUE(sent.empty());
+    state->emit(u"an event"_s, EventKind::good);
+    EXPECT_EQ(sent.size(), 1u);
+    state->setWebChannelOpen(true);
+    EXPECT_TRUE(state->agentConnected);
+    state->sendState();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[1][u"type"_s].toString(), u"state"_s);
+    state->setWebChannelOpen(false);
+    state->sendState();
+    EXPECT_EQ(sent.size(), 2u);
+    state->emit(u"an event"_s, EventKind::good);
+    EXPECT_EQ(sent.size(), 3u);
+}
+
+TEST_F(AppStateTest, WithoutAChannelNoneIsOpen) {
+    state->setWebChannelOpen(true);
+    EXPECT_FALSE(state->agentConnected);
+    openWeb();
+    state->setWebChannelOpen(true);
+    state->setWebChannel({});
+    EXPECT_FALSE(state->agentConnected);
+    openWeb();
+    EXPECT_FALSE(state->agentConnected) << "a new one has yet to open";
+}
+
+TEST_F(AppStateTest, AChannelThatClosesItselfInsideASendEndsItsWorkFirst) {
+    auto token = std::make_shared<QString>(u"still here"_s);
+    QStringList after;
+    state->setWebChannel([this, &after, token](const QJsonObject &) {
+        state->setWebChannel({});
+        after.append(*token);
+    });
+    const std::weak_ptr<QString> kept = std::exchange(token, nullptr);
+    state->emit(u"one"_s, EventKind::good);
+    state->emit(u"two"_s, EventKind::good);
+    EXPECT_EQ(after, QStringList{u"still here"_s});
+    EXPECT_TRUE(kept.expired()) << "nothing keeps a channel that is closed";
+}
+
+TEST_F(AppStateTest, ReceiversComeAndGoWhileTheyAreCalled) {
+    QStringList heardLate;
+    Subscription own;
+    Subscription late;
+    own = state->onEvent([&](const Event &) {
+        own.end();
+        late = state->onEvent([&](const Event &event) { heardLate.append(event.text); });
+    });
+    state->emit(u"one"_s, EventKind::good);
+    state->emit(u"two"_s, EventKind::good);
+    late.end();
+    state->emit(u"three"_s, EventKind::good);
+    EXPECT_EQ(heardLate, QStringList{u"two"_s});
+}
+
+TEST_F(AppStateTest, AnObserverThatIsGoneHearsOfNothing) {
+    int changes = 0;
+    std::optional<Subscription> watched = state->onWillChange([&] { ++changes; });
+    state->emit(u"one"_s, EventKind::good);
+    watched.reset();
+    state->emit(u"two"_s, EventKind::good);
+    EXPECT_EQ(changes, 1);
+}
+
 TEST_F(AppStateTest, EventsFromOtherThreadsArriveOnTheMainOne) {
     const auto here = std::this_thread::get_id();
     std::optional<std::thread::id> there;
-    state->onEvent([&](const Event &) { there = std::this_thread::get_id(); });
+    const auto listening = state->onEvent([&](const Event &) { there = std::this_thread::get_id(); });
     std::jthread([this] { state->emitFromAnywhere(u"hello"_s, EventKind::said); }).join();
     EXPECT_TRUE(events.isEmpty());
     settle();
@@ -119,7 +198,7 @@ TEST_F(AppStateTest, ASecondActivityBeforeTheLingerElapsesCancelsTheFirstTimer) 
 
 TEST_F(AppStateTest, ObserversHearOfAChangeBeforeItTakesEffectAndNotOfNone) {
     QStringList before;
-    state->onWillChange([&] { before.append(state->lastEvent()); });
+    const auto watched = state->onWillChange([&] { before.append(state->lastEvent()); });
     state->emit(u"one"_s, EventKind::good);
     state->emit(u"one"_s, EventKind::good);
     state->emit(u"two"_s, EventKind::good);
@@ -153,6 +232,7 @@ TEST_F(AppStateTest, AWorkingToolPassesItsTest) {
     EXPECT_EQ(state->claudeTest(), QString());
     ASSERT_TRUE(test::waitUntil([this] { return !state->claudeTesting; }));
     EXPECT_TRUE(state->claudeTest->startsWith(u"✓ claude -p works ("_s)) << state->claudeTest->toStdString();
+    EXPECT_TRUE(state->claudeTestPassed);
     EXPECT_EQ(events, QStringList{u"good: "_s + state->claudeTest()});
 }
 
@@ -161,5 +241,6 @@ TEST_F(AppStateTest, ABrokenToolFailsItsTestWithItsOutput) {
     state->testClaude();
     ASSERT_TRUE(test::waitUntil([this] { return !state->claudeTesting; }));
     EXPECT_TRUE(state->claudeTest->startsWith(u"✗ claude -p failed: broken"_s)) << state->claudeTest->toStdString();
+    EXPECT_FALSE(state->claudeTestPassed);
     EXPECT_EQ(events, QStringList{u"bad: "_s + state->claudeTest()});
 }

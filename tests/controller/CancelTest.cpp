@@ -12,7 +12,7 @@ class Cancel : public test::LoopFixture {
 protected:
     // Cancels in the middle of the turn, where that event is: the await that follows it notices.
     void cancelAt(const QString &start) {
-        state->onEvent([this, start](const Event &event) {
+        cancelling = state->onEvent([this, start](const Event &event) {
             if (event.text.startsWith(start))
                 state->cancelTask();
         });
@@ -37,6 +37,8 @@ protected:
     static bool isGone(qint64 pid) {
         return waitUntil([pid] { return !test::isAlive(pid); });
     }
+
+    Subscription cancelling;
 
     bool until(const QString &eventStart) {
         return waitUntil([&] {
@@ -113,6 +115,7 @@ TEST_F(Cancel, WhileTheReplyIsRead) {
 TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
     QStringList sent;
     state->setWebChannel([&](const QJsonObject &message) { sent.append(message[u"type"_s].toString()); });
+    state->setWebChannelOpen(true);
     cancelAt(u"screenshot "_s);
     state->startTask(u"go"_s);
     expectStoppedAtOnce();
@@ -205,9 +208,44 @@ TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
 
 TEST_F(Cancel, WhileIdleNeverStopsTheNextTask) {
     reply({u"DONE: ok"_s});
-    state->cancelTask();
+    EXPECT_FALSE(state->cancelTask());
     EXPECT_EQ(state->status(), u"cancelling…"_s);
+    EXPECT_FALSE(state->cancelling) << "nothing is being cancelled";
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+}
+
+TEST_F(Cancel, IsAStateUntilTheTaskHasEnded) {
+    claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    EXPECT_FALSE(state->cancelling);
+    state->startTask(u"go"_s);
+    processIn(u"claude.pid"_s);
+    EXPECT_FALSE(state->cancelling);
+    EXPECT_TRUE(state->cancelTask());
+    EXPECT_TRUE(state->cancelling);
+    expectStopped();
+    EXPECT_FALSE(state->cancelling);
+    EXPECT_FALSE(state->cancelTask()) << "no task runs any more";
+}
+
+TEST_F(Cancel, WhileTheDesktopIsWaitedFor) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    auto held = std::make_shared<int>();
+    const std::weak_ptr<int> lock = held;
+    FakePlatform::instance().desktopLock = [release, waiting, held]() mutable {
+        *waiting = true;
+        release->wait(false);
+        return DesktopLock(std::exchange(held, nullptr));
+    };
+    held = nullptr;
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(waitUntil([&] { return waiting->load(); }));
+    state->cancelTask();
+    expectStopped();
+    EXPECT_EQ(claude.calls(), 0);
+    *release = true;
+    release->notify_all();
+    EXPECT_TRUE(waitUntil([&] { return lock.expired(); })) << "a lock that comes too late is given back";
 }
 
 TEST_F(Cancel, TwiceIsLikeOnce) {

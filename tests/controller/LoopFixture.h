@@ -29,7 +29,8 @@ protected:
         osascript.playAlways("exit 0\n");
         state = std::make_unique<AppState>();
         EXPECT_TRUE(state->settings.write(u"settle"_s, u"0"_s));
-        state->onEvent([this](const Event &event) { events.append(kindName(event.kind) + u": "_s + event.text); });
+        heard =
+            state->onEvent([this](const Event &event) { events.append(kindName(event.kind) + u": "_s + event.text); });
     }
 
     // A job of a cancelled task may still be looking at the computer that the next test sets up anew.
@@ -94,6 +95,7 @@ protected:
     StandIn osascript{home.filePath(u"osascript"_s), home.filePath(u"scripts"_s)};
     std::unique_ptr<AppState> state;
     QStringList events;
+    Subscription heard;
 };
 
 } // namespace ombru::test

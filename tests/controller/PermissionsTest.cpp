@@ -101,7 +101,7 @@ TEST_F(PermissionsOfTheController, ARefreshLooksAtEverything) {
 TEST_F(PermissionsOfTheController, ARefreshThatFindsNothingNewWakesNobody) {
     refresh();
     int changes = 0;
-    state->onWillChange([&] { ++changes; });
+    const auto watched = state->onWillChange([&] { ++changes; });
     ASSERT_TRUE(QFile::remove(state->settings.file()));
     refresh();
     EXPECT_EQ(changes, 0);
@@ -197,7 +197,7 @@ TEST_F(PermissionsOfTheController, TheEndOfTheProgramEndsARefreshAndWritesNothin
     const auto refreshing = test::mark(state->refreshPermissions(), ended);
     ASSERT_TRUE(gateIsReached());
     test::await(state->drain());
-    ASSERT_TRUE(test::waitUntil([&] { return *ended; }));
+    EXPECT_TRUE(*ended) << "it is waited for";
     EXPECT_EQ(state->permStates(), PermissionStates());
     EXPECT_EQ(state->claude(), Claude::State(Claude::Unknown{}));
 }
@@ -364,7 +364,7 @@ TEST_F(PermissionsOfTheController, SeveralApplicationsAreAskedForOneByOneAndLook
     add(NOTES, {.name = u"Notes"_s, .permission = AUTOMATION_UNDECIDED, .answer = AUTOMATION_REFUSED});
     add(u"org.other"_s, {.name = u"Other.app"_s, .permission = AUTOMATION_UNDECIDED});
     QStringList prompts;
-    state->onWillChange([&] {
+    const auto watched = state->onWillChange([&] {
         if (state->requestingApp() && !prompts.contains(*state->requestingApp()))
             prompts.append(*state->requestingApp());
     });

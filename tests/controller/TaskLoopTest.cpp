@@ -1,6 +1,8 @@
 #include "controller/Prompts.h"
 #include "tests/controller/LoopFixture.h"
 
+#include <atomic>
+
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using Outcome = TaskResult::Outcome;
@@ -10,7 +12,7 @@ const QString RULE = QString(40, u'─');
 const QString TELL_MAIL = u"tell application id \"com.apple.mail\" to beep"_s;
 } // namespace
 
-class TaskLoop : public test::LoopFixture {
+class TaskLoopTest : public test::LoopFixture {
 protected:
     static void addMail(std::int32_t permission) {
         FakePlatform::instance().desktop->applications[u"com.apple.mail"_s] = {.name = u"Mail"_s,
@@ -18,7 +20,7 @@ protected:
     }
 };
 
-TEST_F(TaskLoop, AFinalAnswerEndsTheTaskAfterOneTurn) {
+TEST_F(TaskLoopTest, AFinalAnswerEndsTheTaskAfterOneTurn) {
     const ManualClock clock; // a busy machine needs more than no seconds
     reply({u"DONE: All set.\nSecond line."_s});
     const auto result = runTask(u"do it"_s);
@@ -30,7 +32,7 @@ TEST_F(TaskLoop, AFinalAnswerEndsTheTaskAfterOneTurn) {
     EXPECT_EQ(state->lastEvent(), u"✓ All set."_s);
 }
 
-TEST_F(TaskLoop, AScriptIsRunAndItsResultIsTheNextMessage) {
+TEST_F(TaskLoopTest, AScriptIsRunAndItsResultIsTheNextMessage) {
     reply({block(u"return 6 * 7"_s, u"**First**, I count. Then more."_s), u"DONE: 42"_s});
     osascript.play(1, "printf 42");
     EXPECT_EQ(runTask(u"count"_s).answer, u"42"_s);
@@ -45,7 +47,7 @@ TEST_F(TaskLoop, AScriptIsRunAndItsResultIsTheNextMessage) {
     EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (success):\n42\nScreenshot (step 2): "_s));
 }
 
-TEST_F(TaskLoop, TheMessageNamesTheTaskThePictureAndTheScale) {
+TEST_F(TaskLoopTest, TheMessageNamesTheTaskThePictureAndTheScale) {
     reply({u"DONE: ok"_s});
     runTask(u"look"_s);
     const auto lines = message(1).split(u'\n');
@@ -61,7 +63,7 @@ TEST_F(TaskLoop, TheMessageNamesTheTaskThePictureAndTheScale) {
               u"0.835."_s);
 }
 
-TEST_F(TaskLoop, ClaudeIsAskedWithThePromptAndTheModelInForce) {
+TEST_F(TaskLoopTest, ClaudeIsAskedWithThePromptAndTheModelInForce) {
     reply({u"DONE: ok"_s, u"DONE: ok"_s});
     runTask(u"one"_s);
     EXPECT_EQ(claude.arguments(1).sliced(2),
@@ -74,7 +76,7 @@ TEST_F(TaskLoop, ClaudeIsAskedWithThePromptAndTheModelInForce) {
                                                           u"session-1"_s, u"--model"_s, u"small"_s}));
 }
 
-TEST_F(TaskLoop, ALaterTaskContinuesTheConversationUntilANewSession) {
+TEST_F(TaskLoopTest, ALaterTaskContinuesTheConversationUntilANewSession) {
     reply({u"DONE: 1"_s, u"DONE: 2"_s, u"DONE: 3"_s});
     runTask(u"one"_s);
     EXPECT_FALSE(claude.arguments(1).contains(u"--resume"_s));
@@ -86,7 +88,7 @@ TEST_F(TaskLoop, ALaterTaskContinuesTheConversationUntilANewSession) {
     EXPECT_FALSE(claude.arguments(3).contains(u"--resume"_s));
 }
 
-TEST_F(TaskLoop, AReplyWithTwoBlocksRunsOnlyTheFirstAndLogsNeither) {
+TEST_F(TaskLoopTest, AReplyWithTwoBlocksRunsOnlyTheFirstAndLogsNeither) {
     reply({block(u"first"_s, u"A."_s) + u"\n"_s + block(u"second"_s, u"B."_s), u"DONE: ok"_s});
     runTask(u"go"_s);
     EXPECT_EQ(osascript.calls(), 1);
@@ -94,27 +96,27 @@ TEST_F(TaskLoop, AReplyWithTwoBlocksRunsOnlyTheFirstAndLogsNeither) {
     EXPECT_EQ(plainEvents()[2], u"claude: claude: A.\n\nB."_s);
 }
 
-TEST_F(TaskLoop, DoneInLowerCaseIsFinalToo) {
+TEST_F(TaskLoopTest, DoneInLowerCaseIsFinalToo) {
     reply({u"done: fine"_s});
     EXPECT_EQ(runTask(u"go"_s).answer, u"fine"_s);
     EXPECT_TRUE(events.contains(u"good: ✓ fine"_s));
 }
 
-TEST_F(TaskLoop, OnlyDoneShowsNoReplyAndAnswersDone) {
+TEST_F(TaskLoopTest, OnlyDoneShowsNoReplyAndAnswersDone) {
     reply({u"DONE:"_s});
     EXPECT_EQ(runTask(u"go"_s).answer, u"Done."_s);
     EXPECT_TRUE(events.contains(u"good: ✓ (no reply)"_s));
     EXPECT_EQ(state->status(), u"✓ (no reply)"_s);
 }
 
-TEST_F(TaskLoop, AReplyWithoutBlockAndWithoutDoneEndsTheTaskToo) {
+TEST_F(TaskLoopTest, AReplyWithoutBlockAndWithoutDoneEndsTheTaskToo) {
     reply({u"I cannot do that."_s});
     EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::answered, u"I cannot do that."_s}));
     EXPECT_TRUE(events.contains(u"claude: claude: I cannot do that."_s));
     EXPECT_EQ(state->status(), u"I cannot do that."_s);
 }
 
-TEST_F(TaskLoop, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
+TEST_F(TaskLoopTest, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
     ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"1"_s));
     reply({block(u"one"_s)});
     const auto result = runTask(u"go"_s);
@@ -127,7 +129,7 @@ TEST_F(TaskLoop, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
     EXPECT_EQ(state->taskActivity(), u"Done ✓"_s);
 }
 
-TEST_F(TaskLoop, AFailedScriptIsTheNextTurnsInput) {
+TEST_F(TaskLoopTest, AFailedScriptIsTheNextTurnsInput) {
     reply({block(u"bad"_s), u"DONE: ok"_s});
     osascript.play(1, "echo '0:3: execution error: Boom. (-2700)' >&2; exit 1");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
@@ -137,7 +139,7 @@ TEST_F(TaskLoop, AFailedScriptIsTheNextTurnsInput) {
     EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (failure):\n"_s + output));
 }
 
-TEST_F(TaskLoop, ARefusedScriptYieldsANoteInTheNextTurnsResult) {
+TEST_F(TaskLoopTest, ARefusedScriptYieldsANoteInTheNextTurnsResult) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "echo 'execution error: Not authorized to send Apple events to Finder. (-1743)' >&2; exit 1");
     runTask(u"go"_s);
@@ -148,14 +150,31 @@ TEST_F(TaskLoop, ARefusedScriptYieldsANoteInTheNextTurnsResult) {
         u"Settings → Privacy & Security → Automation.)\nScreenshot"_s));
 }
 
-TEST_F(TaskLoop, AScriptThatSucceedsIsNoRefusalWhateverItPrints) {
+TEST_F(TaskLoopTest, AResultSaysThatAScriptOfItsTaskWasRefused) {
+    reply({block(u"x"_s), block(u"y"_s), u"DONE: ok"_s, u"DONE: again"_s});
+    osascript.play(1, "echo 'execution error: Not authorized to send Apple events to Finder. (-1743)' >&2; exit 1");
+    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::answered, u"ok"_s, true}));
+    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::answered, u"again"_s, false}));
+}
+
+TEST_F(TaskLoopTest, ATaskThatIsStoppedAfterARefusalSaysSoToo) {
+    reply({block(u"x"_s)});
+    osascript.play(1, "echo 'execution error: Not authorized to send Apple events to Finder. (-1743)' >&2; exit 1");
+    claude.play(2, "exit 3");
+    const auto result = runTask(u"go"_s);
+    EXPECT_EQ(result.outcome, Outcome::failed);
+    EXPECT_TRUE(result.scriptRefused);
+}
+
+TEST_F(TaskLoopTest, AScriptThatSucceedsIsNoRefusalWhateverItPrints) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "echo -1743");
     runTask(u"go"_s);
     EXPECT_FALSE(message(2).contains(u"macOS hasn't allowed"_s));
+    EXPECT_FALSE(state->lastResult->value().scriptRefused);
 }
 
-TEST_F(TaskLoop, AScriptBeyondItsTimeIsEnded) {
+TEST_F(TaskLoopTest, AScriptBeyondItsTimeIsEnded) {
     ASSERT_TRUE(state->settings.write(u"scriptTimeout"_s, u"0.2"_s));
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "exec sleep 1000");
@@ -163,7 +182,7 @@ TEST_F(TaskLoop, AScriptBeyondItsTimeIsEnded) {
     EXPECT_TRUE(message(2).startsWith(u"Result of your last AppleScript (failure):\nScript timed out after 0s."_s));
 }
 
-TEST_F(TaskLoop, AMissingToolEndsTheTaskWithAnAnswer) {
+TEST_F(TaskLoopTest, AMissingToolEndsTheTaskWithAnAnswer) {
     ASSERT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
     qputenv("PATH", "/nonexistent");
     const auto result = runTask(u"go"_s);
@@ -173,7 +192,7 @@ TEST_F(TaskLoop, AMissingToolEndsTheTaskWithAnAnswer) {
     EXPECT_EQ(state->step(), 0);
 }
 
-TEST_F(TaskLoop, AnErrorOfTheToolEndsTheTaskWithItsWords) {
+TEST_F(TaskLoopTest, AnErrorOfTheToolEndsTheTaskWithItsWords) {
     claude.play(1, "echo '{\"is_error\":true,\"result\":\"no credit\"}'");
     EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::failed, u"Sorry, something went wrong on the computer."_s}));
     EXPECT_EQ(events.last(), u"bad: ✗ claude error: no credit"_s);
@@ -181,7 +200,7 @@ TEST_F(TaskLoop, AnErrorOfTheToolEndsTheTaskWithItsWords) {
     EXPECT_EQ(state->taskActivity(), u"Something went wrong"_s);
 }
 
-TEST_F(TaskLoop, AFailedScreenshotEndsTheTask) {
+TEST_F(TaskLoopTest, AFailedScreenshotEndsTheTask) {
     FakePlatform::instance().screenshot = []() -> Result<Picture> {
         return std::unexpected(Failure{u"screenshot"_s, 1, u"no display"_s});
     };
@@ -191,14 +210,14 @@ TEST_F(TaskLoop, AFailedScreenshotEndsTheTask) {
     EXPECT_EQ(claude.calls(), 0);
 }
 
-TEST_F(TaskLoop, AScreenThatGoesAwayAfterItsPictureEndsTheTask) {
+TEST_F(TaskLoopTest, AScreenThatGoesAwayAfterItsPictureEndsTheTask) {
     FakePlatform::instance().screenSize = QSize();
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
     EXPECT_TRUE(events.last().startsWith(u"bad: ✗ screenshot failed — "_s));
     EXPECT_EQ(claude.calls(), 0);
 }
 
-TEST_F(TaskLoop, HalfACharacterInAReplyHidesNoScript) {
+TEST_F(TaskLoopTest, HalfACharacterInAReplyHidesNoScript) {
     claude.play(1, R"(printf '%s' '{"result":"Go \ud83d now.\n```applescript\nreturn 1\n```","session_id":"s"}')");
     claude.file(u"reply.2"_s, resultJson(u"DONE: ok"_s));
     claude.play(2, "cat \"$d/reply.$n\"");
@@ -206,17 +225,17 @@ TEST_F(TaskLoop, HalfACharacterInAReplyHidesNoScript) {
     EXPECT_EQ(osascript.input(1), "return 1");
 }
 
-TEST_F(TaskLoop, StartingATaskWhileOneRunsChangesNothing) {
+TEST_F(TaskLoopTest, StartingATaskWhileOneRunsChangesNothing) {
     reply({u"DONE: first"_s});
-    state->startTask(u"one"_s);
-    state->startTask(u"two"_s, u"Ann"_s);
+    EXPECT_TRUE(state->startTask(u"one"_s));
+    EXPECT_FALSE(state->startTask(u"two"_s, u"Ann"_s));
     EXPECT_FALSE(state->caller());
     EXPECT_EQ(finish().answer, u"first"_s);
     EXPECT_FALSE(events.join(u'\n').contains(u"two"_s));
     EXPECT_EQ(claude.calls(), 1);
 }
 
-TEST_F(TaskLoop, APhonedTaskKnowsItsCallerAndSpeaksItsAnswer) {
+TEST_F(TaskLoopTest, APhonedTaskKnowsItsCallerAndSpeaksItsAnswer) {
     reply({u"DONE: spoken"_s});
     QStringList spoken;
     state->startTask(u"call back"_s, u"Ann"_s, {}, [&](const QString &answer) { spoken.append(answer); });
@@ -231,7 +250,7 @@ TEST_F(TaskLoop, APhonedTaskKnowsItsCallerAndSpeaksItsAnswer) {
     EXPECT_TRUE(message(1).startsWith(u"USER TASK: call back"_s + PHONE_NOTE + u"\nScreenshot (step 1): "_s));
 }
 
-TEST_F(TaskLoop, ALabelledTaskSaysWhereItCameFrom) {
+TEST_F(TaskLoopTest, ALabelledTaskSaysWhereItCameFrom) {
     reply({u"DONE: ok"_s});
     state->startTask(u"from afar"_s, {}, u"web ❯ "_s);
     finish();
@@ -240,14 +259,14 @@ TEST_F(TaskLoop, ALabelledTaskSaysWhereItCameFrom) {
     EXPECT_EQ(events.first(), u"user: web ❯ from afar"_s);
 }
 
-TEST_F(TaskLoop, SettingsCountFromTheNextUseOn) {
+TEST_F(TaskLoopTest, SettingsCountFromTheNextUseOn) {
     reply({block(u"one"_s), block(u"two"_s)});
     osascript.play(1, "printf '[General]\\nmaxSteps=2\\nsettle=0\\n' >\"$HOME/.config/ombru/ombru.conf\"");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::outOfSteps);
     EXPECT_EQ(claude.calls(), 2);
 }
 
-TEST_F(TaskLoop, TheActivityLineClearsItselfFourSecondsAfterTheEnd) {
+TEST_F(TaskLoopTest, TheActivityLineClearsItselfFourSecondsAfterTheEnd) {
     ManualClock clock;
     reply({u"DONE: ok"_s});
     runTask(u"go"_s);
@@ -260,9 +279,10 @@ TEST_F(TaskLoop, TheActivityLineClearsItselfFourSecondsAfterTheEnd) {
     EXPECT_FALSE(state->taskActivity());
 }
 
-TEST_F(TaskLoop, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
+TEST_F(TaskLoopTest, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
     std::vector<QJsonObject> sent;
     state->setWebChannel([&](const QJsonObject &message) { sent.push_back(message); });
+    state->setWebChannelOpen(true);
     reply({block(u"one"_s), u"DONE: ok"_s});
     runTask(u"go"_s);
     QStringList order;
@@ -281,13 +301,120 @@ TEST_F(TaskLoop, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
     EXPECT_EQ(sent.back()[u"status"_s].toString(), u"✓ ok"_s);
 }
 
+TEST_F(TaskLoopTest, AChannelThatIsNotOpenGetsEventsAlone) {
+    QStringList types;
+    state->setWebChannel([&](const QJsonObject &message) { types.append(message[u"type"_s].toString()); });
+    reply({block(u"one"_s), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    types.removeDuplicates();
+    EXPECT_EQ(types, QStringList{u"event"_s});
+}
+
+TEST_F(TaskLoopTest, ThePictureForTheWebPageDoesNotNeedTheFile) {
+    QStringList types;
+    state->setWebChannel([&](const QJsonObject &message) { types.append(message[u"type"_s].toString()); });
+    state->setWebChannelOpen(true);
+    const auto listening = state->onEvent([](const Event &event) {
+        if (event.text.startsWith(u"screenshot "_s))
+            QDir(AppState::workDir() + u"/screenshots"_s).removeRecursively();
+    });
+    reply({u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_TRUE(types.contains(u"screenshot"_s)) << types.join(u' ').toStdString();
+}
+
+// --- One task on a desktop
+
+TEST_F(TaskLoopTest, ADesktopThatAnotherProcessUsesEndsTheTaskLikeAnyFailure) {
+    FakePlatform::instance().desktopLock = [] { return std::optional<DesktopLock>(); };
+    QStringList order;
+    state->setWebChannel([&](const QJsonObject &message) {
+        order.append(message[u"type"_s].toString() + u' ' +
+                     (message.contains(u"busy"_s) ? QString::number(message[u"busy"_s].toBool())
+                                                  : message[u"kind"_s].toString()));
+    });
+    state->setWebChannelOpen(true);
+    QStringList spoken;
+    EXPECT_TRUE(state->startTask(u"go"_s, u"Ann"_s, {}, [&](const QString &answer) { spoken.append(answer); }));
+    EXPECT_TRUE(state->busy);
+    EXPECT_EQ(finish(), (TaskResult{Outcome::desktopInUse, u"Sorry, something went wrong on the computer."_s}));
+    const auto words =
+        u"✗ Another task is running on this desktop. Wait for it, or stop it with Ctrl-C where it was started."_s;
+    EXPECT_EQ(events, (QStringList{u"call: ☎ Ann ❯ go"_s, u"bad: "_s + words,
+                                   u"call: ☎ spoken reply: Sorry, something went wrong on the computer."_s}));
+    EXPECT_EQ(state->status(), words);
+    EXPECT_EQ(state->taskActivity(), u"Something went wrong"_s);
+    EXPECT_EQ(order, (QStringList{u"state 1"_s, u"event call"_s, u"event bad"_s, u"state 0"_s, u"event call"_s}));
+    EXPECT_EQ(spoken, QStringList{u"Sorry, something went wrong on the computer."_s});
+    EXPECT_EQ(claude.calls(), 0);
+    EXPECT_FALSE(QDir(AppState::workDir() + u"/screenshots"_s).exists()) << "nothing was looked at";
+}
+
+TEST_F(TaskLoopTest, TheDesktopIsHeldFromTheFirstStepToTheEnd) {
+    const auto asked = std::make_shared<std::atomic<int>>(0);
+    const auto onMain = std::make_shared<std::atomic<bool>>(false);
+    const auto held = std::make_shared<int>();
+    FakePlatform::instance().desktopLock = [asked, onMain, held] {
+        ++*asked;
+        *onMain = isMainThread();
+        return DesktopLock(held);
+    };
+    const long unused = held.use_count();
+    long atTheFirstPicture = 0;
+    long atTheAnswer = 0;
+    const auto listening = state->onEvent([&](const Event &event) {
+        if (event.text.startsWith(u"── step 1/"_s))
+            atTheFirstPicture = held.use_count();
+        if (event.kind == EventKind::good)
+            atTheAnswer = held.use_count();
+    });
+    long whenIdle = 0;
+    const auto watched = state->onWillChange([&] { whenIdle = held.use_count(); });
+    reply({block(u"one"_s), u"DONE: ok"_s, u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_GT(atTheFirstPicture, unused);
+    EXPECT_GT(atTheAnswer, unused);
+    EXPECT_EQ(whenIdle, unused) << "it is given back before others hear that the task is over";
+    EXPECT_EQ(*asked, 1);
+    EXPECT_FALSE(*onMain) << "the main thread waits for no display";
+    runTask(u"again"_s);
+    EXPECT_EQ(*asked, 2);
+}
+
+TEST_F(TaskLoopTest, ADesktopThatCannotBeLockedEndsTheTaskWithItsWords) {
+    FakePlatform::instance().desktopLock = []() -> Result<std::optional<DesktopLock>> {
+        return std::unexpected(Failure{u"desktop"_s, 13, u"Cannot write it."_s});
+    };
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
+    EXPECT_EQ(events.last(), u"bad: ✗ Cannot write it."_s);
+    EXPECT_EQ(claude.calls(), 0);
+}
+
+TEST_F(TaskLoopTest, ADesktopThatDoesNotAnswerFailsLikeOneThatCannotBeSeen) {
+    ManualClock clock;
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().desktopLock = [release, waiting] {
+        *waiting = true;
+        release->wait(false);
+        return DesktopLock();
+    };
+    state->startTask(u"go"_s);
+    EXPECT_TRUE(test::waitUntil([&] { return waiting->load(); }));
+    clock.advance(std::chrono::seconds(15));
+    EXPECT_EQ(finish().outcome, Outcome::failed);
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ screenshot failed — "_s)) << events.last().toStdString();
+    *release = true;
+    release->notify_all();
+}
+
 // --- Applications that the owner has not allowed
 
-TEST_F(TaskLoop, AScriptForAnApplicationNotYetAllowedIsNotRun) {
+TEST_F(TaskLoopTest, AScriptForAnApplicationNotYetAllowedIsNotRun) {
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL, u"I write."_s), u"DONE: ok"_s});
     QStringList statuses;
-    state->onWillChange([&] { statuses.append(state->status()); });
+    const auto watched = state->onWillChange([&] { statuses.append(state->status()); });
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
     EXPECT_EQ(osascript.calls(), 0);
     auto plain = plainEvents();
@@ -311,7 +438,7 @@ TEST_F(TaskLoop, AScriptForAnApplicationNotYetAllowedIsNotRun) {
     EXPECT_EQ(state->blockedApps(), (QList<AppAutomation::Target>{{u"com.apple.mail"_s, u"Mail"_s}}));
 }
 
-TEST_F(TaskLoop, AnApplicationThatWasRefusedIsAllowedInTheSettings) {
+TEST_F(TaskLoopTest, AnApplicationThatWasRefusedIsAllowedInTheSettings) {
     addMail(AUTOMATION_REFUSED);
     FakePlatform::instance().desktop->applications[u"com.apple.Notes"_s] = {.name = u"Notes"_s,
                                                                             .permission = AUTOMATION_UNDECIDED};
@@ -325,7 +452,7 @@ TEST_F(TaskLoop, AnApplicationThatWasRefusedIsAllowedInTheSettings) {
               (QList<AppAutomation::Target>{{u"com.apple.Notes"_s, u"Notes"_s}, {u"com.apple.mail"_s, u"Mail"_s}}));
 }
 
-TEST_F(TaskLoop, TheNotificationNamesTheApplicationThatIsNotAllowed) {
+TEST_F(TaskLoopTest, TheNotificationNamesTheApplicationThatIsNotAllowed) {
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL), u"DONE: ok"_s});
     runTask(u"go"_s);
@@ -338,7 +465,7 @@ TEST_F(TaskLoop, TheNotificationNamesTheApplicationThatIsNotAllowed) {
     EXPECT_FALSE(shown->prominent);
 }
 
-TEST_F(TaskLoop, AnApplicationIsBlockedOnceHoweverOftenItIsTried) {
+TEST_F(TaskLoopTest, AnApplicationIsBlockedOnceHoweverOftenItIsTried) {
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL), block(TELL_MAIL), u"DONE: ok"_s});
     runTask(u"go"_s);
@@ -346,7 +473,7 @@ TEST_F(TaskLoop, AnApplicationIsBlockedOnceHoweverOftenItIsTried) {
     EXPECT_EQ(osascript.calls(), 0);
 }
 
-TEST_F(TaskLoop, AScriptThatIsNotRunUsesUpItsStep) {
+TEST_F(TaskLoopTest, AScriptThatIsNotRunUsesUpItsStep) {
     ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"1"_s));
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL)});
@@ -354,7 +481,7 @@ TEST_F(TaskLoop, AScriptThatIsNotRunUsesUpItsStep) {
     EXPECT_EQ(events.last(), u"warn: ── hit max steps (1) — type a follow-up to continue"_s);
 }
 
-TEST_F(TaskLoop, AScriptThatIsNotRunIsNotFollowedByAPause) {
+TEST_F(TaskLoopTest, AScriptThatIsNotRunIsNotFollowedByAPause) {
     ManualClock clock; // the pause would never end
     ASSERT_TRUE(state->settings.write(u"settle"_s, u"60"_s));
     addMail(AUTOMATION_UNDECIDED);
@@ -362,7 +489,7 @@ TEST_F(TaskLoop, AScriptThatIsNotRunIsNotFollowedByAPause) {
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
 }
 
-TEST_F(TaskLoop, AnAllowedApplicationIsScripted) {
+TEST_F(TaskLoopTest, AnAllowedApplicationIsScripted) {
     addMail(AUTOMATION_ALLOWED);
     osascript.play(1, "echo com.apple.mail");
     reply({block(u"tell application \"Mail\" to beep"_s), u"DONE: ok"_s});
@@ -373,10 +500,10 @@ TEST_F(TaskLoop, AnAllowedApplicationIsScripted) {
     EXPECT_TRUE(state->blockedApps->isEmpty());
 }
 
-TEST_F(TaskLoop, AnApplicationThatIsAllowedMeanwhileIsScripted) {
+TEST_F(TaskLoopTest, AnApplicationThatIsAllowedMeanwhileIsScripted) {
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL), block(TELL_MAIL), u"DONE: ok"_s});
-    state->onEvent([](const Event &event) {
+    const auto listening = state->onEvent([](const Event &event) {
         if (event.text.startsWith(u"── step 2/"_s))
             addMail(AUTOMATION_ALLOWED);
     });
@@ -387,39 +514,39 @@ TEST_F(TaskLoop, AnApplicationThatIsAllowedMeanwhileIsScripted) {
 
 // --- What may come back
 
-TEST_F(TaskLoop, AReplyOfFiveMegabytesIsNoTrouble) {
+TEST_F(TaskLoopTest, AReplyOfFiveMegabytesIsNoTrouble) {
     reply({u"DONE: "_s + QString(5'000'000, u'x')});
     EXPECT_EQ(runTask(u"go"_s).answer.size(), 5'000'000);
 }
 
-TEST_F(TaskLoop, AReplyWithWindowsLineEndsIsUnderstood) {
+TEST_F(TaskLoopTest, AReplyWithWindowsLineEndsIsUnderstood) {
     reply({u"Go.\r\n```applescript\r\nreturn 1\r\n```\r\n"_s, u"DONE: ok\r\nmore"_s});
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
     EXPECT_EQ(osascript.input(1), "return 1");
     EXPECT_EQ(state->status(), u"✓ ok"_s);
 }
 
-TEST_F(TaskLoop, AScriptThatPrintsFiftyMegabytesIsCutForClaudeAlone) {
+TEST_F(TaskLoopTest, AScriptThatPrintsFiftyMegabytesIsCutForClaudeAlone) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "head -c 50000000 /dev/zero | tr '\\0' '~'");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
     EXPECT_EQ(message(2).count(u'~'), 4000);
 }
 
-TEST_F(TaskLoop, AScreenshotDirectoryThatVanishesIsMadeAgain) {
+TEST_F(TaskLoopTest, AScreenshotDirectoryThatVanishesIsMadeAgain) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "rm -rf \"$HOME/.local/share/ombru\"");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
 }
 
-TEST_F(TaskLoop, AToolThatIsDeletedBetweenTurnsFailsTheTask) {
+TEST_F(TaskLoopTest, AToolThatIsDeletedBetweenTurnsFailsTheTask) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "rm \"$HOME/.local/bin/claude\"");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
     EXPECT_TRUE(events.last().startsWith(u"bad: ✗ "_s)) << events.last().toStdString();
 }
 
-TEST_F(TaskLoop, AToolThatIsReplacedBetweenTurnsIsUsed) {
+TEST_F(TaskLoopTest, AToolThatIsReplacedBetweenTurnsIsUsed) {
     reply({block(u"x"_s)});
     const auto other = claude.file(u"other"_s, "#!/bin/sh\necho '{\"result\":\"DONE: other\",\"session_id\":\"s\"}'\n");
     osascript.play(1, "cp '" + other.toUtf8() + "' \"$HOME/.local/bin/claude\"");
@@ -428,7 +555,7 @@ TEST_F(TaskLoop, AToolThatIsReplacedBetweenTurnsIsUsed) {
 
 // --- What the owner is shown
 
-TEST_F(TaskLoop, TheNotificationFollowsTheTask) {
+TEST_F(TaskLoopTest, TheNotificationFollowsTheTask) {
     reply({block(u"one"_s, u"I try **this**. And more."_s), u"DONE: ok"_s});
     osascript.play(1, "echo '0:3: execution error: Boom. (-2700)' >&2; exit 1");
     runTask(u"go"_s);
@@ -447,7 +574,7 @@ TEST_F(TaskLoop, TheNotificationFollowsTheTask) {
                                   u"- Step 2 · deciding the next move… | I try this."_s, u"! Done ✓ | ok"_s}));
 }
 
-TEST_F(TaskLoop, AScriptWithoutProseIsCalledOne) {
+TEST_F(TaskLoopTest, AScriptWithoutProseIsCalledOne) {
     reply({block(u"one"_s), u"DONE: ok"_s});
     runTask(u"go"_s);
     EXPECT_TRUE(notificationTitles().contains(u"Step 1"_s));
@@ -458,10 +585,10 @@ TEST_F(TaskLoop, AScriptWithoutProseIsCalledOne) {
     EXPECT_FALSE(events.join(u'\n').contains(u"claude: \n"_s));
 }
 
-TEST_F(TaskLoop, TheStatusSaysWhatIsHappening) {
+TEST_F(TaskLoopTest, TheStatusSaysWhatIsHappening) {
     reply({block(u"one"_s), u"DONE: ok"_s});
     QStringList statuses;
-    state->onWillChange([&] {
+    const auto watched = state->onWillChange([&] {
         if (statuses.isEmpty() || statuses.last() != state->status())
             statuses.append(state->status());
     });

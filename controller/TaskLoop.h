@@ -1,0 +1,113 @@
+// The agent: takes one task at a time and drives the computer by turns of picture, question, script and result, until
+// an answer, the last step, a cancel or a failure. Owns what runs for a task and the conversation, which outlives
+// tasks; what happens goes to its TaskReports. Main thread. end() before it is destroyed.
+//
+// The pattern of a concern: it takes what it needs by its constructor, has a scope and a stop of its own, tells others
+// by value, and can be ended alone.
+#pragma once
+#include "agent/AppleScriptRunner.h"
+#include "agent/Claude.h"
+#include "agent/Screen.h"
+#include "base/Task.h"
+#include "controller/Event.h"
+#include "controller/TaskResult.h"
+#include "permissions/AppAutomation.h"
+#include "platform/DesktopLock.h"
+#include "settings/Settings.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <variant>
+
+namespace ombru {
+
+struct TaskRequest {
+    QString task;
+    std::optional<QString> caller = {};       // who phoned it in
+    std::optional<QString> label = {};        // the log's prefix for a task from elsewhere
+    std::function<void(QString)> remote = {}; // takes the final answer's text; it will be spoken
+};
+
+struct TaskProgress {
+    bool busy = false;
+    int step = 0;            // turn of the task, from 1; 0 before the first
+    bool cancelling = false; // the task was asked to stop and has not yet
+};
+
+// What is told of a task while it runs.
+class TaskReports {
+public:
+    virtual ~TaskReports() = default;
+    virtual void emit(const QString &text, EventKind kind) = 0;
+    virtual void showStatus(const QString &status) = 0;
+    virtual void showActivity(const QString &text) = 0; // with the headline
+    virtual void showProgress(const TaskProgress &progress) = 0;
+    virtual void sendState() = 0; // to the web page
+    virtual bool wantsPictures() const = 0;
+    virtual void showPicture(int step, const QByteArray &jpeg) = 0;
+    virtual void blocked(const AppAutomation::Target &target) = 0; // a script was not run because of it
+    virtual void ended(const TaskResult &result) = 0;              // before the progress says so
+};
+
+class TaskLoop {
+public:
+    // The prompt is asked for at each turn.
+    TaskLoop(const Settings &settings, std::function<QString()> systemPrompt, std::unique_ptr<TaskReports> reports);
+
+    bool start(TaskRequest request); // false while a task runs
+    bool cancel();                   // the running task ends soon; false when there is none
+    void newSession();               // the next turn begins another conversation
+
+    const QString &headline() const { return m_headline; } // of the task that began last
+
+    // Cancels what runs and waits until it has ended.
+    Task<> end();
+
+private:
+    struct Cancelled {};
+    struct DesktopInUse {};
+    using TaskError = std::variant<Cancelled, DesktopInUse, Failure>;
+    template <class T = void>
+    using Attempt = std::expected<T, TaskError>;
+    struct Turn {
+        std::optional<TaskResult> finished;
+        QString nextHead; // what the next turn's message begins with
+    };
+
+    Task<> run(TaskRequest request);
+    void announce(const TaskRequest &request);
+    Task<Attempt<>> lockTheDesktop();
+    Task<Attempt<TaskResult>> work(QString head);
+    Task<Attempt<Turn>> takeTurn(QString binary, QString head, Clock::Time started);
+    Task<Attempt<Screen::Shot>> look();
+    Task<Attempt<QString>> ask(QString binary, QString message);
+    Task<Attempt<Turn>> act(QString script, QString prose);
+    void announceScript(const QString &script, const QString &prose);
+    Task<Attempt<Turn>> runScript(QString script);
+    Turn refuseScript(const std::vector<AppAutomation::Refusal> &refusals);
+    TaskResult finalAnswer(const QString &reply, Clock::Time started);
+    void noteRefusal(QString &output);
+    void reportScript(bool ok, const QString &output, double seconds);
+    std::optional<TaskResult> outOfSteps();
+    TaskResult resultOf(const Attempt<TaskResult> &attempt);
+    TaskResult failed(const QString &description, TaskResult::Outcome outcome);
+    void finish(const TaskResult &result, const std::function<void(QString)> &remote);
+    void showProgress(const TaskProgress &progress);
+    bool isCancelled() const { return m_stop.stop_requested() || m_tasks.token().stop_requested(); }
+
+    const Settings &m_settings;
+    std::function<QString()> m_systemPrompt;
+    std::unique_ptr<TaskReports> m_reports;
+    TaskProgress m_progress;
+    QString m_headline;
+    std::optional<DesktopLock> m_desktop;                // held by the running task
+    std::shared_ptr<Claude::Call> m_claudeCall;          // its claude process
+    std::shared_ptr<AppleScriptRunner::Run> m_scriptRun; // its scripts
+    std::stop_source m_stop;                             // it is to end: the owner asked
+    bool m_scriptRefused = false;                        // by the system, in this task
+    std::optional<QString> m_sessionID;                  // the conversation to continue
+    TaskScope m_tasks;
+};
+
+} // namespace ombru

@@ -1,0 +1,16 @@
+// How a task ended. A plain value.
+#pragma once
+#include <QString>
+
+namespace ombru {
+
+struct TaskResult {
+    enum class Outcome { answered, outOfSteps, cancelled, failed, desktopInUse };
+    Outcome outcome = Outcome::answered;
+    QString answer;             // for whoever asked
+    bool scriptRefused = false; // the system did not let a script control an application
+
+    bool operator==(const TaskResult &) const = default;
+};
+
+} // namespace ombru
