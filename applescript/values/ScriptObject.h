@@ -15,10 +15,12 @@ struct ScriptObject final : Collectable {
     Variables properties; // and globals
     Value parent;
 
-    void release() override {
-        const auto droppedProperties = std::exchange(properties, {});
-        const auto droppedParent = std::exchange(parent, {});
-    }
+    void release() override;
 };
+
+ScriptPtr parentOf(const ScriptPtr &script); // nothing when the parent is no script object
+
+// Its own property, or the nearest parent's; nothing when none has it.
+std::shared_ptr<Value> findProperty(const ScriptPtr &script, const QString &key);
 
 } // namespace ombru::applescript
