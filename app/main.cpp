@@ -1,13 +1,13 @@
 // ombru: reads the command line, runs one command, and hands Ctrl-C to it.
 
-#include "app/CommandLine.h"
-#include "app/ConsentCommand.h"
-#include "app/DoctorCommand.h"
-#include "app/Interrupt.h"
-#include "app/RunCommand.h"
-#include "app/SettingsCommand.h"
-#include "app/StatusCommand.h"
-#include "app/TestClaudeCommand.h"
+#include "app/cli/CommandLine.h"
+#include "app/cli/ConsentCommand.h"
+#include "app/cli/DoctorCommand.h"
+#include "app/cli/Interrupt.h"
+#include "app/cli/RunCommand.h"
+#include "app/cli/SettingsCommand.h"
+#include "app/cli/StatusCommand.h"
+#include "app/cli/TestClaudeCommand.h"
 #include "base/Background.h"
 #include "base/Process.h"
 

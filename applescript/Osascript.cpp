@@ -1,7 +1,7 @@
 #include "applescript/Osascript.h"
 
-#include "applescript/Host.h"
 #include "applescript/Script.h"
+#include "applescript/host/Host.h"
 #include "applescript/values/Errors.h"
 #include "applescript/values/Format.h"
 #include "applescript/values/Stack.h"

@@ -2,10 +2,10 @@
 // runs. To be run in a private desktop, whose owner it decides for.
 #include "base/Task.h"
 #include "bench/Race.h"
+#include "osascript/LinuxHost.h"
 #include "permissions/AppAutomation.h"
 #include "platform/Consent.h"
-#include "platform/linux/ConsentClient.h"
-#include "platform/linux/osascript/LinuxHost.h"
+#include "platform/linux/consent/ConsentClient.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>

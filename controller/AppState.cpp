@@ -1,11 +1,11 @@
 #include "controller/AppState.h"
 
-#include "app/Notifier.h"
 #include "base/Text.h"
 #include "controller/PermissionDesk.h"
 #include "controller/Prompts.h"
 #include "controller/TaskLoop.h"
 #include "controller/WorkDirectory.h"
+#include "notifier/Notifier.h"
 #include "platform/SystemLog.h"
 #include "wire/AgentMessages.h"
 

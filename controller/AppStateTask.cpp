@@ -3,6 +3,7 @@
 #include "controller/AppState.h"
 #include "controller/TaskLoop.h"
 #include "controller/TaskText.h"
+#include "notifier/Notifier.h"
 #include "wire/AgentMessages.h"
 
 namespace ombru {

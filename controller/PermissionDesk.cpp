@@ -1,7 +1,7 @@
 #include "controller/PermissionDesk.h"
 
-#include "app/Notifier.h"
 #include "base/Background.h"
+#include "notifier/Notifier.h"
 #include "permissions/Permissions.h"
 
 #include <algorithm>

@@ -2,12 +2,12 @@
 
 #include "controller/TaskLoop.h"
 
-#include "app/Notifier.h"
 #include "base/Background.h"
 #include "base/Text.h"
 #include "controller/Prompts.h"
 #include "controller/TaskText.h"
 #include "controller/WorkDirectory.h"
+#include "notifier/Notifier.h"
 
 #include <QFileInfo>
 

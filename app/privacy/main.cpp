@@ -3,7 +3,7 @@
 #include "app/privacy/OnlyOne.h"
 #include "app/privacy/PrivacyWindow.h"
 #include "base/Background.h"
-#include "platform/OwnWindows.h"
+#include "platform/WindowAccess.h"
 
 #include <QApplication>
 

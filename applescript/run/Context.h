@@ -2,7 +2,7 @@
 //
 // Thread: the interpreter's. Lives as long as the run; nothing that outlives it may keep it.
 #pragma once
-#include "applescript/Host.h"
+#include "applescript/host/Host.h"
 #include "applescript/values/Text.h"
 #include "applescript/values/Value.h"
 

@@ -2,7 +2,7 @@
 
 #include "platform/Consent.h"
 #include "platform/Workspace.h"
-#include "platform/linux/ConsentCheck.h"
+#include "platform/linux/consent/ConsentCheck.h"
 
 namespace ombru {
 

@@ -1,7 +1,7 @@
 #include "platform/Consent.h"
 
-#include "platform/linux/ConsentCheck.h"
-#include "platform/linux/PromptLock.h"
+#include "platform/linux/consent/ConsentCheck.h"
+#include "platform/linux/consent/PromptLock.h"
 
 namespace ombru {
 

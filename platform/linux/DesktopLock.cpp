@@ -1,7 +1,7 @@
 #include "platform/DesktopLock.h"
 
 #include "base/Descriptor.h"
-#include "platform/linux/Display.h"
+#include "platform/linux/x11/Display.h"
 
 #include <QDir>
 #include <QFile>

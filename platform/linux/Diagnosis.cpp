@@ -2,11 +2,11 @@
 
 #include "base/Background.h"
 #include "platform/Screenshot.h"
-#include "platform/linux/NotificationServer.h"
-#include "platform/linux/PortalInput.h"
-#include "platform/linux/PortalScreen.h"
-#include "platform/linux/TestExtension.h"
-#include "platform/linux/WaylandSession.h"
+#include "platform/linux/services/NotificationServer.h"
+#include "platform/linux/wayland/PortalInput.h"
+#include "platform/linux/wayland/PortalScreen.h"
+#include "platform/linux/wayland/WaylandSession.h"
+#include "platform/linux/x11/TestExtension.h"
 
 using namespace Qt::StringLiterals;
 

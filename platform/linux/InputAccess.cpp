@@ -1,8 +1,8 @@
 #include "platform/InputAccess.h"
 
-#include "platform/linux/PortalInput.h"
-#include "platform/linux/TestExtension.h"
-#include "platform/linux/WaylandSession.h"
+#include "platform/linux/wayland/PortalInput.h"
+#include "platform/linux/wayland/WaylandSession.h"
+#include "platform/linux/x11/TestExtension.h"
 
 namespace ombru {
 namespace {

@@ -1,6 +1,6 @@
 #include "platform/Notifications.h"
 
-#include "platform/linux/NotificationServer.h"
+#include "platform/linux/services/NotificationServer.h"
 
 #include <QVariantMap>
 

@@ -1,8 +1,8 @@
 #include "platform/ScreenAccess.h"
 
-#include "platform/linux/PortalScreen.h"
-#include "platform/linux/ScreenReader.h"
-#include "platform/linux/WaylandSession.h"
+#include "platform/linux/wayland/PortalScreen.h"
+#include "platform/linux/wayland/WaylandSession.h"
+#include "platform/linux/x11/ScreenReader.h"
 
 namespace ombru {
 namespace {

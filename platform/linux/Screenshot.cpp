@@ -1,10 +1,10 @@
 #include "platform/Screenshot.h"
 
 #include "picture/Scale.h"
-#include "platform/linux/Display.h"
-#include "platform/linux/PortalScreen.h"
-#include "platform/linux/ScreenReader.h"
-#include "platform/linux/WaylandSession.h"
+#include "platform/linux/wayland/PortalScreen.h"
+#include "platform/linux/wayland/WaylandSession.h"
+#include "platform/linux/x11/Display.h"
+#include "platform/linux/x11/ScreenReader.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,8 +1,8 @@
 #include "platform/SecretStore.h"
 
-#include "platform/linux/SecretItems.h"
-#include "platform/linux/SecretLibrary.h"
-#include "platform/linux/SessionBusAddress.h"
+#include "platform/linux/services/SecretItems.h"
+#include "platform/linux/services/SecretLibrary.h"
+#include "platform/linux/services/SessionBusAddress.h"
 
 #include <QStringDecoder>
 

@@ -1,7 +1,7 @@
 #include "platform/SystemLog.h"
 
-#include "platform/linux/Journal.h"
-#include "platform/linux/LogFile.h"
+#include "platform/linux/system/Journal.h"
+#include "platform/linux/system/LogFile.h"
 
 namespace ombru {
 

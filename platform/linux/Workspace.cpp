@@ -1,9 +1,10 @@
 #include "platform/Workspace.h"
 
-#include "platform/OwnWindows.h"
-#include "platform/linux/DesktopApplications.h"
-#include "platform/linux/Detached.h"
-#include "platform/linux/desktop/WindowsAlone.h"
+#include "platform/WindowAccess.h"
+#include "platform/linux/applications/DesktopApplications.h"
+#include "platform/linux/applications/InstalledApplications.h"
+#include "platform/linux/system/Detached.h"
+#include "platform/linux/x11/X11Taskbar.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -17,8 +18,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-DesktopApplications applicationsOf(DesktopWindows &windows) {
-    return DesktopApplications([&windows]() -> Result<DesktopWindows *> { return &windows; });
+DesktopApplications applicationsOf(Taskbar &windows) {
+    return DesktopApplications([&windows]() -> Result<Taskbar *> { return &windows; });
 }
 
 Result<> asWorkspace(Result<> result) {
@@ -65,7 +66,7 @@ std::optional<QString> applicationName(const QString &id) {
 }
 
 bool applicationRuns(const QString &id) {
-    WindowsAlone windows;
+    X11Taskbar windows;
     return applicationsOf(windows).isRunning(id);
 }
 
@@ -73,14 +74,14 @@ Result<> openApplicationHidden(const QString &id) {
     // Whoever asks for the same one meanwhile finds it running.
     static std::mutex oneAtATime;
     const std::lock_guard lock(oneAtATime);
-    WindowsAlone windows;
+    X11Taskbar windows;
     return asWorkspace(applicationsOf(windows).openHidden(id));
 }
 
 Result<> openURL(const QString &url) {
     if (url.startsWith(SETTINGS, Qt::CaseInsensitive))
         return openPrivacySettings(anchorOf(url));
-    WindowsAlone windows;
+    X11Taskbar windows;
     return asWorkspace(applicationsOf(windows).openLocation(url));
 }
 

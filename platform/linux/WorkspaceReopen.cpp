@@ -1,9 +1,9 @@
 // This program, opened again.
 
 #include "platform/Workspace.h"
-#include "platform/linux/Detached.h"
-#include "platform/linux/ProcessStat.h"
-#include "platform/linux/ShellWord.h"
+#include "platform/linux/system/Detached.h"
+#include "platform/linux/system/ProcessStat.h"
+#include "platform/linux/system/ShellWord.h"
 
 #include <QDir>
 #include <QFile>

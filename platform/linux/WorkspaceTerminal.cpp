@@ -1,6 +1,6 @@
 #include "platform/Workspace.h"
-#include "platform/linux/Detached.h"
-#include "platform/linux/ShellWord.h"
+#include "platform/linux/system/Detached.h"
+#include "platform/linux/system/ShellWord.h"
 
 #include <QStandardPaths>
 

@@ -1,7 +1,7 @@
 // What `ombru status` and `ombru doctor` say of what the owner allows.
-#include "app/StatusCommand.h"
+#include "app/cli/StatusCommand.h"
 
-#include "app/DoctorCommand.h"
+#include "app/cli/DoctorCommand.h"
 #include "tests/controller/LoopFixture.h"
 #include "tests/support/Processes.h"
 

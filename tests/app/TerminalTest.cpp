@@ -1,6 +1,6 @@
-#include "app/Terminal.h"
+#include "app/cli/Terminal.h"
 
-#include "app/EventPrinter.h"
+#include "app/cli/EventPrinter.h"
 
 #include <gtest/gtest.h>
 

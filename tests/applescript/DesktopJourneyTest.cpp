@@ -1,6 +1,6 @@
 // Scripts that work a real editor in a real desktop: what they did is on the disk.
 #include "base/Process.h"
-#include "platform/linux/Display.h"
+#include "platform/linux/x11/Display.h"
 #include "tests/support/Consent.h"
 #include "tests/support/Outcome.h"
 #include "tests/support/Processes.h"

@@ -1,5 +1,4 @@
-#include "platform/linux/Applications.h"
-
+#include "platform/linux/applications/InstalledApplications.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
 

@@ -1,5 +1,5 @@
 // Who has a script run: walks over made-up processes, and over real ones.
-#include "platform/linux/ConsentClient.h"
+#include "platform/linux/consent/ConsentClient.h"
 
 #include "base/Process.h"
 #include "tests/support/Processes.h"

@@ -2,7 +2,7 @@
 #include "platform/Consent.h"
 
 #include "base/Process.h"
-#include "platform/linux/ConsentCheck.h"
+#include "platform/linux/consent/ConsentCheck.h"
 #include "tests/support/Consent.h"
 #include "tests/support/Processes.h"
 

@@ -1,4 +1,4 @@
-#include "platform/linux/Detached.h"
+#include "platform/linux/system/Detached.h"
 
 #include "base/Descriptor.h"
 #include "platform/Workspace.h"

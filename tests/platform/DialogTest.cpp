@@ -1,5 +1,5 @@
 // Dialogs in the private desktop, worked through the keyboard and the window manager as a person would.
-#include "platform/linux/osascript/DialogWire.h"
+#include "osascript/dialog/DialogWire.h"
 #include "tests/support/DesktopModule.h"
 #include "tests/support/Variable.h"
 

@@ -1,4 +1,4 @@
-#include "platform/linux/osascript/DialogWire.h"
+#include "osascript/dialog/DialogWire.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // What a window takes for its owner's answer, and when.
-#include "platform/linux/consent/InputGuard.h"
+#include "platform/linux/consent/prompt/InputGuard.h"
 
-#include "platform/linux/consent/PromptWindow.h"
-#include "platform/linux/dialog/OwnWindow.h"
+#include "platform/linux/consent/prompt/PromptWindow.h"
+#include "platform/linux/windows/ShowInFront.h"
 #include "tests/support/Wait.h"
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "platform/linux/Display.h"
+#include "platform/linux/x11/Display.h"
 #include "tests/support/Consent.h"
 #include "tests/support/DesktopModule.h"
 

@@ -1,6 +1,6 @@
 // What a script can do to this computer without a desktop.
 
-#include "platform/linux/osascript/LinuxHost.h"
+#include "osascript/LinuxHost.h"
 
 #include "base/Process.h"
 #include "tests/support/Processes.h"

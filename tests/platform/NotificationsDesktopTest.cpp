@@ -1,5 +1,5 @@
 // With a real notification server, in the private desktop.
-#include "app/Notifier.h"
+#include "notifier/Notifier.h"
 #include "platform/Diagnosis.h"
 #include "tests/support/Wait.h"
 

@@ -1,7 +1,7 @@
 // The keyboard and pointer of a Wayland session, which a stand-in for the desktop portal lends. What it gives for the
 // next time is in the real keyring.
 
-#include "platform/linux/PortalInput.h"
+#include "platform/linux/wayland/PortalInput.h"
 
 #include "base/Background.h"
 #include "platform/InputAccess.h"

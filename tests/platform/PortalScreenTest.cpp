@@ -6,7 +6,7 @@
 #include "platform/Diagnosis.h"
 #include "platform/ScreenAccess.h"
 #include "platform/Screenshot.h"
-#include "platform/linux/Portal.h"
+#include "platform/linux/wayland/Portal.h"
 #include "tests/support/PortalStandIn.h"
 #include "tests/support/SessionBus.h"
 #include "tests/support/Wait.h"

@@ -1,5 +1,5 @@
 // The lock between prompts and input, held by threads and by processes.
-#include "platform/linux/PromptLock.h"
+#include "platform/linux/consent/PromptLock.h"
 
 #include "tests/support/Processes.h"
 #include "tests/support/Wait.h"

@@ -1,5 +1,5 @@
 // What the window that asks for consent says, also about programs and applications that would have it say otherwise.
-#include "platform/linux/consent/PromptText.h"
+#include "platform/linux/consent/prompt/PromptText.h"
 
 #include "base/Text.h"
 #include "tests/support/Processes.h"

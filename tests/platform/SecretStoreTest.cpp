@@ -2,7 +2,7 @@
 
 #include "platform/SecretStore.h"
 
-#include "platform/linux/SecretItems.h"
+#include "platform/linux/services/SecretItems.h"
 #include "tests/support/Keyring.h"
 #include "tests/support/SessionBus.h"
 #include "tests/support/Wait.h"

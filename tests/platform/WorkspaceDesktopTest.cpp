@@ -1,7 +1,7 @@
 // Applications on a real desktop, as the application itself sees and starts them; osascript finds them as they were
 // left.
 #include "platform/Workspace.h"
-#include "platform/linux/DesktopApplications.h"
+#include "platform/linux/applications/DesktopApplications.h"
 #include "tests/support/Consent.h"
 #include "tests/support/DesktopModule.h"
 #include "tests/support/Variable.h"

@@ -1,6 +1,6 @@
 // The desktop module as osascript loads it, and programs for it to work with. For tests in a private desktop.
 #pragma once
-#include "platform/linux/osascript/Desktop.h"
+#include "osascript/desktop/Desktop.h"
 #include "tests/support/Companion.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Wait.h"

@@ -9,7 +9,7 @@
 //   fail CALL NUMBER MESSAGE   the call with this name fails
 //   refuse ID                  the owner lets no event be sent there
 #pragma once
-#include "applescript/Host.h"
+#include "applescript/host/Host.h"
 
 #include <QHash>
 

@@ -1,0 +1,178 @@
+#include "app/cli/ConsentCommand.h"
+
+#include "base/Background.h"
+#include "platform/Workspace.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int STOPPED = 130;
+constexpr qsizetype LONGEST_IDENTIFIER = 255; // as long as a desktop file's name may be
+constexpr double NAME_LIMIT = 5;              // seconds, for the script tool to tell an identifier
+
+int refuse(const QString &why, int status) {
+    qCritical("%s", qUtf8Printable(printable(why)));
+    return status;
+}
+
+// "com.example.Editor": what no application here answers to may still be one that will be installed.
+bool isIdentifier(const QString &text) {
+    static const QRegularExpression form(u"^[A-Za-z0-9_-]+(\\.[A-Za-z0-9_-]+)+$"_s);
+    return text.size() <= LONGEST_IDENTIFIER && form.match(text).hasMatch();
+}
+
+// A name as part of one line.
+QString inLine(const QString &name) {
+    return printable(
+        QString(name).replace(u'\r', QChar(0x240d)).replace(u'\n', QChar(0x240a)).replace(u'\t', QChar(0x2409)));
+}
+
+bool isClient(const QString &text) {
+    return text.startsWith(u'/') || isIdentifier(text);
+}
+
+// As the record has it: a program goes by the path that its processes show.
+bool isSameClient(const QString &recorded, const QString &given) {
+    return recorded == given || (given.startsWith(u'/') && recorded == QFileInfo(given).canonicalFilePath());
+}
+
+QString label(const QString &name, const QString &id) {
+    return name == id ? id : u"%1 (%2)"_s.arg(name, id);
+}
+
+QString decided(bool allowed) {
+    return allowed ? u"allowed"_s : u"refused"_s;
+}
+
+QString when(const QDateTime &time) {
+    return time.isValid() ? time.toString(u"yyyy-MM-dd HH:mm"_s) : u"-"_s;
+}
+
+QByteArray json(const ConsentDecision &decision, const QString &name) {
+    QJsonObject object{{u"client"_s, decision.client},
+                       {u"application"_s, decision.application},
+                       {u"name"_s, name},
+                       {u"allowed"_s, decision.allowed}};
+    if (decision.time.isValid())
+        object[u"time"_s] = decision.time.toUTC().toString(Qt::ISODate);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+void ConsentCommand::interrupt() {
+    m_stopped = true;
+    m_question->cancel();
+}
+
+Task<int> ConsentCommand::run() {
+    if (m_options.client && !isClient(*m_options.client))
+        co_return refuse(u"--for wants a program's full path (/usr/bin/xterm) or an identifier (com.ombru.mac), not "
+                         "\"%1\"."_s.arg(asTyped(*m_options.client)),
+                         2);
+    co_return m_options.action == ConsentOptions::Action::list ? co_await list() : co_await change();
+}
+
+// The identifier it is known by here, or what looks like one that is unknown.
+Task<std::optional<QString>> ConsentCommand::identify(QString application) {
+    if (co_await background([application] { return applicationName(application).has_value(); }))
+        co_return application;
+    const auto question = u"id of application \"%1\""_s.arg(QString(application).remove(u'"').remove(u'\\'));
+    const auto told = co_await AppleScriptRunner::run(question, NAME_LIMIT, m_question);
+    if (told.ok && !told.text.trimmed().isEmpty())
+        co_return told.text.trimmed();
+    co_return isIdentifier(application) ? std::optional(application) : std::nullopt;
+}
+
+Task<ConsentCommand::Named> ConsentCommand::described(QString id) {
+    const auto name = co_await background([id] { return applicationName(id); });
+    co_return Named{id, name.value_or(id)};
+}
+
+Result<> ConsentCommand::apply(const QString &client, const QString &id) const {
+    if (m_options.action == ConsentOptions::Action::forget)
+        return forgetConsent(client, id);
+    return decideConsent(client, id, m_options.action == ConsentOptions::Action::allow);
+}
+
+Task<int> ConsentCommand::change() {
+    QStringList ids;
+    for (const QString &application : m_options.applications) {
+        const auto id = co_await identify(application);
+        if (m_stopped)
+            co_return STOPPED;
+        if (!id)
+            co_return refuse(u"There is no application \"%1\" here, so nothing was changed. Give its name as its menu "
+                             "shows it, or its identifier."_s.arg(asTyped(application)),
+                             2);
+        ids += *id;
+    }
+    const auto client = m_options.client.value_or(ownConsentClient());
+    for (const QString &id : ids) {
+        const auto done = co_await background([this, client, id] { return apply(client, id); });
+        if (!done)
+            co_return refuse(done.error().description, 1);
+        const auto application = co_await described(id);
+        const auto outcome = m_options.action == ConsentOptions::Action::forget
+                                 ? u"undecided"_s
+                                 : decided(m_options.action == ConsentOptions::Action::allow);
+        m_terminal.print(u"%1: %2 for %3"_s.arg(label(application.name, id), outcome, inLine(client)));
+    }
+    co_return 0;
+}
+
+Task<int> ConsentCommand::list() {
+    auto decisions = co_await background([] { return consentDecisions(); });
+    if (!decisions)
+        co_return refuse(decisions.error().description, 1);
+    if (m_options.client)
+        std::erase_if(*decisions,
+                      [this](const auto &decision) { return !isSameClient(decision.client, *m_options.client); });
+    QStringList names;
+    for (const auto &decision : *decisions)
+        names += (co_await described(decision.application)).name;
+    if (m_options.json) {
+        for (std::size_t i = 0; i < decisions->size(); ++i)
+            m_terminal.printRaw(json((*decisions)[i], names[qsizetype(i)]));
+    } else {
+        printTable(*decisions, names);
+    }
+    co_return m_terminal.statusWhenSeen(0);
+}
+
+void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, const QStringList &names) {
+    if (decisions.empty()) {
+        m_terminal.print(
+            m_options.client
+                ? u"Nothing is decided for %1."_s.arg(inLine(*m_options.client))
+                : u"Nothing is decided yet. `ombru consent allow APP` lets scripts control an application."_s);
+        return;
+    }
+    QStringList clients;
+    QStringList applications;
+    qsizetype clientWidth = 0;
+    qsizetype applicationWidth = 0;
+    for (std::size_t i = 0; i < decisions.size(); ++i) {
+        clients += inLine(decisions[i].client);
+        applications += inLine(label(names[qsizetype(i)], decisions[i].application));
+        clientWidth = std::max(clientWidth, clients.back().size());
+        applicationWidth = std::max(applicationWidth, applications.back().size());
+    }
+    for (std::size_t i = 0; i < decisions.size(); ++i) {
+        const auto &decision = decisions[i];
+        const auto line = clients[qsizetype(i)].leftJustified(clientWidth) + u"  "_s +
+                          applications[qsizetype(i)].leftJustified(applicationWidth) + u"  "_s +
+                          decided(decision.allowed) + u"  "_s + when(decision.time);
+        m_terminal.print(line, decision.allowed ? Colour::green : Colour::red);
+    }
+}
+
+} // namespace ombru

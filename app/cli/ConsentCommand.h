@@ -1,0 +1,39 @@
+// `ombru consent`: shows and changes which applications scripts may control.
+#pragma once
+#include "agent/AppleScriptRunner.h"
+#include "app/cli/CommandLine.h"
+#include "app/cli/Terminal.h"
+#include "base/Task.h"
+#include "platform/Consent.h"
+
+namespace ombru {
+
+class ConsentCommand {
+public:
+    explicit ConsentCommand(ConsentOptions options) : m_options(std::move(options)) {}
+
+    // The exit status: 0 done, 1 when the record of decisions cannot be used, 2 for words that name nothing, 130
+    // stopped by the owner.
+    Task<int> run();
+    void interrupt();
+
+private:
+    struct Named {
+        QString id;
+        QString name; // as the desktop shows it; the identifier where it is not installed
+    };
+
+    Task<int> list();
+    Task<int> change();
+    Task<std::optional<QString>> identify(QString application);
+    static Task<Named> described(QString id);
+    Result<> apply(const QString &client, const QString &id) const;
+    void printTable(const std::vector<ConsentDecision> &decisions, const QStringList &names);
+
+    ConsentOptions m_options;
+    Terminal m_terminal;
+    std::shared_ptr<AppleScriptRunner::Run> m_question = std::make_shared<AppleScriptRunner::Run>();
+    bool m_stopped = false;
+};
+
+} // namespace ombru

@@ -1,0 +1,79 @@
+#include "app/cli/DoctorCommand.h"
+
+#include "app/cli/Findings.h"
+#include "base/Background.h"
+#include "permissions/Permissions.h"
+#include "platform/ScriptTool.h"
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double SCRIPT_LIMIT = 10; // seconds
+
+Task<Check> scriptCheck(std::shared_ptr<AppleScriptRunner::Run> handle) {
+    const auto outcome = co_await AppleScriptRunner::run(u"return 6 * 7"_s, SCRIPT_LIMIT, handle);
+    if (outcome.ok && outcome.text == u"42"_s)
+        co_return Check{true, osascriptPath(), {}};
+    co_return Check{false, outcome.text.trimmed(),
+                    u"%1 must be ombru's own: build or install it again."_s.arg(osascriptPath())};
+}
+
+} // namespace
+
+void DoctorCommand::interrupt() {
+    m_stop.request_stop();
+    m_script->cancel();
+}
+
+Task<int> DoctorCommand::run() {
+    m_terminal.showLive(u"… Looking at the screen"_s);
+    const auto screen = co_await screenCheck();
+    print(m_terminal, finding(u"screen"_s, screen));
+    const auto input = co_await inputCheck();
+    print(m_terminal, finding(u"input"_s, input));
+    m_terminal.showLive(u"… Asking the desktop"_s);
+    const auto notifications = co_await notificationCheck();
+    print(m_terminal, finding(u"notifications"_s, notifications));
+    m_terminal.showLive(u"… Asking claude whether it is signed in"_s);
+    const auto claude = co_await Claude::check(m_stop.get_token());
+    if (!m_stop.stop_requested())
+        print(m_terminal, finding(claude));
+    m_terminal.showLive(u"… Running a script"_s);
+    const auto script = co_await scriptCheck(m_script);
+    if (!m_stop.stop_requested())
+        print(m_terminal, finding(u"osascript"_s, script));
+    co_await showPermissions(claude);
+    m_terminal.showLive({});
+    if (m_stop.stop_requested())
+        co_return 130;
+    // Without notifications a task still runs; it only goes unannounced. What is not allowed yet is asked for.
+    const bool ready = screen.works && input.works && std::holds_alternative<Claude::Ready>(claude) && script.works;
+    co_return m_terminal.statusWhenSeen(ready ? 0 : 1);
+}
+
+Task<> DoctorCommand::showPermissions(const Claude::State &claude) {
+    const auto stop = m_stop.get_token();
+    m_terminal.showLive(u"… Asking what is allowed"_s);
+    PermissionStates states;
+    for (const auto &permission : Permissions::all) {
+        const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
+                                                     [id = permission.id] { return Permissions::state(id); });
+        if (stop.stop_requested())
+            co_return;
+        states[permission.id] = state.value_or(Permission::State::unknown);
+        auto found = finding(permission, states[permission.id]);
+        if (permission.id != u"automation"_s)
+            found.remedy.clear(); // the looks at screen and input have said it
+        print(m_terminal, found);
+    }
+    const auto applications = co_await decidedApplications(AppAutomation::states, stop);
+    if (stop.stop_requested())
+        co_return;
+    print(m_terminal, applications);
+    print(m_terminal, finding(setup(claude, states, false)));
+}
+
+} // namespace ombru

@@ -1,0 +1,113 @@
+#include "app/cli/Findings.h"
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+using State = Permission::State;
+
+namespace {
+
+constexpr int NAME_WIDTH = 17; // the longest name and a space
+const QString INDENT(NAME_WIDTH + 3, u' ');
+
+State asState(bool works) {
+    return works ? State::granted : State::missing;
+}
+
+Check describe(const Claude::Unknown &) {
+    return {false, u"it gave no usable answer about its sign-in"_s,
+            u"Run `claude auth status` and see what it says."_s};
+}
+Check describe(const Claude::Missing &) {
+    return {false, u"it is not installed"_s, u"Install it: "_s + Claude::installCommand};
+}
+Check describe(const Claude::Outdated &outdated) {
+    return {false, u"it is too old: it does not know "_s + outdated.missing.join(u", "_s), u"Run `claude update`."_s};
+}
+Check describe(const Claude::SignedOut &) {
+    return {false, u"it is not signed in"_s, u"Run `claude auth login`."_s};
+}
+Check describe(const Claude::Ready &ready) {
+    return {true, ready.email.isEmpty() ? u"signed in"_s : u"signed in as "_s + ready.email, {}};
+}
+
+QString decision(State state) {
+    switch (state) {
+    case State::granted:
+        return u"allowed"_s;
+    case State::missing:
+        return u"not allowed"_s;
+    case State::unknown:
+        return u"not known yet"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+QString allowing(const AutomationApp &application) {
+    return u"To let scripts control it: `ombru consent allow %1`"_s.arg(application.id);
+}
+
+QString allowing(const Permission &permission) {
+    if (permission.id == u"automation"_s)
+        return allowing(AppAutomation::candidates.front());
+    return u"`ombru doctor` says what is in the way, and `ombru-privacy %1` asks for it."_s.arg(
+        permission.settingsPane);
+}
+
+} // namespace
+
+Finding finding(const QString &name, const Check &check) {
+    return {asState(check.works), name, check.what, check.remedy};
+}
+
+Finding finding(const Claude::State &claude) {
+    return finding(u"claude"_s, std::visit([](const auto &which) { return describe(which); }, claude));
+}
+
+Finding finding(const Permission &permission, State state) {
+    QString remedy;
+    if (state == State::missing)
+        remedy = allowing(permission);
+    if (state == State::unknown)
+        remedy = u"It could not be asked just now. Look again in a moment."_s;
+    return {state, permission.title, decision(state), remedy};
+}
+
+Finding finding(Setup setup) {
+    return {asState(setup == Setup::done), u"setup"_s, setupText(setup, false), {}};
+}
+
+Finding finding(const AutomationApp &application, State state) {
+    const auto remedy = state == State::granted ? QString() : allowing(application);
+    return {state, application.name, decision(state), remedy};
+}
+
+QString claudeStateName(const Claude::State &claude) {
+    static_assert(std::variant_size_v<Claude::State> == 5);
+    static const QStringList names{u"unknown"_s, u"missing"_s, u"outdated"_s, u"signedOut"_s, u"ready"_s};
+    return names.at(qsizetype(claude.index()));
+}
+
+void print(Terminal &terminal, const DecidedApplications &applications) {
+    for (const auto &[application, state] : applications.all)
+        print(terminal, finding(application, state));
+    if (!applications.problem.isEmpty())
+        print(terminal,
+              finding(u"decisions"_s, Check{false, u"no script may control anything"_s, applications.problem}));
+}
+
+void print(Terminal &terminal, const Finding &finding, const QString &detail) {
+    const bool known = finding.state != State::unknown;
+    const bool well = finding.state == State::granted;
+    const auto mark = well ? u"✓"_s : known ? u"✗"_s : u"?"_s;
+    terminal.print(u"%1 %2 %3"_s.arg(mark, finding.name.leftJustified(NAME_WIDTH), finding.what), well ? Colour::green
+                                                                                                  : known
+                                                                                                      ? Colour::red
+                                                                                                      : Colour::yellow);
+    if (!detail.isEmpty())
+        terminal.print(INDENT + detail, Colour::dim);
+    if (!finding.remedy.isEmpty())
+        terminal.print(INDENT + u"→ "_s + finding.remedy);
+}
+
+} // namespace ombru

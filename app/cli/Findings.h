@@ -1,0 +1,33 @@
+// What a look at this computer found, as the owner reads it: a mark, a name, what there is, and what to do about it.
+// Pure functions, but for print().
+#pragma once
+#include "agent/Claude.h"
+#include "app/cli/DecidedApplications.h"
+#include "app/cli/Terminal.h"
+#include "permissions/Setup.h"
+#include "platform/Diagnosis.h"
+
+namespace ombru {
+
+struct Finding {
+    Permission::State state = Permission::State::unknown; // granted: as it should be
+    QString name;
+    QString what;
+    QString remedy; // empty where there is nothing to do
+};
+
+Finding finding(const QString &name, const Check &check);
+Finding finding(const Claude::State &claude);
+Finding finding(const Permission &permission, Permission::State state);
+Finding finding(Setup setup);
+Finding finding(const AutomationApp &application, Permission::State state);
+
+QString claudeStateName(const Claude::State &claude); // "unknown", "missing", "outdated", "signedOut" or "ready"
+
+// A line each, and one about decisions that cannot be read.
+void print(Terminal &terminal, const DecidedApplications &applications);
+
+// `detail` is a line that says more about the name.
+void print(Terminal &terminal, const Finding &finding, const QString &detail = {});
+
+} // namespace ombru

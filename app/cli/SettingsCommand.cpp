@@ -1,0 +1,56 @@
+#include "app/cli/SettingsCommand.h"
+
+#include "app/cli/Terminal.h"
+#include "settings/Settings.h"
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString shown(const QVariant &value) {
+    const auto text = value.toString();
+    return text.isEmpty() ? u"(empty)"_s : text;
+}
+
+void list(const Settings &settings, Terminal &terminal) {
+    for (const auto &setting : settingsTable()) {
+        const auto value = settings.value(setting.key);
+        const auto unit = setting.unit.isEmpty() ? QString() : u" "_s + setting.unit;
+        auto line = u"%1 = %2"_s.arg(setting.key, -14).arg(fitColumns(shown(value).replace(u'\n', u' '), 60)) + unit;
+        if (value != setting.initial)
+            line += u"  (default %1)"_s.arg(shown(setting.initial));
+        terminal.print(line);
+        terminal.print(u"    "_s + setting.meaning, Colour::dim);
+    }
+    terminal.print(u"Kept in %1"_s.arg(settings.file()), Colour::dim);
+}
+
+int refuse(const QString &why) {
+    qCritical("%s", qUtf8Printable(why));
+    return 2;
+}
+
+} // namespace
+
+int runSettingsCommand(const SettingsOptions &options) {
+    Settings settings(Settings::defaultFile());
+    settings.onBadValue([](const QString &line) { qWarning("%s", qUtf8Printable(line)); });
+    Terminal terminal;
+    if (!options.key) {
+        list(settings, terminal);
+        return 0;
+    }
+    if (!findSetting(*options.key))
+        return refuse(u"There is no setting \"%1\". `ombru settings` lists them."_s.arg(*options.key));
+    if (!options.value) {
+        terminal.print(settings.value(*options.key).toString());
+        return 0;
+    }
+    if (const auto done = settings.write(*options.key, *options.value); !done)
+        return refuse(done.error().description);
+    return 0;
+}
+
+} // namespace ombru

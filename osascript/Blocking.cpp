@@ -1,0 +1,222 @@
+#include "osascript/Blocking.h"
+
+#include "base/Spawn.h"
+#include "osascript/Ending.h"
+#include "osascript/ProcessTree.h"
+
+#include <QFile>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <mutex>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace ombru {
+
+namespace {
+
+constexpr std::size_t CHUNK = 1 << 16;
+constexpr qsizetype TURN = 1 << 20; // bytes from one stream before the others are looked at
+
+struct Streams {
+    Pipe in;
+    Pipe out;
+    Pipe err;
+};
+
+Result<Streams> openStreams() {
+    Streams streams;
+    for (auto *pipe : {&streams.in, &streams.out, &streams.err}) {
+        auto made = makePipe();
+        if (!made)
+            return std::unexpected(made.error());
+        *pipe = std::move(*made);
+    }
+    for (const int end : {streams.in.writing.number(), streams.out.reading.number(), streams.err.reading.number()})
+        ::fcntl(end, F_SETFL, O_NONBLOCK);
+    return streams;
+}
+
+// As the system takes them: pointers to the texts, which live as long as this.
+class Words {
+public:
+    explicit Words(std::vector<QByteArray> words) : m_words(std::move(words)) {
+        for (auto &word : m_words)
+            m_pointers.push_back(word.data());
+        m_pointers.push_back(nullptr);
+    }
+    char **data() { return m_pointers.data(); }
+
+private:
+    std::vector<QByteArray> m_words;
+    std::vector<char *> m_pointers;
+};
+
+Words argumentsOf(const QStringList &words) {
+    std::vector<QByteArray> bytes;
+    for (const auto &word : words)
+        bytes.push_back(word.toUtf8());
+    return Words(std::move(bytes));
+}
+
+Words variablesOf(const Environment &environment) {
+    std::vector<QByteArray> bytes;
+    for (const auto &[name, value] : environment)
+        bytes.push_back(name + '=' + value);
+    return Words(std::move(bytes));
+}
+
+Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams,
+                           const std::optional<Environment> &environment) {
+    auto arguments = argumentsOf(words);
+    auto variables = variablesOf(environment.value_or(Environment()));
+
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, streams.in.reading.number(), STDIN_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, streams.out.writing.number(), STDOUT_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, streams.err.writing.number(), STDERR_FILENO);
+    // The watcher of this program's own signals blocks them; its children get them as ever.
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigset_t all;
+    ::sigemptyset(&none);
+    ::sigfillset(&all);
+    ::posix_spawnattr_setsigmask(&attributes, &none);
+    ::posix_spawnattr_setsigdefault(&attributes, &all);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = 0;
+    const int error = ::posix_spawn(&pid, arguments.data()[0], &actions, &attributes, arguments.data(),
+                                    environment ? variables.data() : environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&attributes);
+    if (error != 0)
+        return std::unexpected(processFailure(error, words.first()));
+    return pid;
+}
+
+qsizetype bytesIn(const Descriptor &pipe) {
+    int bytes = 0;
+    return pipe.isOpen() && ::ioctl(pipe.number(), FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
+// Takes at most that many bytes of what is in the pipe now: one who writes faster than we read must not keep us here.
+// False at the pipe's end.
+bool drain(const Descriptor &pipe, qsizetype most, QByteArray &into) {
+    std::array<char, CHUNK> bytes;
+    while (most > 0) {
+        const auto got = ::read(pipe.number(), bytes.data(), std::min<std::size_t>(bytes.size(), std::size_t(most)));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return got < 0 && errno == EAGAIN;
+        into.append(bytes.data(), got);
+        most -= got;
+    }
+    return true;
+}
+
+// As much as the pipe takes now; false when nothing is left to give, or nobody takes it.
+bool feed(const Descriptor &pipe, QByteArray &input) {
+    while (!input.isEmpty()) {
+        const auto put = ::write(pipe.number(), input.constData(), std::size_t(input.size()));
+        if (put > 0)
+            input.remove(0, put);
+        else if (errno != EINTR)
+            return errno == EAGAIN;
+    }
+    return false;
+}
+
+// The child that is waited for now: it ends with this program. Shared with the thread that sees to that.
+struct Awaited {
+    std::mutex mutex;
+    pid_t child = 0;
+};
+
+const std::shared_ptr<Awaited> &awaited() {
+    static const auto only = [] {
+        auto made = std::make_shared<Awaited>();
+        beforeEnding([made] {
+            made->mutex.lock(); // for good: the script does not go on
+            if (made->child > 0)
+                endTree(made->child);
+        });
+        return made;
+    }();
+    return only;
+}
+
+Result<pid_t> startAwaited(const QStringList &words, const Streams &streams,
+                           const std::optional<Environment> &environment) {
+    const std::lock_guard lock(awaited()->mutex);
+    auto pid = spawnInGroup(words, streams, environment);
+    if (pid)
+        awaited()->child = *pid;
+    return pid;
+}
+
+int statusOf(pid_t pid) {
+    stayIfEnding(); // the signal may have ended the child as well: that is no failure of the child's
+    {
+        const std::lock_guard lock(awaited()->mutex); // its number may be another's once it was waited for
+        awaited()->child = 0;
+    }
+
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+} // namespace
+
+Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input,
+                                              const std::optional<Environment> &environment) {
+    std::signal(SIGPIPE, SIG_IGN);
+    auto streams = openStreams();
+    if (!streams)
+        return std::unexpected(streams.error());
+    const auto pid = startAwaited(words, *streams, environment);
+    if (!pid)
+        return std::unexpected(pid.error());
+    streams->in.reading.close();
+    streams->out.writing.close();
+    streams->err.writing.close();
+
+    const Descriptor ended(int(::syscall(SYS_pidfd_open, *pid, 0)));
+    applescript::ShellOutcome outcome;
+    auto left = input;
+    while (true) {
+        if (streams->in.writing.isOpen() && !feed(streams->in.writing, left))
+            streams->in.writing.close();
+        // A closed descriptor's number is -1, which poll passes over.
+        std::array<pollfd, 4> waits{pollfd{ended.number(), POLLIN, 0},
+                                    {streams->in.writing.number(), POLLOUT, 0},
+                                    {streams->out.reading.number(), POLLIN, 0},
+                                    {streams->err.reading.number(), POLLIN, 0}};
+        ::poll(waits.data(), waits.size(), -1);
+        if (waits[0].revents != 0)
+            break;
+        if (streams->out.reading.isOpen() && !drain(streams->out.reading, TURN, outcome.out))
+            streams->out.reading.close();
+        if (streams->err.reading.isOpen() && !drain(streams->err.reading, TURN, outcome.err))
+            streams->err.reading.close();
+    }
+    // All it wrote is in the pipes by now; what others go on writing is not waited for.
+    drain(streams->out.reading, bytesIn(streams->out.reading), outcome.out);
+    drain(streams->err.reading, bytesIn(streams->err.reading), outcome.err);
+    outcome.status = statusOf(*pid);
+    return outcome;
+}
+
+} // namespace ombru

@@ -1,0 +1,57 @@
+#include "osascript/DesktopModule.h"
+
+#include "osascript/Ending.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <dlfcn.h>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int CANNOT_DO_IT = -10000; // AppleScript's own number
+
+Failure unavailable(const QString &why) {
+    return {u"desktop"_s, CANNOT_DO_IT, why};
+}
+
+QString modulePath() {
+    const auto beside = QCoreApplication::applicationDirPath();
+    const auto near = beside + u"/ombru-desktop.so"_s;
+    return QFileInfo::exists(near) ? near : beside + u"/../lib/ombru/ombru-desktop.so"_s;
+}
+
+} // namespace
+
+DesktopModule::DesktopModule() = default;
+DesktopModule::~DesktopModule() {
+    if (m_desktop)
+        m_desktop->restore();
+}
+
+Result<Desktop *> DesktopModule::desktop() {
+    if (m_desktop)
+        return m_desktop.get();
+    // Never unloaded: its libraries register things that outlive any use of ours.
+    void *module = ::dlopen(qUtf8Printable(modulePath()), RTLD_NOW | RTLD_NODELETE);
+    if (!module)
+        return std::unexpected(
+            unavailable(u"The desktop's module cannot be loaded: "_s + QString::fromUtf8(::dlerror())));
+    const auto open = reinterpret_cast<decltype(&ombruOpenDesktop)>(::dlsym(module, "ombruOpenDesktop"));
+    if (!open)
+        return std::unexpected(unavailable(u"%1 is not the desktop's module."_s.arg(modulePath())));
+    Failure failure;
+    std::unique_ptr<Desktop> opened;
+    open(opened, failure);
+    if (!opened)
+        return std::unexpected(failure);
+    m_desktop = std::move(opened);
+    beforeEnding([ending = m_desktop] { ending->restore(); }); // the keyboard must have its own map back
+    return m_desktop.get();
+}
+
+} // namespace ombru

@@ -1,0 +1,178 @@
+// Applications: finding them, and seeing that they run, come to the front, open files and quit.
+
+#include "osascript/LinuxHost.h"
+#include "platform/linux/system/WaitFor.h"
+
+#include <QFileInfo>
+#include <QMimeDatabase>
+#include <QSet>
+
+#include <algorithm>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int FILE_NOT_FOUND = -43;
+constexpr int USER_CANCELED = -128;
+constexpr int COULD_NOT_LAUNCH = -10810;
+constexpr auto APPEAR = 20s; // how long an application may take to show a window
+constexpr auto LEAVE = 10s;  // and to close them
+
+QSet<std::uint64_t> handles(const std::vector<DesktopWindow> &windows) {
+    QSet<std::uint64_t> result;
+    for (const auto &window : windows)
+        result.insert(window.handle);
+    return result;
+}
+
+} // namespace
+
+std::optional<LinuxHost::Application> LinuxHost::applicationNamed(const QString &name) {
+    if (name.compare(u"System Events"_s, Qt::CaseInsensitive) == 0)
+        return Application{SYSTEM_EVENTS, u"System Events"_s, {}};
+    const auto entry = m_applications.named(name);
+    if (!entry)
+        return {};
+    return Application{entry->id, entry->name, entry->path};
+}
+
+std::optional<LinuxHost::Application> LinuxHost::applicationWithId(const QString &id) {
+    if (isSystemEvents(id))
+        return Application{SYSTEM_EVENTS, u"System Events"_s, {}};
+    const auto entry = m_applications.withId(id);
+    if (!entry)
+        return {};
+    return Application{entry->id, entry->name, entry->path};
+}
+
+bool LinuxHost::isRunning(const QString &id) {
+    return m_applications.isRunning(id);
+}
+
+bool LinuxHost::isFrontmost(const QString &id) {
+    const auto windows = m_applications.windowsOf(id);
+    return windows && std::ranges::any_of(*windows, [](const auto &window) { return window.focused; });
+}
+
+Result<> LinuxHost::launch(const QString &id) {
+    if (isSystemEvents(id))
+        return {};
+    const auto entry = m_applications.withId(id);
+    if (!entry)
+        return std::unexpected(notInstalled(id));
+    const auto before = m_applications.allWindows();
+    if (!before)
+        return isRunning(id) ? Result<>() : m_applications.start(*entry, {}); // there is no focus to keep
+    if (isRunning(id)) {
+        m_applications.awaitStart(*entry);
+        return {};
+    }
+    if (auto started = m_applications.start(*entry, {}); !started)
+        return started;
+    const auto appeared = m_applications.awaitWindows(*entry, APPEAR);
+    const auto front = std::ranges::find_if(*before, [](const auto &window) { return window.focused; });
+    if (!appeared || appeared->empty() || front == before->end())
+        return {};
+    return activateWindow(front->handle);
+}
+
+Result<> LinuxHost::activate(const QString &id) {
+    if (isSystemEvents(id))
+        return {};
+    const auto entry = m_applications.withId(id);
+    if (!entry)
+        return std::unexpected(notInstalled(id));
+    m_applications.awaitStart(*entry);
+    auto windows = m_applications.windowsOf(entry->id);
+    if (windows && windows->empty()) {
+        if (auto started = m_applications.start(*entry, {}); !started)
+            return started;
+        windows = m_applications.awaitWindows(*entry, APPEAR);
+    }
+    if (!windows)
+        return std::unexpected(windows.error());
+    if (windows->empty())
+        return std::unexpected(
+            Failure{u"applications"_s, COULD_NOT_LAUNCH, u"%1 has shown no window."_s.arg(entry->name)});
+    return activateWindow(windows->front().handle);
+}
+
+Result<> LinuxHost::quit(const QString &id) {
+    if (!isRunning(id))
+        return {};
+    const auto windows = m_applications.windowsOf(id);
+    if (!windows)
+        return std::unexpected(windows.error());
+    for (const auto &window : *windows) {
+        if (auto closed = closeWindow(window.handle); !closed)
+            return closed;
+    }
+    const bool left = waitFor(LEAVE, [&] {
+        const auto remaining = m_applications.windowsOf(id);
+        return !remaining || remaining->empty();
+    });
+    // It asks about unsaved work, say: that is the owner's to answer.
+    if (!left)
+        return std::unexpected(Failure{u"applications"_s, USER_CANCELED, u"User canceled."_s});
+    return {};
+}
+
+std::optional<DesktopEntry> LinuxHost::openerOf(const QString &path) {
+    const auto type = QMimeDatabase().mimeTypeForFile(path);
+    for (const QString &name : QStringList{type.name()} + type.allAncestors()) {
+        if (auto entry = m_applications.defaultFor(name))
+            return entry;
+    }
+    return {};
+}
+
+Result<> LinuxHost::open(const QString &id, const QStringList &paths) {
+    const auto entry = m_applications.withId(id);
+    if (!entry)
+        return std::unexpected(notInstalled(id));
+    for (const QString &path : paths) {
+        if (path.startsWith(u'/') && !QFileInfo::exists(path))
+            return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(path)});
+    }
+    const auto manager = m_applications.defaultFor(u"inode/directory"_s, u"FileManager"_s);
+    if (!manager || manager->id != entry->id)
+        return openWith(*entry, paths);
+    // Whoever manages files opens a file with the application for it, and shows folders itself.
+    QStringList shown;
+    for (const QString &path : paths) {
+        const auto opener = QFileInfo(path).isFile() ? openerOf(path) : std::nullopt;
+        if (!opener || opener->id == entry->id)
+            shown += path;
+        else if (auto opened = openWith(*opener, {path}); !opened)
+            return opened;
+    }
+    return shown.isEmpty() ? Result<>() : openWith(*entry, shown);
+}
+
+Result<> LinuxHost::openWith(const DesktopEntry &entry, const QStringList &paths) {
+    const auto id = entry.id;
+    const auto before = m_applications.windowsOf(id);
+    QStringList titles;
+    if (before) {
+        for (const auto &window : *before)
+            titles.append(window.title);
+    }
+    if (auto started = m_applications.start(entry, paths); !started)
+        return started;
+    // The next statement wants to work in the window: a new one, or one with a new title.
+    if (before) {
+        waitFor(APPEAR, [&] {
+            const auto windows = m_applications.windowsOf(id);
+            if (!windows || !(handles(*windows) - handles(*before)).isEmpty())
+                return true;
+            return std::ranges::any_of(*windows, [&](const auto &window) { return !titles.contains(window.title); });
+        });
+    }
+    return {};
+}
+
+} // namespace ombru

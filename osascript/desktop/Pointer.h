@@ -1,0 +1,11 @@
+// The mouse, through XTEST. One thread.
+#pragma once
+#include "applescript/host/Host.h"
+#include "platform/linux/x11/X11.h"
+
+namespace ombru {
+
+// `at` has its origin at the primary monitor; other monitors have coordinates too. A Failure outside all of them.
+Result<> clickAt(X11 &x11, QPoint at, applescript::Click click);
+
+} // namespace ombru

@@ -1,0 +1,110 @@
+#include "platform/linux/applications/ProgramProcesses.h"
+
+#include "platform/linux/system/ProcessStat.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <ctime>
+#include <unistd.h>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray fileOf(const QString &process, const QString &name) {
+    QFile file(u"/proc/%1/%2"_s.arg(process, name));
+    return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray withoutScreen(const QByteArray &display) {
+    const auto point = display.indexOf('.', display.lastIndexOf(':'));
+    return point < 0 ? display : display.first(point);
+}
+
+// An owner may have several desktops; what runs on another one does not run here.
+bool isOnThisDisplay(const QString &process) {
+    const auto ours = qgetenv("DISPLAY");
+    if (ours.isEmpty())
+        return true;
+    const auto variables = fileOf(process, u"environ"_s).split('\0');
+    return std::ranges::any_of(variables, [&](const QByteArray &variable) {
+        return variable.startsWith("DISPLAY=") && withoutScreen(variable.sliced(8)) == withoutScreen(ours);
+    });
+}
+
+// Runs programs that are texts.
+bool isInterpreter(const QString &program) {
+    static const QRegularExpression pattern(
+        u"^(sh|bash|dash|zsh|ksh|busybox|python[0-9.]*|perl[0-9.]*|ruby[0-9.]*|node|nodejs|gjs(-console)?|java|"
+        "mono|wine.*|lua[0-9.]*|tclsh[0-9.]*|wish[0-9.]*|guile[0-9.]*)$"_s);
+    return pattern.match(program).hasMatch();
+}
+
+QString fullPath(const QString &program) {
+    const auto found = program.contains(u'/') ? program : QStandardPaths::findExecutable(program);
+    return QFileInfo(found).canonicalFilePath();
+}
+
+class Program {
+public:
+    explicit Program(const DesktopEntry &entry) : m_words(entry.words()) {
+        m_name = QFileInfo(m_words.value(0)).fileName();
+        // The text that is run, by its interpreter or by its own first line.
+        m_text = fullPath(isInterpreter(m_name) ? m_words.value(1) : m_words.value(0));
+    }
+
+    // One that starts whatever it is told says nothing about what runs.
+    bool isTelling() const { return !m_name.isEmpty() && m_name != u"flatpak"_s && m_name != u"snap"_s; }
+
+    bool isRunBy(const QString &process) const {
+        const auto executable = QFileInfo(QFile::symLinkTarget(u"/proc/"_s + process + u"/exe"_s)).fileName();
+        if (isInterpreter(executable))
+            return runsText(process);
+        return !isInterpreter(m_name) && executable == m_name;
+    }
+
+private:
+    bool runsText(const QString &process) const {
+        constexpr qsizetype FURTHEST = 3; // the interpreter's own options come before the text
+        const auto words = fileOf(process, u"cmdline"_s).split('\0').mid(1, FURTHEST);
+        return !m_text.isEmpty() && std::ranges::any_of(words, [&](const QByteArray &word) {
+            return word.startsWith('/') && fullPath(QFile::decodeName(word)) == m_text;
+        });
+    }
+
+    QStringList m_words;
+    QString m_name;
+    QString m_text;
+};
+
+std::chrono::milliseconds ageOf(const QString &process) {
+    const auto stat = processStat(u"/proc/"_s + process).value_or(ProcessStat());
+    const auto started = qint64(stat.start) * 1000 / ::sysconf(_SC_CLK_TCK);
+    timespec now{};
+    ::clock_gettime(CLOCK_BOOTTIME, &now);
+    return std::chrono::milliseconds(now.tv_sec * 1000 + now.tv_nsec / 1'000'000 - started);
+}
+
+} // namespace
+
+std::optional<std::chrono::milliseconds> runningSince(const DesktopEntry &entry) {
+    const Program program(entry);
+    std::optional<std::chrono::milliseconds> youngest;
+    if (entry.terminal || !program.isTelling())
+        return youngest;
+    for (const QString &process : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const bool owners = process.front().isDigit() && QFileInfo(u"/proc/"_s + process).ownerId() == ::getuid();
+        if (owners && program.isRunBy(process) && isOnThisDisplay(process))
+            youngest = std::min(youngest.value_or(std::chrono::milliseconds::max()), ageOf(process));
+    }
+    return youngest;
+}
+
+} // namespace ombru

@@ -1,0 +1,15 @@
+// The owner's processes on this display that run an application's program, whether they have windows or not. Any
+// thread; reads the system's list of processes.
+#pragma once
+#include "platform/linux/applications/Applications.h"
+
+#include <chrono>
+#include <optional>
+
+namespace ombru {
+
+// How long the youngest of them has been running; none when none runs. A program in a terminal, or in a container that
+// hides its processes, is never among them: only its windows tell.
+std::optional<std::chrono::milliseconds> runningSince(const DesktopEntry &entry);
+
+} // namespace ombru

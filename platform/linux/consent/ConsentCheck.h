@@ -1,0 +1,41 @@
+// Whether one client may send events to an application, by what the owner has decided or answers now.
+// One thread, but not the application's main one: blocks while the owner is asked.
+#pragma once
+#include "platform/AppleEvents.h"
+#include "platform/linux/consent/ConsentPrompt.h"
+#include "platform/linux/consent/ConsentRecord.h"
+
+namespace ombru {
+
+// Where a program with that environment has the owner's decisions.
+QString consentDatabase(const Environment &environment);
+
+// The identifier that decisions about the application go by: the one that this desktop has for it, whether it is called
+// "com.apple.TextEdit", "TextEdit" or "org.xfce.mousepad". An unknown one stands for itself.
+QString consentKey(const QString &id);
+
+// The same for identifiers alone: a name is an unknown one.
+QString identifierKey(const QString &id);
+
+// The same for who asks: a program goes by the path that its processes show.
+QString clientKey(const QString &client);
+
+class ConsentCheck {
+public:
+    // `run` runs the program that asks the owner.
+    explicit ConsentCheck(ConsentClient client, RunToEnd run = runForOwner);
+
+    // AUTOMATION_ALLOWED, _REFUSED or _UNDECIDED, which is also the answer when the record cannot be read. `key` as
+    // consentKey() gives it. Decisions that others write count at once, and asking again costs microseconds.
+    std::int32_t automation(const QString &key, bool ask);
+
+    // Where the decisions are kept.
+    QString database() const;
+
+private:
+    ConsentClient m_client;
+    RunToEnd m_run;
+    ConsentRecord m_record;
+};
+
+} // namespace ombru

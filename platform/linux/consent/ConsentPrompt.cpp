@@ -1,0 +1,85 @@
+#include "platform/linux/consent/ConsentPrompt.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <csignal>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr std::chrono::minutes ANSWERING(10);
+
+bool hasDisplay(const Environment &environment) {
+    return std::ranges::any_of(std::array{"DISPLAY", "WAYLAND_DISPLAY"}, [&](const char *name) {
+        const auto variable = environment.find(name);
+        return variable != environment.end() && !variable->second.isEmpty();
+    });
+}
+
+// Whether the child has ended when the limit passes.
+bool endsWithin(pid_t child, std::chrono::milliseconds limit) {
+    const Descriptor ended(int(::syscall(SYS_pidfd_open, child, 0)));
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        pollfd wait{ended.number(), POLLIN, 0};
+        const int ready = ::poll(&wait, 1, int(std::max(left, std::chrono::milliseconds(0)).count()));
+        if (ready >= 0 || errno != EINTR)
+            return ready > 0;
+    }
+}
+
+ConsentAnswer show(const ConsentClient &client, const QStringList &question, const RunToEnd &run) {
+    const auto program = QCoreApplication::applicationDirPath() + u"/ombru-consent-prompt"_s;
+    const auto environment = client.environment.value_or(ownEnvironment());
+    if (!hasDisplay(environment) || !QFileInfo(program).isExecutable())
+        return ConsentAnswer::nobodyThere;
+    const auto status = run(QStringList{program} + question, environment);
+    if (status && *status == 0)
+        return ConsentAnswer::allowed;
+    return status && *status == 1 ? ConsentAnswer::refused : ConsentAnswer::nobodyThere;
+}
+
+QStringList questionAbout(const ConsentClient &client, const QString &application) {
+    return {u"--client"_s, client.id, u"--application"_s, application};
+}
+
+} // namespace
+
+Result<int> runApart(const QStringList &words, const Environment &environment, std::chrono::milliseconds limit) {
+    const auto pid =
+        spawn({.program = words.first(), .arguments = words.sliced(1), .directory = {}, .environment = environment});
+    if (!pid)
+        return std::unexpected(pid.error());
+    if (!endsWithin(*pid, limit))
+        ::kill(*pid, SIGKILL);
+    int status = 0;
+    while (::waitpid(*pid, &status, 0) < 0) {
+        if (errno != EINTR)
+            return std::unexpected(processFailure(errno, words.first()));
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+Result<int> runForOwner(const QStringList &words, const Environment &environment) {
+    return runApart(words, environment, ANSWERING);
+}
+
+ConsentAnswer askForConsent(const ConsentClient &client, const QString &application, const RunToEnd &run) {
+    return show(client, questionAbout(client, application), run);
+}
+
+ConsentAnswer askForConsentAgain(const ConsentClient &client, const QString &application, const RunToEnd &run) {
+    return show(client, questionAbout(client, application) + QStringList{u"--again"_s}, run);
+}
+
+} // namespace ombru

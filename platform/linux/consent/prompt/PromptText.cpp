@@ -1,0 +1,72 @@
+#include "platform/linux/consent/prompt/PromptText.h"
+
+#include "base/Text.h"
+#include "platform/linux/applications/DesktopApplications.h"
+#include "platform/linux/consent/ConsentClient.h"
+
+#include <QFileInfo>
+#include <QStandardPaths>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype LONGEST_NAME = 48;
+constexpr qsizetype LONGEST_PLACE = 240; // some lines of small letters
+
+QString clientName(const QString &client, const Applications &installed) {
+    if (client == OMBRU_CLIENT)
+        return u"ombru"_s;
+    if (client.startsWith(u'/'))
+        return programName(client, installed);
+    const auto *entry = installed.withId(client);
+    return entry ? entry->name : client;
+}
+
+// A name in a foreign direction keeps to itself.
+QString quoted(const QString &name) {
+    return u"\u201C\u2068%1\u2069\u201D"_s.arg(name);
+}
+
+QString meaningOf(const QString &client, const QString &application, bool everything) {
+    if (everything)
+        return u"If you allow it, %1 can press keys, click, and look at the windows of every application, as you would."_s
+            .arg(client);
+    return u"If you allow it, %1 can use %2 as you would: open, read and change what it shows."_s.arg(client,
+                                                                                                      application);
+}
+
+} // namespace
+
+QString programName(const QString &path, const Applications &installed) {
+    const auto real = QFileInfo(path).canonicalFilePath();
+    for (const auto &entry : installed.all()) {
+        const auto lines = commandLines(entry, {});
+        if (!lines || lines->size() != 1 || lines->first().size() != 1 || entry.terminal)
+            continue;
+        const auto word = lines->first().first();
+        const auto program = word.startsWith(u'/') ? word : QStandardPaths::findExecutable(word);
+        if (!real.isEmpty() && QFileInfo(program).canonicalFilePath() == real)
+            return entry.name;
+    }
+    return QFileInfo(path).fileName();
+}
+
+PromptText promptText(const QString &client, const QString &application, const Applications &installed) {
+    const bool everything = isSystemEvents(application);
+    const auto *entry = everything ? nullptr : installed.withId(application);
+    const auto name = shownLine(everything ? u"System Events"_s : entry ? entry->name : application, LONGEST_NAME);
+    const auto who = quoted(shownLine(clientName(client, installed), LONGEST_NAME));
+    const auto what = quoted(name);
+    return {.title = u"ombru: allow control of %1?"_s.arg(name),
+            .question = u"%1 wants to control %2."_s.arg(who, what),
+            .meaning = meaningOf(who, what, everything),
+            .later = u"You can change this later in ombru’s privacy settings or with “ombru consent”."_s,
+            .client = shownLine(client, LONGEST_PLACE),
+            .application = shownLine(application, LONGEST_PLACE),
+            .icon = entry ? entry->icon : QString()};
+}
+
+} // namespace ombru

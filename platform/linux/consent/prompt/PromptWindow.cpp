@@ -1,0 +1,134 @@
+#include "platform/linux/consent/prompt/PromptWindow.h"
+
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QIcon>
+#include <QLabel>
+#include <QPushButton>
+#include <QScreen>
+#include <QStyle>
+#include <QVBoxLayout>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace ombru {
+namespace {
+
+constexpr int TEXT_WIDTH = 440; // pixels
+constexpr int ICON_SIZE = 64;
+constexpr int MARGIN = 20;
+constexpr double LARGE = 1.2; // of the ordinary letters
+constexpr double SMALL = 0.85;
+
+QLabel *makeLabel(const QString &text, double size = 1, bool bold = false) {
+    auto *label = new QLabel(text);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * size);
+    font.setBold(bold);
+    label->setFont(font);
+    return label;
+}
+
+// A place has no spaces to break lines at.
+QString breakable(const QString &place) {
+    QString result;
+    for (const QChar unit : place) {
+        result += unit;
+        if (!unit.isHighSurrogate())
+            result += u'\u200B';
+    }
+    return result;
+}
+
+QLabel *makePlace(const QString &text) {
+    auto *label = makeLabel(breakable(text), SMALL);
+    label->setAccessibleName(text);
+    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    return label;
+}
+
+QIcon iconOf(const QString &name, const QStyle &style) {
+    // Anything but an ordinary file could keep us waiting.
+    const bool isPath = name.startsWith(u'/');
+    const QIcon icon = !isPath ? QIcon::fromTheme(name) : QFileInfo(name).isFile() ? QIcon(name) : QIcon();
+    return icon.pixmap(ICON_SIZE).isNull() ? style.standardIcon(QStyle::SP_MessageBoxQuestion) : icon;
+}
+
+} // namespace
+
+PromptWindow::PromptWindow(const PromptText &text, std::function<void(bool allowed)> onAnswer)
+    : m_onAnswer(std::move(onAnswer)) {
+    setWindowTitle(text.title);
+    setWindowFlag(Qt::WindowStaysOnTopHint);
+    auto *row = new QHBoxLayout;
+    setWindowIcon(iconOf(text.icon, *style()));
+    auto *icon = new QLabel;
+    icon->setPixmap(windowIcon().pixmap(ICON_SIZE));
+    row->addWidget(icon, 0, Qt::AlignTop);
+    row->addSpacing(MARGIN);
+    row->addLayout(texts(text));
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(MARGIN, MARGIN, MARGIN, MARGIN);
+    column->setSpacing(MARGIN);
+    column->addLayout(row);
+    column->addLayout(buttons());
+    column->setSizeConstraint(QLayout::SetFixedSize);
+    adjustSize();
+    move(QGuiApplication::primaryScreen()->availableGeometry().center() - rect().center());
+}
+
+QBoxLayout *PromptWindow::texts(const PromptText &text) {
+    auto *column = new QVBoxLayout;
+    column->setSpacing(MARGIN / 2);
+    column->addWidget(makeLabel(text.question, LARGE, true));
+    auto *places = new QFormLayout;
+    places->setVerticalSpacing(2);
+    places->addRow(makeLabel(u"Program:"_s, SMALL), makePlace(text.client));
+    places->addRow(makeLabel(u"Application:"_s, SMALL), makePlace(text.application));
+    column->addLayout(places);
+    column->addWidget(makeLabel(text.meaning));
+    column->addWidget(makeLabel(text.later, SMALL));
+    // Labels that wrap know their height once they know their width.
+    for (auto *label : {column->itemAt(0), column->itemAt(2), column->itemAt(3)}) {
+        label->widget()->setFixedWidth(TEXT_WIDTH);
+        label->widget()->setMinimumHeight(label->widget()->heightForWidth(TEXT_WIDTH));
+    }
+    return column;
+}
+
+QBoxLayout *PromptWindow::buttons() {
+    auto *row = new QHBoxLayout;
+    row->addStretch();
+    const auto add = [&](const QString &name, bool allowed) {
+        auto *button = new QPushButton(name);
+        button->setAutoDefault(false);
+        button->setDefault(!allowed);
+        connect(button, &QPushButton::clicked, this, [this, allowed] { answer(allowed); });
+        row->addWidget(button);
+        return button;
+    };
+    add(u"&Don’t Allow"_s, false)->setFocus();
+    add(u"&Allow"_s, true);
+    return row;
+}
+
+void PromptWindow::reject() {
+    answer(false);
+}
+
+void PromptWindow::answer(bool allowed) {
+    if (!m_onAnswer)
+        return;
+    const auto tell = std::exchange(m_onAnswer, nullptr);
+    hide();
+    tell(allowed);
+}
+
+} // namespace ombru

@@ -1,0 +1,123 @@
+// ombru-consent-prompt: asks the owner whether one program may control another, and records the answer. Ends with 0:
+// allowed, 1: refused, or another status and a line on standard error when nobody could be asked or nothing recorded.
+// One prompt is open at a time; one that waited takes the answer that was given meanwhile, unless it is to ask again
+// about a refusal. Ends with whoever started it.
+#include "platform/WindowAccess.h"
+#include "platform/linux/applications/InstalledApplications.h"
+#include "platform/linux/consent/ConsentCheck.h"
+#include "platform/linux/consent/PromptLock.h"
+#include "platform/linux/consent/prompt/PromptWindow.h"
+#include "platform/linux/windows/ShowInFront.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QIcon>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace ombru;
+
+namespace {
+
+enum Status { ALLOWED = 0, REFUSED = 1, NOBODY_ASKED = 2 };
+
+struct Question {
+    QString client;
+    QString application;
+    bool again = false; // whatever was refused before
+};
+
+Status complain(const QString &what) {
+    std::fprintf(stderr, "ombru-consent-prompt: %s\n", qPrintable(what));
+    return NOBODY_ASKED;
+}
+
+// A question without whoever asked it is nobody's. By SIGKILL, which nothing holds up; an answer is either recorded or
+// not. False when that one is gone already.
+bool endWithParent() {
+    const pid_t parent = ::getppid();
+    std::signal(SIGTERM, SIG_DFL);
+    sigset_t ending;
+    ::sigemptyset(&ending);
+    ::sigaddset(&ending, SIGTERM);
+    ::sigprocmask(SIG_UNBLOCK, &ending, nullptr);
+    return ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && parent != 1 && ::getppid() == parent;
+}
+
+Result<Question> questionIn(const QStringList &arguments) {
+    QCommandLineParser parser;
+    const QCommandLineOption client(u"client"_s, {}, u"CLIENT"_s);
+    const QCommandLineOption application(u"application"_s, {}, u"ID"_s);
+    parser.addOption(client);
+    const QCommandLineOption again(u"again"_s);
+    parser.addOption(application);
+    parser.addOption(again);
+    const bool read = parser.parse(arguments) && parser.positionalArguments().isEmpty();
+    if (!read || parser.value(client).isEmpty() || parser.value(application).isEmpty())
+        return std::unexpected(Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again]"_s});
+    return Question{clientKey(parser.value(client)), consentKey(parser.value(application)), parser.isSet(again)};
+}
+
+Status ask(const Question &question) {
+    std::optional<bool> answer;
+    PromptWindow window(promptText(question.client, question.application, *installedApplications()), [&](bool allowed) {
+        answer = allowed;
+        QApplication::quit();
+    });
+    showInFront(window);
+    QApplication::exec();
+    if (!answer)
+        return complain(u"The window was ended before it was answered."_s);
+    // A script may have started this program: what counts here is the owner's answer.
+    ConsentRecord record(consentDatabase());
+    if (const auto written = record.decide(question.client, question.application, *answer); !written)
+        return complain(written.error().description);
+    return *answer ? ALLOWED : REFUSED;
+}
+
+// Qt ends a program whose display goes away with a status that would be an answer.
+bool answered = false;
+void leaveUnanswered() {
+    if (!answered)
+        std::_Exit(NOBODY_ASKED);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (!endWithParent())
+        return complain(u"The program that asks has ended."_s);
+    const auto question = questionIn([&] {
+        QStringList words;
+        for (int word = 0; word < argc; ++word)
+            words += QString::fromLocal8Bit(argv[word]);
+        return words;
+    }());
+    if (!question)
+        return complain(question.error().description);
+    if (const auto display = windowsCanBeShown(); !display)
+        return complain(display.error().description);
+    const auto database = consentDatabase();
+    const auto alone = PromptLock::forPrompt(database);
+    if (!alone)
+        return complain(alone.error().description);
+    const auto decided = ConsentRecord(database).decision(question->client, question->application);
+    if (!decided)
+        return complain(decided.error().description);
+    if (*decided && (**decided || !question->again))
+        return **decided ? ALLOWED : REFUSED;
+
+    int none = 1; // the arguments are not Qt's
+    QApplication application(none, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    QIcon::setFallbackSearchPaths(QIcon::fallbackSearchPaths() + QStringList{u"/usr/share/pixmaps"_s});
+    std::atexit(leaveUnanswered);
+    const Status status = ask(*question);
+    answered = true;
+    return status;
+}
