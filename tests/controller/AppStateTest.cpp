@@ -123,17 +123,19 @@ TEST_F(AppStateTest, WithoutAChannelNoneIsOpen) {
     EXPECT_FALSE(state->agentConnected) << "a new one has yet to open";
 }
 
-TEST_F(AppStateTest, AChannelThatClosesItselfInsideASendEndsItsWorkFirst) {
-    auto token = std::make_shared<QString>(u"still here"_s);
-    QStringList after;
-    state->setWebChannel([this, &after, token](const QJsonObject &) {
+TEST_F(AppStateTest, AChannelThatClosesItselfInsideASendIsThereUntilTheSendEnds) {
+    auto token = std::make_shared<int>();
+    const std::weak_ptr<int> kept = token;
+    QList<bool> goneWhileRunning;
+    state->setWebChannel([token = std::move(token), &kept, &goneWhileRunning, state = state.get()](const auto &) {
+        const auto &held = kept; // what was captured may be gone once the channel is
+        auto &gone = goneWhileRunning;
         state->setWebChannel({});
-        after.append(*token);
+        gone.append(held.expired());
     });
-    const std::weak_ptr<QString> kept = std::exchange(token, nullptr);
     state->emit(u"one"_s, EventKind::good);
     state->emit(u"two"_s, EventKind::good);
-    EXPECT_EQ(after, QStringList{u"still here"_s});
+    EXPECT_EQ(goneWhileRunning, QList<bool>{false});
     EXPECT_TRUE(kept.expired()) << "nothing keeps a channel that is closed";
 }
 

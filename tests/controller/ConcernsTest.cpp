@@ -114,6 +114,15 @@ TEST_F(Concerns, TheEndOfTheTaskLoopCancelsItsTaskAndNoLook) {
     EXPECT_EQ(told.views.back().permissions.value(u"automation"_s), Permission::State::granted);
 }
 
+TEST_F(Concerns, AStartThatIsRefusedUndoesNoCancel) {
+    startBoth();
+    EXPECT_TRUE(loop.cancel());
+    EXPECT_FALSE(loop.start({.task = u"another"_s}));
+    EXPECT_TRUE(told.progress.back().cancelling);
+    ASSERT_TRUE(taskEnds());
+    EXPECT_EQ(told.results.back().outcome, Outcome::cancelled);
+}
+
 TEST_F(Concerns, ATaskTellsOfItsEndBeforeItsProgressSaysSo) {
     EXPECT_TRUE(QFile(home.filePath(u"go"_s)).open(QFile::WriteOnly));
     bool wasBusy = false;

@@ -6,10 +6,15 @@
 
 #include <QTemporaryDir>
 
+#include <algorithm>
+#include <array>
+#include <barrier>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -74,6 +79,23 @@ TEST(DesktopLock, IsFreeForWhoeverAsksAfterItsRelease) {
     const XServer server("640x480x24");
     for (int i = 0; i < 200; ++i)
         ASSERT_TRUE(lock()) << i;
+}
+
+TEST(DesktopLock, OfManyWhoAskAtOnceOneHasIt) {
+    const XServer server("640x480x24");
+    for (int round = 0; round < 30; ++round) {
+        std::array<Held, 8> held;
+        std::barrier start(held.size());
+        {
+            std::vector<std::jthread> asking;
+            for (auto &mine : held)
+                asking.emplace_back([&] {
+                    start.arrive_and_wait();
+                    mine = lock();
+                });
+        }
+        ASSERT_EQ(std::ranges::count_if(held, &Held::has_value), 1) << round;
+    }
 }
 
 TEST(DesktopLock, IsHeldUntilItsLastCopyIsDropped) {
