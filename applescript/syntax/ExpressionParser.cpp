@@ -1,6 +1,7 @@
-// Operators, from the loosest to the tightest: or, and, not, = ≠, < > and containment, as, &, + -, * / div mod, ^,
-// signs.
-#include "applescript/syntax/Parser.h"
+#include "applescript/syntax/ExpressionParser.h"
+
+#include "applescript/syntax/OperandParser.h"
+#include "applescript/syntax/ReferenceParser.h"
 
 namespace ombru::applescript {
 
@@ -116,123 +117,130 @@ bool mayStartPhrase(const QString &word) {
 
 } // namespace
 
-ExpressionPtr Parser::parseExpression() {
-    checkDepth();
-    const auto start = peek().range.start;
+// expression = and { or and }
+ExpressionPtr ExpressionParser::parseExpression() {
+    m_in.checkDepth();
+    const auto start = m_in.peek().range.start;
     auto first = parseAnd();
-    if (!atWord(u"or"))
+    if (!m_in.atWord(u"or"))
         return first;
     Chain chain{std::move(first), {}};
-    while (takeWord(u"or"))
+    while (m_in.takeWord(u"or"))
         chain.steps.push_back({Operator::logicalOr, parseAnd()});
-    return make(start, std::move(chain));
+    return m_in.make(start, std::move(chain));
 }
 
-ExpressionPtr Parser::parseAnd() {
-    const auto start = peek().range.start;
+// and = not { and not }
+ExpressionPtr ExpressionParser::parseAnd() {
+    const auto start = m_in.peek().range.start;
     auto first = parseNot();
-    if (!atWord(u"and"))
+    if (!m_in.atWord(u"and"))
         return first;
     Chain chain{std::move(first), {}};
-    while (takeWord(u"and"))
+    while (m_in.takeWord(u"and"))
         chain.steps.push_back({Operator::logicalAnd, parseNot()});
-    return make(start, std::move(chain));
+    return m_in.make(start, std::move(chain));
 }
 
-ExpressionPtr Parser::parseNot() {
-    checkDepth();
-    const auto start = peek().range.start;
-    if (!takeWord(u"not"))
+// not = not not | equality
+ExpressionPtr ExpressionParser::parseNot() {
+    m_in.checkDepth();
+    const auto start = m_in.peek().range.start;
+    if (!m_in.takeWord(u"not"))
         return parseEquality();
     auto operand = parseNot();
-    return make(start, Not{std::move(operand)});
+    return m_in.make(start, Not{std::move(operand)});
 }
 
-std::optional<Parser::Comparison> Parser::comparison() const {
-    if (peek().kind == Token::Kind::symbol) {
-        const auto operation = symbolComparison(peek().key);
+std::optional<ExpressionParser::Comparison> ExpressionParser::comparison() const {
+    if (m_in.peek().kind == Token::Kind::symbol) {
+        const auto operation = symbolComparison(m_in.peek().key);
         return operation ? std::optional(Comparison{*operation, 1}) : std::nullopt;
     }
-    if (peek().kind != Token::Kind::word || !mayStartPhrase(peek().key))
+    if (m_in.peek().kind != Token::Kind::word || !mayStartPhrase(m_in.peek().key))
         return std::nullopt;
     for (const auto &phrase : phrases()) {
-        if (const auto length = spells(rest(), phrase.words))
+        if (const auto length = spells(m_in.rest(), phrase.words))
             return Comparison{phrase.operation, length};
     }
     return std::nullopt;
 }
 
-ExpressionPtr Parser::parseEquality() {
-    const auto start = peek().range.start;
+// equality = relation [(= | ≠ | is | is not ...) relation] | relation is [not] running
+ExpressionPtr ExpressionParser::parseEquality() {
+    const auto start = m_in.peek().range.start;
     auto left = parseRelation();
     const auto found = comparison();
     if (!found || !isEquality(found->operation))
         return left;
-    if (spells(rest(found->length), u"running"_s))
+    if (spells(m_in.rest(found->length), u"running"_s))
         return parseIsRunning(std::move(left), found->operation, found->length);
-    m_at += found->length;
-    auto right = atWord(u"not") ? parseNot() : parseRelation();
-    return make(start, Binary{found->operation, std::move(left), std::move(right)});
+    m_in.skip(found->length);
+    auto right = m_in.atWord(u"not") ? parseNot() : parseRelation();
+    return m_in.make(start, Binary{found->operation, std::move(left), std::move(right)});
 }
 
 // application "Finder" is running
-ExpressionPtr Parser::parseIsRunning(ExpressionPtr subject, Operator operation, std::size_t length) {
+ExpressionPtr ExpressionParser::parseIsRunning(ExpressionPtr subject, Operator operation, std::size_t length) {
     const auto start = subject->range.start;
-    m_at += length + 1;
-    auto running = make(start, Property{Name(u"running"_s), true, std::move(subject)});
+    m_in.skip(length + 1);
+    auto running = m_in.make(start, Property{Name(u"running"_s), true, std::move(subject)});
     if (operation == Operator::equal)
         return running;
-    return make(start, Not{std::move(running)});
+    return m_in.make(start, Not{std::move(running)});
 }
 
-ExpressionPtr Parser::parseRelation() {
-    const auto start = peek().range.start;
+// relation = coercion [(< | > | contains | is in ...) coercion] | coercion exists
+ExpressionPtr ExpressionParser::parseRelation() {
+    const auto start = m_in.peek().range.start;
     auto left = parseCoercion();
-    if (takeWord(u"exists")) { // window 1 exists
+    if (m_in.takeWord(u"exists")) { // window 1 exists
         Command command{u"exists"_s, std::move(left), {}};
-        return make(start, std::move(command));
+        return m_in.make(start, std::move(command));
     }
     const auto found = comparison();
     if (!found || isEquality(found->operation))
         return left;
-    m_at += found->length;
+    m_in.skip(found->length);
     auto right = parseCoercion();
-    return make(start, Binary{found->operation, std::move(left), std::move(right)});
+    return m_in.make(start, Binary{found->operation, std::move(left), std::move(right)});
 }
 
-ExpressionPtr Parser::parseCoercion() {
-    const auto start = peek().range.start;
+// coercion = chain { as type [& chain] }
+ExpressionPtr ExpressionParser::parseCoercion() {
+    const auto start = m_in.peek().range.start;
     auto left = parseChain(CONCATENATION);
-    for (int count = 0; !m_context.stopsAtAs && takeWord(u"as"); ++count) {
+    for (int count = 0; !m_in.context().stopsAtAs && m_in.takeWord(u"as"); ++count) {
         if (count == MAX_COERCIONS)
-            failTooDeep();
+            m_in.failTooDeep();
         auto type = parseType();
-        left = make(start, Coercion{std::move(left), std::move(type)});
+        left = m_in.make(start, Coercion{std::move(left), std::move(type)});
         left = parseChain(CONCATENATION, std::move(left)); // x as text & "y" goes on with the text
     }
     return left;
 }
 
-ExpressionPtr Parser::parseType() {
-    if (atWord(u"a") || atWord(u"an"))
-        ++m_at;
-    skipThe();
-    const auto start = peek().range.start;
-    if (atSymbol(u"{"))
-        return parseBraces();
-    if (peek().kind == Token::Kind::chevron || atSymbol(u"("))
-        return parseHead();
-    const auto match = termAt();
+// type = [a | an] [the] class | list of classes | «class xxxx» | (expression)
+ExpressionPtr ExpressionParser::parseType() {
+    if (m_in.atWord(u"a") || m_in.atWord(u"an"))
+        m_in.skip();
+    m_in.skipThe();
+    const auto start = m_in.peek().range.start;
+    if (m_in.atSymbol(u"{"))
+        return operands().parseBraces();
+    if (m_in.peek().kind == Token::Kind::chevron || m_in.atSymbol(u"("))
+        return operands().parseHead();
+    const auto match = m_in.termAt();
     const bool isType = match.term && (match.term->kind == Term::Kind::elementClass || match.term->name == u"class" ||
                                        match.term->name == u"month" || match.term->name == u"weekday");
     if (!isType)
-        failExpecting(u"class name"_s);
-    m_at += match.length;
-    return literal(start, ClassName{match.term->name});
+        m_in.failExpecting(u"class name"_s);
+    m_in.skip(match.length);
+    return m_in.literal(start, ClassName{match.term->name});
 }
 
-std::optional<Operator> Parser::chainOperator(int level) const {
-    const Token &token = peek();
+std::optional<Operator> ExpressionParser::chainOperator(int level) const {
+    const Token &token = m_in.peek();
     if (token.kind == Token::Kind::word) {
         if (level == PRODUCT && token.key == u"div")
             return Operator::integerDivide;
@@ -251,66 +259,43 @@ std::optional<Operator> Parser::chainOperator(int level) const {
     return std::nullopt;
 }
 
+// chain = sum { & sum }; sum = product { (+ | -) product }; product = power { (* | / | div | mod) power }.
 // `first`, when given, is a finished operand to go on from.
-ExpressionPtr Parser::parseChain(int level, ExpressionPtr first) {
+ExpressionPtr ExpressionParser::parseChain(int level, ExpressionPtr first) {
     if (level == POWER)
         return parsePower(std::move(first));
-    const auto start = first ? first->range.start : peek().range.start;
+    const auto start = first ? first->range.start : m_in.peek().range.start;
     auto operand = parseChain(level + 1, std::move(first));
     if (!chainOperator(level))
         return operand;
     Chain chain{std::move(operand), {}};
     while (const auto operation = chainOperator(level)) {
-        ++m_at;
+        m_in.skip();
         chain.steps.push_back({*operation, parseChain(level + 1)});
     }
-    return make(start, std::move(chain));
+    return m_in.make(start, std::move(chain));
 }
 
-ExpressionPtr Parser::parsePower(ExpressionPtr first) {
-    const auto start = first ? first->range.start : peek().range.start;
-    checkDepth();
+// power = sign [^ power]
+ExpressionPtr ExpressionParser::parsePower(ExpressionPtr first) {
+    const auto start = first ? first->range.start : m_in.peek().range.start;
+    m_in.checkDepth();
     auto base = first ? std::move(first) : parseSign();
-    if (!takeSymbol(u"^"))
+    if (!m_in.takeSymbol(u"^"))
         return base;
     auto exponent = parsePower();
-    return make(start, Binary{Operator::power, std::move(base), std::move(exponent)});
+    return m_in.make(start, Binary{Operator::power, std::move(base), std::move(exponent)});
 }
 
-ExpressionPtr Parser::parseSign() {
-    checkDepth();
-    const auto start = peek().range.start;
-    if (!atSymbol(u"-") && !atSymbol(u"+"))
-        return parseReference();
-    const bool negative = next().key == u"-";
+// sign = { + | - } reference
+ExpressionPtr ExpressionParser::parseSign() {
+    m_in.checkDepth();
+    const auto start = m_in.peek().range.start;
+    if (!m_in.atSymbol(u"-") && !m_in.atSymbol(u"+"))
+        return references().parseReference();
+    const bool negative = m_in.next().key == u"-";
     auto operand = parseSign();
-    return make(start, Negation{std::move(operand), negative});
-}
-
-ExpressionPtr Parser::parseBraces() {
-    const auto start = next().range.start;
-    const Within context(*this, Context{false, false, m_context.constants});
-    if (atLabel())
-        return parseRecord(start);
-    ListExpression list;
-    while (!atSymbol(u"}")) {
-        list.items.push_back(parseExpression());
-        if (!takeSymbol(u","))
-            break;
-    }
-    expectSymbol(u"}");
-    return make(start, std::move(list));
-}
-
-ExpressionPtr Parser::parseRecord(qsizetype start) {
-    RecordExpression record;
-    do {
-        Name label = parseLabel();
-        expectSymbol(u":");
-        record.fields.emplace_back(std::move(label), parseExpression());
-    } while (takeSymbol(u","));
-    expectSymbol(u"}");
-    return make(start, std::move(record));
+    return m_in.make(start, Negation{std::move(operand), negative});
 }
 
 } // namespace ombru::applescript
