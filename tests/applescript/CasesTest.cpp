@@ -1,12 +1,13 @@
-// Every script in tests/applescript/cases runs as the tool runs it; what it prints is in NAME.out, what it complains of
-// in NAME.err, and NAME.host says how the computer answers and, after ">", what was done to it.
-// OMBRU_ACCEPT=1 writes what happened as what is expected.
+// Every script in a chapter (a folder) of tests/applescript/cases runs as the tool runs it; what it prints is in
+// NAME.out, what it complains of in NAME.err, and NAME.host says how the computer answers and, after ">", what was done
+// to it. OMBRU_ACCEPT=1 writes what happened as what is expected.
 #include "applescript/Osascript.h"
 #include "tests/support/ScriptedHost.h"
 
 #include <QBuffer>
 #include <QDir>
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -71,11 +72,22 @@ QString expectedCalls(const QStringList &calls) {
 
 class CasesTest : public ::testing::TestWithParam<std::string> {};
 
+// "CHAPTER/NAME"
 std::vector<std::string> names() {
     std::vector<std::string> all;
-    for (const auto &file : casesDirectory().entryInfoList({u"*.applescript"_s}, QDir::Files, QDir::Name))
-        all.push_back(file.completeBaseName().toStdString());
+    for (const auto &chapter : casesDirectory().entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+        const QDir directory(casesDirectory().filePath(chapter));
+        for (const auto &file : directory.entryInfoList({u"*.applescript"_s}, QDir::Files, QDir::Name))
+            all.push_back((chapter + u'/' + file.completeBaseName()).toStdString());
+    }
     return all;
+}
+
+// A test's name has letters, digits and underscores only.
+std::string testName(const ::testing::TestParamInfo<std::string> &info) {
+    std::string name = info.param;
+    std::ranges::replace(name, '/', '_');
+    return name;
 }
 
 } // namespace
@@ -96,7 +108,7 @@ TEST_P(CasesTest, does) {
     EXPECT_EQ(outcome.status, outcome.err.contains(u" error: "_s) ? 1 : 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(cases, CasesTest, ::testing::ValuesIn(names()), [](const auto &info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(cases, CasesTest, ::testing::ValuesIn(names()), testName);
 
 TEST(Robustness, damagedScriptsEndInAnAnswerAndNeverInACrash) {
     std::mt19937 random(20261121);
