@@ -5,22 +5,10 @@
 #include <QSocketNotifier>
 #include <QThread>
 
-#include <sys/eventfd.h>
-#include <sys/timerfd.h>
-#include <unistd.h>
-
 namespace ombru {
 
 namespace {
-
 std::unique_ptr<Loop> mainLoop;
-
-void clear(int descriptor) {
-    // Only the readiness matters; a spurious wake finds nothing to read.
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto got = ::read(descriptor, &count, sizeof count);
-}
-
 } // namespace
 
 Loop &Loop::main() {
@@ -32,41 +20,29 @@ Loop &Loop::main() {
     return *mainLoop;
 }
 
-Loop::Loop()
-    : m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_alarm(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
-    if (m_wake < 0 || m_alarm < 0)
+Loop::Loop() {
+    if (!m_wake.isOpen() || !m_alarm.isOpen())
         qFatal("ombru cannot run: the system gave no event descriptors (too many open files?)");
-    m_onWake = std::make_unique<QSocketNotifier>(m_wake, QSocketNotifier::Read);
-    m_onAlarm = std::make_unique<QSocketNotifier>(m_alarm, QSocketNotifier::Read);
+    m_onWake = std::make_unique<QSocketNotifier>(m_wake.descriptor(), QSocketNotifier::Read);
+    m_onAlarm = std::make_unique<QSocketNotifier>(m_alarm.descriptor(), QSocketNotifier::Read);
     QObject::connect(m_onWake.get(), &QSocketNotifier::activated, m_onWake.get(), [this] { runJobs(); });
     QObject::connect(m_onAlarm.get(), &QSocketNotifier::activated, m_onAlarm.get(), [this] {
-        clear(m_alarm);
+        m_alarm.clear();
         runTimers();
     });
 }
 
-Loop::~Loop() {
-    m_onWake.reset();
-    m_onAlarm.reset();
-    ::close(m_wake);
-    ::close(m_alarm);
-}
+Loop::~Loop() = default;
 
 void Loop::post(Job job) {
     const std::lock_guard lock(m_mutex);
     m_jobs.push_back(std::move(job));
     if (!std::exchange(m_awake, true))
-        wake();
-}
-
-void Loop::wake() {
-    // Cannot fail: the counter is read before it could overflow.
-    [[maybe_unused]] const int done = ::eventfd_write(m_wake, 1);
+        m_wake.ring();
 }
 
 void Loop::runJobs() {
-    clear(m_wake);
+    m_wake.clear();
     std::deque<Job> jobs;
     {
         const std::lock_guard lock(m_mutex);
@@ -101,14 +77,11 @@ void Loop::runTimers() {
 }
 
 void Loop::arm() {
-    using namespace std::chrono;
-    itimerspec first{};
     // While time stands still the alarm must not ring: what it would find is never due.
-    if (!m_timers.empty() && !Clock::stopped()) {
-        const auto at = std::max(duration_cast<nanoseconds>(m_timers.begin()->first.time_since_epoch()), 1ns);
-        first.it_value = {at.count() / 1'000'000'000, at.count() % 1'000'000'000};
-    }
-    ::timerfd_settime(m_alarm, TFD_TIMER_ABSTIME, &first, nullptr);
+    if (m_timers.empty() || Clock::stopped())
+        m_alarm.unset();
+    else
+        m_alarm.set(m_timers.begin()->first);
 }
 
 void onMain(const QObject *context, Job job) {

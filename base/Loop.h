@@ -1,7 +1,9 @@
 // What runs on a thread's event loop: jobs handed over from any thread, and timers. Jobs travel through a locked list
 // and a wake descriptor rather than through the framework's events, so that a race detector can see the hand-over.
 #pragma once
+#include "base/Alarm.h"
 #include "base/Clock.h"
+#include "base/Wake.h"
 
 #include <deque>
 #include <functional>
@@ -53,14 +55,13 @@ private:
     void runJobs();
     void runTimers();
     void arm();
-    void wake();
 
     struct Pending {
         std::shared_ptr<bool> active;
         Job job;
     };
-    int m_wake;  // descriptor that becomes readable when there are jobs
-    int m_alarm; // descriptor that becomes readable when the first timer is due
+    Wake m_wake;   // rings when there are jobs
+    Alarm m_alarm; // rings when the first timer is due
     std::unique_ptr<QSocketNotifier> m_onWake;
     std::unique_ptr<QSocketNotifier> m_onAlarm;
     std::multimap<Clock::Time, Pending> m_timers;

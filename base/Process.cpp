@@ -1,6 +1,8 @@
 #include "base/Process.h"
 
 #include "base/Background.h"
+#include "base/ChildExit.h"
+#include "base/LargePages.h"
 
 #include <QSocketNotifier>
 
@@ -9,8 +11,6 @@
 #include <fcntl.h>
 #include <set>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 namespace ombru {
@@ -71,23 +71,12 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
-// Large buffers are worth large pages: most of the time that megabytes of output take goes into mapping small ones.
-void reserve(QByteArray &bytes, qsizetype capacity) {
-    constexpr std::uintptr_t PAGE = 2 << 20;
-    bytes.reserve(capacity);
-    const auto before = reinterpret_cast<std::uintptr_t>(bytes.data()) % PAGE;
-    const auto skipped = before == 0 ? 0 : PAGE - before;
-    const auto size = static_cast<std::uintptr_t>(bytes.capacity());
-    if (skipped + PAGE <= size)
-        ::madvise(bytes.data() + skipped, (size - skipped) / PAGE * PAGE, MADV_HUGEPAGE);
-}
-
 // Reads up to `most` bytes behind what `bytes` holds; less than 1 as read() does.
 ssize_t readBehind(QByteArray &bytes, int descriptor, qsizetype most) {
     const auto held = bytes.size();
     // Room that is not written to costs nothing, and moving megabytes does.
     if (bytes.capacity() < held + most)
-        reserve(bytes, std::max(held + most, (bytes.capacity() < 16 * CHUNK ? 8 : 2) * bytes.capacity()));
+        reserveInLargePages(bytes, std::max(held + most, (bytes.capacity() < 16 * CHUNK ? 8 : 2) * bytes.capacity()));
     bytes.resize(held + most);
     const auto got = ::read(descriptor, bytes.data() + held, static_cast<size_t>(most));
     bytes.resize(held + std::max<ssize_t>(got, 0));
@@ -152,18 +141,17 @@ Result<> Process::start() {
                             in.reading.number(), out.writing.number(), err.writing.number()});
     if (!pid)
         return std::unexpected(pid.error());
-    Descriptor exit(static_cast<int>(::syscall(SYS_pidfd_open, *pid, 0)));
-    if (!exit.isOpen()) {
-        const auto failure = processFailure(errno, u"watching "_s + m_command.program);
+    auto exit = watchExit(*pid, m_command.program);
+    if (!exit) {
         ::kill(-*pid, SIGKILL);
         ::waitpid(*pid, nullptr, 0);
-        return std::unexpected(failure);
+        return std::unexpected(exit.error());
     }
 
     running.insert(*pid);
     m_child = std::make_unique<Child>();
     m_child->pid = *pid;
-    m_child->exit.open(std::move(exit), QSocketNotifier::Read, [this] { finish(); });
+    m_child->exit.open(std::move(*exit), QSocketNotifier::Read, [this] { finish(); });
     m_child->out.open(std::move(out.reading), QSocketNotifier::Read, [this] { receive(Stream::output); });
     m_child->err.open(std::move(err.reading), QSocketNotifier::Read, [this] { receive(Stream::errors); });
     if (m_command.input) {

@@ -2,21 +2,15 @@
 // system; everybody else uses Process. Any thread; returns once the child's program runs or could not be started.
 #pragma once
 #include "base/Descriptor.h"
+#include "base/Environment.h"
 #include "base/Failure.h"
 
-#include <QByteArray>
 #include <QStringList>
 
-#include <map>
 #include <optional>
 #include <sys/types.h>
 
 namespace ombru {
-
-using Environment = std::map<QByteArray, QByteArray>;
-
-// The variables that this process was started with, as they are now.
-Environment ownEnvironment();
 
 struct Pipe {
     Descriptor reading;
@@ -41,6 +35,8 @@ struct SpawnRequest {
 // Failure has domain "process", errno as its code, and the path with the system's words.
 Result<pid_t> spawn(const SpawnRequest &request);
 
-Failure processFailure(int error, const QString &what);
+inline Failure processFailure(int error, const QString &what) {
+    return {QStringLiteral("process"), error, what + QStringLiteral(": ") + qt_error_string(error)};
+}
 
 } // namespace ombru

@@ -86,21 +86,6 @@ void setOwnSession(Attributes &attributes) {
 
 } // namespace
 
-Environment ownEnvironment() {
-    Environment result;
-    for (char **entry = environ; *entry; ++entry) {
-        const QByteArray text(*entry);
-        const auto end = text.indexOf('=');
-        if (end > 0)
-            result.emplace(text.first(end), text.sliced(end + 1));
-    }
-    return result;
-}
-
-Failure processFailure(int error, const QString &what) {
-    return {u"process"_s, error, what + u": "_s + qt_error_string(error)};
-}
-
 Result<Pipe> makePipe() {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) < 0)

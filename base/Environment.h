@@ -1,0 +1,14 @@
+// The variables that a program is started with. Any thread, as long as nobody changes this process's.
+#pragma once
+#include <QByteArray>
+
+#include <map>
+
+namespace ombru {
+
+using Environment = std::map<QByteArray, QByteArray>;
+
+// The variables that this process was started with, as they are now.
+Environment ownEnvironment();
+
+} // namespace ombru
