@@ -88,7 +88,7 @@ void PermissionDesk::keepApplications(const PermissionStates &states) {
         return;
     m_view.applications = states;
     show();
-    if (const auto written = m_settings.write(u"appAutomation"_s, toText(states)); !written)
+    if (const auto written = m_settings.appAutomation.write(stateNames(states)); !written)
         m_reports->warn(u"✗ "_s + written.error().description);
 }
 

@@ -1,8 +1,5 @@
 #include "permissions/Permission.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -38,21 +35,18 @@ std::optional<State> stateNamed(const QString &name) {
     return std::nullopt;
 }
 
-QString toText(const PermissionStates &states) {
-    if (states.isEmpty())
-        return {};
-    QJsonObject object;
+QMap<QString, QString> stateNames(const PermissionStates &states) {
+    QMap<QString, QString> names;
     for (const auto &[id, state] : states.asKeyValueRange())
-        object[id] = stateName(state);
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+        names[id] = stateName(state);
+    return names;
 }
 
-PermissionStates permissionStates(const QString &text) {
+PermissionStates permissionStates(const QMap<QString, QString> &names) {
     PermissionStates states;
-    const auto object = QJsonDocument::fromJson(text.toUtf8()).object();
-    for (auto entry = object.begin(); entry != object.end(); ++entry) {
-        if (const auto state = stateNamed(entry.value().toString()))
-            states[entry.key()] = *state;
+    for (const auto &[id, name] : names.asKeyValueRange()) {
+        if (const auto state = stateNamed(name))
+            states[id] = *state;
     }
     return states;
 }

@@ -27,10 +27,9 @@ using PermissionStates = QMap<QString, Permission::State>;
 QString stateName(Permission::State state);
 std::optional<Permission::State> stateNamed(const QString &name);
 
-// A JSON object, identifier to name of the state; the empty text for no states at all.
-QString toText(const PermissionStates &states);
-// What is no such object, and each entry that is no state, counts as absent.
-PermissionStates permissionStates(const QString &text);
+// Identifier to name of the state, and back; an entry that is no state counts as absent.
+QMap<QString, QString> stateNames(const PermissionStates &states);
+PermissionStates permissionStates(const QMap<QString, QString> &names);
 
 namespace Permissions {
 

@@ -28,11 +28,11 @@ void RunCommand::interrupt() {
 
 Result<> RunCommand::applyOptions() {
     if (m_options.model) {
-        if (auto done = m_state.settings.override(u"model"_s, *m_options.model); !done)
+        if (auto done = m_state.settings.model.override(*m_options.model); !done)
             return done;
     }
     if (m_options.maxSteps)
-        return m_state.settings.override(u"maxSteps"_s, *m_options.maxSteps);
+        return m_state.settings.maxSteps.overrideTyped(*m_options.maxSteps);
     return {};
 }
 

@@ -9,20 +9,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString shown(const QVariant &value) {
-    const auto text = value.toString();
+QString shown(const QString &text) {
     return text.isEmpty() ? u"(empty)"_s : text;
 }
 
 void list(const Settings &settings, Terminal &terminal) {
-    for (const auto &setting : settingsTable()) {
-        const auto value = settings.value(setting.key);
-        const auto unit = setting.unit.isEmpty() ? QString() : u" "_s + setting.unit;
-        auto line = u"%1 = %2"_s.arg(setting.key, -14).arg(fitColumns(shown(value).replace(u'\n', u' '), 60)) + unit;
-        if (value != setting.initial)
-            line += u"  (default %1)"_s.arg(shown(setting.initial));
+    for (const Setting *setting : settings.all()) {
+        const auto value = setting->text();
+        const auto unit = setting->unit.isEmpty() ? QString() : u" "_s + setting->unit;
+        auto line = u"%1 = %2"_s.arg(setting->key, -14).arg(fitColumns(shown(value).replace(u'\n', u' '), 60)) + unit;
+        if (value != setting->initialText())
+            line += u"  (default %1)"_s.arg(shown(setting->initialText()));
         terminal.print(line);
-        terminal.print(u"    "_s + setting.meaning, Colour::dim);
+        terminal.print(u"    "_s + setting->meaning, Colour::dim);
     }
     terminal.print(u"Kept in %1"_s.arg(settings.file()), Colour::dim);
 }
@@ -42,13 +41,14 @@ int runSettingsCommand(const SettingsOptions &options) {
         list(settings, terminal);
         return 0;
     }
-    if (!findSetting(*options.key))
+    Setting *setting = settings.find(*options.key);
+    if (!setting)
         return refuse(u"There is no setting \"%1\". `ombru settings` lists them."_s.arg(*options.key));
     if (!options.value) {
-        terminal.print(settings.value(*options.key).toString());
+        terminal.print(setting->text());
         return 0;
     }
-    if (const auto done = settings.write(*options.key, *options.value); !done)
+    if (const auto done = setting->writeTyped(*options.value); !done)
         return refuse(done.error().description);
     return 0;
 }

@@ -28,12 +28,12 @@ TEST_F(AppStateTest, AFreshControllerIsIdle) {
 
 TEST_F(AppStateTest, ACachedPromptWinsOverTheBuiltInOne) {
     EXPECT_EQ(state->systemPrompt(), FALLBACK_PROMPT);
-    ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
+    ASSERT_TRUE(state->settings.cachedPrompt.write(u"cached"_s));
     EXPECT_EQ(state->systemPrompt(), u"cached"_s);
 }
 
 TEST_F(AppStateTest, TheServicesPromptWinsOverBoth) {
-    ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
+    ASSERT_TRUE(state->settings.cachedPrompt.write(u"cached"_s));
     CloudConfig config;
     config.systemPrompt = u"service"_s;
     state->applyConfig(config);
@@ -215,7 +215,7 @@ TEST_F(AppStateTest, TheWorkDirectoryIsMadeAndPrivate) {
 }
 
 TEST_F(AppStateTest, ABadSettingIsLoggedOnceAndItsDefaultCounts) {
-    ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"3"_s));
+    ASSERT_TRUE(state->settings.maxSteps.write(3));
     QFile file(state->settings.file());
     ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Truncate));
     file.write("[General]\nmaxSteps=lots of them\n");

@@ -196,7 +196,7 @@ TEST_F(Cancel, WhileAScriptRunsLeavesNoProcessBehind) {
 }
 
 TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
-    ASSERT_TRUE(state->settings.write(u"settle"_s, u"60"_s));
+    ASSERT_TRUE(state->settings.settle.write(60));
     ManualClock clock; // the pause would never end by itself
     reply({block(u"x"_s)});
     state->startTask(u"go"_s);

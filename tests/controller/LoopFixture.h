@@ -28,7 +28,7 @@ protected:
         FakePlatform::instance().osascript = home.filePath(u"osascript"_s);
         osascript.playAlways("exit 0\n");
         state = std::make_unique<AppState>();
-        EXPECT_TRUE(state->settings.write(u"settle"_s, u"0"_s));
+        EXPECT_TRUE(state->settings.settle.write(0));
         heard =
             state->onEvent([this](const Event &event) { events.append(kindName(event.kind) + u": "_s + event.text); });
     }

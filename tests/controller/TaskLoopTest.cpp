@@ -69,8 +69,8 @@ TEST_F(TaskLoopTest, ClaudeIsAskedWithThePromptAndTheModelInForce) {
     EXPECT_EQ(claude.arguments(1).sliced(2),
               (QStringList{u"--output-format"_s, u"json"_s, u"--tools"_s, u"Read"_s, u"--allowedTools"_s, u"Read"_s,
                            u"--append-system-prompt"_s, FALLBACK_PROMPT}));
-    ASSERT_TRUE(state->settings.write(u"cachedPrompt"_s, u"cached"_s));
-    ASSERT_TRUE(state->settings.write(u"model"_s, u"small"_s));
+    ASSERT_TRUE(state->settings.cachedPrompt.write(u"cached"_s));
+    ASSERT_TRUE(state->settings.model.write(u"small"_s));
     runTask(u"two"_s);
     EXPECT_EQ(claude.arguments(2).sliced(8), (QStringList{u"--append-system-prompt"_s, u"cached"_s, u"--resume"_s,
                                                           u"session-1"_s, u"--model"_s, u"small"_s}));
@@ -117,7 +117,7 @@ TEST_F(TaskLoopTest, AReplyWithoutBlockAndWithoutDoneEndsTheTaskToo) {
 }
 
 TEST_F(TaskLoopTest, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
-    ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"1"_s));
+    ASSERT_TRUE(state->settings.maxSteps.write(1));
     reply({block(u"one"_s)});
     const auto result = runTask(u"go"_s);
     EXPECT_EQ(result.outcome, Outcome::outOfSteps);
@@ -175,7 +175,7 @@ TEST_F(TaskLoopTest, AScriptThatSucceedsIsNoRefusalWhateverItPrints) {
 }
 
 TEST_F(TaskLoopTest, AScriptBeyondItsTimeIsEnded) {
-    ASSERT_TRUE(state->settings.write(u"scriptTimeout"_s, u"0.2"_s));
+    ASSERT_TRUE(state->settings.scriptTimeout.write(0.2));
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "exec sleep 1000");
     runTask(u"go"_s);
@@ -474,7 +474,7 @@ TEST_F(TaskLoopTest, AnApplicationIsBlockedOnceHoweverOftenItIsTried) {
 }
 
 TEST_F(TaskLoopTest, AScriptThatIsNotRunUsesUpItsStep) {
-    ASSERT_TRUE(state->settings.write(u"maxSteps"_s, u"1"_s));
+    ASSERT_TRUE(state->settings.maxSteps.write(1));
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL)});
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::outOfSteps);
@@ -483,7 +483,7 @@ TEST_F(TaskLoopTest, AScriptThatIsNotRunUsesUpItsStep) {
 
 TEST_F(TaskLoopTest, AScriptThatIsNotRunIsNotFollowedByAPause) {
     ManualClock clock; // the pause would never end
-    ASSERT_TRUE(state->settings.write(u"settle"_s, u"60"_s));
+    ASSERT_TRUE(state->settings.settle.write(60));
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL), u"DONE: ok"_s});
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
