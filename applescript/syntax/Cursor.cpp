@@ -80,8 +80,8 @@ void Cursor::failExpecting(const QString &expected) const {
     throw SyntaxError{peek().range, u"Expected %1 but found %2."_s.arg(expected, describe())};
 }
 
-QString Cursor::describe(std::size_t offset) const {
-    const Token &token = peek(offset);
+QString Cursor::describe() const {
+    const Token &token = peek();
     switch (token.kind) {
     case Token::Kind::endOfLine:
         return u"end of line"_s;
@@ -105,9 +105,11 @@ QString Cursor::describe(std::size_t offset) const {
     case Token::Kind::word:
         break;
     }
-    if (isKeyword(token.key))
-        return u"“%1”"_s.arg(token.key);
-    const auto match = termAt(offset);
+    return isKeyword(token.key) ? u"“%1”"_s.arg(token.key) : describeTerm();
+}
+
+QString Cursor::describeTerm() const {
+    const auto match = termAt();
     if (!match.term)
         return u"identifier"_s;
     switch (match.term->kind) {

@@ -72,7 +72,8 @@ public:
     ExpressionPtr literal(qsizetype start, Value value) const;
 
 private:
-    QString describe(std::size_t offset = 0) const;
+    QString describe() const; // what is next, for messages
+    QString describeTerm() const;
 
     QString m_text;
     const Vocabulary &m_vocabulary;

@@ -4,6 +4,7 @@
 #include "applescript/values/Format.h"
 #include "applescript/values/Stack.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace ombru::applescript {
@@ -119,6 +120,47 @@ std::optional<Value> booleanOf(const Value &value) {
     return std::nullopt;
 }
 
+std::optional<Value> textValueOf(const Value &value, const TextRules &rules) {
+    auto text = textOf(value, rules);
+    return text ? std::optional(Value(std::move(*text))) : std::nullopt;
+}
+
+std::optional<Value> realOf(const Value &value) {
+    const auto number = numberOf(value);
+    return number ? std::optional(Value(number->toDouble())) : std::nullopt;
+}
+
+std::optional<Value> isoDateOf(const Value &value) {
+    const auto *date = value.as<DatePtr>();
+    return date ? std::optional(Value((*date)->time.toString(Qt::ISODate))) : std::nullopt;
+}
+
+std::optional<Value> classOf(const Value &value) {
+    const auto *name = value.as<QString>();
+    return name ? std::optional(Value(ClassName{*name})) : std::nullopt;
+}
+
+// A class that values can be made into, and how.
+struct ClassRow {
+    QStringView type;
+    std::optional<Value> (*make)(const Value &value, const TextRules &rules);
+};
+
+constexpr ClassRow CLASSES[] = {
+    {u"text", &textValueOf},
+    {u"integer", [](const Value &value, const TextRules &) { return integerOf(value); }},
+    {u"number", [](const Value &value, const TextRules &) { return numberOf(value); }},
+    {u"boolean", [](const Value &value, const TextRules &) { return booleanOf(value); }},
+    {u"list", [](const Value &value, const TextRules &) { return std::optional(listOf(value)); }},
+    {u"real", [](const Value &value, const TextRules &) { return realOf(value); }},
+    {u"alias", [](const Value &value, const TextRules &) { return fileOf(value, FileReference::Kind::alias, false); }},
+    {u"file", [](const Value &value, const TextRules &) { return fileOf(value, FileReference::Kind::file, false); }},
+    {u"POSIX file",
+     [](const Value &value, const TextRules &) { return fileOf(value, FileReference::Kind::file, true); }},
+    {u"ISO date", [](const Value &value, const TextRules &) { return isoDateOf(value); }},
+    {u"class", [](const Value &value, const TextRules &) { return classOf(value); }},
+};
+
 } // namespace
 
 std::optional<Value> tryCoerce(const Value &value, const QString &type, const TextRules &rules) {
@@ -128,33 +170,8 @@ std::optional<Value> tryCoerce(const Value &value, const QString &type, const Te
     if (const auto *list = value.as<ListPtr>();
         list && (*list)->items.size() == 1 && type != u"list" && type != u"text")
         return tryCoerce((*list)->items.front(), type, rules);
-    if (type == u"text") {
-        auto text = textOf(value, rules);
-        return text ? std::optional(Value(std::move(*text))) : std::nullopt;
-    }
-    if (type == u"integer")
-        return integerOf(value);
-    if (type == u"number")
-        return numberOf(value);
-    if (type == u"real") {
-        const auto number = numberOf(value);
-        return number ? std::optional(Value(number->toDouble())) : std::nullopt;
-    }
-    if (type == u"boolean")
-        return booleanOf(value);
-    if (type == u"list")
-        return listOf(value);
-    if (type == u"alias")
-        return fileOf(value, FileReference::Kind::alias, false);
-    if (type == u"file")
-        return fileOf(value, FileReference::Kind::file, false);
-    if (type == u"POSIX file")
-        return fileOf(value, FileReference::Kind::file, true);
-    if (const auto *date = value.as<DatePtr>(); date && type == u"ISO date")
-        return Value((*date)->time.toString(Qt::ISODate));
-    if (const auto *name = value.as<QString>(); name && type == u"class")
-        return Value(ClassName{*name});
-    return std::nullopt;
+    const auto *row = std::ranges::find(CLASSES, QStringView(type), &ClassRow::type);
+    return row == std::end(CLASSES) ? std::nullopt : row->make(value, rules);
 }
 
 void failCoercion(const Value &value, const QString &type) {

@@ -17,7 +17,7 @@ struct SyntaxError {
     int number = -2741;
 };
 
-struct ErrorDetails; // the values of `from`, `partial result` and `to`; defined with the interpreter
+struct ErrorDetails; // the values of `from`, `partial result` and `to`; known to the statements that give and take them
 
 // The script asked for something that cannot be done.
 struct ScriptError {
