@@ -40,10 +40,8 @@ public:
     };
 
     void start(const ScriptPtr &script); // the script itself, in a frame of its own
-    const ScriptPtr &root() const { return m_root; }
     Frame &frame() const { return *m_frame; }
     const FramePtr &current() const { return m_frame; }
-    void resume(FramePtr frame) { m_frame = std::move(frame); }
 
     std::shared_ptr<Value> find(const QString &key) const;
     std::shared_ptr<Value> place(const QString &key); // made when there is none
