@@ -46,7 +46,8 @@ private:
 } // namespace
 
 QString AppleScriptRunner::remapErrorOffsets(const QString &text, const QString &scriptThatRan) {
-    static const QRegularExpression prefix(uR"(^(\d+):(\d+):)"_s, QRegularExpression::MultilineOption);
+    // As the tool writes numbers: what a script logs, "09:05: lunch" say, keeps its zeros.
+    static const QRegularExpression prefix(uR"(^(0|[1-9]\d*):(0|[1-9]\d*):)"_s, QRegularExpression::MultilineOption);
     const Positions positions(scriptThatRan);
     QString result;
     qsizetype copied = 0;

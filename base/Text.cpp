@@ -56,6 +56,22 @@ QString firstCharacters(const QString &text, qsizetype count) {
     return end < 0 ? text : text.first(end);
 }
 
+QString firstBytes(const QString &text, qsizetype bytes) {
+    // A code unit takes three bytes at most.
+    if (text.size() * 3 <= bytes)
+        return text;
+    auto finder = graphemes(QStringView(text).first(std::min(text.size(), bytes + 1)));
+    qsizetype end = 0;
+    qsizetype left = bytes;
+    for (auto next = finder.toNextBoundary(); next > end; next = finder.toNextBoundary()) {
+        left -= QStringView(text).sliced(end, next - end).toUtf8().size();
+        if (left < 0)
+            break;
+        end = next;
+    }
+    return text.first(end);
+}
+
 QStringList characters(QStringView text) {
     QStringList result;
     auto finder = graphemes(text);

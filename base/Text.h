@@ -12,6 +12,9 @@ qsizetype characterCount(QStringView text);
 // The first `count` characters; the whole text when it is shorter. Looks only at what it returns.
 QString firstCharacters(const QString &text, qsizetype count);
 
+// As many of its first characters as `bytes` bytes of UTF-8 hold.
+QString firstBytes(const QString &text, qsizetype bytes);
+
 // The text as its single characters, in order.
 QStringList characters(QStringView text);
 

@@ -53,6 +53,7 @@ bool TaskLoop::cancel() {
 
 void TaskLoop::newSession() {
     m_sessionID.reset();
+    ++m_newSessions;
 }
 
 Task<> TaskLoop::end() {
@@ -171,12 +172,15 @@ Task<TaskLoop::Attempt<QString>> TaskLoop::ask(QString binary, QString message) 
     const auto started = Clock::now();
     const Claude::Question question{binary,         message, m_systemPrompt(), m_sessionID, m_settings.model(),
                                     workDirectory()};
+    const auto conversation = m_newSessions;
     const auto reply = co_await Claude::ask(question, m_claudeCall);
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
     if (!reply)
         co_return std::unexpected(reply.error());
-    m_sessionID = reply->sessionID;
+    // A new conversation that the owner asked for meanwhile stays new.
+    if (conversation == m_newSessions)
+        m_sessionID = reply->sessionID;
     m_reports->emit(u"replied in %1s"_s.arg(secondsText(Clock::secondsSince(started))), EventKind::dim);
     co_return reply->text;
 }

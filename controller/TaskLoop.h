@@ -107,6 +107,7 @@ private:
     std::stop_source m_stop;                             // it is to end: the owner asked
     bool m_scriptRefused = false;                        // by the system, in this task
     std::optional<QString> m_sessionID;                  // the conversation to continue
+    int m_newSessions = 0;                               // how often the owner asked for another one
     TaskScope m_tasks;
 };
 

@@ -12,6 +12,7 @@ namespace {
 
 constexpr qsizetype HEADLINE_LENGTH = 140;
 constexpr qsizetype RESULT_LENGTH = 4000;
+constexpr qsizetype RESULT_BYTES = 64 << 10; // the message is one argument, and the system takes 128 KiB for one
 
 QRegularExpression expression(const QString &pattern, QRegularExpression::PatternOptions options = {}) {
     return QRegularExpression(pattern, options | QRegularExpression::UseUnicodePropertiesOption);
@@ -80,7 +81,7 @@ QString turnMessage(const QString &head, int step, const QString &screenshot, QS
 
 QString resultHead(bool ok, const QString &output) {
     return u"Result of your last AppleScript ("_s + (ok ? u"success"_s : u"failure"_s) + u"):\n"_s +
-           firstCharacters(output, RESULT_LENGTH);
+           firstBytes(firstCharacters(output, RESULT_LENGTH), RESULT_BYTES);
 }
 
 QString automationAdvice(bool denied) {

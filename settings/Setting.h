@@ -110,7 +110,7 @@ using RealSetting = NumberSetting<double>;
 // What a text must be.
 struct TextRule {
     bool (*allows)(const QString &text) = nullptr; // absent: every text
-    QStringView takes = {};                        // NOLINT(readability-redundant-member-init): "an origin such as ..."
+    QStringView takes = {}; // NOLINT(readability-redundant-member-init): "an address such as ..."
 };
 
 class TextSetting final : public TypedSetting<QString> {

@@ -6,9 +6,9 @@
 namespace ombru {
 
 class Settings : public SettingsStore {
-    static bool isOrigin(const QString &text);
-    static constexpr TextRule ORIGIN{
-        isOrigin, u"an origin such as https://ombru.example (plain http only for this computer itself)"};
+    static bool isServiceAddress(const QString &text);
+    static constexpr TextRule SERVICE_ADDRESS{isServiceAddress,
+                                              u"an address such as https://ombru.example or http://localhost:8787"};
 
 public:
     using SettingsStore::SettingsStore;
@@ -16,7 +16,7 @@ public:
     static QString defaultFile(); // ombru/ombru.conf in the user's configuration directory
 
     TextSetting serverURL{*this, u"serverURL", u"https://ombru.example",
-                          u"origin of the service this computer signs in to", ORIGIN};
+                          u"address of the service this computer signs in to", SERVICE_ADDRESS};
     TextSetting model{*this, u"model", u"", u"model that claude is asked to use; empty for its own default"};
     IntegerSetting maxSteps{*this, u"maxSteps", 15, {1, 1000}, u"most turns the agent may take for one task"};
     RealSetting scriptTimeout{*this, u"scriptTimeout", 60, {0.1, 86400, u"seconds"}, u"how long one script may run"};

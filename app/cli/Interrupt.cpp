@@ -9,7 +9,7 @@ namespace ombru {
 
 namespace {
 
-constexpr std::array SIGNALS{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array SIGNALS{SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 std::array<int, 2> wakePipe{-1, -1};
 
 extern "C" void noteSignal(int) {

@@ -41,6 +41,11 @@ TEST(ErrorOffsets, NumbersTooLargeToReadAreLeftAlone) {
     EXPECT_EQ(remapErrorOffsets(text, u"tell me to log \"§L1\"\nbeep"_s), text);
 }
 
+TEST(ErrorOffsets, WhatAScriptLoggedComesBackAsItWasWritten) {
+    const auto text = u"09:05: lunch\n12:007: x\n13:00: nap\n0:4: execution error: no (7)"_s;
+    EXPECT_EQ(remapErrorOffsets(text, u"beep"_s), text);
+}
+
 TEST(ErrorOffsets, OnlyWholeMarkerLinesCount) {
     // The first line is the user's own; the second is a marker in any case.
     const auto script = u"tell me to log \"§L1\" & x\nTELL ME TO LOG \"§L2\"\nbeep"_s;

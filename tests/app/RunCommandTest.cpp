@@ -201,6 +201,15 @@ TEST_F(RunCommandTest, CtrlCStopsTheTaskCleanly) {
     EXPECT_TRUE(waitUntil([this] { return !isAlive(claudePid); }));
 }
 
+TEST_F(RunCommandTest, CtrlBackslashIsAStopLikeCtrlC) {
+    const auto process = startHanging();
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGQUIT);
+    const auto finished = finish(process);
+    EXPECT_EQ(finished.status, 130);
+    EXPECT_TRUE(finished.out.endsWith(u"cancelled\n"_s)) << finished.out.toStdString();
+    EXPECT_TRUE(waitUntil([this] { return !isAlive(claudePid); }));
+}
+
 TEST_F(RunCommandTest, ASecondTaskOnTheSameDesktopIsRefused) {
     const auto process = startHanging();
     const auto second = run(u"\"$OMBRU\" run another"_s);

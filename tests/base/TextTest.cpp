@@ -22,6 +22,17 @@ TEST(Text, FirstCharactersNeverCutsACharacter) {
     EXPECT_EQ(firstCharacters(u"abc"_s, 0), QString());
 }
 
+TEST(Text, FirstBytesNeverCutsACharacter) {
+    EXPECT_EQ(firstBytes(u"abc"_s, 3), u"abc"_s);
+    EXPECT_EQ(firstBytes(u"abc"_s, 2), u"ab"_s);
+    EXPECT_EQ(firstBytes(u"a€€"_s, 6), u"a€"_s);
+    EXPECT_EQ(firstBytes(u"a€€"_s, 7), u"a€€"_s);
+    EXPECT_EQ(firstBytes(u"x👩‍👩‍👧‍👦"_s, 25), u"x"_s);
+    EXPECT_EQ(firstBytes(u"x👩‍👩‍👧‍👦"_s, 26), u"x👩‍👩‍👧‍👦"_s);
+    EXPECT_EQ(firstBytes(QString(5'000'000, u'x'), 400).size(), 400);
+    EXPECT_EQ(firstBytes(u"abc"_s, 0), QString());
+}
+
 TEST(Text, CharactersAreTheTextInPieces) {
     EXPECT_EQ(characters(u"a👍🏽b"), (QStringList{u"a"_s, u"👍🏽"_s, u"b"_s}));
     EXPECT_TRUE(characters(u"").isEmpty());

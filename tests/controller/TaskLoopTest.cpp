@@ -79,6 +79,19 @@ TEST_F(TaskLoopTest, ALaterTaskContinuesTheConversationUntilANewSession) {
     EXPECT_FALSE(claude.arguments(3).contains(u"--resume"_s));
 }
 
+TEST_F(TaskLoopTest, ANewSessionDuringAQuestionStaysNew) {
+    reply({block(u"return 1"_s), u"DONE: 2"_s, u"DONE: 3"_s});
+    claude.play(1, "touch \"$d/asked\"; until [ -e \"$d/go\" ]; do sleep 0.01; done; cat \"$d/reply.1\"\n");
+    state->startTask(u"one"_s);
+    ASSERT_TRUE(test::waitUntil([this] { return QFile::exists(claude.pathOf(u"asked"_s)); }));
+    state->newSession();
+    claude.file(u"go"_s, {});
+    EXPECT_EQ(finish().answer, u"2"_s);
+    EXPECT_FALSE(claude.arguments(2).contains(u"--resume"_s)) << "the late reply brought the old conversation back";
+    runTask(u"two"_s);
+    EXPECT_TRUE(claude.arguments(3).contains(u"--resume"_s)) << "the new one goes on";
+}
+
 TEST_F(TaskLoopTest, AReplyWithTwoBlocksRunsOnlyTheFirstAndLogsNeither) {
     reply({block(u"first"_s, u"A."_s) + u"\n"_s + block(u"second"_s, u"B."_s), u"DONE: ok"_s});
     runTask(u"go"_s);

@@ -117,6 +117,14 @@ TEST(ResultHead, CarriesTheFirst4000Characters) {
     EXPECT_EQ(head, u"Result of your last AppleScript (failure):\n"_s + QString(4000, u'x'));
 }
 
+TEST(ResultHead, IsNeverTooLongForAnArgument) {
+    const auto family = u"👩‍👩‍👧‍👦"_s; // one character of 25 bytes
+    const auto head = resultHead(true, family.repeated(4000));
+    EXPECT_LE(head.toUtf8().size(), 66 << 10);
+    EXPECT_GT(head.toUtf8().size(), 60 << 10);
+    EXPECT_TRUE(head.endsWith(family));
+}
+
 TEST(AutomationRefusal, IsToldByNumberOrWords) {
     EXPECT_TRUE(isAutomationRefusal(u"error (-1743)"_s));
     EXPECT_TRUE(isAutomationRefusal(u"NOT authorized to send Apple events to Finder."_s));

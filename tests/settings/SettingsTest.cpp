@@ -97,10 +97,19 @@ TEST_F(SettingsTest, WrongTypesAndValuesOutOfRangeAreRefusedWithTheRange) {
     }
     for (const auto &typed : {u"nan"_s, u"inf"_s, u"61"_s, u"-0.1"_s})
         EXPECT_FALSE(settings.settle.writeTyped(typed)) << typed.toStdString();
-    for (const auto &typed : {u"http://ombru.example"_s, u"ftp://x"_s, u"https://"_s, u"https://a/b"_s, u"x"_s})
+    for (const auto &typed :
+         {u"ftp://x"_s, u"https://"_s, u"x"_s, u"https://a/b?c"_s, u"https://a#b"_s, u"https://u@a"_s})
         EXPECT_FALSE(settings.serverURL.write(typed)) << typed.toStdString();
-    EXPECT_TRUE(settings.serverURL.write(u"http://localhost:9000"_s));
     EXPECT_EQ(settings.maxSteps(), 15);
+}
+
+TEST_F(SettingsTest, AServiceAddressMayHaveAPortAndAPath) {
+    Settings settings(path);
+    for (const auto &typed :
+         {u"http://localhost:9000"_s, u"http://host:8080"_s, u"https://host/base"_s, u"https://host/"_s}) {
+        EXPECT_TRUE(settings.serverURL.write(typed)) << typed.toStdString();
+        EXPECT_EQ(settings.serverURL(), typed);
+    }
 }
 
 TEST_F(SettingsTest, AnUnknownKeyIsNone) {

@@ -20,6 +20,9 @@ public:
     // Puts a file into the directory, for a play to use, and gives its path.
     QString file(const QString &name, const QByteArray &content);
 
+    // Where a file of the directory is or will be.
+    QString pathOf(const QString &name) const { return m_directory + u'/' + name; }
+
     int calls() const;
     QStringList arguments(int call) const;
     QByteArray input(int call) const;
