@@ -2,6 +2,7 @@
 
 #include "base/Background.h"
 #include "platform/fake/FakePlatform.h"
+#include "tests/support/PassTime.h"
 #include "tests/support/Wait.h"
 
 #include <QSet>
@@ -120,10 +121,7 @@ TEST_F(AppAutomationTest, ARequestStartsWhatDoesNotRunAndWaitsForIt) {
     const auto state = std::make_shared<std::optional<State>>();
     const auto start = Clock::now();
     const auto kept = test::keep(AppAutomation::request(MAIL), state);
-    ASSERT_TRUE(test::waitUntil([&] {
-        clock.advance(10ms);
-        return state->has_value();
-    }));
+    ASSERT_TRUE(test::passTimeUntil(clock, [&] { return state->has_value(); }));
     EXPECT_EQ(**state, State::granted);
     EXPECT_EQ(desktop()->startedHidden.size(), 1);
     EXPECT_EQ(desktop()->looks, 1 + 4) << "one before it was opened";
@@ -136,10 +134,7 @@ TEST_F(AppAutomationTest, ARequestGivesWhatNeverRunsFiftyLooks) {
     const auto state = std::make_shared<std::optional<State>>();
     const auto start = Clock::now();
     const auto kept = test::keep(AppAutomation::request(MAIL), state);
-    ASSERT_TRUE(test::waitUntil([&] {
-        clock.advance(10ms);
-        return state->has_value();
-    }));
+    ASSERT_TRUE(test::passTimeUntil(clock, [&] { return state->has_value(); }));
     EXPECT_EQ(**state, State::unknown);
     EXPECT_EQ(desktop()->looks, 1 + 50);
     EXPECT_EQ(determined(), QStringList{u"ask "_s + MAIL});

@@ -2,6 +2,7 @@
 #include "base/Background.h"
 #include "permissions/AppAutomation.h"
 #include "platform/fake/FakePlatform.h"
+#include "tests/support/PassTime.h"
 #include "tests/support/Processes.h"
 #include "tests/support/StandIn.h"
 
@@ -163,10 +164,7 @@ TEST_F(ScriptTargets, WhatDoesNotRunIsStartedHiddenBeforeItIsJudged) {
     const auto refusals = std::make_shared<std::optional<std::vector<Refusal>>>();
     const auto start = Clock::now();
     const auto kept = test::keep(AppAutomation::notAllowed(TELL_MAIL), refusals);
-    ASSERT_TRUE(test::waitUntil([&] {
-        clock.advance(10ms);
-        return refusals->has_value();
-    }));
+    ASSERT_TRUE(test::passTimeUntil(clock, [&] { return refusals->has_value(); }));
     EXPECT_EQ(**refusals, (std::vector<Refusal>{{{MAIL, u"Mail"_s}, true}}));
     const QStringList started = copied(desktop()->startedHidden);
     EXPECT_EQ(started, QStringList{MAIL});
@@ -180,10 +178,7 @@ TEST_F(ScriptTargets, WhatNeverRunsIsJudgedOnceMoreAndIsFine) {
     add(MAIL, {.name = u"Mail"_s, .running = false, .looksUntilItRuns = std::nullopt});
     const auto refusals = std::make_shared<std::optional<std::vector<Refusal>>>();
     const auto kept = test::keep(AppAutomation::notAllowed(TELL_MAIL), refusals);
-    ASSERT_TRUE(test::waitUntil([&] {
-        clock.advance(10ms);
-        return refusals->has_value();
-    }));
+    ASSERT_TRUE(test::passTimeUntil(clock, [&] { return refusals->has_value(); }));
     EXPECT_EQ(**refusals, std::vector<Refusal>());
     EXPECT_EQ(desktop()->looks, 50);
     EXPECT_EQ(determined(), QStringList(2, u"look "_s + MAIL));
