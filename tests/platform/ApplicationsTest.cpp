@@ -100,6 +100,7 @@ TEST(DesktopEntry, EnvIsNotTheProgramItStarts) {
 TEST(CommandLines, QuotesHoldWordsTogether) {
     EXPECT_EQ(lines(R"("/opt/my app/run" -e "a \\"b\\" \\$c")"),
               (QList<QStringList>{{u"/opt/my app/run"_s, u"-e"_s, u"a \"b\" $c"_s}}));
+    EXPECT_EQ(lines("sh -c 'a \"b\" c'"), (QList<QStringList>{{u"sh"_s, u"-c"_s, u"a \"b\" c"_s}}));
     EXPECT_TRUE(lines("\"unfinished").isEmpty());
 }
 

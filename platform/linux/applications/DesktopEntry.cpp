@@ -6,13 +6,16 @@
 #include <QStandardPaths>
 #include <QUrl>
 
+#include <glib.h>
+#include <span>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString GROUP = u"Desktop Entry"_s;
+constexpr const char *GROUP = "Desktop Entry";
 
 std::unexpected<Failure> wrong(const QString &what) {
     return std::unexpected(Failure{u"applications"_s, 1, what});
@@ -134,19 +137,19 @@ bool isThere(const QString &program) {
                                   : !QStandardPaths::findExecutable(program).isEmpty();
 }
 
-// What is written behind a key for each of its translations.
-QStringList translationsOf(const KeyFile &file, const QString &key) {
+// The name in every language.
+QStringList translatedNames(const KeyFile &file) {
     QStringList result;
-    const auto keys = file.find(GROUP);
-    if (keys == file.end())
-        return result;
-    for (const auto &[name, value] : keys->second)
-        if (name.startsWith(key + u'[') && !value.isEmpty())
-            result += unescaped(value);
+    for (const QByteArray &key : file.keys(GROUP)) {
+        const auto name = key.startsWith("Name[") ? file.text(GROUP, key) : QString();
+        if (!name.isEmpty())
+            result += name;
+    }
     return result;
 }
 
-// The names that a value may have for the locale "de_AT.UTF-8@euro", the best one first.
+// The names that a value may have for the locale "de_AT.UTF-8@euro", the best one first. GLib has them in another
+// order: "de@euro" before "de_AT".
 QStringList localeNames(const QString &locale) {
     const auto at = locale.indexOf(u'@');
     const auto modifier = at < 0 ? QString() : locale.sliced(at);
@@ -157,29 +160,17 @@ QStringList localeNames(const QString &locale) {
     return {place + modifier, place, language + modifier, language};
 }
 
+// As other launchers part them: single quotes hold words together, too.
 Result<QStringList> execWords(const QString &command) {
-    QStringList words;
-    bool within = false; // a word has begun
-    bool quoted = false;
-    for (qsizetype at = 0; at < command.size(); ++at) {
-        const auto c = command[at];
-        if (!quoted && c.isSpace()) {
-            within = false;
-            continue;
-        }
-        if (!within)
-            words += QString();
-        within = true;
-        if (c == u'"')
-            quoted = !quoted;
-        else if (c == u'\\' && at + 1 < command.size() && (!quoted || u"\"`$\\"_s.contains(command[at + 1])))
-            words.last() += command[++at];
-        else
-            words.last() += c;
-    }
-    if (quoted)
-        return wrong(u"a quotation in the Exec line \"%1\" does not end"_s.arg(command));
-    return words;
+    int count = 0;
+    char **words = nullptr;
+    if (!g_shell_parse_argv(command.toUtf8().constData(), &count, &words, nullptr))
+        return wrong(u"the Exec line \"%1\" ends within a quotation"_s.arg(command));
+    const std::unique_ptr<char *, decltype(&g_strfreev)> owned(words, g_strfreev);
+    QStringList result;
+    for (const char *word : std::span(words, count))
+        result += QString::fromUtf8(word);
+    return result;
 }
 
 } // namespace
@@ -199,34 +190,33 @@ QString DesktopEntry::program() const {
 
 std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &path, const QByteArray &content,
                                               const QString &locale) {
-    const auto file = parseKeyFile(content);
-    const auto value = [&](const QString &key) { return unescaped(keyValue(file, GROUP, key)); };
-    const auto list = [&](const QString &key) { return listValue(keyValue(file, GROUP, key)); };
-    const auto isTrue = [&](const QString &key) { return value(key) == u"true"_s; };
-    const auto tried = value(u"TryExec"_s);
-    if (value(u"Type"_s) != u"Application"_s || isTrue(u"Hidden"_s) || (!tried.isEmpty() && !isThere(tried)))
+    const KeyFile file(content);
+    const auto value = [&](const char *key) { return file.text(GROUP, key); };
+    const auto isTrue = [&](const char *key) { return value(key) == u"true"_s; };
+    const auto tried = value("TryExec");
+    if (value("Type") != u"Application"_s || isTrue("Hidden") || (!tried.isEmpty() && !isThere(tried)))
         return {};
     DesktopEntry entry{.id = id,
                        .path = path,
-                       .name = value(u"Name"_s),
-                       .plainName = value(u"Name"_s),
-                       .translations = translationsOf(file, u"Name"_s),
-                       .exec = value(u"Exec"_s),
-                       .icon = value(u"Icon"_s),
-                       .windowClass = value(u"StartupWMClass"_s),
-                       .categories = list(u"Categories"_s),
-                       .mimeTypes = list(u"MimeType"_s),
-                       .terminal = isTrue(u"Terminal"_s),
-                       .noDisplay = isTrue(u"NoDisplay"_s),
-                       .onlyShowIn = list(u"OnlyShowIn"_s),
-                       .notShowIn = list(u"NotShowIn"_s)};
+                       .name = value("Name"),
+                       .plainName = value("Name"),
+                       .translations = translatedNames(file),
+                       .exec = value("Exec"),
+                       .icon = value("Icon"),
+                       .windowClass = value("StartupWMClass"),
+                       .categories = file.list(GROUP, "Categories"),
+                       .mimeTypes = file.list(GROUP, "MimeType"),
+                       .terminal = isTrue("Terminal"),
+                       .noDisplay = isTrue("NoDisplay"),
+                       .onlyShowIn = file.list(GROUP, "OnlyShowIn"),
+                       .notShowIn = file.list(GROUP, "NotShowIn")};
     if (entry.plainName.isEmpty() || entry.exec.isEmpty())
         return {};
     QStringList names;
     for (const QString &one : locale.split(u':'))
         names += localeNames(one);
     for (const QString &name : names) {
-        const auto translated = value(u"Name[%1]"_s.arg(name));
+        const auto translated = file.text(GROUP, "Name[" + name.toUtf8() + ']');
         if (!translated.isEmpty()) {
             entry.name = translated;
             break;

@@ -35,6 +35,7 @@ struct DesktopEntry {
 std::optional<DesktopEntry> parseDesktopEntry(const QString &id, const QString &path, const QByteArray &content,
                                               const QString &locale);
 
+// GIO puts files for field codes, too, but only while it starts the program itself, as its own child.
 // The words that start it on these files (full paths or URLs): one command line, or one a file when it takes one file
 // at a time. A Failure (domain "applications") when its Exec line is malformed.
 Result<QList<QStringList>> commandLines(const DesktopEntry &entry, const QStringList &files);

@@ -2,75 +2,49 @@
 
 #include <QFile>
 
+#include <glib.h>
+#include <span>
+
 namespace ombru {
+namespace {
 
-using namespace Qt::StringLiterals;
+using Text = std::unique_ptr<char, decltype(&g_free)>;
+using Texts = std::unique_ptr<char *, decltype(&g_strfreev)>;
 
-KeyFile parseKeyFile(const QByteArray &bytes) {
-    KeyFile file;
-    KeyGroup *group = nullptr;
-    for (const QString &whole : QString::fromUtf8(bytes).split(u'\n')) {
-        const auto line = whole.trimmed();
-        const auto equals = line.indexOf(u'=');
-        if (line.startsWith(u'#'))
-            continue;
-        if (line.startsWith(u'[') && line.endsWith(u']'))
-            group = &file[line.sliced(1, line.size() - 2)];
-        else if (group && equals > 0)
-            group->emplace(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed());
-    }
-    return file;
+} // namespace
+
+void KeyFile::Free::operator()(_GKeyFile *file) const {
+    g_key_file_free(file);
 }
 
-KeyFile readKeyFile(const QString &path) {
+KeyFile::KeyFile(const QByteArray &content) : m_file(g_key_file_new()) {
+    g_key_file_load_from_data(m_file.get(), content.constData(), content.size(), G_KEY_FILE_KEEP_TRANSLATIONS, nullptr);
+}
+
+KeyFile KeyFile::at(const QString &path) {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? parseKeyFile(file.readAll()) : KeyFile();
+    return KeyFile(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
 }
 
-QString keyValue(const KeyFile &file, const QString &group, const QString &key) {
-    const auto keys = file.find(group);
-    if (keys == file.end())
-        return {};
-    const auto value = keys->second.find(key);
-    return value == keys->second.end() ? QString() : value->second;
+QList<QByteArray> KeyFile::keys(const char *group) const {
+    gsize count = 0;
+    const Texts found(g_key_file_get_keys(m_file.get(), group, &count, nullptr), g_strfreev);
+    return {found.get(), found.get() + count};
 }
 
-QString unescaped(const QString &value) {
-    QString result;
-    for (qsizetype at = 0; at < value.size(); ++at) {
-        if (value[at] != u'\\' || at + 1 == value.size()) {
-            result += value[at];
-            continue;
-        }
-        const auto escaped = value[++at];
-        if (escaped == u's')
-            result += u' ';
-        else if (escaped == u'n')
-            result += u'\n';
-        else if (escaped == u't')
-            result += u'\t';
-        else if (escaped == u'r')
-            result += u'\r';
-        else if (escaped == u'\\')
-            result += u'\\';
-        else
-            result += u'\\' + QString(escaped);
-    }
-    return result;
+QString KeyFile::text(const char *group, const QByteArray &key) const {
+    const Text found(g_key_file_get_string(m_file.get(), group, key.constData(), nullptr), g_free);
+    return QString::fromUtf8(found.get());
 }
 
-QStringList listValue(const QString &value) {
-    QStringList result{QString()};
-    for (qsizetype at = 0; at < value.size(); ++at) {
-        if (value[at] == u';')
-            result += QString();
-        else if (value[at] == u'\\' && value.sliced(at).startsWith(u"\\;"_s))
-            result.last() += value[++at];
-        else
-            result.last() += value[at];
-    }
-    result.removeAll(QString());
-    return result;
+QStringList KeyFile::list(const char *group, const QByteArray &key) const {
+    gsize count = 0;
+    const Texts found(g_key_file_get_string_list(m_file.get(), group, key.constData(), &count, nullptr), g_strfreev);
+    QStringList members;
+    for (const char *member : std::span(found.get(), count))
+        if (*member != '\0')
+            members += QString::fromUtf8(member);
+    return members;
 }
 
 } // namespace ombru

@@ -1,30 +1,37 @@
-// The desktop's configuration files: groups of key=value lines. Pure functions, any thread.
+// The desktop's configuration files: groups of key=value lines, read as GLib reads them, which QtCore brings along. One
+// thread an object.
 #pragma once
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 
-#include <map>
+#include <memory>
+
+struct _GKeyFile;
 
 namespace ombru {
 
-// The values are as they stand, still escaped. Of a key that is there twice the first one counts.
-using KeyGroup = std::map<QString, QString>;
-using KeyFile = std::map<QString, KeyGroup>;
+class KeyFile {
+public:
+    // What stands before the first line that is neither group, key, comment nor empty. Of a key that is there twice the
+    // last one counts.
+    explicit KeyFile(const QByteArray &content);
+    static KeyFile at(const QString &path); // empty when it cannot be read
 
-// Lines that are neither group, key, comment nor empty are left out.
-KeyFile parseKeyFile(const QByteArray &bytes);
+    // Those for one language ("Name[de]") included.
+    QList<QByteArray> keys(const char *group) const;
 
-// The file's groups; none when it cannot be read.
-KeyFile readKeyFile(const QString &path);
+    // \s \n \t \r and \\ replaced. Empty when there is no such group or key.
+    QString text(const char *group, const QByteArray &key) const;
 
-// Empty when there is no such group or key.
-QString keyValue(const KeyFile &file, const QString &group, const QString &key);
+    // The members of a list, which end or are parted by ";" ("\;" is a plain one); empty ones left out.
+    QStringList list(const char *group, const QByteArray &key) const;
 
-// \s \n \t \r and \\ replaced.
-QString unescaped(const QString &value);
-
-// The members of a list, which end or are parted by ";" ("\;" is a plain one); empty ones left out.
-QStringList listValue(const QString &value);
+private:
+    struct Free {
+        void operator()(_GKeyFile *file) const;
+    };
+    std::unique_ptr<_GKeyFile, Free> m_file;
+};
 
 } // namespace ombru

@@ -8,14 +8,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-std::map<QString, QStringList> identifiers(const KeyFile &file, const QString &group) {
+std::map<QString, QStringList> identifiers(const KeyFile &file, const char *group) {
     std::map<QString, QStringList> result;
-    const auto keys = file.find(group);
-    if (keys == file.end())
-        return result;
-    for (const auto &[type, value] : keys->second)
-        for (QString name : listValue(value))
-            result[type] += name.endsWith(u".desktop"_s) ? name.chopped(8) : name;
+    for (const QByteArray &type : file.keys(group))
+        for (const QString &name : file.list(group, type))
+            result[QString::fromUtf8(type)] += name.endsWith(u".desktop"_s) ? name.chopped(8) : name;
     return result;
 }
 
@@ -34,10 +31,9 @@ MimeDefaults::MimeDefaults(const QStringList &config, const QStringList &data, c
 
 void MimeDefaults::read(const QString &path) {
     m_files += path;
-    const auto file = readKeyFile(path);
-    if (!file.empty())
-        m_levels.push_back({identifiers(file, u"Default Applications"_s), identifiers(file, u"Added Associations"_s),
-                            identifiers(file, u"Removed Associations"_s)});
+    const auto file = KeyFile::at(path);
+    m_levels.push_back({identifiers(file, "Default Applications"), identifiers(file, "Added Associations"),
+                        identifiers(file, "Removed Associations")});
 }
 
 QStringList MimeDefaults::all(Part part, const QString &type) const {

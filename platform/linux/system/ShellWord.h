@@ -1,4 +1,4 @@
-// Words for the shell.
+// Words for the shell. GLib, which QtCore brings along, quotes the same way (g_shell_quote), but calling it is longer.
 #pragma once
 #include <QString>
 
