@@ -186,6 +186,16 @@ TEST(OwnersPlaces, HavePackagesOfTheirOwnAlsoWhenTheSessionDoesNotSaySo) {
                            u"/var/lib/flatpak/exports/share"_s, u"/var/lib/snapd/desktop"_s}));
 }
 
+TEST(OwnersPlaces, AreWholePaths) {
+    const test::Variable own("XDG_DATA_HOME", "relative");
+    const test::Variable system("XDG_DATA_DIRS", "relative:");
+    const test::Variable config("XDG_CONFIG_HOME", "relative");
+    const test::Variable configs("XDG_CONFIG_DIRS", "relative:/etc//xdg/");
+    const auto places = Applications::ownersPlaces();
+    EXPECT_EQ(places.data, (QStringList{u"/var/lib/flatpak/exports/share"_s, u"/var/lib/snapd/desktop"_s}));
+    EXPECT_EQ(places.config, QStringList{u"/etc/xdg"_s});
+}
+
 TEST_F(ApplicationsTest, AreNamedInTheLanguageOfTheDesktop) {
     entry(u"a"_s, "Name=Files\nName[de]=Dateien\nName[fr]=Fichiers\nExec=a\n");
     const test::Variable own("XDG_DATA_HOME", scratch.path(u"data"_s).toUtf8());

@@ -26,19 +26,18 @@ QByteArray contentOf(const QString &path) {
     return file.open(QFile::ReadOnly) ? file.read(LARGEST_FILE) : QByteArray();
 }
 
-QStringList directories(const char *first, const QString &firstDefault, const char *rest, const QString &restDefault) {
-    const auto or_ = [](const char *name, const QString &fallback) {
-        const auto value = qEnvironmentVariable(name);
-        return value.isEmpty() ? fallback : value;
-    };
+// Qt leaves relative ones in, which other programs of the desktop ignore.
+QStringList absolute(const QStringList &paths) {
     QStringList result;
-    for (const QString &path : (or_(first, firstDefault) + u':' + or_(rest, restDefault)).split(u':'))
+    for (const QString &path : paths)
         if (QDir::isAbsolutePath(path))
             result += QDir::cleanPath(path);
+    result.removeDuplicates();
     return result;
 }
 
-// The languages that the owner reads, as other programs of the desktop take them from the environment.
+// The languages that the owner reads, as other programs of the desktop take them from the environment. Not QLocale,
+// which reads that once a process; nor GLib's list, where LANGUAGE outdoes a locale that wants no language.
 QString messagesLocale() {
     for (const char *name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         const auto locale = qEnvironmentVariable(name);
@@ -61,13 +60,12 @@ bool isForMenusOf(const DesktopEntry &entry, const QStringList &desktops) {
 } // namespace
 
 Applications::Places Applications::ownersPlaces() {
-    auto data = directories("XDG_DATA_HOME", QDir::homePath() + u"/.local/share"_s, "XDG_DATA_DIRS",
-                            u"/usr/local/share:/usr/share"_s);
+    const auto own = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     // What was installed in packages of their own is there, also for a session that was begun before.
-    data +=
-        {data.first() + u"/flatpak/exports/share"_s, u"/var/lib/flatpak/exports/share"_s, u"/var/lib/snapd/desktop"_s};
-    data.removeDuplicates();
-    return {data, directories("XDG_CONFIG_HOME", QDir::homePath() + u"/.config"_s, "XDG_CONFIG_DIRS", u"/etc/xdg"_s),
+    const QStringList packages{own + u"/flatpak/exports/share"_s, u"/var/lib/flatpak/exports/share"_s,
+                               u"/var/lib/snapd/desktop"_s};
+    return {absolute(QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation) + packages),
+            absolute(QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation)),
             qEnvironmentVariable("XDG_CURRENT_DESKTOP"), messagesLocale()};
 }
 

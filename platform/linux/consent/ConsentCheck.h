@@ -7,7 +7,8 @@
 
 namespace ombru {
 
-// Where a program with that environment has the owner's decisions.
+// Where a program with that environment has the owner's decisions. By hand, since libraries look only at their own
+// process's.
 QString consentDatabase(const Environment &environment);
 
 // The identifier that decisions about the application go by: the one that this desktop has for it, whether it is called

@@ -1,4 +1,5 @@
-// Where the owner's session bus is. Any thread.
+// Where the owner's session bus is. Any thread. Not left to the bus libraries, each of which looks elsewhere when the
+// environment does not say; nor to QStandardPaths, which makes a directory in /tmp where there is none.
 #pragma once
 #include <QString>
 

@@ -8,7 +8,7 @@ namespace ombru {
 constexpr qint64 LOG_FILE_LIMIT = 4 << 20;    // bytes; then ombru.log becomes ombru.log.1 and a new one begins
 constexpr qsizetype LOG_LINE_LIMIT = 1 << 16; // characters of one text; the rest is counted and left out
 
-// $XDG_STATE_HOME/ombru, or ~/.local/state/ombru.
+// $XDG_STATE_HOME/ombru, or ~/.local/state/ombru. Qt 6.4 does not know this place; GLib takes a relative one, too.
 QString logDirectory();
 
 // Appends to ombru.log in the directory, which is made when it is missing. False when it cannot be written.
