@@ -1,6 +1,8 @@
 // The applications this desktop has: its desktop entries, found by identifier or by name, and its defaults for a job.
 // Names and identifiers of macOS's own applications stand for the default that does the same job here.
-// Plain values; one thread. Reads files, so not on the main thread of the application.
+// Not through GIO's GDesktopAppInfo: it takes the places from the environment once a process and has a thread watch
+// them, names applications in one language only, and loading it costs every script that names one a millisecond. Plain
+// values; one thread. Reads files, so not on the main thread of the application.
 #pragma once
 #include "platform/linux/applications/DesktopEntry.h"
 #include "platform/linux/applications/MimeDefaults.h"

@@ -1,4 +1,5 @@
-// Entries for the systemd journal, in its own datagram protocol. Any thread; never blocks.
+// Entries for the systemd journal, in its own datagram protocol. Any thread; never blocks. Not through libsystemd: its
+// sd_journal_send waits while the journal does not keep up, and says that all is well when there is none.
 #pragma once
 #include "platform/SystemLog.h"
 
