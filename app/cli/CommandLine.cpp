@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <sstream>
 
 namespace ombru {
@@ -196,6 +197,12 @@ Command readCommandLine(const QStringList &arguments) {
     if (grammar.consent->parsed())
         return readConsent(grammar);
     return readTask(grammar);
+}
+
+int runCommand(Farewell farewell) {
+    std::fputs(qUtf8Printable(farewell.output), stdout);
+    std::fputs(qUtf8Printable(farewell.error), stderr);
+    return farewell.status;
 }
 
 } // namespace ombru

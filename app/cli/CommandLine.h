@@ -1,4 +1,5 @@
-// What the owner typed, as a value.
+// What the owner typed, as a value, and running it: a subcommand is its options here, its words in CommandLine.cpp, and
+// a source of its own that defines runCommand() for them.
 #pragma once
 #include <QString>
 #include <QStringList>
@@ -42,5 +43,14 @@ using Command = std::variant<RunOptions, SettingsOptions, ConsentOptions, TestCl
                              StatusOptions, Farewell>;
 
 Command readCommandLine(const QStringList &arguments); // without the program's name
+
+// Each runs one command to its end and gives the exit status. Main thread, with an application and no running loop.
+int runCommand(RunOptions options);
+int runCommand(SettingsOptions options);
+int runCommand(ConsentOptions options);
+int runCommand(TestClaudeOptions options);
+int runCommand(DoctorOptions options);
+int runCommand(StatusOptions options);
+int runCommand(Farewell farewell);
 
 } // namespace ombru

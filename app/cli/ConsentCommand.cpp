@@ -1,5 +1,6 @@
 #include "app/cli/ConsentCommand.h"
 
+#include "app/cli/CommandLoop.h"
 #include "base/Background.h"
 #include "platform/Workspace.h"
 
@@ -173,6 +174,11 @@ void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, c
                           decided(decision.allowed) + u"  "_s + when(decision.time);
         m_terminal.print(line, decision.allowed ? Colour::green : Colour::red);
     }
+}
+
+int runCommand(ConsentOptions options) {
+    ConsentCommand command(std::move(options));
+    return runLoop(command);
 }
 
 } // namespace ombru

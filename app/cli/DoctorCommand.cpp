@@ -1,5 +1,7 @@
 #include "app/cli/DoctorCommand.h"
 
+#include "app/cli/CommandLine.h"
+#include "app/cli/CommandLoop.h"
 #include "app/cli/Findings.h"
 #include "base/Background.h"
 #include "permissions/Permissions.h"
@@ -74,6 +76,11 @@ Task<> DoctorCommand::showPermissions(const Claude::State &claude) {
         co_return;
     print(m_terminal, applications);
     print(m_terminal, finding(setup(claude, states, false)));
+}
+
+int runCommand(DoctorOptions) {
+    DoctorCommand command;
+    return runLoop(command);
 }
 
 } // namespace ombru

@@ -1,5 +1,6 @@
 #include "app/cli/RunCommand.h"
 
+#include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
 #include "app/cli/TerminalQuestion.h"
 #include "base/Background.h"
@@ -155,6 +156,11 @@ void RunCommand::showProgress() {
     if (!m_options.json)
         m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity, QString::number(seconds)));
     m_tick = Loop::main().after(1s, [this] { showProgress(); });
+}
+
+int runCommand(RunOptions options) {
+    RunCommand command(std::move(options));
+    return runLoop(command);
 }
 
 } // namespace ombru

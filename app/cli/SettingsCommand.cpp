@@ -1,5 +1,6 @@
-#include "app/cli/SettingsCommand.h"
+// `ombru settings`: lists, reads and writes what the owner may change.
 
+#include "app/cli/CommandLine.h"
 #include "app/cli/Terminal.h"
 #include "settings/Settings.h"
 
@@ -33,7 +34,7 @@ int refuse(const QString &why) {
 
 } // namespace
 
-int runSettingsCommand(const SettingsOptions &options) {
+int runCommand(SettingsOptions options) {
     Settings settings(Settings::defaultFile());
     settings.onBadValue([](const QString &line) { qWarning("%s", qUtf8Printable(line)); });
     Terminal terminal;

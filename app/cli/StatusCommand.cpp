@@ -1,5 +1,6 @@
 #include "app/cli/StatusCommand.h"
 
+#include "app/cli/CommandLoop.h"
 #include "app/cli/Findings.h"
 
 #include <QJsonDocument>
@@ -70,6 +71,11 @@ void StatusCommand::printJson() {
     if (!m_applications.problem.isEmpty())
         status[u"problem"_s] = m_applications.problem;
     m_terminal.printRaw(QJsonDocument(status).toJson(QJsonDocument::Compact));
+}
+
+int runCommand(StatusOptions options) {
+    StatusCommand command(options);
+    return runLoop(command);
 }
 
 } // namespace ombru

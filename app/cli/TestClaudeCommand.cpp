@@ -1,5 +1,7 @@
 #include "app/cli/TestClaudeCommand.h"
 
+#include "app/cli/CommandLine.h"
+#include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
 
 namespace ombru {
@@ -30,6 +32,11 @@ Task<int> TestClaudeCommand::run() {
     if (m_interrupted)
         co_return 130;
     co_return m_state.claudeTestPassed ? 0 : 1;
+}
+
+int runCommand(TestClaudeOptions) {
+    TestClaudeCommand command;
+    return runLoop(command);
 }
 
 } // namespace ombru
