@@ -38,7 +38,7 @@ void allow(const QString &application) {
 
 void checkEvents(LinuxHost &host) {
     for (int event = 0; event < COMMANDS; ++event) {
-        if (const auto allowed = host.authorize(SYSTEM_EVENTS); !allowed)
+        if (const auto allowed = host.applications().authorize(SYSTEM_EVENTS); !allowed)
             bench::fail(allowed.error().description.toStdString());
     }
 }

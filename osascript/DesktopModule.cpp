@@ -1,5 +1,6 @@
 #include "osascript/DesktopModule.h"
 
+#include "applescript/values/Errors.h"
 #include "osascript/Ending.h"
 
 #include <QCoreApplication>
@@ -13,10 +14,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int CANNOT_DO_IT = -10000; // AppleScript's own number
-
 Failure unavailable(const QString &why) {
-    return {u"desktop"_s, CANNOT_DO_IT, why};
+    return {u"desktop"_s, applescript::error::EVENT_FAILED, why};
 }
 
 QString modulePath() {
@@ -27,15 +26,16 @@ QString modulePath() {
 
 } // namespace
 
-DesktopModule::DesktopModule() = default;
+DesktopModule::DesktopModule(ApplicationOf applicationOf) : m_applicationOf(std::move(applicationOf)) {}
+
 DesktopModule::~DesktopModule() {
     if (m_desktop)
         m_desktop->restore();
 }
 
-Result<Desktop *> DesktopModule::desktop() {
+Result<> DesktopModule::load() {
     if (m_desktop)
-        return m_desktop.get();
+        return {};
     // Never unloaded: its libraries register things that outlive any use of ours.
     void *module = ::dlopen(qUtf8Printable(modulePath()), RTLD_NOW | RTLD_NODELETE);
     if (!module)
@@ -44,14 +44,11 @@ Result<Desktop *> DesktopModule::desktop() {
     const auto open = reinterpret_cast<decltype(&ombruOpenDesktop)>(::dlsym(module, "ombruOpenDesktop"));
     if (!open)
         return std::unexpected(unavailable(u"%1 is not the desktop's module."_s.arg(modulePath())));
-    Failure failure;
     std::unique_ptr<Desktop> opened;
-    open(opened, failure);
-    if (!opened)
-        return std::unexpected(failure);
+    open(m_applicationOf, opened);
     m_desktop = std::move(opened);
     beforeEnding([ending = m_desktop] { ending->restore(); }); // the keyboard must have its own map back
-    return m_desktop.get();
+    return {};
 }
 
 } // namespace ombru

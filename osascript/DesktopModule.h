@@ -7,13 +7,23 @@ namespace ombru {
 
 class DesktopModule {
 public:
-    DesktopModule();
+    explicit DesktopModule(ApplicationOf applicationOf);
     ~DesktopModule(); // releases what is held
+    DesktopModule(const DesktopModule &) = delete;
+    DesktopModule &operator=(const DesktopModule &) = delete;
 
-    // The desktop, loaded by the first call. The Failure says what is missing.
-    Result<Desktop *> desktop();
+    // facet(&Desktop::input): the first call loads it. The Failure says what is missing.
+    template <class Facet>
+    Result<Facet *> facet(Facet &(Desktop::*facet)()) {
+        if (const auto loaded = load(); !loaded)
+            return std::unexpected(loaded.error());
+        return &(m_desktop.get()->*facet)();
+    }
 
 private:
+    Result<> load();
+
+    ApplicationOf m_applicationOf;
     std::shared_ptr<Desktop> m_desktop; // shared with what is done before an end by a signal
 };
 

@@ -92,7 +92,7 @@ Value displayNotification(const Invocation &command) {
     request.title = command.text(u"with title");
     request.subtitle = command.text(u"subtitle");
     request.sound = command.text(u"sound name");
-    need(command.host().dialogs().notify(request));
+    need(need(command.host().notifications())->show(request));
     return {};
 }
 

@@ -1,4 +1,4 @@
-// What a script puts before its owner: dialogs, alerts, notifications.
+// What a script asks its owner: dialogs and alerts.
 #pragma once
 #include "base/Failure.h"
 
@@ -8,13 +8,6 @@
 #include <optional>
 
 namespace ombru::applescript {
-
-struct NotificationRequest {
-    QString text;
-    QString title;
-    QString subtitle;
-    QString sound;
-};
 
 struct DialogRequest {
     enum class Kind { dialog, alert };
@@ -43,7 +36,6 @@ public:
     virtual ~Dialogs() = default;
 
     virtual Result<DialogAnswer> ask(const DialogRequest &request) = 0;
-    virtual Result<> notify(const NotificationRequest &request) = 0;
 };
 
 } // namespace ombru::applescript

@@ -9,7 +9,9 @@
 #include "applescript/host/Applications.h"
 #include "applescript/host/Clipboard.h"
 #include "applescript/host/Dialogs.h"
+#include "applescript/host/Held.h"
 #include "applescript/host/Input.h"
+#include "applescript/host/Notifications.h"
 #include "applescript/host/System.h"
 #include "applescript/host/Windows.h"
 
@@ -23,10 +25,13 @@ public:
     virtual Dialogs &dialogs() = 0;
     virtual Applications &applications() = 0;
 
-    // What needs the desktop, looked for when it is first asked for: a Failure says that there is none.
-    virtual Result<Windows *> windows() = 0;
-    virtual Result<Input *> input() = 0;
+    // What needs the desktop, looked for when it is first asked for: a Failure says that there is none. What could
+    // answer a question that is the owner's alone is held, for one operation each.
+    virtual Result<const Windows *> windows() = 0; // to look at
+    virtual Result<Held<Windows>> windowsToChange() = 0;
+    virtual Result<Held<Input>> input() = 0;
     virtual Result<Clipboard *> clipboard() = 0;
+    virtual Result<Notifications *> notifications() = 0;
 };
 
 } // namespace ombru::applescript

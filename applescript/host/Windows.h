@@ -33,8 +33,9 @@ class Windows {
 public:
     virtual ~Windows() = default;
 
-    virtual Result<std::vector<ProcessInfo>> processes() = 0;        // topmost first
-    virtual Result<std::vector<WindowInfo>> windows(qint64 pid) = 0; // topmost first
+    virtual Result<std::vector<ProcessInfo>> processes() const = 0;        // topmost first
+    virtual Result<std::vector<WindowInfo>> windows(qint64 pid) const = 0; // topmost first
+
     virtual Result<> bringToFront(qint64 pid) = 0;
     virtual Result<> setVisible(qint64 pid, bool visible) = 0;
     virtual Result<> raiseWindow(std::uint64_t handle) = 0;

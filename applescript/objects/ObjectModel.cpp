@@ -21,8 +21,12 @@ void failNotUnderstood(const Value &object, const QString &command) {
                       u"%1 doesn’t understand the “%2” message."_s.arg(formatSource(object), command)};
 }
 
-Windows &ObjectModel::windows() const {
+const Windows &ObjectModel::windows() const {
     return *need(m_context.host().windows());
+}
+
+Held<Windows> ObjectModel::windowsToChange() const {
+    return need(m_context.host().windowsToChange());
 }
 
 const std::vector<ProcessInfo> &ObjectModel::processes() const {

@@ -23,7 +23,8 @@ public:
 
     Context &context() const { return m_context; }
     const Application &application() const { return m_application; }
-    Windows &windows() const;
+    const Windows &windows() const;
+    Held<Windows> windowsToChange() const;             // for one operation
     const std::vector<ProcessInfo> &processes() const; // read once
 
 protected:

@@ -25,7 +25,7 @@ public:
 
     Value reference() const override { return m_reference; }
     bool perform() override {
-        need(m_model.windows().raiseWindow(m_window));
+        need(m_model.windowsToChange()->raiseWindow(m_window));
         return true;
     }
 
@@ -88,7 +88,7 @@ std::optional<QPoint> Window::middle() const {
 }
 
 bool Window::close() {
-    need(m_model.windows().closeWindow(m_info.handle));
+    need(m_model.windowsToChange()->closeWindow(m_info.handle));
     return true;
 }
 
@@ -136,12 +136,12 @@ Value Window::subrole() const {
 
 bool Window::moveTo(const Value &value) {
     const QPoint position = pointOf(value, m_model.context());
-    need(m_model.windows().moveWindow(m_info.handle, position));
+    need(m_model.windowsToChange()->moveWindow(m_info.handle, position));
     return true;
 }
 
 void Window::resize(QPoint size) {
-    need(m_model.windows().resizeWindow(m_info.handle, QSize(size.x(), size.y())));
+    need(m_model.windowsToChange()->resizeWindow(m_info.handle, QSize(size.x(), size.y())));
 }
 
 bool Window::resizeTo(const Value &value) {
@@ -157,19 +157,19 @@ bool Window::fit(const Value &value) {
         failCoercion(value, u"bounding rectangle"_s);
     const QPoint first = pointOf(Value::list({edges[0], edges[1]}), context);
     const QPoint last = pointOf(Value::list({edges[2], edges[3]}), context);
-    need(m_model.windows().moveWindow(m_info.handle, first));
+    need(m_model.windowsToChange()->moveWindow(m_info.handle, first));
     resize(last - first);
     return true;
 }
 
 bool Window::raise(const Value &) {
-    need(m_model.windows().raiseWindow(m_info.handle));
+    need(m_model.windowsToChange()->raiseWindow(m_info.handle));
     return true;
 }
 
 bool Window::minimize(const Value &value) {
     const bool minimizes = toBoolean(value, m_model.context().rules());
-    need(m_model.windows().setMinimized(m_info.handle, minimizes));
+    need(m_model.windowsToChange()->setMinimized(m_info.handle, minimizes));
     return true;
 }
 

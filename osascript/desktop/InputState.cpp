@@ -19,6 +19,11 @@ void sendKey(const X11 &x11, xcb_keycode_t key, bool down) {
                         0);
 }
 
+void tapKey(const X11 &x11, xcb_keycode_t key) {
+    sendKey(x11, key, true);
+    sendKey(x11, key, false);
+}
+
 InputState::~InputState() {
     if (m_isolated)
         lock(m_locks, m_group);

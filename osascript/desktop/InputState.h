@@ -35,5 +35,6 @@ private:
 };
 
 void sendKey(const X11 &x11, xcb_keycode_t key, bool down);
+void tapKey(const X11 &x11, xcb_keycode_t key);
 
 } // namespace ombru

@@ -8,9 +8,25 @@
 using namespace Qt::StringLiterals;
 
 namespace ombru {
+
+using applescript::Modifier;
+
 namespace {
 
 constexpr xkb_mod_mask_t SHIFT = XCB_MOD_MASK_SHIFT; // the eight real modifiers come first in every map
+
+xkb_keysym_t symbolOf(Modifier modifier) {
+    switch (modifier) {
+    case Modifier::shift:
+        return XKB_KEY_Shift_L;
+    case Modifier::option:
+        return XKB_KEY_Alt_L;
+    case Modifier::command:
+    case Modifier::control:
+        break;
+    }
+    return XKB_KEY_Control_L;
+}
 
 bool isOnNumberPad(xkb_keysym_t symbol) {
     return symbol >= XKB_KEY_KP_Space && symbol <= XKB_KEY_KP_Equal;
@@ -103,6 +119,12 @@ std::optional<Stroke> KeyMap::strokeFor(xkb_keysym_t symbol) const {
 std::optional<xcb_keycode_t> KeyMap::keyAt(const char *position) const {
     const auto key = xkb_keymap_key_by_name(m_map.get(), position);
     return key == XKB_KEYCODE_INVALID ? std::nullopt : std::optional(static_cast<xcb_keycode_t>(key));
+}
+
+Result<xcb_keycode_t> KeyMap::keyOf(Modifier modifier) const {
+    if (const auto stroke = strokeFor(symbolOf(modifier)))
+        return stroke->key;
+    return std::unexpected(desktopFailure(CANNOT_DO_IT, u"The keyboard has no such modifier key."_s));
 }
 
 } // namespace ombru

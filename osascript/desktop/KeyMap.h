@@ -1,6 +1,7 @@
 // The keyboard map of the X server: which key gives which symbol in the first layout, and the keys that are free to
 // borrow. One thread.
 #pragma once
+#include "applescript/host/Input.h"
 #include "platform/linux/x11/X11.h"
 
 #include <xkbcommon/xkbcommon.h>
@@ -22,6 +23,7 @@ public:
 
     std::optional<Stroke> strokeFor(xkb_keysym_t symbol) const;
     std::optional<xcb_keycode_t> keyAt(const char *position) const; // XKB's name of the place
+    Result<xcb_keycode_t> keyOf(applescript::Modifier modifier) const;
 
     const std::vector<xcb_keycode_t> &spareKeys() const { return m_spare; } // no symbol in any layout
     const std::vector<xcb_keycode_t> &modifierKeys() const { return m_modifiers; }

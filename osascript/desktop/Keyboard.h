@@ -1,36 +1,36 @@
-// Types through XTEST. Each operation leaves the keyboard's map, layout, locks and foreign modifiers as they were.
-// Remembers the keys it holds down. One thread.
+// The keyboard during one operation, through XTEST: keys pressed together with modifiers. One thread.
 #pragma once
-#include "applescript/host/Host.h"
 #include "osascript/desktop/InputState.h"
-#include "osascript/desktop/KeyCodes.h"
 #include "osascript/desktop/KeyMap.h"
+
+#include <functional>
 
 namespace ombru {
 
 class Keyboard {
 public:
-    Result<> type(X11 &x11, const QString &text, applescript::Modifiers modifiers);
-    Result<> press(X11 &x11, int keyCode, applescript::Modifiers modifiers);
-    Result<> hold(X11 &x11, int keyCode, bool down);
-    Result<> hold(X11 &x11, applescript::Modifier modifier, bool down);
-    bool holds() const { return m_held.any(); }
-    void releaseAll(const X11 &x11);
+    // `held` are the keys that the script holds down; they and the connection outlive this.
+    static Result<Keyboard> open(X11 &x11, KeySet &held);
 
-    // Does `action` while the modifiers are down, and those that others hold are not.
-    Result<> with(X11 &x11, applescript::Modifiers modifiers, const std::function<Result<>()> &action);
+    const KeyMap &map() const { return m_map; }
+    bool holdsModifier() const;
+
+    // With these modifiers down.
+    Result<> press(Stroke stroke, applescript::Modifiers modifiers);
+    Result<> press(xkb_keysym_t symbol, applescript::Modifiers modifiers); // on a borrowed key when no key has it
+    Result<> pressEach(const std::vector<xkb_keysym_t> &symbols, applescript::Modifiers modifiers);
+    Result<> during(applescript::Modifiers modifiers, const std::function<Result<>()> &action);
+
+    Result<> hold(xcb_keycode_t key, bool down);
 
 private:
-    Result<> pressBorrowed(X11 &x11, const KeyMap &map, xkb_keysym_t symbol, applescript::Modifiers modifiers);
-    Result<> during(X11 &x11, const KeyMap &map, applescript::Modifiers modifiers,
-                    const std::function<Result<>()> &action);
-    Result<> chord(X11 &x11, const KeyMap &map, Stroke stroke, applescript::Modifiers modifiers);
-    Result<> shortcuts(X11 &x11, const KeyMap &map, const std::vector<xkb_keysym_t> &symbols,
-                       applescript::Modifiers modifiers);
-    Result<> holdKey(X11 &x11, xcb_keycode_t key, bool down);
-    bool holdsModifier(const KeyMap &map) const;
+    Keyboard(X11 &x11, KeyMap map, KeySet &held) : m_x11(&x11), m_map(std::move(map)), m_held(&held) {}
+    Result<> pressBorrowed(xkb_keysym_t symbol, applescript::Modifiers modifiers);
+    Result<std::vector<xcb_keycode_t>> keysOf(applescript::Modifiers modifiers) const;
 
-    KeySet m_held;
+    X11 *m_x11;
+    KeyMap m_map;
+    KeySet *m_held;
 };
 
 } // namespace ombru

@@ -1,6 +1,6 @@
 // The mouse, through XTEST. One thread.
 #pragma once
-#include "applescript/host/Host.h"
+#include "applescript/host/Input.h"
 #include "platform/linux/x11/X11.h"
 
 namespace ombru {

@@ -5,6 +5,12 @@
 
 namespace ombru {
 
+// What programs that cannot say how far they are get: time to read a new map, to work off what was typed, and to notice
+// a shortcut.
+constexpr int READ_MAP_MILLISECONDS = 50;
+constexpr int WORK_OFF_MILLISECONDS = 300;
+constexpr int NOTICE_MILLISECONDS = 50;
+
 class Settled {
 public:
     explicit Settled(X11 &x11);

@@ -1,7 +1,7 @@
 // The window of `display dialog` and `display alert`. Main thread. It answers once, through `onAnswer`, and is closed
 // then. It stays within the screen, whatever it is to show.
 #pragma once
-#include "applescript/host/Host.h"
+#include "applescript/host/Dialogs.h"
 
 #include <QDialog>
 #include <QLineEdit>

@@ -7,7 +7,7 @@
 //               seconds}
 //     answer   {"button": index or -1, "text": ..., "gaveUp": bool}
 #pragma once
-#include "applescript/host/Host.h"
+#include "applescript/host/Dialogs.h"
 
 namespace ombru {
 

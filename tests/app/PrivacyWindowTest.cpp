@@ -48,7 +48,7 @@ protected:
         return waitUntil([&] {
             if (until())
                 return true;
-            EXPECT_TRUE(desktop->pressKey(keyCode, Modifiers(Modifier::option)));
+            EXPECT_TRUE(desktop->input().pressKey(keyCode, Modifiers(Modifier::option)));
             settle();
             return until();
         });
@@ -58,8 +58,8 @@ protected:
     bool answer(int keyCode, Modifiers modifiers, const std::function<bool()> &until) {
         return waitUntil([&] {
             if (const auto question = windowTitled(*desktop, QUESTION)) {
-                desktop->activateWindow(question->handle);
-                desktop->pressKey(keyCode, modifiers);
+                desktop->taskbar().activateWindow(question->handle);
+                desktop->input().pressKey(keyCode, modifiers);
                 settle();
             }
             return until();
@@ -118,7 +118,7 @@ TEST_F(PrivacyWindowTest, ASecondStartBringsTheFirstOnesWindowToTheFrontAtItsPag
     focusWindow(*desktop, u"other"_s);
     EXPECT_EQ(QProcess::execute(program(), {u"Privacy_Automation"_s}), 0);
     ASSERT_TRUE(waitUntil([&] { return isInFront(); }));
-    const auto all = desktop->windows();
+    const auto all = desktop->taskbar().windows();
     ASSERT_TRUE(all);
     EXPECT_EQ(std::ranges::count_if(*all, [](const auto &open) { return open.title == TITLE; }), 1);
     EXPECT_TRUE(press(KEY_F, [&] { return decision() == std::nullopt; }));
@@ -126,7 +126,7 @@ TEST_F(PrivacyWindowTest, ASecondStartBringsTheFirstOnesWindowToTheFrontAtItsPag
 
 TEST_F(PrivacyWindowTest, ClosingEndsIt) {
     show({});
-    ASSERT_TRUE(desktop->closeWindow(windowTitled(*desktop, TITLE)->handle));
+    ASSERT_TRUE(desktop->windows().closeWindow(windowTitled(*desktop, TITLE)->handle));
     ASSERT_TRUE(waitUntil([&] { return window.state() == QProcess::NotRunning; }));
     EXPECT_EQ(window.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(window.exitCode(), 0);

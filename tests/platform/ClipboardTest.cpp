@@ -30,7 +30,7 @@ protected:
     }
 
     QString text() {
-        const auto result = desktop->clipboard();
+        const auto result = desktop->clipboard().text();
         EXPECT_TRUE(result) << result.error().description.toStdString();
         return result.value_or(QString());
     }
@@ -55,7 +55,7 @@ TEST_F(Clipboard, TakesWhatAnotherProgramCopied) {
 }
 
 TEST_F(Clipboard, GivesAnotherProgramWhatWasSet) {
-    ASSERT_TRUE(desktop->setClipboard(MIXED));
+    ASSERT_TRUE(desktop->clipboard().setText(MIXED));
     EXPECT_EQ(text().toStdString(), MIXED.toStdString());
     EXPECT_EQ(pasteElsewhere().toStdString(), MIXED.toStdString());
     EXPECT_EQ(pasteElsewhere("-t UTF8_STRING").toStdString(), MIXED.toStdString());
@@ -64,14 +64,14 @@ TEST_F(Clipboard, GivesAnotherProgramWhatWasSet) {
 }
 
 TEST_F(Clipboard, KeepsTheTextAfterTheDesktopIsClosed) {
-    ASSERT_TRUE(desktop->setClipboard(u"stays"_s));
+    ASSERT_TRUE(desktop->clipboard().setText(u"stays"_s));
     desktop.reset();
     EXPECT_EQ(pasteElsewhere(), "stays");
 }
 
 TEST_F(Clipboard, CarriesAMebibyteBothWays) {
     const QString large = manyCharacters(1 << 20);
-    ASSERT_TRUE(desktop->setClipboard(large));
+    ASSERT_TRUE(desktop->clipboard().setText(large));
     EXPECT_TRUE(text() == large);
     EXPECT_TRUE(pasteElsewhere() == large.toUtf8());
     copyElsewhere("x" + large.toUtf8());
@@ -79,15 +79,15 @@ TEST_F(Clipboard, CarriesAMebibyteBothWays) {
 }
 
 TEST_F(Clipboard, GivesWayToWhatIsCopiedNext) {
-    ASSERT_TRUE(desktop->setClipboard(u"first"_s));
-    ASSERT_TRUE(desktop->setClipboard(u"second"_s));
+    ASSERT_TRUE(desktop->clipboard().setText(u"first"_s));
+    ASSERT_TRUE(desktop->clipboard().setText(u"second"_s));
     EXPECT_EQ(text(), u"second"_s);
     copyElsewhere("third");
     EXPECT_EQ(text(), u"third"_s);
 }
 
 TEST_F(Clipboard, MayBeEmpty) {
-    ASSERT_TRUE(desktop->setClipboard(QString()));
+    ASSERT_TRUE(desktop->clipboard().setText(QString()));
     EXPECT_EQ(text(), QString());
 }
 
@@ -104,7 +104,7 @@ TEST_F(Clipboard, WhoseOwnerDoesNotAnswerIsAFailure) {
     const auto owner = startProgram("xclip -quiet -selection clipboard -i '" + file + "'", "xclip");
     ASSERT_TRUE(waitUntil([&] { return text() == u"frozen"_s; }));
     owner->signal(SIGSTOP);
-    const auto result = desktop->clipboard();
+    const auto result = desktop->clipboard().text();
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().code, -1712);
 }

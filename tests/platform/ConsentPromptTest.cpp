@@ -71,16 +71,16 @@ protected:
         return process.exitCode();
     }
     int press(QProcess &process, int keyCode, Modifiers modifiers = 0) {
-        return answer(process, [&] { EXPECT_TRUE(desktop->pressKey(keyCode, modifiers)); });
+        return answer(process, [&] { EXPECT_TRUE(desktop->input().pressKey(keyCode, modifiers)); });
     }
     int allowByKey(QProcess &process) { return press(process, KEY_A, Modifiers(Modifier::option)); }
     void clickAllow() {
         constexpr QPoint FROM_CORNER(50, 30);
         const auto window = windowTitled(*desktop, TITLE);
         if (window)
-            EXPECT_TRUE(
-                desktop->click(window->position + QPoint(window->size.width(), window->size.height()) - FROM_CORNER,
-                               Click::single, 0));
+            EXPECT_TRUE(desktop->input().click(window->position + QPoint(window->size.width(), window->size.height()) -
+                                                   FROM_CORNER,
+                                               Click::single, 0));
     }
     void expectFailure(QProcess &process) {
         ASSERT_TRUE(waitUntil([&] { return ended(process); }));
@@ -138,7 +138,7 @@ TEST_F(ConsentPromptTest, ClosingRefuses) {
     auto &prompt = show();
     const auto close = [&] {
         if (const auto window = windowTitled(*desktop, TITLE))
-            EXPECT_TRUE(desktop->closeWindow(window->handle));
+            EXPECT_TRUE(desktop->windows().closeWindow(window->handle));
     };
     EXPECT_EQ(answer(prompt, close), 1);
     EXPECT_EQ(decision(), false);
@@ -157,7 +157,7 @@ TEST_F(ConsentPromptTest, StaysAboveAWindowThatOpensLater) {
     auto &prompt = show();
     const auto other = startProgram("xterm -T later", "xterm");
     ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"later"_s).has_value(); }));
-    EXPECT_TRUE(desktop->windows()->front().title.startsWith(TITLE));
+    EXPECT_TRUE(desktop->taskbar().windows()->front().title.startsWith(TITLE));
     EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
 }
 
@@ -267,10 +267,10 @@ TEST_F(ConsentPromptTest, OpensBesideAScriptThatTypesWithoutEnd) {
 
 TEST_F(ConsentPromptTest, AKeyThatAScriptHoldsDownIsNoAnswer) {
     for (const int key : {RETURN, SPACE}) {
-        ASSERT_TRUE(desktop->holdKey(key, true));
+        ASSERT_TRUE(desktop->input().holdKey(key, true));
         auto &prompt = show();
         EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
-        ASSERT_TRUE(desktop->holdKey(key, false));
+        ASSERT_TRUE(desktop->input().holdKey(key, false));
         ASSERT_TRUE(forgetConsent(OMBRU, EDITOR));
     }
 }

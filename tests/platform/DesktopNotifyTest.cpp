@@ -7,8 +7,8 @@ using namespace Qt::StringLiterals;
 
 TEST(DesktopNotify, ShowsTitleSubtitleAndTextAsTheyAre) {
     const auto desktop = openDesktop();
-    const auto shown =
-        desktop->notify({.text = u"a < b & <b>c</b>"_s, .title = u"Title ü"_s, .subtitle = u"below"_s, .sound = {}});
+    const auto shown = desktop->notifications().show(
+        {.text = u"a < b & <b>c</b>"_s, .title = u"Title ü"_s, .subtitle = u"below"_s, .sound = {}});
     ASSERT_TRUE(shown) << words(shown);
     const Scratch scratch;
     const auto file = scratch.path(u"history"_s);
@@ -23,7 +23,8 @@ TEST(DesktopNotify, ShowsTitleSubtitleAndTextAsTheyAre) {
 TEST(DesktopNotify, WithoutABusIsAFailure) {
     const test::Variable none("DBUS_SESSION_BUS_ADDRESS");
     const test::Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
-    const auto shown = openDesktop()->notify({.text = u"text"_s, .title = {}, .subtitle = {}, .sound = {}});
+    const auto shown =
+        openDesktop()->notifications().show({.text = u"text"_s, .title = {}, .subtitle = {}, .sound = {}});
     ASSERT_FALSE(shown);
     EXPECT_TRUE(shown.error().description.contains(u"session bus"_s));
 }

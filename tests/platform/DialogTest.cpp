@@ -43,7 +43,7 @@ protected:
     }
 
     void press(int keyCode, Modifiers modifiers = 0) {
-        const auto pressed = desktop->pressKey(keyCode, modifiers);
+        const auto pressed = desktop->input().pressKey(keyCode, modifiers);
         ASSERT_TRUE(pressed) << words(pressed);
         lastKey = keyCode;
     }
@@ -97,7 +97,7 @@ TEST_F(Dialog, EscapePressesTheCancelButton) {
 
 TEST_F(Dialog, ClosingPressesTheCancelButton) {
     show();
-    ASSERT_TRUE(desktop->closeWindow(windowTitled(*desktop, request.title)->handle));
+    ASSERT_TRUE(desktop->windows().closeWindow(windowTitled(*desktop, request.title)->handle));
     EXPECT_EQ(answer().button, 0);
 }
 
@@ -122,7 +122,7 @@ TEST_F(Dialog, GivesBackTheTextThatWasTyped) {
     request.defaultText = u"to be replaced"_s;
     show();
     const QString typed = u"Größe, Съешь, 日本"_s;
-    ASSERT_TRUE(desktop->type(typed, 0));
+    ASSERT_TRUE(desktop->input().type(typed, 0));
     press(RETURN);
     const auto got = answer();
     EXPECT_EQ(got.button, 2);
@@ -133,7 +133,7 @@ TEST_F(Dialog, GivesBackAHiddenText) {
     request.defaultText = QString();
     request.hiddenText = true;
     show();
-    ASSERT_TRUE(desktop->type(u"secret"_s, 0));
+    ASSERT_TRUE(desktop->input().type(u"secret"_s, 0));
     press(RETURN);
     EXPECT_EQ(answer().text, u"secret"_s);
 }

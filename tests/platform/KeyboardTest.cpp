@@ -140,7 +140,7 @@ protected:
     void typeAndExpect(const QString &text, QString expected = {}) {
         if (expected.isEmpty())
             expected = text;
-        const auto typed = desktop->type(text, 0);
+        const auto typed = desktop->input().type(text, 0);
         ASSERT_TRUE(typed) << words(typed);
         waitUntil([&] { return got() == expected; });
         EXPECT_EQ(got().toStdString(), expected.toStdString());
@@ -204,10 +204,10 @@ TEST_F(Keyboard, TellsOtherProgramsOfItsKeysOnceABatch) {
 
 TEST_F(Keyboard, PressesShortcuts) {
     openTarget();
-    ASSERT_TRUE(desktop->type(u"s"_s, COMMAND));
-    ASSERT_TRUE(desktop->type(u"S"_s, COMMAND));
-    ASSERT_TRUE(desktop->type(u"v"_s, CONTROL | OPTION));
-    ASSERT_TRUE(desktop->pressKey(123, COMMAND | SHIFT));
+    ASSERT_TRUE(desktop->input().type(u"s"_s, COMMAND));
+    ASSERT_TRUE(desktop->input().type(u"S"_s, COMMAND));
+    ASSERT_TRUE(desktop->input().type(u"v"_s, CONTROL | OPTION));
+    ASSERT_TRUE(desktop->input().pressKey(123, COMMAND | SHIFT));
     waitUntil([&] { return events().contains("Left"); });
     const QByteArrayList lines = events().split('\n');
     for (const char *line : {"Ctrl+S", "Ctrl+Shift+S", "Ctrl+Alt+V", "Ctrl+Shift+Left"})

@@ -12,10 +12,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// As a script works a facet: it is asked for first, and may not be there.
+template <class Facet, class Operation>
+auto with(Result<Facet> facet, Operation operation) -> std::invoke_result_t<Operation, Facet> {
+    if (!facet)
+        return std::unexpected(facet.error());
+    return operation(std::move(*facet));
+}
+
 class LinuxHostTest : public ::testing::Test {
 protected:
     ShellOutcome shell(const QString &command) {
-        const auto outcome = host.shell(command);
+        const auto outcome = host.system().shell(command);
         EXPECT_TRUE(outcome) << outcome.error().description.toStdString();
         return outcome.value_or(ShellOutcome{-1, {}, {}});
     }
@@ -71,48 +79,51 @@ TEST_F(LinuxHostTest, LeavesNoDescriptorBehind) {
 
 TEST_F(LinuxHostTest, FoldersAreTheOwners) {
     scratch.write(u"user-dirs.dirs"_s, "");
-    EXPECT_EQ(host.path(Folder::home), scratch.directory());
-    EXPECT_TRUE(host.path(Folder::desktop).startsWith(scratch.directory()));
-    EXPECT_FALSE(host.path(Folder::temporary).isEmpty());
+    EXPECT_EQ(host.system().path(Folder::home), scratch.directory());
+    EXPECT_TRUE(host.system().path(Folder::desktop).startsWith(scratch.directory()));
+    EXPECT_FALSE(host.system().path(Folder::temporary).isEmpty());
 }
 
 TEST_F(LinuxHostTest, SystemEventsIsAlwaysKnownAndRunning) {
-    const auto named = host.applicationNamed(u"system events"_s);
+    const auto named = host.applications().applicationNamed(u"system events"_s);
     ASSERT_TRUE(named);
     EXPECT_EQ(named->id, u"com.apple.systemevents"_s);
     EXPECT_EQ(named->name, u"System Events"_s);
-    EXPECT_EQ(host.applicationWithId(u"com.apple.systemevents"_s), named);
-    EXPECT_TRUE(host.isRunning(named->id));
-    EXPECT_TRUE(host.activate(named->id));
+    EXPECT_EQ(host.applications().applicationWithId(u"com.apple.systemevents"_s), named);
+    EXPECT_TRUE(host.applications().isRunning(named->id));
+    EXPECT_TRUE(host.applications().activate(named->id));
 }
 
 TEST_F(LinuxHostTest, WithoutADisplayEveryDesktopOperationSaysSo) {
-    const std::vector<Result<>> results{host.type(u"x"_s, 0),
-                                        host.pressKey(36, 0),
-                                        host.holdKey(36, true),
-                                        host.holdModifier(Modifier::shift, true),
-                                        host.click({1, 1}, Click::single, 0),
-                                        host.setText(u"x"_s),
-                                        host.raiseWindow(1),
-                                        host.closeWindow(1),
-                                        host.setMinimized(1, true),
-                                        host.moveWindow(1, {0, 0}),
-                                        host.resizeWindow(1, {9, 9}),
-                                        host.bringToFront(1),
-                                        host.setVisible(1, true)};
+    using Changing = Held<Windows>;
+    using Typing = Held<Input>;
+    const std::vector<Result<>> results{
+        with(host.input(), [](Typing &&input) { return std::move(input)->type(u"x"_s, 0); }),
+        with(host.input(), [](Typing &&input) { return std::move(input)->pressKey(36, 0); }),
+        with(host.input(), [](Typing &&input) { return std::move(input)->holdKey(36, true); }),
+        with(host.input(), [](Typing &&input) { return std::move(input)->holdModifier(Modifier::shift, true); }),
+        with(host.input(), [](Typing &&input) { return std::move(input)->click({1, 1}, Click::single, 0); }),
+        with(host.clipboard(), [](auto *clipboard) { return clipboard->setText(u"x"_s); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->raiseWindow(1); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->closeWindow(1); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->setMinimized(1, true); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->moveWindow(1, {0, 0}); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->resizeWindow(1, {9, 9}); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->bringToFront(1); }),
+        with(host.windowsToChange(), [](Changing &&all) { return std::move(all)->setVisible(1, true); })};
     for (const auto &result : results) {
         ASSERT_FALSE(result);
         EXPECT_FALSE(result.error().description.isEmpty());
         EXPECT_LT(result.error().code, 0);
     }
-    EXPECT_FALSE(host.processes());
-    EXPECT_FALSE(host.windows(1));
+    EXPECT_FALSE(with(host.windows(), [](const auto *all) { return all->processes(); }));
+    EXPECT_FALSE(with(host.windows(), [](const auto *all) { return all->windows(1); }));
     EXPECT_FALSE(host.clipboard());
-    EXPECT_FALSE(host.isFrontmost(u"x"_s));
+    EXPECT_FALSE(host.applications().isFrontmost(u"x"_s));
     DialogRequest request;
     request.text = u"Hello?"_s;
     request.buttons = {u"OK"_s};
-    const auto asked = host.ask(request);
+    const auto asked = host.dialogs().ask(request);
     ASSERT_FALSE(asked);
     EXPECT_EQ(asked.error().code, -1713);
 }
@@ -120,16 +131,16 @@ TEST_F(LinuxHostTest, WithoutADisplayEveryDesktopOperationSaysSo) {
 TEST_F(LinuxHostTest, AnAddressNobodyOpensIsSaid) {
     const test::Variable path("PATH", scratch.directory().toUtf8());
     const test::Variable display("DISPLAY", ":0");
-    const auto opened = host.openLocation(u"no-such-scheme:thing"_s);
+    const auto opened = host.applications().openLocation(u"no-such-scheme:thing"_s);
     ASSERT_FALSE(opened);
     EXPECT_TRUE(opened.error().description.contains(u"no-such-scheme:thing"_s));
-    EXPECT_FALSE(host.openLocation(u"not an address"_s));
+    EXPECT_FALSE(host.applications().openLocation(u"not an address"_s));
 }
 
 TEST_F(LinuxHostTest, WithoutADisplayNoAddressCountsAsOpened) {
     const test::Variable display("DISPLAY");
     const test::Variable wayland("WAYLAND_DISPLAY");
-    const auto opened = host.openLocation(u"https://example.org"_s);
+    const auto opened = host.applications().openLocation(u"https://example.org"_s);
     ASSERT_FALSE(opened);
     EXPECT_TRUE(opened.error().description.startsWith(u"There is no display to open “https://example.org” on."_s));
 }
@@ -170,24 +181,24 @@ protected:
 TEST_F(OpeningFiles, AnApplicationGetsTheFiles) {
     const auto one = scratch.write(u"one.txt"_s, "1");
     const auto two = scratch.write(u"two words.txt"_s, "2");
-    ASSERT_TRUE(host.open(u"editor"_s, {one, two}));
+    ASSERT_TRUE(host.applications().open(u"editor"_s, {one, two}));
     EXPECT_EQ(opened(u"editor"_s), (one + u'\n' + two + u'\n').toUtf8());
 }
 
 TEST_F(OpeningFiles, AFileThatIsNotThereIsSaid) {
-    const auto result = host.open(u"editor"_s, {u"/no/such/file"_s});
+    const auto result = host.applications().open(u"editor"_s, {u"/no/such/file"_s});
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().code, -43);
     EXPECT_EQ(result.error().description, u"File /no/such/file wasn’t found."_s);
 }
 
 TEST_F(LinuxHostTest, QuittingWhatDoesNotRunIsNothingToDo) {
-    EXPECT_TRUE(host.quit(u"no.such.application"_s));
+    EXPECT_TRUE(host.applications().quit(u"no.such.application"_s));
 }
 
 TEST_F(OpeningFiles, AFileManagerShowsFoldersAndOpensFilesWithTheirApplication) {
     const auto file = scratch.write(u"one.txt"_s, "1");
-    ASSERT_TRUE(host.open(u"com.apple.finder"_s, {file, scratch.directory()}));
+    ASSERT_TRUE(host.applications().open(u"com.apple.finder"_s, {file, scratch.directory()}));
     EXPECT_EQ(opened(u"editor"_s), file.toUtf8() + '\n');
     EXPECT_EQ(opened(u"files"_s), scratch.directory().toUtf8() + '\n');
 }
@@ -199,17 +210,17 @@ TEST_F(LinuxHostTest, WhatRunsOnAnotherDisplayDoesNotRunHere) {
     scratch.write(u"applications/it.desktop"_s,
                   "[Desktop Entry]\nType=Application\nName=It\nExec=" + program.toUtf8() + "\n");
     const test::Variable data("XDG_DATA_HOME", scratch.directory().toUtf8());
-    EXPECT_FALSE(host.isRunning(u"it"_s));
+    EXPECT_FALSE(host.applications().isRunning(u"it"_s));
 
     const test::Variable there("DISPLAY", ":5077.0");
     const auto process = Process::make({.program = program, .arguments = {u"600"_s}});
     ASSERT_TRUE(process->start());
     // The system shows a new program's variables a moment after it began.
-    EXPECT_TRUE(test::waitUntil([&] { return host.isRunning(u"it"_s); }));
+    EXPECT_TRUE(test::waitUntil([&] { return host.applications().isRunning(u"it"_s); }));
     const test::Variable sameScreen("DISPLAY", ":5077");
-    EXPECT_TRUE(host.isRunning(u"it"_s));
+    EXPECT_TRUE(host.applications().isRunning(u"it"_s));
     const test::Variable here("DISPLAY", ":5078");
-    EXPECT_FALSE(host.isRunning(u"it"_s));
+    EXPECT_FALSE(host.applications().isRunning(u"it"_s));
     process->terminate();
     test::await(process->ended());
 }

@@ -79,7 +79,7 @@ TEST(StartingManager, IsAskedAgainWhenItMissedTheQuestion) {
     const XServer server("640x480x24");
     const SlowManager manager(2);
     const auto desktop = openDesktop();
-    const auto windows = desktop->windows();
+    const auto windows = desktop->taskbar().windows();
     ASSERT_TRUE(windows) << windows.error().description.toStdString();
     EXPECT_TRUE(windows->empty());
     EXPECT_EQ(manager.asked(), 2);

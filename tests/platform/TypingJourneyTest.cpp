@@ -64,13 +64,13 @@ protected:
     }
 
     void type(const QString &text) {
-        const auto typed = m_desktop->type(text, 0);
+        const auto typed = m_desktop->input().type(text, 0);
         ASSERT_TRUE(typed) << words(typed);
     }
 
     // Saves until the file holds it: the editor may still be busy with the text when the first save arrives.
     void saveAndExpect(const QString &file, const QString &text) {
-        const auto saved = m_desktop->type(u"s"_s, COMMAND);
+        const auto saved = m_desktop->input().type(u"s"_s, COMMAND);
         ASSERT_TRUE(saved) << words(saved);
         waitUntil([&] { return QString::fromUtf8(contents(file)) == text; });
         EXPECT_EQ(contents(file).toStdString(), text.toStdString());
@@ -104,7 +104,7 @@ TEST_P(TypingJourneyUnder, ATerminalGetsExactlyWhatWasTyped) {
     ASSERT_TRUE(waitUntil([&] { return QFile::exists(file); }));
     const QString text = ASCII + u'\n' + FOREIGN;
     type(text);
-    ASSERT_TRUE(m_desktop->pressKey(RETURN_KEY, 0));
+    ASSERT_TRUE(m_desktop->input().pressKey(RETURN_KEY, 0));
     const QString expected = text + u'\n';
     waitUntil([&] { return QString::fromUtf8(contents(file)) == expected; });
     EXPECT_EQ(contents(file).toStdString(), expected.toStdString());
@@ -157,14 +157,14 @@ TEST_F(TypingJourney, SomebodyRestingOnShiftChangesNothing) {
 TEST_F(TypingJourney, AnEndInTheMiddleGivesTheKeyboardBack) {
     const QByteArray before = outputOf("xmodmap -pke");
     openEditor();
-    ASSERT_TRUE(m_desktop->holdModifier(Modifier::shift, true));
+    ASSERT_TRUE(m_desktop->input().holdModifier(Modifier::shift, true));
     std::thread end([this] {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         m_desktop->restore();
     });
-    const auto typed = m_desktop->type(longText(4000), 0);
+    const auto typed = m_desktop->input().type(longText(4000), 0);
     end.join();
     EXPECT_FALSE(typed);
     EXPECT_EQ(outputOf("xmodmap -pke"), before);
-    EXPECT_FALSE(m_desktop->type(u"a"_s, 0)) << "nothing is typed after the end";
+    EXPECT_FALSE(m_desktop->input().type(u"a"_s, 0)) << "nothing is typed after the end";
 }

@@ -25,7 +25,7 @@ protected:
 
     QStringList titles() {
         QStringList result;
-        const auto all = desktop->windows();
+        const auto all = desktop->taskbar().windows();
         for (const auto &each : all.value_or(std::vector<DesktopWindow>()))
             result.append(each.title);
         return result;
@@ -55,14 +55,14 @@ TEST_F(Windows, AreListedTopmostFirstWithTheirProcess) {
 TEST_F(Windows, AreMovedAndResizedWithTheirFrame) {
     const auto handle = window(one).handle;
     const QSize before = window(one).size;
-    ASSERT_TRUE(desktop->moveWindow(handle, {123, 77}));
+    ASSERT_TRUE(desktop->windows().moveWindow(handle, {123, 77}));
     EXPECT_EQ(window(one).position, QPoint(123, 77));
     EXPECT_EQ(window(one).size, before);
-    ASSERT_TRUE(desktop->moveWindow(handle, window(one).position));
+    ASSERT_TRUE(desktop->windows().moveWindow(handle, window(one).position));
     EXPECT_EQ(window(one).position, QPoint(123, 77));
-    ASSERT_TRUE(desktop->resizeWindow(handle, before));
+    ASSERT_TRUE(desktop->windows().resizeWindow(handle, before));
     EXPECT_EQ(window(one).size, before);
-    ASSERT_TRUE(desktop->resizeWindow(handle, before * 1.5));
+    ASSERT_TRUE(desktop->windows().resizeWindow(handle, before * 1.5));
     EXPECT_EQ(window(one).position, QPoint(123, 77));
     // A terminal keeps to whole characters.
     EXPECT_NEAR(window(one).size.width(), before.width() * 1.5, 16);
@@ -70,10 +70,10 @@ TEST_F(Windows, AreMovedAndResizedWithTheirFrame) {
 }
 
 TEST_F(Windows, AreRaisedAndGivenTheFocus) {
-    ASSERT_TRUE(desktop->activateWindow(window(one).handle));
+    ASSERT_TRUE(desktop->taskbar().activateWindow(window(one).handle));
     EXPECT_TRUE(window(one).focused);
     EXPECT_EQ(titles(), QStringList({one, two}));
-    ASSERT_TRUE(desktop->raiseWindow(window(two).handle));
+    ASSERT_TRUE(desktop->windows().raiseWindow(window(two).handle));
     EXPECT_EQ(titles(), QStringList({two, one}));
 }
 
@@ -81,7 +81,7 @@ TEST_F(Windows, ThatMayNotBeMinimisedSaySo) {
     // As a window manager says it of a window.
     runProgram("xprop -id " + QByteArray::number(qulonglong(window(one).handle)) +
                " -f _NET_WM_ALLOWED_ACTIONS 32a -set _NET_WM_ALLOWED_ACTIONS _NET_WM_ACTION_CLOSE");
-    const auto minimised = desktop->setMinimized(window(one).handle, true);
+    const auto minimised = desktop->windows().setMinimized(window(one).handle, true);
     ASSERT_FALSE(minimised);
     EXPECT_EQ(minimised.error().description, u"The window cannot be minimised."_s);
     EXPECT_FALSE(window(one).minimized);
@@ -89,24 +89,25 @@ TEST_F(Windows, ThatMayNotBeMinimisedSaySo) {
 
 TEST_F(Windows, AreMinimisedAndBroughtBack) {
     const auto handle = window(two).handle;
-    ASSERT_TRUE(desktop->setMinimized(handle, true));
+    ASSERT_TRUE(desktop->windows().setMinimized(handle, true));
     EXPECT_TRUE(window(two).minimized);
-    ASSERT_TRUE(desktop->setMinimized(handle, true));
-    ASSERT_TRUE(desktop->setMinimized(handle, false));
+    ASSERT_TRUE(desktop->windows().setMinimized(handle, true));
+    ASSERT_TRUE(desktop->windows().setMinimized(handle, false));
     EXPECT_FALSE(window(two).minimized);
-    ASSERT_TRUE(desktop->setMinimized(handle, true));
-    ASSERT_TRUE(desktop->activateWindow(handle));
+    ASSERT_TRUE(desktop->windows().setMinimized(handle, true));
+    ASSERT_TRUE(desktop->taskbar().activateWindow(handle));
     EXPECT_FALSE(window(two).minimized);
     EXPECT_TRUE(window(two).focused);
 }
 
 TEST_F(Windows, CloseWhenAsked) {
     const auto handle = window(two).handle;
-    ASSERT_TRUE(desktop->closeWindow(handle));
+    ASSERT_TRUE(desktop->windows().closeWindow(handle));
     EXPECT_TRUE(waitUntil([&] { return titles() == QStringList({one}); }));
-    for (const auto &result : {desktop->closeWindow(handle), desktop->activateWindow(handle),
-                               desktop->raiseWindow(handle), desktop->setMinimized(handle, true),
-                               desktop->moveWindow(handle, {}), desktop->resizeWindow(handle, {9, 9})}) {
+    for (const auto &result :
+         {desktop->windows().closeWindow(handle), desktop->taskbar().activateWindow(handle),
+          desktop->windows().raiseWindow(handle), desktop->windows().setMinimized(handle, true),
+          desktop->windows().moveWindow(handle, {}), desktop->windows().resizeWindow(handle, {9, 9})}) {
         ASSERT_FALSE(result);
         EXPECT_EQ(result.error().code, -1728);
     }
@@ -116,7 +117,7 @@ TEST_F(Windows, HaveTheirOriginAtThePrimaryMonitor) {
     runProgram("xrandr --setmonitor left 600/150x1080/270+0+0 screen");
     runProgram("xrandr --setmonitor '*right' 1320/330x1000/250+600+80 none");
     const auto handle = window(one).handle;
-    ASSERT_TRUE(desktop->moveWindow(handle, {50, 60}));
+    ASSERT_TRUE(desktop->windows().moveWindow(handle, {50, 60}));
     EXPECT_EQ(window(one).position, QPoint(50, 60));
     const Scratch scratch;
     const QString place = scratch.path(u"place"_s);
@@ -131,7 +132,7 @@ TEST_F(Windows, HaveTheirOriginAtThePrimaryMonitor) {
 TEST(WindowsWithoutAManager, AreAFailureThatSaysSo) {
     const XServer server("640x480x24");
     const auto desktop = openDesktop();
-    const auto windows = desktop->windows();
+    const auto windows = desktop->taskbar().windows();
     ASSERT_FALSE(windows);
     EXPECT_TRUE(windows.error().description.contains(u"window manager"_s));
 }
@@ -139,15 +140,15 @@ TEST(WindowsWithoutAManager, AreAFailureThatSaysSo) {
 TEST(DesktopWithoutADisplay, FailsInEveryOperation) {
     const test::Variable none("DISPLAY");
     const auto desktop = openDesktop();
-    EXPECT_FALSE(desktop->windows());
-    EXPECT_FALSE(desktop->activateWindow(1));
-    EXPECT_FALSE(desktop->type(u"a"_s, 0));
-    EXPECT_FALSE(desktop->pressKey(36, 0));
-    EXPECT_FALSE(desktop->holdKey(36, true));
-    EXPECT_FALSE(desktop->holdModifier(applescript::Modifier::shift, true));
-    EXPECT_FALSE(desktop->click({1, 1}, applescript::Click::single, 0));
-    EXPECT_FALSE(desktop->clipboard());
-    const auto copied = desktop->setClipboard(u"a"_s);
+    EXPECT_FALSE(desktop->taskbar().windows());
+    EXPECT_FALSE(desktop->taskbar().activateWindow(1));
+    EXPECT_FALSE(desktop->input().type(u"a"_s, 0));
+    EXPECT_FALSE(desktop->input().pressKey(36, 0));
+    EXPECT_FALSE(desktop->input().holdKey(36, true));
+    EXPECT_FALSE(desktop->input().holdModifier(applescript::Modifier::shift, true));
+    EXPECT_FALSE(desktop->input().click({1, 1}, applescript::Click::single, 0));
+    EXPECT_FALSE(desktop->clipboard().text());
+    const auto copied = desktop->clipboard().setText(u"a"_s);
     ASSERT_FALSE(copied);
     EXPECT_TRUE(copied.error().description.contains(u"DISPLAY is not set"_s));
 }
@@ -155,17 +156,17 @@ TEST(DesktopWithoutADisplay, FailsInEveryOperation) {
 TEST(DesktopWhoseDisplayGoes, Fails) {
     XServer server("640x480x24");
     const auto desktop = openDesktop();
-    ASSERT_TRUE(desktop->holdKey(56, true));
+    ASSERT_TRUE(desktop->input().holdKey(56, true));
     server.end(SIGKILL);
-    EXPECT_FALSE(desktop->type(u"a"_s, 0));
-    EXPECT_FALSE(desktop->click({1, 1}, applescript::Click::single, 0));
-    EXPECT_FALSE(desktop->windows());
+    EXPECT_FALSE(desktop->input().type(u"a"_s, 0));
+    EXPECT_FALSE(desktop->input().click({1, 1}, applescript::Click::single, 0));
+    EXPECT_FALSE(desktop->taskbar().windows());
 }
 
 TEST(Desktop, DoesNothingMoreOnceItWasRestored) {
     const auto desktop = openDesktop();
     desktop->restore();
-    const auto typed = desktop->type(u"a"_s, 0);
+    const auto typed = desktop->input().type(u"a"_s, 0);
     ASSERT_FALSE(typed);
     EXPECT_EQ(typed.error().code, -128);
 }

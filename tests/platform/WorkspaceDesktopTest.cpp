@@ -20,7 +20,7 @@ const QString EDITOR = u"org.xfce.mousepad"_s;
 const QString TERMINAL = u"debian-xterm"_s;
 
 std::vector<DesktopWindow> windowsOf(Desktop &desktop, const QString &className) {
-    auto all = desktop.windows().value_or(std::vector<DesktopWindow>());
+    auto all = desktop.taskbar().windows().value_or(std::vector<DesktopWindow>());
     std::erase_if(all, [&](const auto &window) { return window.className != className; });
     return all;
 }

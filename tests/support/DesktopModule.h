@@ -16,13 +16,9 @@ inline std::unique_ptr<Desktop> openDesktop() {
         ADD_FAILURE() << dlerror();
         std::abort();
     }
+    const auto noneInstalled = [](const DesktopWindow &) { return std::optional<applescript::Application>(); };
     std::unique_ptr<Desktop> desktop;
-    Failure failure;
-    reinterpret_cast<decltype(&ombruOpenDesktop)>(dlsym(module, "ombruOpenDesktop"))(desktop, failure);
-    if (!desktop) {
-        ADD_FAILURE() << failure.description.toStdString();
-        std::abort();
-    }
+    reinterpret_cast<decltype(&ombruOpenDesktop)>(dlsym(module, "ombruOpenDesktop"))(noneInstalled, desktop);
     return desktop;
 }
 
@@ -31,7 +27,7 @@ inline std::string words(const Result<> &result) {
 }
 
 inline std::optional<DesktopWindow> windowTitled(Desktop &desktop, const QString &title) {
-    const auto all = desktop.windows();
+    const auto all = desktop.taskbar().windows();
     if (!all)
         return std::nullopt;
     const auto found = std::ranges::find_if(*all, [&](const auto &window) { return window.title.contains(title); });
@@ -45,7 +41,7 @@ inline DesktopWindow focusWindow(Desktop &desktop, const QString &title) {
         ADD_FAILURE() << "no window " << title.toStdString();
         std::abort();
     }
-    const auto active = desktop.activateWindow(window->handle);
+    const auto active = desktop.taskbar().activateWindow(window->handle);
     EXPECT_TRUE(active) << words(active);
     return *windowTitled(desktop, title);
 }

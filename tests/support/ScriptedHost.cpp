@@ -96,7 +96,7 @@ void ScriptedHost::delay(double seconds) {
     calls.append(u"delay %1"_s.arg(seconds));
 }
 
-Result<> ScriptedHost::notify(const NotificationRequest &request) {
+Result<> ScriptedHost::show(const NotificationRequest &request) {
     return done(u"notify"_s,
                 u"[%1] [%2] [%3] [%4]"_s.arg(request.text, request.title, request.subtitle, request.sound));
 }

@@ -21,7 +21,8 @@ class ScriptedHost final : public Host,
                            public Applications,
                            public Windows,
                            public Input,
-                           public Clipboard {
+                           public Clipboard,
+                           public Notifications {
 public:
     explicit ScriptedHost(const QString &script = {});
 
@@ -32,15 +33,17 @@ public:
     System &system() override { return *this; }
     Dialogs &dialogs() override { return *this; }
     Applications &applications() override { return *this; }
-    Result<Windows *> windows() override { return this; }
-    Result<Input *> input() override { return this; }
+    Result<const Windows *> windows() override { return this; }
+    Result<Held<Windows>> windowsToChange() override { return Held<Windows>(*this); }
+    Result<Held<Input>> input() override { return Held<Input>(*this); }
     Result<Clipboard *> clipboard() override { return this; }
+    Result<Notifications *> notifications() override { return this; }
 
     Result<ShellOutcome> shell(const QString &command) override;
     void delay(double seconds) override;
     QDateTime now() override { return m_now; }
     double random() override { return m_random; }
-    Result<> notify(const NotificationRequest &request) override;
+    Result<> show(const NotificationRequest &request) override;
     Result<DialogAnswer> ask(const DialogRequest &request) override;
     Result<QString> text() override { return m_clipboard; }
     Result<> setText(const QString &text) override;
@@ -56,8 +59,8 @@ public:
     Result<> activate(const QString &id) override { return done(QStringLiteral("activate"), id); }
     Result<> quit(const QString &id) override { return done(QStringLiteral("quit"), id); }
     Result<> open(const QString &id, const QStringList &paths) override;
-    Result<std::vector<ProcessInfo>> processes() override { return m_processes; }
-    Result<std::vector<WindowInfo>> windows(qint64 pid) override { return m_windows.value(pid); }
+    Result<std::vector<ProcessInfo>> processes() const override { return m_processes; }
+    Result<std::vector<WindowInfo>> windows(qint64 pid) const override { return m_windows.value(pid); }
     Result<> bringToFront(qint64 pid) override;
     Result<> setVisible(qint64 pid, bool visible) override;
     Result<> raiseWindow(std::uint64_t handle) override;

@@ -51,13 +51,13 @@ Value Process::role() const {
 
 bool Process::bringToFront(const Value &value) {
     if (toBoolean(value, m_model.context().rules()))
-        need(m_model.windows().bringToFront(m_info.pid));
+        need(m_model.windowsToChange()->bringToFront(m_info.pid));
     return true;
 }
 
 bool Process::show(const Value &value) {
     const bool shows = toBoolean(value, m_model.context().rules());
-    need(m_model.windows().setVisible(m_info.pid, shows));
+    need(m_model.windowsToChange()->setVisible(m_info.pid, shows));
     return true;
 }
 

@@ -97,8 +97,8 @@ Value SystemEvents::command(const Event &event) {
     failNotUnderstood(event.direct.isNothing() ? reference() : event.direct, event.command);
 }
 
-Input &SystemEvents::input() const {
-    return *need(context().host().input());
+Held<Input> SystemEvents::input() const {
+    return need(context().host().input());
 }
 
 // ---- Processes
@@ -126,7 +126,7 @@ Value SystemEvents::keystroke(const Event &event) {
     needDirect(event);
     const QString text = toText(event.direct, context().rules());
     const Modifiers held = modifiersOf(event);
-    need(input().type(text, held));
+    need(input()->type(text, held));
     return {};
 }
 
@@ -135,7 +135,7 @@ Value SystemEvents::keyCode(const Event &event) {
     needDirect(event);
     for (const auto &code : itemsOf(event.direct)) {
         const auto number = toInteger(context().follow(code), context().rules());
-        need(input().pressKey(int(number), held));
+        need(input()->pressKey(int(number), held));
     }
     return {};
 }
@@ -144,12 +144,15 @@ Value SystemEvents::holdKeys(const Event &event) {
     const bool down = event.command == u"key down";
     needDirect(event);
     for (const auto &key : itemsOf(event.direct)) {
-        if (const auto modifier = modifierIn(key))
-            need(input().holdModifier(*modifier, down));
-        else if (key.isNumber())
-            need(input().holdKey(int(toInteger(key, context().rules())), down));
-        else if (down)
-            need(input().type(toText(key, context().rules()), 0)); // a letter is pressed and let go at once
+        if (const auto modifier = modifierIn(key)) {
+            need(input()->holdModifier(*modifier, down));
+        } else if (key.isNumber()) {
+            const auto code = toInteger(key, context().rules());
+            need(input()->holdKey(int(code), down));
+        } else if (down) {
+            const QString letter = toText(key, context().rules());
+            need(input()->type(letter, 0)); // it is pressed and let go at once
+        }
     }
     return {};
 }
@@ -167,7 +170,7 @@ Value SystemEvents::click(const Event &event) {
         kind = Click::right;
         held = 0;
     }
-    need(input().click(*where, kind, held));
+    need(input()->click(*where, kind, held));
     return {};
 }
 

@@ -32,7 +32,7 @@ private:
     Value holdKeys(const Event &event);
     Value click(const Event &event);
     Value performAction(const Event &event);
-    Input &input() const;
+    Held<Input> input() const; // for one operation
 };
 
 const Dictionary &systemEventsWords();

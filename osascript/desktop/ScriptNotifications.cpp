@@ -1,4 +1,4 @@
-#include "osascript/desktop/ScriptNotification.h"
+#include "osascript/desktop/ScriptNotifications.h"
 
 #include "platform/linux/services/SessionBusAddress.h"
 #include "platform/linux/x11/X11.h"
@@ -35,9 +35,7 @@ QVariantList arguments(const applescript::NotificationRequest &request, bool mar
     return {u"osascript"_s, 0U, QString(), title, lines.join(QChar(u'\n')), QStringList(), hints, -1};
 }
 
-} // namespace
-
-Result<> showScriptNotification(const applescript::NotificationRequest &request) {
+Result<> send(const applescript::NotificationRequest &request) {
     const QString name = u"ombru.osascript"_s;
     const QString address = sessionBusAddress();
     if (address.isEmpty())
@@ -51,6 +49,12 @@ Result<> showScriptNotification(const applescript::NotificationRequest &request)
         return {};
     return std::unexpected(
         desktopFailure(CANNOT_DO_IT, u"No notification server shows it: %1"_s.arg(reply.errorMessage())));
+}
+
+} // namespace
+
+Result<> ScriptNotifications::show(const applescript::NotificationRequest &request) {
+    return m_turns->anywhere([&] { return send(request); });
 }
 
 } // namespace ombru

@@ -1,4 +1,4 @@
-#include "osascript/desktop/Clipboard.h"
+#include "osascript/desktop/X11Clipboard.h"
 
 #include "base/Spawn.h"
 
@@ -171,8 +171,6 @@ private:
     sigset_t m_before;
 };
 
-} // namespace
-
 Result<QString> readClipboard(X11 &x11) {
     Conversion conversion(x11);
     const auto unicode = conversion.run("UTF8_STRING");
@@ -212,6 +210,16 @@ Result<> writeClipboard(const QString &text) {
         return {};
     return std::unexpected(desktopFailure(CANNOT_DO_IT, answer.isEmpty() ? u"The clipboard did not take the text."_s
                                                                          : QString::fromUtf8(answer.trimmed())));
+}
+
+} // namespace
+
+Result<QString> X11Clipboard::text() {
+    return m_turns->onDisplay(readClipboard);
+}
+
+Result<> X11Clipboard::setText(const QString &text) {
+    return m_turns->anywhere([&] { return writeClipboard(text); });
 }
 
 } // namespace ombru

@@ -1,4 +1,4 @@
-#include "osascript/desktop/Symbols.h"
+#include "osascript/desktop/TextSymbols.h"
 
 #include "platform/linux/x11/X11.h"
 

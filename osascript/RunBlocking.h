@@ -1,7 +1,7 @@
 // Runs a child process to its end while this thread waits, as a script does. The child stays in this program's process
 // group, so that whoever ends the group ends it too; a signal that ends this program alone ends it first. One thread.
 #pragma once
-#include "applescript/host/Host.h"
+#include "applescript/host/System.h"
 #include "base/Spawn.h"
 
 #include <QStringList>

@@ -1,4 +1,4 @@
-#include "osascript/Blocking.h"
+#include "osascript/RunBlocking.h"
 
 #include "base/Spawn.h"
 #include "osascript/Ending.h"

@@ -1,6 +1,5 @@
-// Applications: finding them, and seeing that they run, come to the front, open files and quit.
+#include "osascript/LinuxApplications.h"
 
-#include "osascript/LinuxHost.h"
 #include "platform/linux/system/WaitFor.h"
 
 #include <QFileInfo>
@@ -31,7 +30,18 @@ QSet<std::uint64_t> handles(const std::vector<DesktopWindow> &windows) {
 
 } // namespace
 
-std::optional<LinuxHost::Application> LinuxHost::applicationNamed(const QString &name) {
+LinuxApplications::LinuxApplications(DesktopModule &module, BesidePrompts &besidePrompts, ScriptConsent &consent)
+    : m_besidePrompts(&besidePrompts), m_consent(&consent),
+      m_applications([&module] { return module.facet(&Desktop::taskbar); }) {}
+
+Result<> LinuxApplications::authorize(const Application &application) {
+    if (m_consent->allows(application.id))
+        return {};
+    const auto message = u"Not authorized to send Apple events to %1."_s.arg(application.name);
+    return std::unexpected(Failure{u"consent"_s, AUTOMATION_REFUSED, message});
+}
+
+std::optional<LinuxApplications::Application> LinuxApplications::applicationNamed(const QString &name) {
     if (name.compare(u"System Events"_s, Qt::CaseInsensitive) == 0)
         return Application{SYSTEM_EVENTS, u"System Events"_s, {}};
     const auto entry = m_applications.named(name);
@@ -40,7 +50,7 @@ std::optional<LinuxHost::Application> LinuxHost::applicationNamed(const QString 
     return Application{entry->id, entry->name, entry->path};
 }
 
-std::optional<LinuxHost::Application> LinuxHost::applicationWithId(const QString &id) {
+std::optional<LinuxApplications::Application> LinuxApplications::applicationWithId(const QString &id) {
     if (isSystemEvents(id))
         return Application{SYSTEM_EVENTS, u"System Events"_s, {}};
     const auto entry = m_applications.withId(id);
@@ -49,16 +59,16 @@ std::optional<LinuxHost::Application> LinuxHost::applicationWithId(const QString
     return Application{entry->id, entry->name, entry->path};
 }
 
-bool LinuxHost::isRunning(const QString &id) {
+bool LinuxApplications::isRunning(const QString &id) {
     return m_applications.isRunning(id);
 }
 
-bool LinuxHost::isFrontmost(const QString &id) {
+bool LinuxApplications::isFrontmost(const QString &id) {
     const auto windows = m_applications.windowsOf(id);
     return windows && std::ranges::any_of(*windows, [](const auto &window) { return window.focused; });
 }
 
-Result<> LinuxHost::launch(const QString &id) {
+Result<> LinuxApplications::launch(const QString &id) {
     if (isSystemEvents(id))
         return {};
     const auto entry = m_applications.withId(id);
@@ -80,7 +90,7 @@ Result<> LinuxHost::launch(const QString &id) {
     return activateWindow(front->handle);
 }
 
-Result<> LinuxHost::activate(const QString &id) {
+Result<> LinuxApplications::activate(const QString &id) {
     if (isSystemEvents(id))
         return {};
     const auto entry = m_applications.withId(id);
@@ -101,7 +111,7 @@ Result<> LinuxHost::activate(const QString &id) {
     return activateWindow(windows->front().handle);
 }
 
-Result<> LinuxHost::quit(const QString &id) {
+Result<> LinuxApplications::quit(const QString &id) {
     if (!isRunning(id))
         return {};
     const auto windows = m_applications.windowsOf(id);
@@ -121,7 +131,7 @@ Result<> LinuxHost::quit(const QString &id) {
     return {};
 }
 
-std::optional<DesktopEntry> LinuxHost::openerOf(const QString &path) {
+std::optional<DesktopEntry> LinuxApplications::openerOf(const QString &path) {
     const auto type = QMimeDatabase().mimeTypeForFile(path);
     for (const QString &name : QStringList{type.name()} + type.allAncestors()) {
         if (auto entry = m_applications.defaultFor(name))
@@ -130,7 +140,7 @@ std::optional<DesktopEntry> LinuxHost::openerOf(const QString &path) {
     return {};
 }
 
-Result<> LinuxHost::open(const QString &id, const QStringList &paths) {
+Result<> LinuxApplications::open(const QString &id, const QStringList &paths) {
     const auto entry = m_applications.withId(id);
     if (!entry)
         return std::unexpected(notInstalled(id));
@@ -153,7 +163,7 @@ Result<> LinuxHost::open(const QString &id, const QStringList &paths) {
     return shown.isEmpty() ? Result<>() : openWith(*entry, shown);
 }
 
-Result<> LinuxHost::openWith(const DesktopEntry &entry, const QStringList &paths) {
+Result<> LinuxApplications::openWith(const DesktopEntry &entry, const QStringList &paths) {
     const auto id = entry.id;
     const auto before = m_applications.windowsOf(id);
     QStringList titles;
@@ -173,6 +183,20 @@ Result<> LinuxHost::openWith(const DesktopEntry &entry, const QStringList &paths
         });
     }
     return {};
+}
+
+Result<> LinuxApplications::openLocation(const QString &url) {
+    return m_applications.openLocation(url);
+}
+
+Result<> LinuxApplications::activateWindow(std::uint64_t handle) {
+    auto taskbar = m_besidePrompts->hold(&Desktop::taskbar);
+    return taskbar ? (*std::move(taskbar))->activateWindow(handle) : std::unexpected(taskbar.error());
+}
+
+Result<> LinuxApplications::closeWindow(std::uint64_t handle) {
+    auto windows = m_besidePrompts->hold(&Desktop::windows);
+    return windows ? (*std::move(windows))->closeWindow(handle) : std::unexpected(windows.error());
 }
 
 } // namespace ombru

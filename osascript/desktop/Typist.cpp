@@ -1,0 +1,73 @@
+#include "osascript/desktop/Typist.h"
+
+#include "osascript/desktop/InputState.h"
+#include "osascript/desktop/TextSymbols.h"
+
+#include <set>
+
+namespace ombru {
+
+Result<> Typist::type(const std::vector<xkb_keysym_t> &symbols) {
+    if (const auto shift = m_map->keyOf(applescript::Modifier::shift))
+        m_shift = *shift;
+    else
+        return std::unexpected(shift.error());
+    Result<> typed = borrowFor(symbols);
+    for (auto next = symbols.begin(); next != symbols.end() && typed;)
+        typed = typeSome(next, symbols.end());
+    return typed;
+}
+
+Result<> Typist::borrowFor(const std::vector<xkb_keysym_t> &symbols) {
+    std::set<xkb_keysym_t> foreign;
+    for (const xkb_keysym_t symbol : symbols)
+        if (!m_map->strokeFor(symbol))
+            foreign.insert(symbol);
+    return foreign.empty() ? Result<>() : m_borrowed.borrow(m_map->spareKeys(), foreign.size());
+}
+
+Result<> Typist::typeSome(Symbol &next, Symbol end) {
+    std::map<xkb_keysym_t, Stroke> strokes;
+    std::vector<xkb_keysym_t> foreign;
+    Symbol stop = next;
+    for (; stop != end && admit(*stop, strokes, foreign); ++stop) {
+    }
+    if (!foreign.empty()) {
+        if (const auto bound = m_borrowed.bind(foreign); !bound)
+            return bound;
+        if (const auto read = m_settled.wait(READ_MAP_MILLISECONDS); !read)
+            return read;
+    }
+    for (; next != stop; ++next)
+        if (const auto typed = press(strokes.at(*next)); !typed)
+            return typed;
+    return m_borrowed.areBound() ? m_settled.wait(WORK_OFF_MILLISECONDS) : m_x11->flush();
+}
+
+bool Typist::admit(xkb_keysym_t symbol, std::map<xkb_keysym_t, Stroke> &strokes, std::vector<xkb_keysym_t> &foreign) {
+    if (strokes.contains(symbol))
+        return true;
+    if (const auto stroke = m_map->strokeFor(symbol)) {
+        strokes.emplace(symbol, *stroke);
+        return true;
+    }
+    if (foreign.size() == m_borrowed.capacity())
+        return false;
+    strokes.emplace(symbol, m_borrowed.stroke(foreign.size()));
+    foreign.push_back(borrowedSymbol(symbol));
+    return true;
+}
+
+Result<> Typist::press(Stroke stroke) {
+    if (stroke.shift)
+        sendKey(*m_x11, m_shift, true);
+    tapKey(*m_x11, stroke.key);
+    if (stroke.shift)
+        sendKey(*m_x11, m_shift, false);
+    // A key that comes back at once looks like one that repeats.
+    m_x11->pause(stroke.key == m_last ? 2 : 0);
+    m_last = stroke.key;
+    return m_x11->flush();
+}
+
+} // namespace ombru

@@ -1,0 +1,128 @@
+#include "osascript/desktop/X11Input.h"
+
+#include "osascript/desktop/KeyCodes.h"
+#include "osascript/desktop/Pointer.h"
+#include "osascript/desktop/TextSymbols.h"
+#include "osascript/desktop/Typist.h"
+
+#include <xcb/xtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace ombru {
+
+using namespace applescript;
+
+namespace {
+
+Failure noKey() {
+    return desktopFailure(CANNOT_DO_IT, u"The keyboard has no such key."_s);
+}
+
+Failure noSuchCode(int keyCode) {
+    return desktopFailure(CANNOT_DO_IT, u"There is no key with the code %1."_s.arg(keyCode));
+}
+
+} // namespace
+
+Result<> X11Input::type(const QString &text, Modifiers modifiers) {
+    return onDisplay([&](X11 &x11) -> Result<> {
+        const auto symbols = symbolsOf(text);
+        if (!symbols)
+            return std::unexpected(symbols.error());
+        return atKeyboard(x11, [&](Keyboard &keyboard, InputState &state) {
+            state.isolate(0);
+            if (modifiers != 0 || keyboard.holdsModifier())
+                return keyboard.pressEach(*symbols, modifiers);
+            return Typist(x11, keyboard.map()).type(*symbols);
+        });
+    });
+}
+
+Result<> X11Input::pressKey(int keyCode, Modifiers modifiers) {
+    return onDisplay([&](X11 &x11) -> Result<> {
+        const auto key = keyForCode(keyCode);
+        if (!key)
+            return std::unexpected(noSuchCode(keyCode));
+        return atKeyboard(x11, [&](Keyboard &keyboard, InputState &state) -> Result<> {
+            if (key->position) {
+                const auto at = keyboard.map().keyAt(key->position);
+                return at ? keyboard.press(Stroke{*at}, modifiers) : std::unexpected(noKey());
+            }
+            const auto stroke = keyboard.map().strokeFor(key->symbol);
+            if (stroke && stroke->locks)
+                state.isolate(stroke->locks);
+            return keyboard.press(key->symbol, modifiers);
+        });
+    });
+}
+
+Result<> X11Input::holdKey(int keyCode, bool down) {
+    return onDisplay([&](X11 &x11) -> Result<> {
+        const auto key = keyForCode(keyCode);
+        if (!key)
+            return std::unexpected(noSuchCode(keyCode));
+        auto keyboard = Keyboard::open(x11, m_held);
+        if (!keyboard)
+            return std::unexpected(keyboard.error());
+        const auto stroke = key->position ? std::nullopt : keyboard->map().strokeFor(key->symbol);
+        const auto at = key->position ? keyboard->map().keyAt(key->position) : std::nullopt;
+        if (!stroke && !at)
+            return std::unexpected(noKey());
+        return keyboard->hold(stroke ? stroke->key : *at, down);
+    });
+}
+
+Result<> X11Input::holdModifier(Modifier modifier, bool down) {
+    return onDisplay([&](X11 &x11) -> Result<> {
+        auto keyboard = Keyboard::open(x11, m_held);
+        if (!keyboard)
+            return std::unexpected(keyboard.error());
+        const auto key = keyboard->map().keyOf(modifier);
+        return key ? keyboard->hold(*key, down) : std::unexpected(key.error());
+    });
+}
+
+Result<> X11Input::click(QPoint at, Click click, Modifiers modifiers) {
+    return onDisplay([&](X11 &x11) {
+        return atKeyboard(x11, [&](Keyboard &keyboard, InputState &) {
+            return keyboard.during(modifiers, [&] { return clickAt(x11, at, click); });
+        });
+    });
+}
+
+void X11Input::releaseAll() {
+    if (m_held.none())
+        return;
+    const std::atomic<bool> goOn = false;
+    const auto x11 = X11::open(goOn);
+    if (!x11)
+        return;
+    for (std::size_t key = 0; key < m_held.size(); ++key)
+        if (m_held[key])
+            sendKey(*x11, static_cast<xcb_keycode_t>(key), false);
+    m_held.reset();
+    xcb_flush(x11->connection());
+}
+
+Result<> X11Input::onDisplay(const Operation &operation) {
+    return m_turns->onDisplay([&](X11 &x11) -> Result<> {
+        const auto *extension = xcb_get_extension_data(x11.connection(), &xcb_test_id);
+        if (extension && extension->present)
+            return operation(x11);
+        return std::unexpected(
+            desktopFailure(CANNOT_DO_IT, u"The display does not accept keys and clicks from programs (no XTEST)."_s));
+    });
+}
+
+Result<> X11Input::atKeyboard(X11 &x11, const KeyOperation &operation) {
+    auto keyboard = Keyboard::open(x11, m_held);
+    if (!keyboard)
+        return std::unexpected(keyboard.error());
+    InputState state(x11);
+    if (const auto free = state.releaseModifiers(keyboard->map().modifierKeys(), m_held); !free)
+        return free;
+    return operation(*keyboard, state);
+}
+
+} // namespace ombru

@@ -1,0 +1,37 @@
+// A script's keys and clicks, through XTEST. Each operation opens the display for itself and leaves the keyboard's map,
+// layout, locks and foreign modifiers as they were. Remembers the keys it holds down. One thread, but for the last
+// turn.
+#pragma once
+#include "applescript/host/Input.h"
+#include "osascript/desktop/InputState.h"
+#include "osascript/desktop/Keyboard.h"
+#include "osascript/desktop/Turns.h"
+
+#include <functional>
+
+namespace ombru {
+
+class X11Input : public applescript::Input {
+public:
+    explicit X11Input(Turns &turns) : m_turns(&turns) {}
+
+    Result<> type(const QString &text, applescript::Modifiers modifiers) override;
+    Result<> pressKey(int keyCode, applescript::Modifiers modifiers) override;
+    Result<> holdKey(int keyCode, bool down) override;
+    Result<> holdModifier(applescript::Modifier modifier, bool down) override;
+    Result<> click(QPoint at, applescript::Click click, applescript::Modifiers modifiers) override;
+
+    void releaseAll(); // in the last turn
+
+private:
+    using Operation = std::function<Result<>(X11 &x11)>;
+    using KeyOperation = std::function<Result<>(Keyboard &keyboard, InputState &state)>;
+    Result<> onDisplay(const Operation &operation);
+    // Alone with the keyboard: nobody else holds a modifier meanwhile.
+    Result<> atKeyboard(X11 &x11, const KeyOperation &operation);
+
+    Turns *m_turns;
+    KeySet m_held;
+};
+
+} // namespace ombru

@@ -1,0 +1,37 @@
+// The processes and windows of an X11 desktop, as its taskbar and its scripts see them. One thread; each operation
+// opens the display for itself.
+#pragma once
+#include "osascript/desktop/Desktop.h"
+#include "osascript/desktop/Turns.h"
+#include "platform/linux/x11/ManagedWindows.h"
+
+namespace ombru {
+
+class X11Windows : public Taskbar, public applescript::Windows {
+public:
+    X11Windows(Turns &turns, ApplicationOf applicationOf)
+        : m_turns(&turns), m_applicationOf(std::move(applicationOf)) {}
+
+    Result<std::vector<DesktopWindow>> windows() override;
+    Result<> activateWindow(std::uint64_t handle) override;
+    Result<> setMinimized(std::uint64_t handle, bool minimized) override; // the taskbar's as well as the script's
+
+    Result<std::vector<applescript::ProcessInfo>> processes() const override;
+    Result<std::vector<applescript::WindowInfo>> windows(qint64 pid) const override;
+    Result<> bringToFront(qint64 pid) override;
+    Result<> setVisible(qint64 pid, bool visible) override;
+    Result<> raiseWindow(std::uint64_t handle) override;
+    Result<> closeWindow(std::uint64_t handle) override;
+    Result<> moveWindow(std::uint64_t handle, QPoint position) override; // of its frame
+    Result<> resizeWindow(std::uint64_t handle, QSize size) override;
+
+private:
+    template <class Operation>
+    std::invoke_result_t<Operation, ManagedWindows &> withManaged(Operation operation) const;
+    Result<std::vector<DesktopWindow>> all() const;
+
+    Turns *m_turns;
+    ApplicationOf m_applicationOf;
+};
+
+} // namespace ombru
