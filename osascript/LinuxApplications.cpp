@@ -1,5 +1,7 @@
 #include "osascript/LinuxApplications.h"
 
+#include "base/SystemEvents.h"
+#include "platform/linux/applications/KnownApplication.h"
 #include "platform/linux/system/WaitFor.h"
 
 #include <QFileInfo>
@@ -28,6 +30,10 @@ QSet<std::uint64_t> handles(const std::vector<DesktopWindow> &windows) {
     return result;
 }
 
+std::optional<applescript::Application> asApplication(const std::optional<KnownApplication> &known) {
+    return known ? std::optional(applescript::Application{known->id, known->name, known->path}) : std::nullopt;
+}
+
 } // namespace
 
 LinuxApplications::LinuxApplications(DesktopModule &module, BesidePrompts &besidePrompts, ScriptConsent &consent)
@@ -42,21 +48,11 @@ Result<> LinuxApplications::authorize(const Application &application) {
 }
 
 std::optional<LinuxApplications::Application> LinuxApplications::applicationNamed(const QString &name) {
-    if (name.compare(u"System Events"_s, Qt::CaseInsensitive) == 0)
-        return Application{SYSTEM_EVENTS, u"System Events"_s, {}};
-    const auto entry = m_applications.named(name);
-    if (!entry)
-        return {};
-    return Application{entry->id, entry->name, entry->path};
+    return asApplication(knownApplicationNamed(name));
 }
 
 std::optional<LinuxApplications::Application> LinuxApplications::applicationWithId(const QString &id) {
-    if (isSystemEvents(id))
-        return Application{SYSTEM_EVENTS, u"System Events"_s, {}};
-    const auto entry = m_applications.withId(id);
-    if (!entry)
-        return {};
-    return Application{entry->id, entry->name, entry->path};
+    return asApplication(knownApplication(id));
 }
 
 bool LinuxApplications::isRunning(const QString &id) {

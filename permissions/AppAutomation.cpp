@@ -2,14 +2,12 @@
 #include "permissions/AppAutomation.h"
 
 #include "base/Background.h"
+#include "base/SystemEvents.h"
 #include "permissions/HiddenStart.h"
 #include "permissions/Permissions.h"
 #include "platform/Consent.h"
 #include "platform/Workspace.h"
 
-#include <QFile>
-
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <algorithm>
 
 namespace ombru {
@@ -18,7 +16,7 @@ using namespace Qt::StringLiterals;
 using State = Permission::State;
 
 const std::vector<AutomationApp> AppAutomation::candidates{
-    {u"com.apple.systemevents"_s, u"System Events"_s},
+    {SYSTEM_EVENTS_ID.toString(), SYSTEM_EVENTS_NAME.toString()},
     {u"com.apple.finder"_s, u"Finder"_s},
     {u"com.apple.Safari"_s, u"Safari"_s},
     {u"com.google.Chrome"_s, u"Google Chrome"_s},
@@ -35,11 +33,6 @@ const std::vector<AutomationApp> AppAutomation::candidates{
 };
 
 namespace {
-
-constexpr int BUSY_MILLISECONDS = 500; // for another program that is just writing down a decision
-constexpr std::int64_t ALLOWED = 2;
-constexpr auto DECISIONS =
-    "SELECT indirect_object_identifier, auth_value FROM access WHERE service = 'kTCCServiceAppleEvents' AND client = ?";
 
 State stateOf(std::int32_t code) {
     if (code == AUTOMATION_ALLOWED)
@@ -65,30 +58,14 @@ std::int32_t AppAutomation::determine(const QString &id, bool ask) {
 }
 
 std::optional<QMap<QString, bool>> AppAutomation::tccDecisions() {
-    if (!consentDecisions())
-        return std::nullopt; // what the system will not decide by is nothing to show as decided
-    try {
-        const SQLite::Database database(QFile::encodeName(consentDatabase()).toStdString(), SQLite::OPEN_READONLY,
-                                        BUSY_MILLISECONDS);
-        SQLite::Statement query(database, DECISIONS);
-        query.bind(1, ownConsentClient().toStdString());
-        QMap<QString, bool> decisions;
-        while (query.executeStep()) {
-            if (!query.isColumnNull(0))
-                decisions[QString::fromStdString(query.getColumn(0).getString())] =
-                    query.getColumn(1).getInt64() == ALLOWED;
-        }
-        return decisions;
-    } catch (const SQLite::Exception &) {
-        return std::nullopt; // the system protects it, or it is just being written: the permission check tells instead
-    }
+    return ownConsentDecisions();
 }
 
 PermissionStates AppAutomation::states() {
     const auto decisions = tccDecisions();
     PermissionStates states;
     for (const auto &application : installed()) {
-        const auto recorded = consentIdentifier(application.id);
+        const auto recorded = consentIdentity(ConsentParty::application, application.id);
         if (decisions && decisions->contains(recorded))
             states[application.id] = decisions->value(recorded) ? State::granted : State::missing;
         else

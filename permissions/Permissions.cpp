@@ -2,6 +2,7 @@
 #include "permissions/Permissions.h"
 
 #include "base/Background.h"
+#include "base/SystemEvents.h"
 #include "permissions/AppAutomation.h"
 #include "platform/InputAccess.h"
 #include "platform/ScreenAccess.h"
@@ -14,8 +15,6 @@ using namespace Qt::StringLiterals;
 using State = Permission::State;
 
 namespace {
-
-const QString SYSTEM_EVENTS = u"com.apple.systemevents"_s;
 
 State granted(bool allowed) {
     return allowed ? State::granted : State::missing;
@@ -56,7 +55,7 @@ State Permissions::state(const QString &id) {
     if (id == u"accessibility"_s)
         return granted(inputAllowed());
     if (id == u"automation"_s)
-        return automationState(SYSTEM_EVENTS);
+        return automationState(SYSTEM_EVENTS_ID.toString());
     return State::unknown;
 }
 

@@ -1,6 +1,7 @@
 // Asking for what is not allowed.
 #include "agent/RunCollecting.h"
 #include "base/Background.h"
+#include "base/SystemEvents.h"
 #include "permissions/AppAutomation.h"
 #include "permissions/Permissions.h"
 #include "platform/InputAccess.h"
@@ -17,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString ANY_EVENT = u"tell application \"System Events\" to return name of first process"_s;
+const QString ANY_EVENT = u"tell application \"%1\" to return name of first process"_s.arg(SYSTEM_EVENTS_NAME);
 
 // An event to the application makes the system show its prompt.
 Task<bool> sendAnyEvent(std::stop_token stop) {

@@ -4,26 +4,34 @@
 #include "base/Failure.h"
 
 #include <QDateTime>
+#include <QMap>
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace ombru {
 
-// Full path of the SQLite database with the table `access` (columns `service`, `client`, `indirect_object_identifier`,
-// `auth_value`: 2 allowed, anything else refused). It need not exist, nor be readable by this program.
+// Full path of the file that the system keeps it in. It need not exist, nor be readable by this program.
 QString consentDatabase();
 
 // The identifier under which this program is a client there.
 QString ownConsentClient();
 
-// The identifier under which decisions about an application are kept, given any that it is known by.
-QString consentIdentifier(const QString &application);
+enum class ConsentParty { client, application }; // who sends, and who receives
+
+// The identity of a party: the one text under which each decision about it is written, read and asked for, whatever it
+// was called.
+// An application is its identifier on this desktop, given that, one that other systems have for it, or a name of it.
+// One that is not known here is what was given, as it stands. A client is a program's full path without links, as its
+// processes show it, given any path of it; or else what was given, as it stands: never by a name, which another program
+// could have, too.
+QString consentIdentity(ConsentParty party, const QString &given);
 
 struct ConsentDecision {
-    QString client;      // who sends: an application's identifier, or a program's full path
-    QString application; // who receives: its identifier
+    QString client; // both as consentIdentity() had them
+    QString application;
     bool allowed = false;
     QDateTime time; // of the decision; invalid when it was not recorded
 
@@ -34,12 +42,16 @@ struct ConsentDecision {
 // be read.
 Result<std::vector<ConsentDecision>> consentDecisions();
 
+// Whether each application that ownConsentClient() has a decision about is allowed. None when the record cannot be
+// read, which is usual where the system keeps it to itself, or when there is none yet.
+std::optional<QMap<QString, bool>> ownConsentDecisions();
+
 // Asks the owner, as the system asks for every consent, whether that client may control the application, though it may
 // have been refused before. Blocks until there is an answer, which is recorded. A Failure when nobody could be asked.
 Result<> offerConsent(const QString &client, const QString &application);
 
-// Writes or replaces one decision, for an application given by any identifier it is known by. A Failure when the system
-// keeps its record to itself, or it cannot be written.
+// Writes or replaces one decision, for the identities of what is given. A Failure when the system keeps its record to
+// itself, or it cannot be written.
 Result<> decideConsent(const QString &client, const QString &application, bool allowed);
 
 // While the result lives no script makes keys or clicks, so that what the owner answers is the owner's. Waits until a

@@ -2,9 +2,9 @@
 
 #include "app/cli/CommandLoop.h"
 #include "base/Background.h"
+#include "permissions/AppAutomation.h"
 #include "platform/Workspace.h"
 
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
@@ -17,7 +17,6 @@ namespace {
 
 constexpr int STOPPED = 130;
 constexpr qsizetype LONGEST_IDENTIFIER = 255; // as long as a desktop file's name may be
-constexpr double NAME_LIMIT = 5;              // seconds, for the script tool to tell an identifier
 
 int refuse(const QString &why, int status) {
     qCritical("%s", qUtf8Printable(printable(why)));
@@ -40,9 +39,15 @@ bool isClient(const QString &text) {
     return text.startsWith(u'/') || isIdentifier(text);
 }
 
-// As the record has it: a program goes by the path that its processes show.
-bool isSameClient(const QString &recorded, const QString &given) {
-    return recorded == given || (given.startsWith(u'/') && recorded == QFileInfo(given).canonicalFilePath());
+// Those of one client under its identity, and those from before it became a link; or all.
+Result<std::vector<ConsentDecision>> decisionsOf(const std::optional<QString> &client) {
+    auto decisions = consentDecisions();
+    if (!decisions || !client)
+        return decisions;
+    const auto identity = consentIdentity(ConsentParty::client, *client);
+    std::erase_if(*decisions,
+                  [&](const auto &decision) { return decision.client != *client && decision.client != identity; });
+    return decisions;
 }
 
 QString label(const QString &name, const QString &id) {
@@ -70,8 +75,7 @@ QByteArray json(const ConsentDecision &decision, const QString &name) {
 } // namespace
 
 void ConsentCommand::interrupt() {
-    m_stopped = true;
-    m_question->cancel();
+    m_stop.request_stop();
 }
 
 Task<int> ConsentCommand::run() {
@@ -86,10 +90,8 @@ Task<int> ConsentCommand::run() {
 Task<std::optional<QString>> ConsentCommand::identify(QString application) {
     if (co_await background([application] { return applicationName(application).has_value(); }))
         co_return application;
-    const auto question = u"id of application \"%1\""_s.arg(QString(application).remove(u'"').remove(u'\\'));
-    const auto told = co_await AppleScriptRunner::run(question, NAME_LIMIT, m_question);
-    if (told.ok && !told.text.trimmed().isEmpty())
-        co_return told.text.trimmed();
+    if (const auto id = co_await AppAutomation::bundleID(QString(application).remove(u'\\'), m_stop.get_token()))
+        co_return id;
     co_return isIdentifier(application) ? std::optional(application) : std::nullopt;
 }
 
@@ -108,7 +110,7 @@ Task<int> ConsentCommand::change() {
     QStringList ids;
     for (const QString &application : m_options.applications) {
         const auto id = co_await identify(application);
-        if (m_stopped)
+        if (m_stop.stop_requested())
             co_return STOPPED;
         if (!id)
             co_return refuse(u"There is no application \"%1\" here, so nothing was changed. Give its name as its menu "
@@ -131,12 +133,9 @@ Task<int> ConsentCommand::change() {
 }
 
 Task<int> ConsentCommand::list() {
-    auto decisions = co_await background([] { return consentDecisions(); });
+    auto decisions = co_await background([client = m_options.client] { return decisionsOf(client); });
     if (!decisions)
         co_return refuse(decisions.error().description, 1);
-    if (m_options.client)
-        std::erase_if(*decisions,
-                      [this](const auto &decision) { return !isSameClient(decision.client, *m_options.client); });
     QStringList names;
     for (const auto &decision : *decisions)
         names += (co_await described(decision.application)).name;

@@ -1,10 +1,11 @@
 // `ombru consent`: shows and changes which applications scripts may control.
 #pragma once
-#include "agent/AppleScriptRunner.h"
 #include "app/cli/CommandLine.h"
 #include "app/cli/Terminal.h"
 #include "base/Task.h"
 #include "platform/Consent.h"
+
+#include <stop_token>
 
 namespace ombru {
 
@@ -32,8 +33,7 @@ private:
 
     ConsentOptions m_options;
     Terminal m_terminal;
-    std::shared_ptr<AppleScriptRunner::Run> m_question = std::make_shared<AppleScriptRunner::Run>();
-    bool m_stopped = false;
+    std::stop_source m_stop;
 };
 
 } // namespace ombru

@@ -20,7 +20,7 @@ DecidedApplications lookUp(const PermissionStates &states) {
         if (!states.contains(application.id))
             continue;
         result.all.push_back({application, states.value(application.id)});
-        shown.insert(consentIdentifier(application.id));
+        shown.insert(consentIdentity(ConsentParty::application, application.id));
     }
     const auto decisions = consentDecisions();
     if (!decisions) {

@@ -2,6 +2,7 @@
 
 #include "applescript/objects/anyapplication/AnyApplication.h"
 #include "applescript/objects/systemevents/SystemEvents.h"
+#include "base/SystemEvents.h"
 
 namespace ombru::applescript {
 
@@ -17,7 +18,7 @@ Scope systemEventsScope() {
 }
 
 constexpr BuiltIn BUILT_IN[] = {
-    {SystemEvents::NAME, SystemEvents::ID, SystemEvents::VERSION, &systemEventsScope, &make<SystemEvents>},
+    {SYSTEM_EVENTS_NAME, SYSTEM_EVENTS_ID, SystemEvents::VERSION, &systemEventsScope, &make<SystemEvents>},
 };
 
 const BuiltIn *builtIn(QStringView BuiltIn::*key, QStringView wanted) {

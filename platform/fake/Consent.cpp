@@ -25,8 +25,8 @@ QString ownConsentClient() {
     return FakePlatform::instance().desktop->ownConsentClient;
 }
 
-QString consentIdentifier(const QString &application) {
-    return FakePlatform::instance().desktop.lock()->consentIdentifiers.value(application, application);
+QString consentIdentity(ConsentParty, const QString &given) {
+    return FakePlatform::instance().desktop.lock()->consentIdentities.value(given, given);
 }
 
 std::shared_ptr<void> pauseScriptedInput() {
@@ -42,6 +42,18 @@ Result<std::vector<ConsentDecision>> consentDecisions() {
         return std::tuple(decision.client, decision.application);
     });
     return decisions;
+}
+
+std::optional<QMap<QString, bool>> ownConsentDecisions() {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    if (desktop->consentFailure)
+        return std::nullopt;
+    QMap<QString, bool> own;
+    for (const auto &decision : desktop->decisions) {
+        if (decision.client == desktop->ownConsentClient)
+            own[decision.application] = decision.allowed;
+    }
+    return own;
 }
 
 Result<> offerConsent(const QString &client, const QString &application) {

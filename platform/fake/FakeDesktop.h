@@ -43,7 +43,7 @@ struct FakeDesktop {
     std::function<void(const QString &id, bool ask)> beforeDetermining;
 
     QString consentDatabase;
-    QMap<QString, QString> consentIdentifiers; // of applications whose decisions go by another identifier
+    QMap<QString, QString> consentIdentities; // of those that were called something else
     QString ownConsentClient = QStringLiteral("com.ombru.mac");
     std::vector<ConsentDecision> decisions;
     std::optional<bool> offerAnswer = true; // the owner's, when asked again; none: nobody is there

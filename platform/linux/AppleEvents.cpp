@@ -9,10 +9,10 @@ namespace ombru {
 std::int32_t determineAutomation(const QString &id, bool ask) {
     if (id.isEmpty() || id.contains(QChar(u'\0')))
         return AUTOMATION_BAD_TARGET;
-    const auto key = identifierKey(id);
-    if (!applicationRuns(key))
+    if (!applicationRuns(id)) // nor does what is called by a name: only an identifier says which one is meant
         return AUTOMATION_NOT_RUNNING;
-    return ConsentCheck({ownConsentClient(), std::nullopt}).automation(key, ask);
+    const auto application = consentIdentity(ConsentParty::application, id);
+    return ConsentCheck({ownConsentClient(), std::nullopt}).automation(application, ask);
 }
 
 } // namespace ombru

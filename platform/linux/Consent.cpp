@@ -1,7 +1,11 @@
 #include "platform/Consent.h"
 
+#include "base/SystemEvents.h"
+#include "platform/linux/applications/KnownApplication.h"
 #include "platform/linux/consent/ConsentCheck.h"
 #include "platform/linux/consent/PromptLock.h"
+
+#include <QFileInfo>
 
 namespace ombru {
 
@@ -16,10 +20,22 @@ Result<> mayDecide() {
         Failure{u"consent"_s, 2, u"A script cannot decide what it may control; only you can, outside of it."_s});
 }
 
+QString clientIdentity(const QString &given) {
+    const auto real = given.startsWith(u'/') ? QFileInfo(given).canonicalFilePath() : QString();
+    return real.isEmpty() ? given : real;
+}
+
+// No application's identifier can hide that System Events is meant, and no name an identifier.
+QString applicationIdentity(const QString &given) {
+    const auto withId = isSystemEventsName(given) ? std::nullopt : knownApplication(given);
+    const auto known = withId ? withId : knownApplicationNamed(given);
+    return known ? known->id : given;
+}
+
 using Key = std::pair<QString, QString>; // client and application, as new decisions are kept
 
 Key keyOf(const QString &client, const QString &application) {
-    return {clientKey(client), consentKey(application)};
+    return {consentIdentity(ConsentParty::client, client), consentIdentity(ConsentParty::application, application)};
 }
 
 // From before the application was installed, or the program became a link: then it stands under what was given.
@@ -37,8 +53,8 @@ QString ownConsentClient() {
     return OMBRU_CLIENT.toString();
 }
 
-QString consentIdentifier(const QString &application) {
-    return consentKey(application);
+QString consentIdentity(ConsentParty party, const QString &given) {
+    return party == ConsentParty::client ? clientIdentity(given) : applicationIdentity(given);
 }
 
 std::shared_ptr<void> pauseScriptedInput() {
@@ -50,9 +66,13 @@ Result<std::vector<ConsentDecision>> consentDecisions() {
     return ConsentRecord(consentDatabase()).decisions();
 }
 
+std::optional<QMap<QString, bool>> ownConsentDecisions() {
+    return ConsentRecord(consentDatabase()).decisionsOf(ownConsentClient()).value_or(std::nullopt);
+}
+
 Result<> offerConsent(const QString &client, const QString &application) {
-    const ConsentClient asking{clientKey(client), std::nullopt};
-    if (askForConsentAgain(asking, consentKey(application), runForOwner) != ConsentAnswer::nobodyThere)
+    const auto [asking, asked] = keyOf(client, application);
+    if (askForConsentAgain({asking, std::nullopt}, asked, runForOwner) != ConsentAnswer::nobodyThere)
         return {};
     return std::unexpected(Failure{u"consent"_s, 3,
                                    u"The window that asks you could not be shown, or was not answered. In a terminal, "

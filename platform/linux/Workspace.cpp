@@ -2,7 +2,7 @@
 
 #include "platform/WindowAccess.h"
 #include "platform/linux/applications/DesktopApplications.h"
-#include "platform/linux/applications/InstalledApplications.h"
+#include "platform/linux/applications/KnownApplication.h"
 #include "platform/linux/system/Detached.h"
 #include "platform/linux/x11/X11Taskbar.h"
 
@@ -58,11 +58,8 @@ Result<> openPrivacySettings(const QString &anchor) {
 } // namespace
 
 std::optional<QString> applicationName(const QString &id) {
-    if (isSystemEvents(id))
-        return u"System Events"_s;
-    const auto installed = installedApplications();
-    const auto *entry = installed->withId(id);
-    return entry ? std::optional(entry->name) : std::nullopt;
+    const auto known = knownApplication(id);
+    return known ? std::optional(known->name) : std::nullopt;
 }
 
 bool applicationRuns(const QString &id) {

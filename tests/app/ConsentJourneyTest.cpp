@@ -57,7 +57,7 @@ protected:
 
     QString note() const { return m_scratch.path(u"note.txt"_s); }
     QString database() const { return data() + u"/ombru/consent.db"_s; }
-    static QString editor() { return consentIdentifier(u"TextEdit"_s); }
+    static QString editor() { return consentIdentity(ConsentParty::application, u"TextEdit"_s); }
     static QString thisTest() { return QCoreApplication::applicationFilePath(); }
 
     // What the record says of the editor.

@@ -136,8 +136,8 @@ TEST_F(ConsentTest, AllNamesOfAnApplicationAreOneApplication) {
         EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED) << id.toStdString();
     }
     for (const auto &id : {u"COM.apple.SystemEvents"_s, u"system events"_s})
-        EXPECT_EQ(consentKey(id), u"com.apple.systemevents"_s);
-    EXPECT_EQ(consentKey(u"com.Example.Absent"_s), u"com.Example.Absent"_s);
+        EXPECT_EQ(consentIdentity(ConsentParty::application, id), u"com.apple.systemevents"_s);
+    EXPECT_EQ(consentIdentity(ConsentParty::application, u"com.Example.Absent"_s), u"com.Example.Absent"_s);
 }
 
 TEST_F(ConsentTest, AProgramGoesByThePathItsProcessesShow) {
@@ -146,6 +146,27 @@ TEST_F(ConsentTest, AProgramGoesByThePathItsProcessesShow) {
     EXPECT_EQ(consentDecisions()->front().client, QFileInfo(u"/bin/true"_s).canonicalFilePath());
     ASSERT_TRUE(decideConsent(u"/no/such/program"_s, EDITOR, true));
     EXPECT_EQ(consentDecisions()->front().client, u"/no/such/program"_s);
+}
+
+// A client is never meant by a name: another program could have it, and with it what the owner has allowed.
+TEST_F(ConsentTest, AProgramIsNoApplicationOfItsName) {
+    for (const auto &given : {u"/gone/TextEdit"_s, u"TextEdit"_s, u"com.apple.TextEdit"_s, u"System Events"_s})
+        EXPECT_EQ(consentIdentity(ConsentParty::client, given), given);
+    EXPECT_EQ(consentIdentity(ConsentParty::application, u"/Applications/TextEdit.app"_s), EDITOR);
+}
+
+TEST_F(ConsentTest, NothingInstalledTakesThePlaceOfSystemEvents) {
+    for (const auto &file : {u"System Events"_s, u"com.apple.systemevents"_s})
+        scratch.write(u"system/applications/%1.desktop"_s.arg(file),
+                      "[Desktop Entry]\nType=Application\nName=System Events\nExec=/bin/true\n");
+    for (const auto &given : {u"System Events"_s, u"com.apple.systemevents"_s})
+        EXPECT_EQ(consentIdentity(ConsentParty::application, given), u"com.apple.systemevents"_s);
+}
+
+TEST_F(ConsentTest, AnIdentifierIsNoNameOfAnotherApplication) {
+    scratch.write(u"system/applications/org.example.Sly.desktop"_s,
+                  "[Desktop Entry]\nType=Application\nName=org.example.Editor\nExec=/bin/true\n");
+    EXPECT_EQ(consentIdentity(ConsentParty::application, EDITOR), EDITOR);
 }
 
 TEST_F(ConsentTest, EveryClientHasItsOwnDecisions) {

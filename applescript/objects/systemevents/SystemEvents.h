@@ -7,8 +7,6 @@ namespace ombru::applescript {
 
 class SystemEvents final : public ObjectModel, public TableObject<SystemEvents> {
 public:
-    static constexpr QStringView NAME = u"System Events";
-    static constexpr QStringView ID = u"com.apple.systemevents";
     static constexpr QStringView VERSION = u"1.3.6";
 
     using ObjectModel::ObjectModel;

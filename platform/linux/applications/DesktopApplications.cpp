@@ -1,5 +1,6 @@
 #include "platform/linux/applications/DesktopApplications.h"
 
+#include "base/SystemEvents.h"
 #include "platform/linux/applications/InstalledApplications.h"
 #include "platform/linux/applications/ProgramProcesses.h"
 #include "platform/linux/system/Detached.h"
@@ -15,8 +16,6 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-const QString SYSTEM_EVENTS = u"com.apple.systemevents"_s;
-
 namespace {
 
 constexpr int NO_APPLICATION = -10814;
@@ -29,16 +28,8 @@ std::optional<DesktopEntry> copied(const DesktopEntry *entry) {
 
 } // namespace
 
-bool isSystemEvents(const QString &id) {
-    return id.compare(SYSTEM_EVENTS, Qt::CaseInsensitive) == 0;
-}
-
 Failure notInstalled(const QString &id) {
     return {u"applications"_s, NO_APPLICATION, u"No application with the identifier “%1” is installed."_s.arg(id)};
-}
-
-std::optional<DesktopEntry> DesktopApplications::named(const QString &name) const {
-    return copied(installedApplications()->named(name));
 }
 
 std::optional<DesktopEntry> DesktopApplications::withId(const QString &id) const {

@@ -12,10 +12,6 @@
 
 namespace ombru {
 
-// System Events is nothing that could be installed: it is there, and it runs.
-extern const QString SYSTEM_EVENTS;
-bool isSystemEvents(const QString &id);
-
 Failure notInstalled(const QString &id);
 
 class DesktopApplications {
@@ -25,7 +21,6 @@ public:
 
     explicit DesktopApplications(OpenTaskbar openTaskbar) : m_openTaskbar(std::move(openTaskbar)) {}
 
-    std::optional<DesktopEntry> named(const QString &name) const;
     std::optional<DesktopEntry> withId(const QString &id) const;
     std::optional<DesktopEntry> ofWindow(const DesktopWindow &window) const;
     std::optional<DesktopEntry> defaultFor(const QString &mimeType, const QString &category = {}) const;

@@ -1,10 +1,6 @@
 #include "platform/linux/consent/ConsentCheck.h"
 
-#include "platform/linux/applications/DesktopApplications.h"
-#include "platform/linux/applications/InstalledApplications.h"
-
 #include <QDir>
-#include <QFileInfo>
 
 namespace ombru {
 
@@ -20,27 +16,6 @@ QString consentDatabase(const Environment &environment) {
     return directory + u"/ombru/consent.db"_s;
 }
 
-QString consentKey(const QString &id) {
-    if (id.compare(u"System Events"_s, Qt::CaseInsensitive) == 0)
-        return SYSTEM_EVENTS;
-    const auto installed = installedApplications();
-    const auto *entry = isSystemEvents(id) || installed->withId(id) ? nullptr : installed->named(id);
-    return entry ? entry->id : identifierKey(id);
-}
-
-QString identifierKey(const QString &id) {
-    if (isSystemEvents(id))
-        return SYSTEM_EVENTS;
-    const auto installed = installedApplications();
-    const auto *entry = installed->withId(id);
-    return entry ? entry->id : id;
-}
-
-QString clientKey(const QString &client) {
-    const auto real = client.startsWith(u'/') ? QFileInfo(client).canonicalFilePath() : QString();
-    return real.isEmpty() ? client : real;
-}
-
 ConsentCheck::ConsentCheck(ConsentClient client, RunToEnd run)
     : m_client(std::move(client)), m_run(std::move(run)), m_record(database()) {}
 
@@ -48,13 +23,13 @@ QString ConsentCheck::database() const {
     return consentDatabase(m_client.environment.value_or(ownEnvironment()));
 }
 
-std::int32_t ConsentCheck::automation(const QString &key, bool ask) {
-    const auto decided = m_record.decision(m_client.id, key);
+std::int32_t ConsentCheck::automation(const QString &application, bool ask) {
+    const auto decided = m_record.decision(m_client.id, application);
     if (decided && *decided)
         return **decided ? AUTOMATION_ALLOWED : AUTOMATION_REFUSED;
     if (!ask)
         return AUTOMATION_UNDECIDED;
-    switch (askForConsent(m_client, key, m_run)) {
+    switch (askForConsent(m_client, application, m_run)) {
     case ConsentAnswer::allowed:
         return AUTOMATION_ALLOWED;
     case ConsentAnswer::refused:

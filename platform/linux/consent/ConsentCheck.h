@@ -11,24 +11,15 @@ namespace ombru {
 // process's.
 QString consentDatabase(const Environment &environment);
 
-// The identifier that decisions about the application go by: the one that this desktop has for it, whether it is called
-// "com.apple.TextEdit", "TextEdit" or "org.xfce.mousepad". An unknown one stands for itself.
-QString consentKey(const QString &id);
-
-// The same for identifiers alone: a name is an unknown one.
-QString identifierKey(const QString &id);
-
-// The same for who asks: a program goes by the path that its processes show.
-QString clientKey(const QString &client);
-
 class ConsentCheck {
 public:
     // `run` runs the program that asks the owner.
     explicit ConsentCheck(ConsentClient client, RunToEnd run = runForOwner);
 
-    // AUTOMATION_ALLOWED, _REFUSED or _UNDECIDED, which is also the answer when the record cannot be read. `key` as
-    // consentKey() gives it. Decisions that others write count at once, and asking again costs microseconds.
-    std::int32_t automation(const QString &key, bool ask);
+    // AUTOMATION_ALLOWED, _REFUSED or _UNDECIDED, which is also the answer when the record cannot be read. For an
+    // application's identity, see Consent.h. Decisions that others write count at once, and asking again costs
+    // microseconds.
+    std::int32_t automation(const QString &application, bool ask);
 
     // Where the decisions are kept.
     QString database() const;

@@ -224,6 +224,27 @@ Result<std::vector<ConsentDecision>> ConsentRecord::decisions() {
     });
 }
 
+Result<std::optional<QMap<QString, bool>>> ConsentRecord::decisionsOf(const QString &client) {
+    return caught(m_path, [&]() -> Result<std::optional<QMap<QString, bool>>> {
+        const auto opened = reader();
+        if (!opened)
+            return std::unexpected(opened.error());
+        if (!*opened)
+            return std::nullopt;
+        SQLite::Statement rows((*opened)->database, std::string("SELECT indirect_object_identifier, auth_value FROM "
+                                                                "access WHERE service = '") +
+                                                        SERVICE + "' AND client = ?");
+        rows.bind(1, client.toStdString());
+        QMap<QString, bool> decisions;
+        while (rows.executeStep()) {
+            const auto value = rows.getColumn(1);
+            if (!rows.isColumnNull(0))
+                decisions[text(rows.getColumn(0))] = value.isInteger() && value.getInt64() == ALLOWED;
+        }
+        return decisions;
+    });
+}
+
 Result<> ConsentRecord::decide(const QString &client, const QString &application, bool allowed) {
     const auto file = look(m_path);
     if (!file)

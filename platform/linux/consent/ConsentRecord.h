@@ -1,5 +1,5 @@
 // The owner's decisions as a database file: SQLite in WAL mode, private to its owner, one row per client and
-// application. The one place that knows its layout. Identifiers are compared as they stand; Consent.h resolves them.
+// application. The one place that knows its layout. Its identities are compared as they stand; Consent.h finds them.
 //
 // One thread at a time; other programs may use the file meanwhile. Failures have domain "consent" and name the file.
 // What is not exactly such a record (damaged, newer, somebody else's, locked for longer than a moment) is a Failure and
@@ -22,6 +22,9 @@ public:
     Result<std::optional<bool>> decision(const QString &client, const QString &application);
 
     Result<std::vector<ConsentDecision>> decisions(); // sorted by client and application; empty without a file
+
+    // Whether each application that there is a decision about for that client is allowed. None without a record.
+    Result<std::optional<QMap<QString, bool>>> decisionsOf(const QString &client);
 
     // The first one makes the file. `time` is the moment of writing.
     Result<> decide(const QString &client, const QString &application, bool allowed);

@@ -1,5 +1,6 @@
 #include "platform/linux/consent/prompt/PromptText.h"
 
+#include "base/SystemEvents.h"
 #include "base/Text.h"
 #include "platform/linux/applications/DesktopApplications.h"
 #include "platform/linux/consent/ConsentClient.h"
@@ -57,7 +58,10 @@ QString programName(const QString &path, const Applications &installed) {
 PromptText promptText(const QString &client, const QString &application, const Applications &installed) {
     const bool everything = isSystemEvents(application);
     const auto *entry = everything ? nullptr : installed.withId(application);
-    const auto name = shownLine(everything ? u"System Events"_s : entry ? entry->name : application, LONGEST_NAME);
+    const auto name = shownLine(everything ? SYSTEM_EVENTS_NAME.toString()
+                                : entry    ? entry->name
+                                           : application,
+                                LONGEST_NAME);
     const auto who = quoted(shownLine(clientName(client, installed), LONGEST_NAME));
     const auto what = quoted(name);
     return {.title = u"ombru: allow control of %1?"_s.arg(name),

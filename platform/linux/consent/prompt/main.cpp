@@ -60,7 +60,8 @@ Result<Question> questionIn(const QStringList &arguments) {
     const bool read = parser.parse(arguments) && parser.positionalArguments().isEmpty();
     if (!read || parser.value(client).isEmpty() || parser.value(application).isEmpty())
         return std::unexpected(Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again]"_s});
-    return Question{clientKey(parser.value(client)), consentKey(parser.value(application)), parser.isSet(again)};
+    return Question{consentIdentity(ConsentParty::client, parser.value(client)),
+                    consentIdentity(ConsentParty::application, parser.value(application)), parser.isSet(again)};
 }
 
 Status ask(const Question &question) {
