@@ -34,6 +34,7 @@ namespace ombru {
 
 class PermissionDesk;
 class TaskLoop;
+struct Allowed;
 struct PermissionView;
 struct TaskProgress;
 
@@ -105,6 +106,7 @@ public:
     Task<> refreshPermissions();
     Setup setup() const;             // what the owner has to do next
     bool missingPermissions() const; // whether to warn
+    const Allowed &allowed() const;  // all that the last look found, for who shows it
     void allowEverything();          // asks for all that is not granted
     // Ask for one blocked application, or several by identifier. Dropped while a prompt waits for its answer.
     void allowBlocked(const AppAutomation::Target &target);

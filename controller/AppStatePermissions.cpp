@@ -24,8 +24,8 @@ std::unique_ptr<PermissionDesk> AppState::makePermissionDesk() {
 }
 
 void AppState::show(const PermissionView &view) {
-    permStates = view.permissions;
-    appAutomation = view.applications;
+    permStates = view.allowed.permissions;
+    appAutomation = view.allowed.applications;
     claude = view.claude;
     askedScreen = view.askedScreen;
     requestingApp = view.requestingApp;
@@ -33,6 +33,10 @@ void AppState::show(const PermissionView &view) {
 
 Setup AppState::setup() const {
     return ombru::setup(claude, permStates, askedScreen);
+}
+
+const Allowed &AppState::allowed() const {
+    return m_desk->view().allowed;
 }
 
 bool AppState::missingPermissions() const {

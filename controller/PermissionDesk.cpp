@@ -25,7 +25,7 @@ QString applicationTitle(const QString &id) {
 
 PermissionDesk::PermissionDesk(Settings &settings, std::unique_ptr<PermissionReports> reports)
     : m_settings(settings), m_reports(std::move(reports)) {
-    m_view.applications = permissionStates(settings.appAutomation());
+    m_view.allowed.applications = permissionStates(settings.appAutomation());
 }
 
 Task<> PermissionDesk::end() {
@@ -45,31 +45,27 @@ Task<> PermissionDesk::refresh() {
 
 Task<> PermissionDesk::look() {
     const auto stop = m_tasks.token();
-    co_await lookAtPermissions(stop);
-    co_await lookAtApplications(stop);
+    co_await lookAtAllowed(stop);
     co_await lookAtClaude(stop);
     m_looking = false;
     for (const auto &over : std::exchange(m_lookedFor, {}))
         over.fire();
 }
 
-Task<> PermissionDesk::lookAtPermissions(std::stop_token stop) {
-    PermissionStates states;
-    for (const auto &permission : Permissions::all) {
-        const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
-                                                     [id = permission.id] { return Permissions::state(id); });
-        states[permission.id] = state.value_or(Permission::State::unknown);
-    }
+Task<> PermissionDesk::lookAtAllowed(std::stop_token stop) {
+    const auto now = co_await ombru::lookAtAllowed(stop, [this](const PermissionStates &permissions) {
+        m_view.allowed.permissions = permissions;
+        show();
+    });
     if (stop.stop_requested())
         co_return;
-    m_view.permissions = states;
+    m_view.allowed.problem = now.problem;
+    m_view.allowed.answered = now.answered;
+    if (now.answered) { // else what was known of them stays
+        m_view.allowed.others = now.others;
+        keepApplications(now.applications);
+    }
     show();
-}
-
-Task<> PermissionDesk::lookAtApplications(std::stop_token stop) {
-    const auto states = co_await backgroundWithin(Permissions::LIMIT, stop, AppAutomation::states);
-    if (states && !stop.stop_requested())
-        keepApplications(*states);
 }
 
 Task<> PermissionDesk::lookAtClaude(std::stop_token stop) {
@@ -84,9 +80,9 @@ Task<> PermissionDesk::lookAtClaude(std::stop_token stop) {
 }
 
 void PermissionDesk::keepApplications(const PermissionStates &states) {
-    if (m_view.applications == states)
+    if (m_view.allowed.applications == states)
         return;
-    m_view.applications = states;
+    m_view.allowed.applications = states;
     show();
     if (const auto written = m_settings.appAutomation.write(stateNames(states)); !written)
         m_reports->warn(u"✗ "_s + written.error().description);
@@ -104,7 +100,7 @@ Task<> PermissionDesk::requestEverything() {
     for (const auto &permission : Permissions::all) {
         if (stop.stop_requested())
             break;
-        if (m_view.permissions.value(permission.id, Permission::State::unknown) == Permission::State::granted)
+        if (m_view.allowed.permissions.value(permission.id, Permission::State::unknown) == Permission::State::granted)
             continue;
         if (permission.id == u"screen"_s) {
             m_view.askedScreen = true;
@@ -146,7 +142,7 @@ Task<> PermissionDesk::requestApps(QStringList ids) {
         const auto state = co_await requestApp(id, name.value_or(id));
         if (stop.stop_requested())
             break;
-        auto states = m_view.applications;
+        auto states = m_view.allowed.applications;
         states[id] = state;
         keepApplications(states);
     }

@@ -4,8 +4,7 @@
 #pragma once
 #include "agent/Claude.h"
 #include "base/Task.h"
-#include "permissions/AppAutomation.h"
-#include "permissions/Permission.h"
+#include "permissions/Allowed.h"
 #include "settings/Settings.h"
 
 #include <memory>
@@ -15,8 +14,7 @@
 namespace ombru {
 
 struct PermissionView {
-    PermissionStates permissions;  // empty until the first look
-    PermissionStates applications; // kept from run to run
+    Allowed allowed; // by the last look; its usual applications are kept from run to run
     Claude::State claude;
     bool askedScreen = false;             // seeing the screen was requested in this run
     std::optional<QString> requestingApp; // whose prompt waits for an answer: its name
@@ -50,8 +48,7 @@ public:
 
 private:
     Task<> look();
-    Task<> lookAtPermissions(std::stop_token stop);
-    Task<> lookAtApplications(std::stop_token stop);
+    Task<> lookAtAllowed(std::stop_token stop);
     Task<> lookAtClaude(std::stop_token stop);
     void keepApplications(const PermissionStates &states);
     Task<> requestEverything();

@@ -3,8 +3,6 @@
 #include "app/cli/CommandLine.h"
 #include "app/cli/CommandLoop.h"
 #include "app/cli/Findings.h"
-#include "base/Background.h"
-#include "permissions/Permissions.h"
 #include "platform/ScriptTool.h"
 
 namespace ombru {
@@ -47,7 +45,7 @@ Task<int> DoctorCommand::run() {
     const auto script = co_await scriptCheck(m_script);
     if (!m_stop.stop_requested())
         print(m_terminal, finding(u"osascript"_s, script));
-    co_await showPermissions(claude);
+    co_await showAllowed(claude);
     m_terminal.showLive({});
     if (m_stop.stop_requested())
         co_return 130;
@@ -56,26 +54,24 @@ Task<int> DoctorCommand::run() {
     co_return m_terminal.statusWhenSeen(ready ? 0 : 1);
 }
 
-Task<> DoctorCommand::showPermissions(const Claude::State &claude) {
+Task<> DoctorCommand::showAllowed(const Claude::State &claude) {
     const auto stop = m_stop.get_token();
     m_terminal.showLive(u"… Asking what is allowed"_s);
-    PermissionStates states;
+    const auto allowed =
+        co_await lookAtAllowed(stop, [this](const PermissionStates &permissions) { show(permissions); });
+    if (stop.stop_requested())
+        co_return;
+    printApplications(m_terminal, allowed);
+    print(m_terminal, finding(setup(claude, allowed.permissions, false)));
+}
+
+void DoctorCommand::show(const PermissionStates &permissions) {
     for (const auto &permission : Permissions::all) {
-        const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
-                                                     [id = permission.id] { return Permissions::state(id); });
-        if (stop.stop_requested())
-            co_return;
-        states[permission.id] = state.value_or(Permission::State::unknown);
-        auto found = finding(permission, states[permission.id]);
+        auto found = finding(permission, permissions.value(permission.id, Permission::State::unknown));
         if (permission.id != u"automation"_s)
             found.remedy.clear(); // the looks at screen and input have said it
         print(m_terminal, found);
     }
-    const auto applications = co_await decidedApplications(AppAutomation::states, stop);
-    if (stop.stop_requested())
-        co_return;
-    print(m_terminal, applications);
-    print(m_terminal, finding(setup(claude, states, false)));
 }
 
 int runCommand(DoctorOptions) {

@@ -4,6 +4,7 @@
 #include "agent/Claude.h"
 #include "app/cli/Terminal.h"
 #include "base/Task.h"
+#include "permissions/Permission.h"
 
 namespace ombru {
 
@@ -13,7 +14,8 @@ public:
     void interrupt();
 
 private:
-    Task<> showPermissions(const Claude::State &claude);
+    Task<> showAllowed(const Claude::State &claude);
+    void show(const PermissionStates &permissions);
 
     Terminal m_terminal;
     std::stop_source m_stop;

@@ -88,12 +88,11 @@ QString claudeStateName(const Claude::State &claude) {
     return names.at(qsizetype(claude.index()));
 }
 
-void print(Terminal &terminal, const DecidedApplications &applications) {
-    for (const auto &[application, state] : applications.all)
+void printApplications(Terminal &terminal, const Allowed &allowed) {
+    for (const auto &[application, state] : allowed.allApplications())
         print(terminal, finding(application, state));
-    if (!applications.problem.isEmpty())
-        print(terminal,
-              finding(u"decisions"_s, Check{false, u"no script may control anything"_s, applications.problem}));
+    if (!allowed.problem.isEmpty())
+        print(terminal, finding(u"decisions"_s, Check{false, u"no script may control anything"_s, allowed.problem}));
 }
 
 void print(Terminal &terminal, const Finding &finding, const QString &detail) {

@@ -2,8 +2,8 @@
 // Pure functions, but for print().
 #pragma once
 #include "agent/Claude.h"
-#include "app/cli/DecidedApplications.h"
 #include "app/cli/Terminal.h"
+#include "permissions/Allowed.h"
 #include "permissions/Setup.h"
 #include "platform/Diagnosis.h"
 
@@ -24,8 +24,8 @@ Finding finding(const AutomationApp &application, Permission::State state);
 
 QString claudeStateName(const Claude::State &claude); // "unknown", "missing", "outdated", "signedOut" or "ready"
 
-// A line each, and one about decisions that cannot be read.
-void print(Terminal &terminal, const DecidedApplications &applications);
+// Each application in a line, and decisions that cannot be read in one.
+void printApplications(Terminal &terminal, const Allowed &allowed);
 
 // `detail` is a line that says more about the name.
 void print(Terminal &terminal, const Finding &finding, const QString &detail = {});

@@ -41,8 +41,6 @@ Task<int> StatusCommand::run() {
 
 Task<> StatusCommand::look() {
     co_await m_state.refreshPermissions();
-    const PermissionStates states = m_state.appAutomation;
-    m_applications = co_await decidedApplications([states] { return states; }, m_tasks.token());
     m_looked.fire();
 }
 
@@ -52,7 +50,7 @@ void StatusCommand::print() {
     for (const auto &permission : Permissions::all)
         ombru::print(m_terminal, finding(permission, stateOf(m_state.permStates, permission.id)), permission.why);
     m_terminal.print(u"Applications that scripts may control:"_s);
-    ombru::print(m_terminal, m_applications);
+    printApplications(m_terminal, m_state.allowed());
     if (m_state.missingPermissions())
         m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
 }
@@ -62,14 +60,14 @@ void StatusCommand::printJson() {
     for (const auto &permission : Permissions::all)
         permissions[permission.id] = stateName(stateOf(m_state.permStates, permission.id));
     QJsonObject applications;
-    for (const auto &[application, state] : m_applications.all)
+    for (const auto &[application, state] : m_state.allowed().allApplications())
         applications[application.id] = QJsonObject{{u"name"_s, application.name}, {u"state"_s, stateName(state)}};
     QJsonObject status{{u"setup"_s, setupName(m_state.setup())},
                        {u"permissions"_s, permissions},
                        {u"applications"_s, applications},
                        {u"claude"_s, claudeStateName(m_state.claude)}};
-    if (!m_applications.problem.isEmpty())
-        status[u"problem"_s] = m_applications.problem;
+    if (const auto &problem = m_state.allowed().problem; !problem.isEmpty())
+        status[u"problem"_s] = problem;
     m_terminal.printRaw(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 

@@ -1,7 +1,6 @@
 // `ombru status`: what the owner allows, and what is left to do before the agent can work.
 #pragma once
 #include "app/cli/CommandLine.h"
-#include "app/cli/DecidedApplications.h"
 #include "app/cli/Terminal.h"
 #include "controller/AppState.h"
 
@@ -22,7 +21,6 @@ private:
     StatusOptions m_options;
     Terminal m_terminal;
     AppState m_state;
-    DecidedApplications m_applications;
     Completion m_looked;
     TaskScope m_tasks;
     bool m_interrupted = false;

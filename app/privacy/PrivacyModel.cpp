@@ -1,6 +1,7 @@
 #include "app/privacy/PrivacyModel.h"
 
 #include "base/Background.h"
+#include "permissions/Allowed.h"
 #include "permissions/Permissions.h"
 #include "platform/Workspace.h"
 
@@ -32,13 +33,6 @@ QMap<QString, QString> namesIn(const std::vector<ConsentDecision> &decisions) {
         }
     }
     return names;
-}
-
-PermissionStates statesNow() {
-    PermissionStates states;
-    for (const auto &permission : Permissions::all)
-        states.insert(permission.id, Permissions::state(permission.id));
-    return states;
 }
 
 } // namespace
@@ -84,8 +78,9 @@ Task<> PrivacyModel::readPermissions() {
     if (std::exchange(m_readingPermissions, true))
         co_return;
     while (std::exchange(m_permissionsAgain, false) && !m_tasks.token().stop_requested()) {
-        const auto states = co_await backgroundWithin(Permissions::LIMIT, m_tasks.token(), statesNow);
-        edit([&](View &view) { view.permissions = states.value_or(PermissionStates()); });
+        const auto states = co_await lookAtPermissions(m_tasks.token());
+        if (!m_tasks.token().stop_requested())
+            edit([&](View &view) { view.permissions = states; });
     }
     m_readingPermissions = false;
 }

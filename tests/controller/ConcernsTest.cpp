@@ -111,7 +111,7 @@ TEST_F(Concerns, TheEndOfTheTaskLoopCancelsItsTaskAndNoLook) {
     EXPECT_FALSE(*refreshed);
     openGate();
     ASSERT_TRUE(test::waitUntil([this] { return *refreshed; }));
-    EXPECT_EQ(told.views.back().permissions.value(u"automation"_s), Permission::State::granted);
+    EXPECT_EQ(told.views.back().allowed.permissions.value(u"automation"_s), Permission::State::granted);
 }
 
 TEST_F(Concerns, AStartThatIsRefusedUndoesNoCancel) {
