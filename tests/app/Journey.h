@@ -23,28 +23,14 @@ protected:
             m_environment.erase(name);
     }
     // What the scripts opened is the owner's, so the test ends it: all that carry the test's mark.
-    ~Journey() override {
-        EXPECT_TRUE(waitUntil([this] {
-            const auto left = marked();
-            for (const qint64 pid : left)
-                ::kill(static_cast<pid_t>(pid), SIGKILL);
-            return left.isEmpty();
-        }));
-    }
+    ~Journey() override { EXPECT_TRUE(endMarked(mark())); }
 
     static QString bin(const QString &name) { return qEnvironmentVariable("OMBRU_BIN") + u'/' + name; }
     QString claude() const { return m_scratch.path(QStringLiteral(".local/bin/claude")); }
     QString data() const { return m_scratch.path(QStringLiteral(".local/share")); }
 
-    QList<qint64> marked() const {
-        QList<qint64> result;
-        for (const QString &name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-            const auto environment = contents(QStringLiteral("/proc/") + name + QStringLiteral("/environ"));
-            if (environment.contains("OMBRU_JOURNEY=" + m_scratch.directory().toUtf8()) && isAlive(name.toLongLong()))
-                result += name.toLongLong();
-        }
-        return result;
-    }
+    QByteArray mark() const { return "OMBRU_JOURNEY=" + m_scratch.directory().toUtf8(); }
+    QList<qint64> marked() const { return processesMarked(mark()); }
     QStringList markedPrograms() const {
         QStringList programs;
         for (const qint64 pid : marked())

@@ -28,6 +28,28 @@ inline bool waitsForALock(qint64 pid) {
     return contents(QStringLiteral("/proc/%1/syscall").arg(pid)).startsWith(QByteArray::number(SYS_fcntl) + ' ');
 }
 
+// The processes that have "NAME=value" in the environment they were started with: a mark that a test's programs pass on
+// to whatever they start, detached or not.
+inline QList<qint64> processesMarked(const QByteArray &mark) {
+    QList<qint64> result;
+    for (const QString &name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const auto environment = '\0' + contents(QStringLiteral("/proc/") + name + QStringLiteral("/environ"));
+        if (environment.contains('\0' + mark + '\0') && isAlive(name.toLongLong()))
+            result += name.toLongLong();
+    }
+    return result;
+}
+
+// Ends them all, and what they start meanwhile.
+inline bool endMarked(const QByteArray &mark) {
+    return waitUntil([&] {
+        const auto left = processesMarked(mark);
+        for (const qint64 pid : left)
+            ::kill(static_cast<pid_t>(pid), SIGKILL);
+        return left.isEmpty();
+    });
+}
+
 // The process id that a script wrote into that file; waits for it. -1 when it never came.
 inline qint64 pidIn(const QString &path) {
     const bool there = waitUntil([&] { return contents(path).endsWith('\n'); });
