@@ -35,8 +35,8 @@ const SecretSchema SCHEMA = {SERVICE,
 // connection anew, so that a bus that was restarted is found again.
 class Conversation {
 public:
-    Conversation(const SecretLibrary &library, const QString &key)
-        : m_library(library), m_account(key.toUtf8()), m_cancellable(library.cancellableNew(), unref()),
+    Conversation(const SecretLibrary &library, const QString &key, std::chrono::nanoseconds limit)
+        : m_library(library), m_limit(limit), m_account(key.toUtf8()), m_cancellable(library.cancellableNew(), unref()),
           m_bus(library.busGet(G_BUS_TYPE_SESSION, m_cancellable.get(), nullptr), unref()), m_service(nullptr, unref()),
           m_attributes(library.attributesBuild(&SCHEMA, "service", SERVICE, "account", m_account.constData(), nullptr),
                        library.tableUnref) {
@@ -98,12 +98,13 @@ private:
         std::mutex mutex;
         std::unique_lock lock(mutex);
         std::condition_variable_any over;
-        over.wait_for(lock, stop, LIMIT, [] { return false; });
+        over.wait_for(lock, stop, m_limit, [] { return false; });
         if (!stop.stop_requested())
             m_library.cancel(m_cancellable.get());
     }
 
     const SecretLibrary &m_library;
+    std::chrono::nanoseconds m_limit;
     QByteArray m_account;
     Owned<GCancellable> m_cancellable;
     std::jthread m_watch{[this](const std::stop_token &stop) { cancelLate(stop); }};
@@ -113,17 +114,21 @@ private:
 };
 
 // None without a library or a bus. Without a bus's address the library would start one of its own.
-std::optional<Conversation> talkAbout(const QString &key) {
+std::optional<Conversation> talkAbout(const QString &key, std::chrono::nanoseconds limit = LIMIT) {
     const SecretLibrary *library = SecretLibrary::get();
     if (!library || sessionBusAddress().isEmpty())
         return std::nullopt;
-    return std::optional<Conversation>(std::in_place, *library, key);
+    return std::optional<Conversation>(std::in_place, *library, key, limit);
 }
 
 } // namespace
 
 std::optional<QString> secret(const QString &key) {
-    const auto conversation = talkAbout(key);
+    return secretWithin(LIMIT, key);
+}
+
+std::optional<QString> secretWithin(std::chrono::nanoseconds limit, const QString &key) {
+    const auto conversation = talkAbout(key, limit);
     return conversation ? conversation->lookup() : std::nullopt;
 }
 

@@ -17,7 +17,6 @@ namespace {
 using Time = std::chrono::steady_clock;
 using Slot = std::unique_ptr<sd_bus_slot, sd_bus_slot *(*)(sd_bus_slot *)>;
 
-constexpr std::chrono::seconds ANSWERING(5); // for what asks nobody
 constexpr const char *SERVICE = "org.freedesktop.portal.Desktop";
 const QString PATH = u"/org/freedesktop/portal/desktop"_s;
 
@@ -196,8 +195,7 @@ Result<> Portal::connect(const QByteArray &address) {
     if (sd_bus_new(&bus) < 0)
         return std::unexpected(noBus());
     m_bus.reset(bus);
-    if (sd_bus_set_address(bus, address.constData()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 ||
-        sd_bus_set_method_call_timeout(bus, microseconds(ANSWERING)) < 0 || sd_bus_start(bus) < 0)
+    if (sd_bus_set_address(bus, address.constData()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 || sd_bus_start(bus) < 0)
         return std::unexpected(noBus());
     if (!wait(ANSWERING, [bus] { return sd_bus_is_ready(bus) > 0; }))
         return std::unexpected(noBus());
@@ -230,10 +228,10 @@ Portal::Message Portal::method(const QByteArray &service, const QString &path, c
     return {message, sd_bus_message_unref};
 }
 
-Result<Portal::Message> Portal::send(const Message &message) {
+Result<Portal::Message> Portal::send(const Message &message, std::chrono::nanoseconds limit) {
     sd_bus_error error{};
     sd_bus_message *reply = nullptr;
-    const int result = sd_bus_call(m_bus.get(), message.get(), 0, &error, &reply);
+    const int result = sd_bus_call(m_bus.get(), message.get(), microseconds(limit), &error, &reply);
     const Failure failure = result < 0 ? fromError(result, error) : Failure();
     sd_bus_error_free(&error);
     if (result < 0)
@@ -294,7 +292,7 @@ Result<QVariantMap> Portal::request(const QString &interface, const QString &nam
     }
     options.insert(u"handle_token"_s, newPortalToken());
     appendOptions(asking.get(), options);
-    const auto reply = send(asking);
+    const auto reply = send(asking, std::min<std::chrono::nanoseconds>(limit, ANSWERING));
     if (!reply)
         return std::unexpected(reply.error());
     const QString path = readText(reply->get(), 'o');

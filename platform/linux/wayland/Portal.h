@@ -38,7 +38,8 @@ public:
         QString value;
     };
     // Calls a method that asks the owner, and waits for the answer: its results, as far as they are texts, numbers and
-    // truths. The options, which go after the arguments, are texts, truths and unsigned numbers.
+    // truths. The options, which go after the arguments, are texts, truths and unsigned numbers. A portal that does not
+    // even take the call is given up after five seconds, or earlier when the limit is.
     Result<QVariantMap> request(const QString &interface, const QString &method, const std::vector<Argument> &arguments,
                                 QVariantMap options, std::chrono::nanoseconds limit);
 
@@ -54,7 +55,8 @@ private:
     Result<> connect(const QByteArray &address);
     bool wait(std::chrono::nanoseconds limit, const std::function<bool()> &over);
     Message method(const QByteArray &service, const QString &path, const QString &interface, const QString &name);
-    Result<Message> send(const Message &message);
+    static constexpr std::chrono::seconds ANSWERING{5}; // for what asks nobody
+    Result<Message> send(const Message &message, std::chrono::nanoseconds limit = ANSWERING);
 
     std::unique_ptr<sd_bus, Close> m_bus;
     QByteArray m_owner; // the portal's unique name, once it is known
