@@ -1,14 +1,22 @@
 // What nearly every source includes, compiled once. Sources still include what they use.
 #include <QByteArray>
+#include <QCoreApplication>
+#include <QCoroTask>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QString>
 #include <QStringList>
 #include <algorithm>
 #include <chrono>
+#include <coroutine>
 #include <expected>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <stop_token>
 #include <utility>
 #include <variant>
 #include <vector>

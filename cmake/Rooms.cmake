@@ -9,31 +9,39 @@ function(ombru_library name)
   target_link_libraries(ombru_${name} PUBLIC ${ARG_USES})
 endfunction()
 
-# ombru_executable(NAME SOURCES file... USES target... [PLATFORM fake])
+# ombru_executable(NAME SOURCES file... USES target... [PLATFORM fake] [PRECOMPILED target])
 # Lands in build/<preset>/bin. Gets the system's platform unless told otherwise.
 function(ombru_executable name)
-  cmake_parse_arguments(ARG "" "PLATFORM" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "" "PLATFORM;PRECOMPILED" "SOURCES;USES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  ombru_compile(${name})
+  ombru_compile(${name} ${ARG_PRECOMPILED})
   target_link_libraries(${name} PRIVATE ${ARG_USES})
   if(ARG_PLATFORM)
     set_target_properties(${name} PROPERTIES OMBRU_PLATFORM ${ARG_PLATFORM})
   endif()
 endfunction()
 
-# ombru_test(ROOM/FileTest USES target... [SOURCES more...] [SYSTEM] [DESKTOP] [NEEDS executable...] [TIMEOUT seconds])
+# ombru_test(ROOM/FileTest [THREADS] [SYSTEM] [DESKTOP] USES target... [SOURCES more...] [NEEDS executable...]
+#            [TIMEOUT seconds])
 # One test file, one executable, one ctest entry named after the file. The platform is the fake unless SYSTEM or
 # DESKTOP is given; DESKTOP also runs it inside a private desktop of its own and labels it "desktop". NEEDS names
 # executables it starts.
+# The thread sanitizer's build has only those with THREADS: two threads of ours meet in the test, or in a program that it
+# starts.
 function(ombru_test path)
-  cmake_parse_arguments(ARG "SYSTEM;DESKTOP" "TIMEOUT" "SOURCES;USES;NEEDS" ${ARGN})
+  cmake_parse_arguments(ARG "THREADS;SYSTEM;DESKTOP" "TIMEOUT" "SOURCES;USES;NEEDS" ${ARGN})
+  if(OMBRU_SANITIZE STREQUAL "thread" AND NOT ARG_THREADS)
+    return()
+  endif()
   string(REPLACE "/" "-" name ${path})
   set(platform PLATFORM fake)
   if(ARG_SYSTEM OR ARG_DESKTOP)
     set(platform "")
   endif()
   ombru_executable(${name} SOURCES ${PROJECT_SOURCE_DIR}/tests/${path}.cpp ${ARG_SOURCES}
-                   USES ${ARG_USES} ombru_test_main GTest::gmock ${platform})
+                   USES ${ARG_USES} ombru_test_main GTest::gmock ${platform} PRECOMPILED ombru_test_pch)
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>) # as the precompiled header that it takes
+  ombru_tested(${name} ${ARG_NEEDS})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   if(ARG_NEEDS)
     add_dependencies(${name} ${ARG_NEEDS})
@@ -53,17 +61,37 @@ function(ombru_test path)
   endif()
 endfunction()
 
-# The one precompiled header: what nearly every source includes.
-function(ombru_compile target)
-  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-  if(NOT TARGET ombru_pch)
-    file(WRITE ${CMAKE_BINARY_DIR}/pch.cpp "")
-    add_library(ombru_pch STATIC ${CMAKE_BINARY_DIR}/pch.cpp)
-    target_link_libraries(ombru_pch PUBLIC Qt6::Core)
-    target_include_directories(ombru_pch PRIVATE ${PROJECT_SOURCE_DIR})
-    # In angle brackets, because CMake would write the whole path into the header that it makes of it.
-    target_precompile_headers(ombru_pch PRIVATE <cmake/Precompiled.h>)
+# The target `tested` is what the tests need.
+function(ombru_tested)
+  if(NOT TARGET tested)
+    add_custom_target(tested)
   endif()
+  add_dependencies(tested ${ARGN})
+endfunction()
+
+# ombru_precompiled(NAME HEADER USES target...)
+function(ombru_precompiled name header)
+  cmake_parse_arguments(ARG "" "" "USES" ${ARGN})
+  file(WRITE ${CMAKE_BINARY_DIR}/pch.cpp "")
+  add_library(${name} STATIC ${CMAKE_BINARY_DIR}/pch.cpp)
+  target_link_libraries(${name} PUBLIC Qt6::Core PRIVATE ${ARG_USES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  # In angle brackets, because CMake would write the whole path into the header that it makes of it.
+  target_precompile_headers(${name} PRIVATE <${header}>)
+endfunction()
+ombru_precompiled(ombru_pch cmake/Precompiled.h USES QCoro6::Core)
+ombru_precompiled(ombru_test_pch tests/support/Precompiled.h USES QCoro6::Core GTest::gmock)
+# A test's own lines run once: optimising them costs more than it saves.
+target_compile_options(ombru_test_pch PRIVATE $<$<CONFIG:Debug>:-O0>)
+
+# ombru_compile(TARGET [PRECOMPILED]): the precompiled header is what nearly every source includes, in tests also what
+# nearly every test does.
+function(ombru_compile target)
+  set(precompiled ombru_pch)
+  if(ARGC GREATER 1)
+    set(precompiled ${ARGV1})
+  endif()
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${target} PUBLIC Qt6::Core)
-  target_precompile_headers(${target} REUSE_FROM ombru_pch)
+  target_precompile_headers(${target} REUSE_FROM ${precompiled})
 endfunction()
