@@ -87,6 +87,8 @@ QString AppState::workDir() {
 }
 
 Task<> AppState::drain() {
+    if (busy)
+        cancelTask();
     // All are asked before one is waited for.
     const auto loop = m_loop->end();
     const auto desk = m_desk->end();

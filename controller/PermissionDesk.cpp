@@ -36,6 +36,8 @@ Task<> PermissionDesk::end() {
 
 // The look belongs to the desk, whoever asked for it, so that it ends with the desk.
 Task<> PermissionDesk::refresh() {
+    if (m_tasks.token().stop_requested())
+        co_return;
     const Completion over;
     m_lookedFor.push_back(over);
     if (!std::exchange(m_looking, true))

@@ -8,10 +8,12 @@
 #include "controller/TaskText.h"
 #include "controller/WorkDirectory.h"
 #include "notifier/Notifier.h"
+#include "platform/SystemLog.h"
 
 #include <QFileInfo>
 
 #include <algorithm>
+#include <atomic>
 
 namespace ombru {
 
@@ -111,11 +113,21 @@ Task<TaskLoop::Attempt<TaskResult>> TaskLoop::work(QString head) {
 }
 
 Task<TaskLoop::Attempt<>> TaskLoop::lockTheDesktop() {
-    const auto locked = co_await backgroundWithin(LOCKING, m_stop.get_token(), lockDesktop);
+    // A lock that comes too late must not keep the next task out.
+    const auto wanted = std::make_shared<std::atomic<bool>>(true);
+    const auto locked = co_await backgroundWithin(LOCKING, m_stop.get_token(), [wanted] {
+        auto lock = lockDesktop();
+        if (!*wanted)
+            lock = std::nullopt;
+        return lock;
+    });
+    *wanted = false;
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
-    if (!locked)
+    if (!locked) {
+        logger::error(u"desktop: the display does not answer"_s);
         co_return std::unexpected(Screen::captureFailure());
+    }
     if (!*locked)
         co_return std::unexpected(locked->error());
     if (!**locked)

@@ -18,7 +18,6 @@ AllowedApplication decided(const QString &id, bool allowed) {
     return {{id, name}, allowed ? Permission::State::granted : Permission::State::missing};
 }
 
-// What the owner has decided about others than the usual applications.
 std::vector<AllowedApplication> othersIn(const std::vector<ConsentDecision> &decisions, const PermissionStates &usual) {
     QSet<QString> known;
     for (const auto &id : usual.keys())
@@ -31,23 +30,15 @@ std::vector<AllowedApplication> othersIn(const std::vector<ConsentDecision> &dec
     return others;
 }
 
-Allowed applicationsNow() {
-    Allowed now;
-    now.applications = AppAutomation::states();
+// What the owner has decided about others than the usual applications, or why that cannot be read.
+Result<std::vector<AllowedApplication>> othersBeside(const PermissionStates &usual) {
     const auto decisions = consentDecisions();
-    if (decisions)
-        now.others = othersIn(*decisions, now.applications);
-    else
-        now.problem = decisions.error().description;
-    now.answered = true;
-    return now;
+    if (!decisions)
+        return std::unexpected(decisions.error());
+    return othersIn(*decisions, usual);
 }
 
-Allowed unanswered() {
-    Allowed nothing;
-    nothing.problem = QStringLiteral("The computer did not answer in time.");
-    return nothing;
-}
+const QString UNANSWERED = QStringLiteral("The computer did not answer in time.");
 
 } // namespace
 
@@ -75,8 +66,20 @@ Task<Allowed> lookAtAllowed(std::stop_token stop, std::function<void(const Permi
     const auto permissions = co_await lookAtPermissions(stop);
     if (onPermissions && !stop.stop_requested())
         onPermissions(permissions);
-    auto allowed = (co_await backgroundWithin(Permissions::LIMIT, stop, applicationsNow)).value_or(unanswered());
+    Allowed allowed;
     allowed.permissions = permissions;
+    allowed.problem = UNANSWERED;
+    const auto states = co_await backgroundWithin(Permissions::LIMIT, stop, AppAutomation::states);
+    if (!states)
+        co_return allowed;
+    allowed.applications = *states;
+    allowed.answered = true;
+    const auto others =
+        co_await backgroundWithin(Permissions::LIMIT, stop, [usual = *states] { return othersBeside(usual); });
+    if (!others)
+        co_return allowed;
+    allowed.problem = *others ? QString() : others->error().description;
+    allowed.others = others->value_or(std::vector<AllowedApplication>());
     co_return allowed;
 }
 

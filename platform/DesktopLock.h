@@ -3,8 +3,8 @@
 // The lock belongs to the display that the pictures come from and the keys go to, whatever it is called and whatever
 // directories its programs use. On X11 the X server itself keeps it, as the owner of a selection: the server knows that
 // it is one display under all its names, takes the lock back when its holder ends, however that ends, and is reached
-// only by those who may type there anyway. A Wayland session without an X server has no such place: there it is a lock
-// on a file beside the compositor's socket, where only the session's owner can write.
+// only by those who may type there anyway. A Wayland session has no such place: there it is also a lock on a file beside
+// the compositor's socket, where only the session's owner can write.
 #pragma once
 #include "base/Failure.h"
 

@@ -95,13 +95,17 @@ Result<std::optional<DesktopLock>> lockBesideSocket(const QString &socket) {
 
 } // namespace
 
+// The file first: also a program of the session that cannot reach the X server asks for it.
 Result<std::optional<DesktopLock>> lockDesktop() {
-    if (auto display = Display::open())
-        return lockOnDisplay(std::move(*display));
     const auto socket = waylandSocket();
-    if (socket.isEmpty())
-        return DesktopLock();
-    return lockBesideSocket(socket);
+    auto file = socket.isEmpty() ? Result<std::optional<DesktopLock>>(DesktopLock()) : lockBesideSocket(socket);
+    auto display = Display::open();
+    if (!display || (file && !*file))
+        return file;
+    auto selection = lockOnDisplay(std::move(*display));
+    if (!selection || !file)
+        return selection; // what the X server says counts where the file cannot be made
+    return DesktopLock(std::make_shared<std::pair<DesktopLock, DesktopLock>>(**file, *selection));
 }
 
 } // namespace ombru

@@ -60,6 +60,25 @@ TEST(DesktopEntry, IsNoneWhenThereIsNothingToStart) {
     EXPECT_FALSE(parseDesktopEntry(u"x"_s, u"x"_s, "\xff\xfe[[[\0=", u"C"_s));
 }
 
+TEST(DesktopEntry, IsReadInSpiteOfLinesThatAreNone) {
+    const auto read = [](const QByteArray &content) { return parseDesktopEntry(u"x"_s, u"x"_s, content, u"C"_s); };
+    const QByteArray entry = "[Desktop Entry]\nType=Application\nName=X\nExec=x\n";
+    EXPECT_TRUE(read("\xEF\xBB\xBF" + entry)) << "a byte order mark";
+    EXPECT_TRUE(read("stray=1\n" + entry));
+    EXPECT_TRUE(read("[Desktop Entry]\nEncoding=ISO-8859-1\nstray\n=x\nName[a b]=y\n; no comment\n" + entry));
+    EXPECT_EQ(read(entry + "Name=caf\xE9\n")->name, u"caf\uFFFD"_s);
+    EXPECT_EQ(read(entry + "Exec=x \\q\n")->exec, u"x \\q"_s) << "an escape that is none";
+}
+
+TEST(DesktopEntry, SpacesAtTheEndAreNoPartOfAValue) {
+    const auto entry = parse("Exec=x \nTerminal=true\t\nStartupWMClass=Foo \r\nCategories=A;B; \n");
+    ASSERT_TRUE(entry);
+    EXPECT_TRUE(entry->terminal);
+    EXPECT_EQ(entry->windowClass, u"Foo"_s);
+    EXPECT_EQ(entry->categories, (QStringList{u"A"_s, u"B"_s}));
+    EXPECT_FALSE(parse("Exec=x\nHidden=true \n"));
+}
+
 TEST(DesktopEntry, KnowsOnlyItsOwnGroup) {
     EXPECT_EQ(parse("Exec=right\n[Desktop Action New]\nExec=wrong\nName=wrong\n")->exec, u"right"_s);
 }

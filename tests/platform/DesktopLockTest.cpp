@@ -194,6 +194,22 @@ TEST_F(DesktopLockWithoutX, BelongsToTheCompositorWhateverItsSocketIsCalled) {
     EXPECT_FALSE(lock());
 }
 
+TEST_F(DesktopLockWithoutX, BelongsToTheSessionWhetherItsXServerCanBeReachedOrNot) {
+    const XServer server("640x480x24");
+    Held early;
+    {
+        const Variable unreachable("DISPLAY");
+        early = lock();
+    }
+    EXPECT_TRUE(early);
+    EXPECT_FALSE(lock());
+    early.reset();
+    const Held late = lock();
+    EXPECT_TRUE(late);
+    const Variable unreachable("DISPLAY");
+    EXPECT_FALSE(lock());
+}
+
 TEST_F(DesktopLockWithoutX, GoesWithAProcessThatIsKilled) {
     Neighbour neighbour;
     EXPECT_TRUE(neighbour.hasIt());

@@ -13,15 +13,14 @@ namespace ombru {
 
 class KeyFile {
 public:
-    // What stands before the first line that is neither group, key, comment nor empty. Of a key that is there twice the
-    // last one counts.
+    // Lines that are neither group nor key are left out. Of a key that is there twice the last one counts.
     explicit KeyFile(const QByteArray &content);
     static KeyFile at(const QString &path); // empty when it cannot be read
 
     // Those for one language ("Name[de]") included.
     QList<QByteArray> keys(const char *group) const;
 
-    // \s \n \t \r and \\ replaced. Empty when there is no such group or key.
+    // \s \n \t \r and \\ replaced, unless there are others. Empty when there is no such group or key.
     QString text(const char *group, const QByteArray &key) const;
 
     // The members of a list, which end or are parted by ";" ("\;" is a plain one); empty ones left out.
