@@ -1,72 +1,15 @@
-// The owner's decisions as a file: written, read, edited by others meanwhile, and damaged in every way.
-#include "platform/Consent.h"
-
+// The owner's decisions as a file: written, read, and edited by others meanwhile.
 #include "base/Process.h"
-#include "platform/linux/consent/ConsentCheck.h"
-#include "tests/support/Consent.h"
-#include "tests/support/Processes.h"
+#include "tests/platform/ConsentFixture.h"
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <chrono>
-#include <fcntl.h>
-#include <sqlite3.h>
-#include <sys/stat.h>
 #include <thread>
 
 using namespace ombru;
+using namespace ombru::test;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-const QString EDITOR = u"org.example.Editor"_s;
-const QString CLIENT = u"com.ombru.mac"_s;
-
-class ConsentTest : public ::testing::Test {
-protected:
-    ConsentTest() {
-        QDir().mkpath(scratch.path(u"system/applications"_s));
-        scratch.write(u"system/applications/org.example.Editor.desktop"_s,
-                      "[Desktop Entry]\nType=Application\nName=Writer's Desk\nExec=/bin/true %F\n"
-                      "Categories=TextEditor;\nMimeType=text/plain;\n");
-    }
-
-    // Somebody else's statements on the file.
-    void sql(const char *statements) {
-        SQLite::Database database(consentDatabase().toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, 5000);
-        database.exec(statements);
-    }
-    static int mode(const QString &path) {
-        struct stat file = {};
-        return ::stat(path.toUtf8().constData(), &file) == 0 ? int(file.st_mode & 07777) : -1;
-    }
-    static std::optional<bool> read(ConsentRecord &record) {
-        const auto decision = record.decision(CLIENT, EDITOR);
-        EXPECT_TRUE(decision) << decision.error().description.toStdString();
-        return decision.value_or(std::nullopt);
-    }
-    // Nothing is let through, nothing is changed, and who looks into it is told which file it is.
-    void expectUnusable() {
-        const auto before = test::contents(consentDatabase());
-        EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-        for (const auto &failure : {consentDecisions().error(), decideConsent(CLIENT, EDITOR, true).error(),
-                                    forgetConsent(CLIENT, EDITOR).error()}) {
-            EXPECT_EQ(failure.domain, u"consent"_s);
-            EXPECT_TRUE(failure.description.contains(consentDatabase())) << failure.description.toStdString();
-        }
-        EXPECT_EQ(test::contents(consentDatabase()), before);
-    }
-    static ConsentCheck check() { return ConsentCheck({CLIENT, std::nullopt}); }
-
-    test::Scratch scratch;
-    test::Variable data{"XDG_DATA_HOME", scratch.directory().toUtf8()};
-    test::Variable system{"XDG_DATA_DIRS", scratch.path(u"system"_s).toUtf8()};
-    test::Variable config{"XDG_CONFIG_HOME", scratch.path(u"config"_s).toUtf8()};
-    test::Variable configs{"XDG_CONFIG_DIRS", scratch.path(u"config"_s).toUtf8()};
-    test::Variable display{"DISPLAY"};
-    test::Variable wayland{"WAYLAND_DISPLAY"};
-};
-
-} // namespace
+using ConsentTest = ConsentFixture;
 
 TEST_F(ConsentTest, WithoutAFileNothingIsDecidedAndNoneIsMade) {
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
@@ -242,126 +185,6 @@ TEST_F(ConsentTest, ManyWritersAtOnceLoseNothing) {
     EXPECT_EQ(consentDecisions()->size(), 40U);
 }
 
-// --- damaged in every way
-
-TEST_F(ConsentTest, ADamagedFileIsLeftAlone) {
-    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
-    QFile file(consentDatabase());
-    ASSERT_TRUE(file.open(QFile::ReadWrite));
-    const auto whole = file.readAll();
-    file.close();
-    for (const auto &content :
-         {QByteArray("no database at all, but some text that is long enough to be one "
-                     "if only its first bytes were different, which they are not ...."),
-          whole.left(whole.size() / 2), whole.left(50), QByteArray(whole).replace(100, 400, QByteArray(400, '\xff'))}) {
-        QDir(scratch.path(u"ombru"_s)).removeRecursively();
-        QDir().mkpath(scratch.path(u"ombru"_s));
-        scratch.write(u"ombru/consent.db"_s, content);
-        expectUnusable();
-    }
-}
-
-TEST_F(ConsentTest, ANewerOrSomebodyElsesFileIsLeftAlone) {
-    QDir().mkpath(scratch.path(u"ombru"_s));
-    sql("CREATE TABLE access (service, client, indirect_object_identifier, auth_value, last_modified); INSERT INTO "
-        "access VALUES ('kTCCServiceAppleEvents', 'com.ombru.mac', 'org.example.Editor', 2, 1)");
-    expectUnusable();
-    sql("PRAGMA user_version = 2");
-    expectUnusable();
-    EXPECT_TRUE(consentDecisions().error().description.contains(u"newer"_s));
-    sql("PRAGMA user_version = 1; DROP TABLE access; CREATE TABLE other (x)");
-    expectUnusable();
-}
-
-TEST_F(ConsentTest, ALockedFileIsGivenUpAfterAMoment) {
-    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
-    SQLite::Database other(consentDatabase().toStdString(), SQLite::OPEN_READWRITE);
-    other.exec("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE access SET last_modified = 1; COMMIT; "
-               "BEGIN EXCLUSIVE");
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-    EXPECT_FALSE(consentDecisions());
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, false));
-    other.exec("COMMIT");
-}
-
-TEST_F(ConsentTest, WhatIsNoFileIsLeftAlone) {
-    ASSERT_TRUE(QDir().mkpath(consentDatabase()));
-    expectUnusable();
-    ASSERT_TRUE(QDir().rmdir(consentDatabase()));
-    ASSERT_EQ(::mkfifo(consentDatabase().toUtf8().constData(), 0600), 0);
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-    EXPECT_FALSE(consentDecisions());
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
-}
-
-TEST_F(ConsentTest, AFileThatCannotBeReadIsLeftAlone) {
-    ASSERT_TRUE(QDir().mkpath(scratch.path(u"ombru"_s)));
-    // Reading its beginning fails for every user.
-    ASSERT_TRUE(QFile::link(u"/proc/self/mem"_s, consentDatabase()));
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-    EXPECT_FALSE(consentDecisions());
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
-    EXPECT_FALSE(forgetConsent(CLIENT, EDITOR));
-}
-
-TEST_F(ConsentTest, AFileThatOthersCanWriteDecidesNothing) {
-    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
-    for (const mode_t others : {0602, 0620}) {
-        ASSERT_EQ(::chmod(consentDatabase().toUtf8().constData(), others), 0);
-        expectUnusable();
-    }
-    ASSERT_EQ(::chmod(consentDatabase().toUtf8().constData(), 0644), 0);
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
-}
-
-TEST_F(ConsentTest, ADirectoryThatCannotBeMadeIsSaid) {
-    scratch.write(u"ombru"_s, "a file in its place");
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
-}
-
-TEST_F(ConsentTest, AnEmptyFileIsTheBeginningOfARecord) {
-    QDir().mkpath(scratch.path(u"ombru"_s));
-    scratch.write(u"ombru/consent.db"_s, "");
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-    EXPECT_TRUE(consentDecisions());
-    EXPECT_TRUE(decideConsent(CLIENT, EDITOR, true));
-    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
-}
-
-TEST_F(ConsentTest, QuotesInIdentifiersAreNoStatements) {
-    const auto sly = u"x'; DROP TABLE access; --"_s;
-    ASSERT_TRUE(decideConsent(sly, sly, true));
-    ASSERT_EQ(consentDecisions()->size(), 1U);
-    EXPECT_EQ(consentDecisions()->front().application, sly);
-    ASSERT_TRUE(forgetConsent(sly, sly));
-    EXPECT_TRUE(consentDecisions()->empty());
-}
-
-// Of an application that was installed after the decision, which then has another identifier.
-TEST_F(ConsentTest, AnEarlierIdentifiersDecisionIsForgottenAndReplacedToo) {
-    const auto safari = u"com.apple.Safari"_s;
-    const auto install = [this] {
-        QDir().mkpath(scratch.path(u"system/applications"_s));
-        scratch.write(u"system/applications/org.example.Browser.desktop"_s,
-                      "[Desktop Entry]\nType=Application\nName=Browser\nExec=/bin/true\n"
-                      "MimeType=x-scheme-handler/https;\nCategories=WebBrowser;\n");
-    };
-    const auto remove = [this] { QFile::remove(scratch.path(u"system/applications/org.example.Browser.desktop"_s)); };
-    ASSERT_TRUE(decideConsent(CLIENT, safari, true));
-    install();
-    ASSERT_TRUE(decideConsent(CLIENT, safari, false));
-    ASSERT_EQ(consentDecisions()->size(), 1U);
-    EXPECT_EQ(consentDecisions()->front().application, u"org.example.Browser"_s);
-    EXPECT_FALSE(consentDecisions()->front().allowed);
-    ASSERT_TRUE(forgetConsent(CLIENT, safari));
-    remove();
-    ASSERT_TRUE(decideConsent(CLIENT, safari, true));
-    install();
-    ASSERT_TRUE(forgetConsent(CLIENT, safari));
-    EXPECT_TRUE(consentDecisions()->empty());
-}
-
 // --- where it is
 
 TEST_F(ConsentTest, LivesInTheDataDirectory) {
@@ -398,7 +221,7 @@ TEST_F(ConsentTest, ARunningApplicationIsAsDecided) {
     ASSERT_TRUE(decideConsent(CLIENT, u"Probe"_s, false));
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, true), AUTOMATION_REFUSED);
     probe->terminate();
-    test::await(probe->ended());
+    await(probe->ended());
 }
 
 TEST_F(ConsentTest, SystemEventsAlwaysRuns) {
