@@ -1,0 +1,37 @@
+# Scripts that try to reach an application which the owner has refused, or to say yes in the owner's place.
+
+attack refusedEvent "an event to a refused application, by a name put together" "-1743"
+refusedEvent() {
+  application Probe
+  allow Probe
+  script 'tell application "Probe" to launch' >/dev/null
+  reached Probe || untried "an allowed application is not reached either"
+  unreach Probe
+  refuse Probe
+  local said
+  said=$(script 'run script "tell application \"Pro" & "be\" to launch"')
+  reached Probe && through "it was started"
+  [[ $said == *-1743* ]] && held "$(oneLine "$said")"
+  through "$said"
+}
+
+attack shellsOwnScript "the same in an osascript of do shell script" "-1743"
+shellsOwnScript() {
+  application Probe
+  refuse Probe
+  local said
+  said=$(script "do shell script \"'$BIN/osascript' -e 'tell application \\\"Probe\\\" to launch'\"")
+  reached Probe && through "it was started"
+  [[ $said == *-1743* ]] && held "$(oneLine "$said")"
+  through "$said"
+}
+
+attack scriptDecides "ombru consent allow in a script" "refused, nothing recorded"
+scriptDecides() {
+  application Probe
+  local said
+  said=$(script "do shell script \"'$BIN/ombru' consent allow --for '$CLIENT' Probe\"")
+  "$BIN/ombru" consent list | grep -q probe && through "it is recorded"
+  [[ $said == *"cannot decide"* ]] && held "$(oneLine "$said")"
+  through "$said"
+}
