@@ -77,6 +77,51 @@ TEST_F(ConsentDamageTest, AFileThatOthersCanWriteDecidesNothing) {
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
 }
 
+TEST_F(ConsentDamageTest, ADirectoryThatIsNotTheOwnersAloneDecidesNothing) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    const auto directory = scratch.path(u"ombru"_s);
+    for (const mode_t others : {0770, 0702}) {
+        ASSERT_EQ(::chmod(directory.toUtf8().constData(), others), 0);
+        expectUnusable();
+    }
+    ASSERT_EQ(::chmod(directory.toUtf8().constData(), 0755), 0);
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
+    ASSERT_TRUE(QFile::rename(directory, scratch.path(u"moved"_s)));
+    ASSERT_TRUE(QFile::link(scratch.path(u"moved"_s), directory));
+    expectUnusable();
+}
+
+// SQLite reads it as a part of the record.
+TEST_F(ConsentDamageTest, WhatLiesBesideTheFileIsTheOwnersAloneToo) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    for (const auto &side : {u"-wal"_s, u"-journal"_s, u"-shm"_s}) {
+        const auto path = consentDatabase() + side;
+        const auto name = path.toUtf8();
+        scratch.write(u"ombru/consent.db"_s + side, "");
+        EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED) << side.toStdString();
+        scratch.write(u"ombru/consent.db"_s + side, "");
+        for (const mode_t others : {0602, 0620}) {
+            ASSERT_EQ(::chmod(name.constData(), others), 0);
+            expectUnusable();
+        }
+        QFile::remove(path);
+        ASSERT_TRUE(QFile::link(scratch.write(u"elsewhere"_s, ""), path));
+        expectUnusable();
+        QFile::remove(path);
+        ASSERT_EQ(::mkfifo(name.constData(), 0600), 0);
+        expectUnusable();
+        QFile::remove(path);
+    }
+    EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_ALLOWED);
+}
+
+TEST_F(ConsentDamageTest, ARecordBehindALinkDecidesNothing) {
+    ASSERT_TRUE(decideConsent(CLIENT, EDITOR, true));
+    ASSERT_TRUE(QFile::rename(consentDatabase(), scratch.path(u"elsewhere"_s)));
+    ASSERT_TRUE(QFile::link(scratch.path(u"elsewhere"_s), consentDatabase()));
+    expectUnusable();
+}
+
 TEST_F(ConsentDamageTest, ADirectoryThatCannotBeMadeIsSaid) {
     scratch.write(u"ombru"_s, "a file in its place");
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);

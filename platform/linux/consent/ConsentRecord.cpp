@@ -1,5 +1,7 @@
 #include "platform/linux/consent/ConsentRecord.h"
 
+#include "platform/linux/consent/RecordFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -9,7 +11,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ombru {
@@ -45,20 +46,10 @@ auto caught(const QString &path, Operation operation) -> std::invoke_result_t<Op
     }
 }
 
-// None when there is no file. It must be an ordinary one that only its owner writes: others could decide otherwise.
+// None when there is no file.
 Result<std::optional<struct stat>> look(const QString &path) {
-    struct stat file = {};
-    if (::stat(QFile::encodeName(path).constData(), &file) != 0) {
-        if (errno == ENOENT)
-            return std::nullopt;
-        return std::unexpected(unusable(path, QString::fromLocal8Bit(std::strerror(errno))));
-    }
-    if (!S_ISREG(file.st_mode))
-        return std::unexpected(unusable(path, u"it is not a file"_s));
-    const bool own = file.st_uid == ::geteuid() || file.st_uid == 0;
-    if (!own || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return std::unexpected(unusable(path, u"others than its owner can write to it"_s));
-    return file;
+    auto file = ownRecordFiles(path);
+    return file ? file : std::unexpected(unusable(path, file.error().description));
 }
 
 int versionOf(SQLite::Database &database) {
