@@ -34,6 +34,8 @@ std::shared_ptr<void> pauseScriptedInput() {
 }
 
 Result<std::vector<ConsentDecision>> consentDecisions() {
+    if (const auto before = FakePlatform::instance().desktop.lock()->beforeListingDecisions)
+        before();
     const auto desktop = FakePlatform::instance().desktop.lock();
     if (desktop->consentFailure)
         return std::unexpected(*desktop->consentFailure);

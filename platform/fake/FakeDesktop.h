@@ -46,6 +46,8 @@ struct FakeDesktop {
     QMap<QString, QString> consentIdentities; // of those that were called something else
     QString ownConsentClient = QStringLiteral("com.ombru.mac");
     std::vector<ConsentDecision> decisions;
+    // Called before all of them are given, outside the lock, on the asking thread; may wait there.
+    std::function<void()> beforeListingDecisions;
     std::optional<bool> offerAnswer = true; // the owner's, when asked again; none: nobody is there
     int offers = 0;
     std::optional<Failure> consentFailure; // what reading and writing them answers instead

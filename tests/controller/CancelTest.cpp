@@ -273,7 +273,10 @@ TEST_F(Cancel, TheEndOfTheProgramEndsARunningTask) {
     claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
     state->startTask(u"go"_s);
     const auto pid = processIn(u"claude.pid"_s);
-    test::await(state->drain());
+    const auto over = std::make_shared<bool>(false);
+    const auto draining = test::mark(state->drain(), over);
+    EXPECT_EQ(state->status(), u"cancelling…"_s) << "the owner sees why nothing happens yet";
+    EXPECT_TRUE(waitUntil([&] { return *over; }));
     EXPECT_FALSE(state->busy);
     EXPECT_TRUE(isGone(pid));
 }

@@ -102,6 +102,14 @@ TEST_F(Concerns, TheEndOfThePermissionDeskEndsItsLookAndNoTask) {
     EXPECT_EQ(told.results.back(), (TaskResult{Outcome::answered, u"ok"_s}));
 }
 
+TEST_F(Concerns, ALookAfterTheEndIsOverAtOnceAndAsksNothing) {
+    test::await(desk.end());
+    const auto look = test::mark(desk.refresh(), refreshed);
+    EXPECT_TRUE(*refreshed) << "nothing is begun that would outlive the desk";
+    EXPECT_FALSE(*reached);
+    EXPECT_TRUE(told.views.empty());
+}
+
 TEST_F(Concerns, TheEndOfTheTaskLoopCancelsItsTaskAndNoLook) {
     startBoth();
     test::await(loop.end());

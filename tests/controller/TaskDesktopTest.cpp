@@ -94,3 +94,23 @@ TEST_F(TaskDesktopTest, ADesktopThatDoesNotAnswerFailsLikeOneThatCannotBeSeen) {
     *release = true;
     release->notify_all();
 }
+
+TEST_F(TaskDesktopTest, ALockThatComesTooLateIsGivenBackAtOnce) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    const auto held = std::make_shared<int>();
+    FakePlatform::instance().desktopLock = [release, waiting, held] {
+        *waiting = true;
+        release->wait(false);
+        return DesktopLock(held);
+    };
+    const long unused = held.use_count();
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(test::waitUntil([&] { return waiting->load(); }));
+    state->cancelTask();
+    EXPECT_EQ(finish().outcome, Outcome::cancelled);
+    *release = true;
+    release->notify_all();
+    ASSERT_TRUE(finishBackground(std::chrono::minutes(1)));
+    EXPECT_EQ(held.use_count(), unused) << "the next task may ask before this one's thread reports";
+}

@@ -130,3 +130,27 @@ TEST_F(AllowedTest, AComputerThatDoesNotAnswerIsAProblem) {
     EXPECT_EQ((*result)->permissions.size(), 3) << "they had been told";
     EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
 }
+
+// The list of all decisions is another question: when it stays unanswered, the usual applications are known.
+TEST_F(AllowedTest, OtherDecisionsThatAreNotAnsweredHideNoUsualApplication) {
+    ManualClock clock;
+    const auto gate = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    desktop()->beforeListingDecisions = [gate, waiting] {
+        *waiting = true;
+        gate->wait(false);
+    };
+    const auto result = std::make_shared<std::optional<Allowed>>();
+    const auto kept = test::keep(lookAtAllowed({}), result);
+    ASSERT_TRUE(test::waitUntil([&] { return waiting->load(); }));
+    clock.advance(Permissions::LIMIT);
+    EXPECT_TRUE(test::waitUntil([&] { return result->has_value(); }));
+    *gate = true;
+    gate->notify_all();
+    ASSERT_TRUE(result->has_value());
+    EXPECT_TRUE((*result)->answered);
+    EXPECT_EQ((*result)->applications, (PermissionStates{{EVENTS, State::granted}, {MAIL, State::unknown}}));
+    EXPECT_TRUE((*result)->others.empty());
+    EXPECT_EQ((*result)->problem, u"The computer did not answer in time."_s);
+    EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+}
