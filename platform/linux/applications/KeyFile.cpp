@@ -69,11 +69,7 @@ QList<QByteArray> KeyFile::keys(const char *group) const {
 
 QString KeyFile::text(const char *group, const QByteArray &key) const {
     const Text found(g_key_file_get_string(m_file.get(), group, key.constData(), nullptr), g_free);
-    if (found)
-        return QString::fromUtf8(found.get());
-    // An escape that is none: better as it stands than not at all.
-    const Text raw(g_key_file_get_value(m_file.get(), group, key.constData(), nullptr), g_free);
-    return QString::fromUtf8(raw.get());
+    return QString::fromUtf8(found.get());
 }
 
 QStringList KeyFile::list(const char *group, const QByteArray &key) const {

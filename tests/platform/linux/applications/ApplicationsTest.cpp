@@ -68,6 +68,7 @@ TEST(DesktopEntry, IsReadInSpiteOfLinesThatAreNone) {
     EXPECT_TRUE(read("[Desktop Entry]\nEncoding=ISO-8859-1\nstray\n=x\nName[a b]=y\n; no comment\n" + entry));
     EXPECT_EQ(read(entry + "Name=caf\xE9\n")->name, u"caf\uFFFD"_s);
     EXPECT_EQ(read(entry + "Exec=x \\q\n")->exec, u"x \\q"_s) << "an escape that is none";
+    EXPECT_EQ(read(entry + "Name=x\\\n")->name, u"x"_s) << "an escape without its letter";
 }
 
 TEST(DesktopEntry, SpacesAtTheEndAreNoPartOfAValue) {
