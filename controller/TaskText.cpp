@@ -18,20 +18,53 @@ QRegularExpression expression(const QString &pattern, QRegularExpression::Patter
     return QRegularExpression(pattern, options | QRegularExpression::UseUnicodePropertiesOption);
 }
 
+// A fenced script in a reply.
+struct Block {
+    qsizetype start;
+    QStringView script; // with the white space around it
+    qsizetype end;
+};
+
+// The size of the tag of a script with the line end behind it; 0 when none is there.
+qsizetype openingSize(QStringView text) {
+    for (const QStringView tag : {u"applescript", u"osascript", u"as"}) {
+        if (!text.startsWith(tag, Qt::CaseInsensitive))
+            continue;
+        qsizetype size = 0;
+        for (auto at = tag.size(); at < text.size() && text[at].isSpace(); ++at)
+            size = text[at] == u'\n' ? at + 1 : size;
+        return size;
+    }
+    return 0;
+}
+
+// The first block from there on: "```(?:applescript|osascript|as)\s*\n(.*?)```" in any case, over line ends. Not by
+// that expression, which gives up on a reply of many megabytes as if it had no script.
+std::optional<Block> nextBlock(QStringView reply, qsizetype from) {
+    static constexpr QStringView FENCE = u"```";
+    for (auto start = reply.indexOf(FENCE, from); start >= 0; start = reply.indexOf(FENCE, start + 1)) {
+        const auto tag = start + FENCE.size();
+        const auto opening = openingSize(reply.sliced(tag));
+        if (opening == 0)
+            continue;
+        const auto end = reply.indexOf(FENCE, tag + opening);
+        if (end < 0)
+            return std::nullopt; // nor does a later one end
+        return Block{start, reply.sliced(tag + opening, end - tag - opening), end + FENCE.size()};
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 SplitReply splitReply(const QString &reply) {
-    static const auto block =
-        expression(u"```(?:applescript|osascript|as)\\s*\\n(.*?)```"_s,
-                   QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
     SplitReply split;
     qsizetype taken = 0;
-    for (auto matches = block.globalMatch(reply); matches.hasNext();) {
-        const auto match = matches.next();
+    while (const auto block = nextBlock(reply, taken)) {
         if (!split.script)
-            split.script = match.captured(1).trimmed();
-        split.prose += QStringView(reply).sliced(taken, match.capturedStart() - taken);
-        taken = match.capturedEnd();
+            split.script = block->script.trimmed().toString();
+        split.prose += QStringView(reply).sliced(taken, block->start - taken);
+        taken = block->end;
     }
     split.prose += QStringView(reply).sliced(taken);
     split.prose = split.prose.trimmed();

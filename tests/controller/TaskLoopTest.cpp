@@ -290,6 +290,13 @@ TEST_F(TaskLoopTest, AReplyOfFiveMegabytesIsNoTrouble) {
     EXPECT_EQ(runTask(u"go"_s).answer.size(), 5'000'000);
 }
 
+TEST_F(TaskLoopTest, AScriptInAReplyOfTwentyMegabytesIsRun) {
+    const QString script = u"return \""_s + QString(20'000'000, u'x') + u'"';
+    reply({block(script, u"A long one."_s), u"DONE: ok"_s});
+    EXPECT_EQ(runTask(u"go"_s).answer, u"ok"_s);
+    EXPECT_EQ(osascript.input(1).size(), script.size());
+}
+
 TEST_F(TaskLoopTest, AReplyWithWindowsLineEndsIsUnderstood) {
     reply({u"Go.\r\n```applescript\r\nreturn 1\r\n```\r\n"_s, u"DONE: ok\r\nmore"_s});
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);

@@ -52,6 +52,24 @@ TEST(SplitReply, FiveMillionCharactersAreNoTrouble) {
     EXPECT_FALSE(splitReply(u"```as"_s + QString(1'000'000, u' ')).script);
 }
 
+TEST(SplitReply, AScriptInAReplyOfTwentyMegabytesIsRead) {
+    const QString script = u"return \""_s + QString(20'000'000, u'x') + u"\""_s;
+    const auto split = splitReply(u"Big.\n```applescript\n"_s + script + u"\n```\nEnd."_s);
+    ASSERT_TRUE(split.script);
+    EXPECT_EQ(split.script->size(), script.size());
+    EXPECT_EQ(split.prose, u"Big.\n\nEnd."_s);
+}
+
+TEST(SplitReply, AFenceIsFoundAmongOthers) {
+    EXPECT_EQ(splitReply(u"````as\nx\n````"_s).script, u"x"_s);
+    EXPECT_EQ(splitReply(u"````as\nx\n````"_s).prose, u"``"_s);
+    EXPECT_EQ(splitReply(u"```\n```as \n\t\n x\n``\n```"_s).script, u"x\n``"_s);
+    EXPECT_EQ(splitReply(u"```as x\n```as\u00a0\ny```z"_s).script, u"y"_s);
+    EXPECT_FALSE(splitReply(u"```as"_s).script);
+    EXPECT_FALSE(splitReply(u"```as\n``"_s).script);
+    EXPECT_FALSE(splitReply(u"```as```"_s).script);
+}
+
 TEST(PlainStep, IsTheFirstSentenceOfTheFirstLineWithWords) {
     EXPECT_EQ(plainStep(u"\n  \n Open the editor. Then type.\nMore"_s), u"Open the editor."_s);
     EXPECT_EQ(plainStep(u"Is it open? Yes"_s), u"Is it open?"_s);
