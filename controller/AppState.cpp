@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     Loop::main(); // from here on other threads may emit
-    settings.onBadValue([this](const QString &line) { emit(u"✗ "_s + line, EventKind::warn); });
+    settings.onTrouble([this](const QString &line) { emit(u"✗ "_s + line, EventKind::warn); });
     m_loop = makeTaskLoop();
     m_desk = makePermissionDesk();
     show(m_desk->view());

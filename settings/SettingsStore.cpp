@@ -1,8 +1,14 @@
 #include "settings/SettingsStore.h"
 
+#include "settings/SettingsText.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
+#include <QSaveFile>
+
+#include <algorithm>
 
 namespace ombru {
 
@@ -10,69 +16,88 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Every value is kept as text: what a person writes into the file and what is written by write() then read the same
-// way.
-QString stored(const QVariant &value) {
-    // The ini format turns an unquoted comma into a list; joined again it is what was written.
-    return value.userType() == QMetaType::QStringList ? value.toStringList().join(u", "_s) : value.toString();
-}
+constexpr int LOCKING_MILLISECONDS = 5'000;
+constexpr QStringView CHECK = u": check that its directory is yours and the disk is not full";
+constexpr auto OWNER_ONLY = QFile::ReadOwner | QFile::WriteOwner;
 
-Failure cannotWrite(const QString &file) {
-    return {u"settings"_s, 2,
-            u"cannot write %1: check that its directory is yours and the disk is not full"_s.arg(file)};
+Failure cannotWrite(const QString &file, QStringView why) {
+    return {u"settings"_s, 2, u"cannot write %1%2"_s.arg(file).arg(why)};
 }
 
 } // namespace
-
-SettingsStore::SettingsStore(const QString &file) : m_store(file, QSettings::IniFormat) {}
 
 Setting *SettingsStore::find(QStringView key) const {
     const auto found = std::ranges::find(m_settings, key, &Setting::key);
     return found == m_settings.end() ? nullptr : *found;
 }
 
-// A value in the file that its setting does not allow counts as the default and is reported once.
+// A value in the file that its setting does not allow counts as the default.
 QString SettingsStore::text(const Setting &setting) const {
     if (const auto found = m_overrides.find(setting.key); found != m_overrides.end())
         return found->second;
-    m_store.sync();
-    if (!m_store.contains(setting.key))
+    const auto text = read();
+    if (!text) {
+        report(u"cannot read %1: %2; the defaults count instead"_s.arg(m_file, text.error().description));
         return setting.initialText();
-    const auto typed = stored(m_store.value(setting.key));
-    const auto value = setting.checked(typed);
+    }
+    for (const auto &[number, line] : text->unreadable())
+        report(u"line %1 of %2 is not KEY=VALUE and counts as nothing: %3"_s.arg(number).arg(m_file, line));
+    const auto typed = text->value(setting.key);
+    if (!typed)
+        return setting.initialText();
+    const auto value = setting.checked(*typed);
     if (value)
         return *value;
-    const auto finding = setting.key + u'\n' + typed;
-    if (!m_reported.contains(finding)) {
-        m_reported.insert(finding);
-        if (m_report)
-            m_report(u"%1 in %2; its default counts instead"_s.arg(value.error().description, file()));
-    }
+    report(u"%1 in %2; its default counts instead"_s.arg(value.error().description, m_file));
     return setting.initialText();
 }
 
-// A file that is no settings file would be lost by the next write.
-void SettingsStore::keepUnreadable() {
-    m_store.sync();
-    if (m_store.status() != QSettings::FormatError || !QFile::exists(file()))
+void SettingsStore::report(const QString &trouble) const {
+    if (m_reported.contains(trouble))
         return;
-    const auto kept = file() + u".unreadable"_s;
-    QFile::remove(kept);
-    if (QFile::rename(file(), kept) && m_report)
-        m_report(u"%1 was no settings file; it is kept as %2"_s.arg(file(), kept));
+    m_reported.insert(trouble);
+    if (m_report)
+        m_report(trouble);
 }
 
+Result<SettingsText> SettingsStore::read() const {
+    QFile file(m_file);
+    if (!file.open(QFile::ReadOnly)) {
+        if (!QFileInfo::exists(m_file))
+            return SettingsText({});
+        return std::unexpected(Failure{u"settings"_s, 3, file.errorString()});
+    }
+    const auto bytes = file.readAll();
+    if (file.error() != QFile::NoError)
+        return std::unexpected(Failure{u"settings"_s, 3, file.errorString()});
+    return SettingsText(bytes);
+}
+
+// Whole or not at all. A link to a file elsewhere stays one, and a file that is there keeps its mode.
+Result<> SettingsStore::save(const SettingsText &text) const {
+    QSaveFile file(m_file);
+    const bool isNew = !QFileInfo::exists(m_file);
+    if (!file.open(QFile::WriteOnly) || (isNew && !file.setPermissions(OWNER_ONLY)))
+        return std::unexpected(cannotWrite(m_file, CHECK));
+    file.write(text.bytes());
+    return file.commit() ? Result<>() : std::unexpected(cannotWrite(m_file, CHECK));
+}
+
+// What could not be read is not written over.
 Result<> SettingsStore::write(const Setting &setting, const QString &text) {
-    QDir().mkpath(QFileInfo(file()).path());
-    QFile::setPermissions(QFileInfo(file()).path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    keepUnreadable();
-    m_store.setValue(setting.key, text);
-    m_store.sync();
-    // A trouble with reading an older file stays in the status; that one is out of the way now.
-    if (m_store.status() == QSettings::AccessError || !QFile::exists(file()))
-        return std::unexpected(cannotWrite(file()));
-    QFile::setPermissions(file(), QFile::ReadOwner | QFile::WriteOwner);
-    return {};
+    const auto directory = QFileInfo(m_file).path();
+    QDir().mkpath(directory);
+    QFile::setPermissions(directory, OWNER_ONLY | QFile::ExeOwner);
+    QLockFile lock(m_file + u".lock"_s);
+    if (!lock.tryLock(LOCKING_MILLISECONDS))
+        return std::unexpected(cannotWrite(m_file, CHECK));
+    auto lines = read();
+    if (!lines)
+        return std::unexpected(cannotWrite(m_file, u", which cannot be read: "_s + lines.error().description));
+    if (lines->value(setting.key) == text)
+        return {};
+    lines->set(setting.key, text);
+    return save(*lines);
 }
 
 } // namespace ombru

@@ -36,7 +36,7 @@ int refuse(const QString &why) {
 
 int runCommand(SettingsOptions options) {
     Settings settings(Settings::defaultFile());
-    settings.onBadValue([](const QString &line) { qWarning("%s", qUtf8Printable(line)); });
+    settings.onTrouble([](const QString &line) { qWarning("%s", qUtf8Printable(line)); });
     Terminal terminal;
     if (!options.key) {
         list(settings, terminal);

@@ -77,6 +77,21 @@ TEST_F(StatusTest, WhatIsMissingComesWithWhatToDo) {
         EXPECT_TRUE(said.text.contains(line)) << line.toStdString() << said.text.toStdString();
 }
 
+TEST_F(StatusTest, WhatTheOwnerWroteIntoTheSettingsFileStays) {
+    const QByteArray written = "# of my own\n\nmaxSteps=3 ; few\nand a line that is none\nsettle=0\n";
+    const auto path = home.filePath(u".config/ombru/ombru.conf"_s);
+    QFile file(path);
+    ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Truncate));
+    file.write(written);
+    file.close();
+    EXPECT_EQ(status().status, 0);
+    ASSERT_TRUE(file.open(QFile::ReadOnly));
+    const auto kept = file.readAll();
+    EXPECT_TRUE(kept.startsWith(written + "appAutomation=")) << kept.toStdString();
+    EXPECT_EQ(kept.count('\n'), written.count('\n') + 1);
+    EXPECT_EQ(QFileInfo(path).dir().entryList(QDir::Files).size(), 1) << "nothing is moved away";
+}
+
 TEST_F(StatusTest, AnotherProgramReadsOneObject) {
     desktop()->inputAllowed = false;
     add(u"com.apple.finder"_s, {.name = u"Files"_s, .running = false});

@@ -126,7 +126,7 @@ TEST_F(SettingTest, ABadValueOfEveryKindCountsAsTheDefaultAndIsReportedOnce) {
     file.write("[General]\nhint=maybe\ncount=4.5\npause=inf\nname=abcd\nstates=[]\n");
     file.close();
     QStringList reports;
-    settings.onBadValue([&](const QString &line) { reports.append(line); });
+    settings.onTrouble([&](const QString &line) { reports.append(line); });
     for (int time = 0; time < 2; ++time) {
         EXPECT_EQ(settings.hint(), true);
         EXPECT_EQ(settings.count(), 4);
@@ -144,7 +144,7 @@ TEST_F(SettingTest, TheFileKeepsPlainTexts) {
     ASSERT_TRUE(settings.pause.write(1));
     ASSERT_TRUE(settings.states.write({{u"a"_s, u"on"_s}}));
     ASSERT_TRUE(settings.labels.write({}));
-    EXPECT_EQ(fileText(), "[General]\nhint=false\nlabels=\npause=1\nstates={\\\"a\\\":\\\"on\\\"}\n");
+    EXPECT_EQ(fileText(), "hint=false\npause=1\nstates={\\\"a\\\":\\\"on\\\"}\nlabels=\n");
 }
 
 TEST_F(SettingTest, TheSettingsAreListedAsTheyAreDeclared) {

@@ -1,9 +1,12 @@
 #include "settings/Settings.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -13,9 +16,15 @@ namespace {
 class SettingsTest : public ::testing::Test {
 protected:
     void writeFile(const QByteArray &text) {
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
         QFile file(path);
         ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Truncate));
         file.write(text);
+    }
+
+    QByteArray fileText() const {
+        QFile file(path);
+        return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     QTemporaryDir directory;
@@ -123,7 +132,7 @@ TEST_F(SettingsTest, ABadValueWrittenByHandCountsAsTheDefaultAndIsReportedOnce) 
     ASSERT_TRUE(settings.maxSteps.write(3));
     writeFile("[General]\nmaxSteps=lots\ncallPort=70000\n");
     QStringList reports;
-    settings.onBadValue([&](const QString &line) { reports.append(line); });
+    settings.onTrouble([&](const QString &line) { reports.append(line); });
     EXPECT_EQ(settings.maxSteps(), 15);
     EXPECT_EQ(settings.maxSteps(), 15);
     ASSERT_EQ(reports.size(), 1);
@@ -140,21 +149,83 @@ TEST_F(SettingsTest, AFileOfGarbageIsAllDefaults) {
     EXPECT_EQ(settings.model(), QString());
 }
 
-TEST_F(SettingsTest, AFileOfGarbageIsKeptAsideByTheFirstWrite) {
+TEST_F(SettingsTest, ACommentAndALineThatCannotBeReadStayAndCostNoOtherLine) {
+    const QByteArray written = "# not too many\n\nmaxSteps=21\nthis is no setting\ncallPort=8000 ; mine\n";
+    writeFile(written);
+    Settings settings(path);
+    QStringList reports;
+    settings.onTrouble([&](const QString &line) { reports.append(line); });
+    ASSERT_TRUE(settings.settle.write(2));
+    EXPECT_EQ(settings.maxSteps(), 21);
+    EXPECT_EQ(settings.callPort(), 8000);
+    EXPECT_EQ(settings.settle(), 2.0);
+    EXPECT_EQ(fileText(), written + "settle=2\n");
+    EXPECT_EQ(reports,
+              QStringList{u"line 4 of %1 is not KEY=VALUE and counts as nothing: this is no setting"_s.arg(path)});
+    ASSERT_TRUE(settings.maxSteps.write(22));
+    EXPECT_EQ(fileText(), QByteArray(written).replace("21", "22") + "settle=2\n");
+    EXPECT_EQ(QDir(directory.path() + u"/ombru"_s).entryList(QDir::Files), QStringList{u"ombru.conf"_s});
+}
+
+TEST_F(SettingsTest, AHalfSavedFileThatIsWholeAMomentLaterIsReadWhole) {
+    writeFile("maxSteps=21\ncallPo");
+    Settings settings(path);
+    EXPECT_EQ(settings.maxSteps(), 21);
+    EXPECT_EQ(settings.callPort(), 8765);
+    writeFile("maxSteps=21\ncallPort=8000\n");
+    EXPECT_EQ(settings.callPort(), 8000);
+    ASSERT_TRUE(settings.settle.write(2));
+    EXPECT_EQ(fileText(), "maxSteps=21\ncallPort=8000\nsettle=2\n");
+}
+
+TEST_F(SettingsTest, AnotherProcessesWriteIsKept) {
+    Settings one(path);
+    Settings other(path);
+    ASSERT_TRUE(one.maxSteps.write(3));
+    ASSERT_TRUE(other.callPort.write(8000));
+    ASSERT_TRUE(one.settle.write(2));
+    EXPECT_EQ(fileText(), "maxSteps=3\ncallPort=8000\nsettle=2\n");
+}
+
+TEST_F(SettingsTest, WhatTheFileSaysAlreadyIsNotWrittenAgain) {
+    writeFile("maxSteps=3\n");
+    const auto another = directory.filePath(u"another name"_s);
+    ASSERT_EQ(::link(qPrintable(path), qPrintable(another)), 0);
     Settings settings(path);
     ASSERT_TRUE(settings.maxSteps.write(3));
-    const QByteArray garbage = "[[[\nthis is no settings file at all\n";
-    writeFile(garbage);
-    Settings other(path);
+    writeFile("maxSteps=4\n");
+    QFile same(another);
+    ASSERT_TRUE(same.open(QFile::ReadOnly));
+    EXPECT_EQ(same.readAll(), "maxSteps=4\n") << "it is the same file still";
+}
+
+TEST_F(SettingsTest, ALinkStaysALinkAndTheFileBehindItKeepsItsMode) {
+    const auto target = directory.filePath(u"mine.conf"_s);
+    writeFile("maxSteps=21\n");
+    ASSERT_TRUE(QFile::rename(path, target));
+    ASSERT_TRUE(QFile::link(target, path));
+    const auto mode = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup;
+    ASSERT_TRUE(QFile::setPermissions(target, mode));
+    Settings settings(path);
+    ASSERT_TRUE(settings.maxSteps.write(3));
+    EXPECT_TRUE(QFileInfo(path).isSymLink());
+    EXPECT_EQ(fileText(), "maxSteps=3\n");
+    EXPECT_EQ(QFile::permissions(target) & (mode | QFile::WriteGroup | QFile::ReadOther), mode);
+}
+
+TEST_F(SettingsTest, AFileThatCannotBeReadIsNotWrittenOver) {
+    ASSERT_TRUE(QDir().mkpath(path)); // not even the superuser reads a directory
+    Settings settings(path);
     QStringList reports;
-    other.onBadValue([&](const QString &line) { reports.append(line); });
-    ASSERT_TRUE(other.maxSteps.write(5));
-    EXPECT_EQ(other.maxSteps(), 5);
-    QFile kept(path + u".unreadable"_s);
-    ASSERT_TRUE(kept.open(QFile::ReadOnly));
-    EXPECT_EQ(kept.readAll(), garbage);
+    settings.onTrouble([&](const QString &line) { reports.append(line); });
+    EXPECT_EQ(settings.maxSteps(), 15);
+    EXPECT_EQ(settings.callPort(), 8765);
     ASSERT_EQ(reports.size(), 1);
-    EXPECT_TRUE(reports[0].contains(u"is kept as"_s));
+    EXPECT_TRUE(reports[0].startsWith(u"cannot read %1: "_s.arg(path))) << reports[0].toStdString();
+    const auto written = settings.maxSteps.write(3);
+    ASSERT_FALSE(written);
+    EXPECT_TRUE(written.error().description.startsWith(u"cannot write %1, which cannot be read: "_s.arg(path)));
+    EXPECT_TRUE(QFileInfo(path).isDir());
 }
 
 TEST_F(SettingsTest, AnOverrideCountsForThisProcessOnly) {
