@@ -146,6 +146,9 @@ DialogWindow::DialogWindow(const DialogRequest &request, std::function<void(cons
     row->setSizeConstraint(QLayout::SetFixedSize);
     fitHeight(*text, 0); // what the rest needs is known only within the window
     fitHeight(*text, room().height() - row->totalSizeHint().height());
+    // Only once it is part of the window: keys that come before the window is active are the field's, too.
+    if (m_field)
+        m_field->setFocus();
     giveUpLater();
 }
 
@@ -155,7 +158,6 @@ void DialogWindow::addField(QBoxLayout &column) {
     m_field = new QLineEdit(*m_request.defaultText);
     m_field->setEchoMode(m_request.hiddenText ? QLineEdit::Password : QLineEdit::Normal);
     m_field->selectAll();
-    m_field->setFocus();
     column.addWidget(m_field);
 }
 
