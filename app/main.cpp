@@ -2,12 +2,14 @@
 
 #include "app/cli/CommandLine.h"
 #include "base/Background.h"
+#include "base/Program.h"
 
 #include <QCoreApplication>
 
 #include <cstdlib>
 
 int main(int argc, char **argv) {
+    ombru::beginProgram();
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("ombru"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OMBRU_VERSION));

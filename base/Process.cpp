@@ -24,20 +24,6 @@ constexpr qsizetype SMALLEST_READ = 4096;
 
 std::set<pid_t> running; // our children that were not waited for yet; the main thread's
 
-// Writing to a child that closed its input must be an error, not this process's death; and a parent that ignored
-// SIGCHLD, which is inherited, must not cost us our children's statuses.
-void prepareSignals() {
-    static const bool once = [] {
-        std::signal(SIGPIPE, SIG_IGN);
-        struct sigaction child{};
-        ::sigaction(SIGCHLD, nullptr, &child);
-        if (child.sa_handler == SIG_IGN)
-            std::signal(SIGCHLD, SIG_DFL);
-        return true;
-    }();
-    Q_UNUSED(once)
-}
-
 void makeNonBlocking(const Descriptor &descriptor) {
     ::fcntl(descriptor.number(), F_SETFL, O_NONBLOCK);
 }
@@ -122,7 +108,6 @@ Process::~Process() {
 
 Result<> Process::start() {
     Q_ASSERT(!m_child);
-    prepareSignals();
     if (m_refused)
         return std::unexpected(Failure{u"process"_s, ECANCELED, m_command.program + u": ended before its start"_s});
 
@@ -138,7 +123,7 @@ Result<> Process::start() {
         *pipe = std::move(*made);
     }
     const auto pid = spawn({m_command.program, m_command.arguments, m_command.directory, m_command.environment,
-                            in.reading.number(), out.writing.number(), err.writing.number()});
+                            in.reading.number(), out.writing.number(), err.writing.number(), m_command.inherited});
     if (!pid)
         return std::unexpected(pid.error());
     auto exit = watchExit(*pid, m_command.program);

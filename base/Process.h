@@ -25,6 +25,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace ombru {
 
@@ -43,6 +44,7 @@ public:
         std::optional<QByteArray> input = {};        // none: the null device
         Receiver onOutput = {};                      // absent: collected for takeOutput()
         Receiver onErrors = {};                      // absent: collected for takeErrors()
+        std::vector<int> inherited = {};             // open files that it finds at 3, 4, ...; they stay open here
         // NOLINTEND(readability-redundant-member-init)
         qint64 outputLimit = 256 << 20;                  // bytes on both streams, after which the group is killed
         Clock::Duration grace = std::chrono::seconds(2); // from asking the group to end to killing it

@@ -1,5 +1,6 @@
-// Starts a child process in a session, and so in a process group, of its own. The part of Process that talks to the
-// system; everybody else uses Process. Any thread; returns once the child's program runs or could not be started.
+// Starts a child process. The part of Process, and of programs whose only thread waits for their children, that talks
+// to the system; everybody else uses Process. Any thread; returns once the child's program runs or could not be
+// started.
 #pragma once
 #include "base/Descriptor.h"
 #include "base/Environment.h"
@@ -9,6 +10,7 @@
 
 #include <optional>
 #include <sys/types.h>
+#include <vector>
 
 namespace ombru {
 
@@ -17,8 +19,7 @@ struct Pipe {
     Descriptor writing;
 };
 
-// Both ends close on exec, and neither is a standard stream's number. It holds more than usual where
-// the system allows that.
+// Both ends close on exec. It holds more than usual where the system allows that.
 Result<Pipe> makePipe();
 
 struct SpawnRequest {
@@ -29,10 +30,12 @@ struct SpawnRequest {
     int input = -1;                         // the child's standard streams; -1 as the input: the null device
     int output = -1;
     int errors = -1;
+    std::vector<int> inherited = {}; // open files that the child finds at 3, 4, ...
+    bool ownSession = true;          // and a group of its own; otherwise it stays in this process's
 };
 
-// The new process's id, which is also its group's. The child has default signal handling and no other open files. A
-// Failure has domain "process", errno as its code, and the path with the system's words.
+// The new process's id. The child has default signal handling and no other open files. A Failure has domain "process",
+// errno as its code, and the path with the system's words.
 Result<pid_t> spawn(const SpawnRequest &request);
 
 inline Failure processFailure(int error, const QString &what) {

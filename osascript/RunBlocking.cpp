@@ -1,6 +1,5 @@
 #include "osascript/RunBlocking.h"
 
-#include "base/Spawn.h"
 #include "osascript/Ending.h"
 #include "osascript/ProcessTree.h"
 
@@ -8,16 +7,13 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace ombru {
 
@@ -45,63 +41,17 @@ Result<Streams> openStreams() {
     return streams;
 }
 
-// As the system takes them: pointers to the texts, which live as long as this.
-class Words {
-public:
-    explicit Words(std::vector<QByteArray> words) : m_words(std::move(words)) {
-        for (auto &word : m_words)
-            m_pointers.push_back(word.data());
-        m_pointers.push_back(nullptr);
-    }
-    char **data() { return m_pointers.data(); }
-
-private:
-    std::vector<QByteArray> m_words;
-    std::vector<char *> m_pointers;
-};
-
-Words argumentsOf(const QStringList &words) {
-    std::vector<QByteArray> bytes;
-    for (const auto &word : words)
-        bytes.push_back(word.toUtf8());
-    return Words(std::move(bytes));
-}
-
-Words variablesOf(const Environment &environment) {
-    std::vector<QByteArray> bytes;
-    for (const auto &[name, value] : environment)
-        bytes.push_back(name + '=' + value);
-    return Words(std::move(bytes));
-}
-
+// In this program's group, and without the files of this program.
 Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams,
                            const std::optional<Environment> &environment) {
-    auto arguments = argumentsOf(words);
-    auto variables = variablesOf(environment.value_or(Environment()));
-
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, streams.in.reading.number(), STDIN_FILENO);
-    ::posix_spawn_file_actions_adddup2(&actions, streams.out.writing.number(), STDOUT_FILENO);
-    ::posix_spawn_file_actions_adddup2(&actions, streams.err.writing.number(), STDERR_FILENO);
-    // The watcher of this program's own signals blocks them; its children get them as ever.
-    posix_spawnattr_t attributes;
-    ::posix_spawnattr_init(&attributes);
-    sigset_t none;
-    sigset_t all;
-    ::sigemptyset(&none);
-    ::sigfillset(&all);
-    ::posix_spawnattr_setsigmask(&attributes, &none);
-    ::posix_spawnattr_setsigdefault(&attributes, &all);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    pid_t pid = 0;
-    const int error = ::posix_spawn(&pid, arguments.data()[0], &actions, &attributes, arguments.data(),
-                                    environment ? variables.data() : environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    ::posix_spawnattr_destroy(&attributes);
-    if (error != 0)
-        return std::unexpected(processFailure(error, words.first()));
-    return pid;
+    return spawn({.program = words.first(),
+                  .arguments = words.sliced(1),
+                  .directory = {},
+                  .environment = environment,
+                  .input = streams.in.reading.number(),
+                  .output = streams.out.writing.number(),
+                  .errors = streams.err.writing.number(),
+                  .ownSession = false});
 }
 
 qsizetype bytesIn(const Descriptor &pipe) {
@@ -182,7 +132,6 @@ int statusOf(pid_t pid) {
 
 Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input,
                                               const std::optional<Environment> &environment) {
-    std::signal(SIGPIPE, SIG_IGN);
     auto streams = openStreams();
     if (!streams)
         return std::unexpected(streams.error());

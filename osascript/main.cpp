@@ -1,12 +1,14 @@
 // osascript: runs an AppleScript on this computer. Starting must be quick: no graphics before a script needs them.
 
 #include "applescript/Osascript.h"
+#include "base/Program.h"
 #include "osascript/LinuxHost.h"
 
 #include <QCoreApplication>
 #include <QFile>
 
 int main(int argc, char **argv) {
+    ombru::beginProgram();
     const QCoreApplication application(argc, argv);
     QFile in;
     QFile out;

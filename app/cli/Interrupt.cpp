@@ -38,7 +38,6 @@ Interrupt::Interrupt(std::function<void()> interrupted) {
                      });
     for (const int signal : SIGNALS)
         std::signal(signal, noteSignal);
-    std::signal(SIGPIPE, SIG_IGN);
 }
 
 Interrupt::~Interrupt() {

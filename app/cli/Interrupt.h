@@ -1,5 +1,5 @@
 // Tells the main thread that the owner wants the program to stop: Ctrl-C or Ctrl-\, a request to end, a closed
-// terminal. While one lives those signals do nothing else, and a reader that goes away does not kill the program.
+// terminal. While one lives those signals do nothing else.
 #pragma once
 #include <QSocketNotifier>
 

@@ -3,6 +3,7 @@
 #include "app/privacy/OnlyOne.h"
 #include "app/privacy/PrivacyWindow.h"
 #include "base/Background.h"
+#include "base/Program.h"
 #include "platform/WindowAccess.h"
 
 #include <QApplication>
@@ -43,6 +44,7 @@ int showWindow(const QString &pane) {
 } // namespace
 
 int main(int argc, char **argv) {
+    beginProgram();
     CLI::App grammar("The privacy settings of ombru.", "ombru-privacy");
     std::string pane;
     grammar.add_option("PANE", pane, "the page to begin with"); // of one that it does not have, it begins as ever

@@ -53,35 +53,46 @@ private:
     std::vector<QByteArray> m_words;
 };
 
-// A pipe on a standard stream's number would be overwritten while the child's streams are put in place.
-Descriptor aboveStandardStreams(int number) {
-    Descriptor given(number);
-    if (number > STDERR_FILENO)
-        return given;
-    return Descriptor(::fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+constexpr int FIRST_INHERITED = STDERR_FILENO + 1;
+
+// What the child inherits, out of the way of the numbers that it gets there. Closed when the child runs.
+Result<std::vector<Descriptor>> outOfTheWay(const std::vector<int> &inherited) {
+    std::vector<Descriptor> result;
+    for (const int number : inherited) {
+        Descriptor copy(::fcntl(number, F_DUPFD_CLOEXEC, FIRST_INHERITED + static_cast<int>(inherited.size())));
+        if (!copy.isOpen())
+            return std::unexpected(processFailure(errno, u"passing on an open file"_s));
+        result.push_back(std::move(copy));
+    }
+    return result;
 }
 
-void setStreams(FileActions &actions, const SpawnRequest &request) {
+void setFiles(FileActions &actions, const SpawnRequest &request, const std::vector<Descriptor> &inherited) {
     if (request.input < 0)
         posix_spawn_file_actions_addopen(&actions.value, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     else
         posix_spawn_file_actions_adddup2(&actions.value, request.input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions.value, request.output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions.value, request.errors, STDERR_FILENO);
+    int next = FIRST_INHERITED;
+    for (const auto &file : inherited)
+        posix_spawn_file_actions_adddup2(&actions.value, file.number(), next++);
     // Libraries open files without the close-on-exec flag; none of them is the child's business.
-    posix_spawn_file_actions_addclosefrom_np(&actions.value, STDERR_FILENO + 1);
+    posix_spawn_file_actions_addclosefrom_np(&actions.value, next);
 }
 
-// A session rather than only a group: a child that reaches for this process's terminal from a group in the background
-// would be stopped instead of getting an error.
-void setOwnSession(Attributes &attributes) {
+void setSignalsAndSession(Attributes &attributes, bool ownSession) {
     sigset_t all;
     sigset_t none;
     sigfillset(&all);
     sigemptyset(&none);
     posix_spawnattr_setsigdefault(&attributes.value, &all);
     posix_spawnattr_setsigmask(&attributes.value, &none);
-    posix_spawnattr_setflags(&attributes.value, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    // A session rather than only a group: a child that reaches for this process's terminal from a group in the
+    // background would be stopped instead of getting an error.
+    const int session = ownSession ? POSIX_SPAWN_SETSID : 0;
+    posix_spawnattr_setflags(&attributes.value,
+                             static_cast<short>(session | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
 }
 
 } // namespace
@@ -90,9 +101,7 @@ Result<Pipe> makePipe() {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) < 0)
         return std::unexpected(processFailure(errno, u"making a pipe"_s));
-    Pipe pipe{aboveStandardStreams(ends[0]), aboveStandardStreams(ends[1])};
-    if (!pipe.reading.isOpen() || !pipe.writing.isOpen())
-        return std::unexpected(processFailure(EMFILE, u"making a pipe"_s));
+    Pipe pipe{Descriptor(ends[0]), Descriptor(ends[1])};
     // Measured: four times the usual size spares most changes between the two processes, and what is in the pipe still
     // fits a cache. Only speed is lost where the owner's share of pipe memory is used up.
     ::fcntl(pipe.writing.number(), F_SETPIPE_SZ, PIPE_BYTES);
@@ -115,10 +124,13 @@ Result<pid_t> spawn(const SpawnRequest &request) {
         return std::unexpected(
             Failure{u"process"_s, EINVAL, request.program + u": an argument contains a NUL character"_s});
 
+    const auto inherited = outOfTheWay(request.inherited);
+    if (!inherited)
+        return std::unexpected(inherited.error());
     FileActions actions;
     Attributes attributes;
-    setStreams(actions, request);
-    setOwnSession(attributes);
+    setFiles(actions, request, *inherited);
+    setSignalsAndSession(attributes, request.ownSession);
     if (!request.directory.isEmpty())
         posix_spawn_file_actions_addchdir_np(&actions.value, QFile::encodeName(request.directory).constData());
 

@@ -1,5 +1,6 @@
 // ombru-clipboard: puts the text from standard input on the clipboard. Writes "owned" to standard output once it can be
 // pasted, or what stands in the way, and then stays behind in a process of its own until something else is copied.
+#include "base/Program.h"
 #include "platform/linux/x11/Display.h"
 
 #include <QByteArray>
@@ -200,6 +201,7 @@ int keep(QByteArray text) {
 } // namespace ombru
 
 int main() {
+    ombru::beginProgram();
     QByteArray text = ombru::readStandardInput();
     // The first process ends at once, so that whoever started it has no child to wait for.
     const pid_t child = ::fork();

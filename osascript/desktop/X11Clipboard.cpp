@@ -6,7 +6,6 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <csignal>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -150,27 +149,6 @@ QByteArray readAll(int pipe) {
     return all;
 }
 
-// A reader that dies must be an error of the write, not the end of this process.
-class NoBrokenPipeSignal {
-public:
-    NoBrokenPipeSignal() {
-        sigemptyset(&m_pipe);
-        sigaddset(&m_pipe, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &m_pipe, &m_before);
-    }
-    ~NoBrokenPipeSignal() {
-        constexpr timespec NOW{0, 0};
-        sigtimedwait(&m_pipe, nullptr, &NOW);
-        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
-    }
-    NoBrokenPipeSignal(const NoBrokenPipeSignal &) = delete;
-    NoBrokenPipeSignal &operator=(const NoBrokenPipeSignal &) = delete;
-
-private:
-    sigset_t m_pipe;
-    sigset_t m_before;
-};
-
 Result<QString> readClipboard(X11 &x11) {
     Conversion conversion(x11);
     const auto unicode = conversion.run("UTF8_STRING");
@@ -200,7 +178,6 @@ Result<> writeClipboard(const QString &text) {
         return std::unexpected(desktopFailure(CANNOT_DO_IT, child.error().description));
     input->reading.close();
     output->writing.close();
-    const NoBrokenPipeSignal quiet;
     const bool sent = writeAll(input->writing.number(), text.toUtf8());
     input->writing.close();
     const QByteArray answer = readAll(output->reading.number());

@@ -1,6 +1,7 @@
 // ombru-dialog: asks what the JSON object on standard input says, and writes the answer as one to standard output.
 // Without an answer it writes a line to standard error, and ends with status 1 when nobody could see the question, 2
 // when it is not a request.
+#include "base/Program.h"
 #include "osascript/dialog/DialogWindow.h"
 #include "osascript/dialog/DialogWire.h"
 #include "platform/WindowAccess.h"
@@ -39,6 +40,7 @@ int write(const ombru::applescript::DialogAnswer &answer) {
 } // namespace
 
 int main(int argc, char **argv) {
+    ombru::beginProgram();
     const auto request = ombru::dialogRequest(readStandardInput());
     if (!request)
         return complain(NO_REQUEST, request.error().description);

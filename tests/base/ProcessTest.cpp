@@ -228,6 +228,29 @@ TEST(Process, TheChildHasDefaultSignalsAndNoFilesOfOurs) {
     EXPECT_EQ(lines.sliced(2).join(' ').toStdString(), "0 1 2 ");
 }
 
+TEST(Process, TheChildFindsWhatItInheritsInTheGivenOrder) {
+    auto first = makePipe();
+    auto second = makePipe();
+    ASSERT_TRUE(first && second);
+    const int one = first->writing.number();
+    const int other = second->writing.number();
+    // So many that the numbers here are among those there, each given to the other one.
+    std::vector<int> inherited;
+    for (int number = 3; number < 63; ++number)
+        inherited.push_back(number == one ? other : one);
+    inherited.insert(inherited.end(), {one, other});
+    auto command = shell(u"exec /bin/bash -c 'echo one >&63; echo other >&64; ls /proc/$$/fd | wc -l'"_s);
+    command.inherited = inherited;
+    EXPECT_EQ(run(command).out, "65\n");
+    const auto read = [](const Pipe &pipe) {
+        std::array<char, 64> text{};
+        ::fcntl(pipe.reading.number(), F_SETFL, O_NONBLOCK); // what did not come here is not waited for
+        return QByteArray(text.data(), std::max<ssize_t>(0, ::read(pipe.reading.number(), text.data(), text.size())));
+    };
+    EXPECT_EQ(read(*first), "one\n");
+    EXPECT_EQ(read(*second), "other\n");
+}
+
 TEST(Process, TheChildLeadsASessionOfItsOwn) {
     const auto result = run(shell(u"cut -d' ' -f1,5,6 /proc/$$/stat"_s));
     const auto numbers = result.out.trimmed().split(' ');

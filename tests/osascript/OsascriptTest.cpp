@@ -237,6 +237,17 @@ TEST_F(Osascript, TheShellsFailureIsAnErrorWithItsStatus) {
     EXPECT_EQ(script(u"try\ndo shell script \"exit 5\"\non error number n\nreturn n\nend try"_s).out, "5\n");
 }
 
+TEST_F(Osascript, HearsOfItsShellsEndUnderAParentThatIgnoresItsChildren) {
+    const auto osascript = qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s;
+    const auto process =
+        Process::make({.program = u"/usr/bin/env"_s,
+                       .arguments = {u"--ignore-signal=CHLD"_s, osascript, u"-e"_s, u"do shell script \"exit 3\""_s}});
+    ASSERT_TRUE(process->start());
+    const auto outcome = end(process);
+    EXPECT_EQ(outcome.status, 1) << outcome;
+    EXPECT_TRUE(outcome.err.endsWith("(3)\n")) << outcome;
+}
+
 TEST_F(Osascript, FiftyMegabytesOfOutputArrive) {
     const auto outcome = script(u"do shell script \"head -c 50000000 /dev/zero | tr '\\\\0' x\""_s);
     EXPECT_EQ(outcome.status, 0) << outcome;

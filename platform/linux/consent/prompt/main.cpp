@@ -2,6 +2,7 @@
 // allowed, 1: refused, or another status and a line on standard error when nobody could be asked or nothing recorded.
 // One prompt is open at a time; one that waited takes the answer that was given meanwhile, unless it is to ask again
 // about a refusal. Ends with whoever started it.
+#include "base/Program.h"
 #include "platform/WindowAccess.h"
 #include "platform/linux/applications/InstalledApplications.h"
 #include "platform/linux/consent/ConsentCheck.h"
@@ -91,6 +92,7 @@ void leaveUnanswered() {
 } // namespace
 
 int main(int argc, char **argv) {
+    beginProgram();
     if (!endWithParent())
         return complain(u"The program that asks has ended."_s);
     const auto question = questionIn([&] {
