@@ -1,5 +1,5 @@
 // Hands out the facets of the desktop that could answer a prompt, or put a window where a click is about to fall: once
-// no prompt is open, and while one is held, none opens. One thread; waits as long as the owner takes.
+// no prompt is open, and while one is held, none opens. One thread; waits as long as the owner takes, within the limit.
 #pragma once
 #include "applescript/host/Held.h"
 #include "osascript/DesktopModule.h"
@@ -9,7 +9,8 @@ namespace ombru {
 
 class BesidePrompts {
 public:
-    BesidePrompts(DesktopModule &module, ScriptConsent &consent) : m_module(&module), m_consent(&consent) {}
+    BesidePrompts(DesktopModule &module, ScriptConsent &consent, const WaitLimit &limit)
+        : m_module(&module), m_consent(&consent), m_limit(&limit) {}
 
     // hold(&Desktop::input). A Failure when there is no desktop, or a prompt may be open.
     template <class Facet>
@@ -28,6 +29,7 @@ private:
 
     DesktopModule *m_module;
     ScriptConsent *m_consent;
+    const WaitLimit *m_limit;
 };
 
 } // namespace ombru

@@ -26,7 +26,8 @@ QString modulePath() {
 
 } // namespace
 
-DesktopModule::DesktopModule(ApplicationOf applicationOf) : m_applicationOf(std::move(applicationOf)) {}
+DesktopModule::DesktopModule(ApplicationOf applicationOf, const WaitLimit &limit)
+    : m_applicationOf(std::move(applicationOf)), m_limit(&limit) {}
 
 DesktopModule::~DesktopModule() {
     if (m_desktop)
@@ -45,7 +46,7 @@ Result<> DesktopModule::load() {
     if (!open)
         return std::unexpected(unavailable(u"%1 is not the desktop's module."_s.arg(modulePath())));
     std::unique_ptr<Desktop> opened;
-    open(m_applicationOf, opened);
+    open(m_applicationOf, *m_limit, opened);
     m_desktop = std::move(opened);
     beforeEnding([ending = m_desktop] { ending->restore(); }); // the keyboard must have its own map back
     return {};

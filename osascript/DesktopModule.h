@@ -7,8 +7,8 @@ namespace ombru {
 
 class DesktopModule {
 public:
-    explicit DesktopModule(ApplicationOf applicationOf);
-    ~DesktopModule(); // releases what is held
+    DesktopModule(ApplicationOf applicationOf, const WaitLimit &limit); // which outlives it
+    ~DesktopModule();                                                   // releases what is held
     DesktopModule(const DesktopModule &) = delete;
     DesktopModule &operator=(const DesktopModule &) = delete;
 
@@ -24,6 +24,7 @@ private:
     Result<> load();
 
     ApplicationOf m_applicationOf;
+    const WaitLimit *m_limit;
     std::shared_ptr<Desktop> m_desktop; // shared with what is done before an end by a signal
 };
 

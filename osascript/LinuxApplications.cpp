@@ -2,6 +2,7 @@
 
 #include "base/SystemEvents.h"
 #include "platform/linux/applications/KnownApplication.h"
+#include "platform/linux/applications/ProgramFiles.h"
 #include "platform/linux/system/WaitFor.h"
 
 #include <QFileInfo>
@@ -18,6 +19,8 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int FILE_NOT_FOUND = -43;
+constexpr int CANNOT_OPEN = -10000;
+constexpr int NO_APPLICATION = -10814;
 constexpr int USER_CANCELED = -128;
 constexpr int COULD_NOT_LAUNCH = -10810;
 constexpr auto APPEAR = 20s; // how long an application may take to show a window
@@ -34,11 +37,21 @@ std::optional<applescript::Application> asApplication(const std::optional<KnownA
     return known ? std::optional(applescript::Application{known->id, known->name, known->path}) : std::nullopt;
 }
 
+// A full path: a program reads nothing else into it. A document or a folder: what is none of them, say a pipe, could
+// keep whoever opens it waiting.
+Result<> mustBeThere(const QString &path) {
+    const QFileInfo file(path);
+    if (path.startsWith(u'/') && !path.contains(QChar(0)) && (file.isFile() || file.isDir()))
+        return {};
+    return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(path)});
+}
+
 } // namespace
 
-LinuxApplications::LinuxApplications(DesktopModule &module, BesidePrompts &besidePrompts, ScriptConsent &consent)
-    : m_besidePrompts(&besidePrompts), m_consent(&consent),
-      m_applications([&module] { return module.facet(&Desktop::taskbar); }) {}
+LinuxApplications::LinuxApplications(DesktopModule &module, BesidePrompts &besidePrompts, ScriptConsent &consent,
+                                     const WaitLimit &limit)
+    : m_besidePrompts(&besidePrompts), m_consent(&consent), m_limit(&limit),
+      m_applications([&module] { return module.facet(&Desktop::taskbar); }, limit) {}
 
 Result<> LinuxApplications::authorize(const Application &application) {
     if (m_consent->allows(application.id))
@@ -117,7 +130,7 @@ Result<> LinuxApplications::quit(const QString &id) {
         if (auto closed = closeWindow(window.handle); !closed)
             return closed;
     }
-    const bool left = waitFor(LEAVE, [&] {
+    const bool left = waitUntil(m_limit->after(LEAVE), [&] {
         const auto remaining = m_applications.windowsOf(id);
         return !remaining || remaining->empty();
     });
@@ -127,13 +140,31 @@ Result<> LinuxApplications::quit(const QString &id) {
     return {};
 }
 
-std::optional<DesktopEntry> LinuxApplications::openerOf(const QString &path) {
+Result<DesktopEntry> LinuxApplications::entryFor(const QString &path) const {
+    if (const auto found = mustBeThere(path); !found)
+        return std::unexpected(found.error());
+    if (isProgramFile(path))
+        return std::unexpected(Failure{u"applications"_s, CANNOT_OPEN,
+                                       u"%1 is a program; scripts open documents and folders."_s.arg(path)});
     const auto type = QMimeDatabase().mimeTypeForFile(path);
     for (const QString &name : QStringList{type.name()} + type.allAncestors()) {
         if (auto entry = m_applications.defaultFor(name))
-            return entry;
+            return *entry;
     }
-    return {};
+    return std::unexpected(
+        Failure{u"applications"_s, NO_APPLICATION, u"No application is installed that opens “%1”."_s.arg(path)});
+}
+
+Result<LinuxApplications::Application> LinuxApplications::openerOf(const QString &path) {
+    const auto entry = entryFor(path);
+    if (!entry)
+        return std::unexpected(entry.error());
+    return Application{entry->id, entry->name, entry->path};
+}
+
+bool LinuxApplications::managesFiles(const DesktopEntry &entry) const {
+    const auto manager = m_applications.defaultFor(u"inode/directory"_s, u"FileManager"_s);
+    return entry.categories.contains(u"FileManager"_s) || (manager && manager->id == entry.id);
 }
 
 Result<> LinuxApplications::open(const QString &id, const QStringList &paths) {
@@ -141,22 +172,29 @@ Result<> LinuxApplications::open(const QString &id, const QStringList &paths) {
     if (!entry)
         return std::unexpected(notInstalled(id));
     for (const QString &path : paths) {
-        if (path.startsWith(u'/') && !QFileInfo::exists(path))
-            return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(path)});
+        if (const auto found = mustBeThere(path); !found)
+            return found;
     }
-    const auto manager = m_applications.defaultFor(u"inode/directory"_s, u"FileManager"_s);
-    if (!manager || manager->id != entry->id)
-        return openWith(*entry, paths);
-    // Whoever manages files opens a file with the application for it, and shows folders itself.
+    return managesFiles(*entry) ? openInFileManager(*entry, paths) : openWith(*entry, paths);
+}
+
+// It opens a file with the application for it, which gets an event by that, and shows folders itself.
+Result<> LinuxApplications::openInFileManager(const DesktopEntry &manager, const QStringList &paths) {
     QStringList shown;
     for (const QString &path : paths) {
-        const auto opener = QFileInfo(path).isFile() ? openerOf(path) : std::nullopt;
-        if (!opener || opener->id == entry->id)
+        const auto opener = QFileInfo(path).isDir() ? manager : entryFor(path);
+        if (!opener)
+            return std::unexpected(opener.error());
+        if (opener->id == manager.id) {
             shown += path;
-        else if (auto opened = openWith(*opener, {path}); !opened)
+            continue;
+        }
+        if (const auto may = authorize({opener->id, opener->name, opener->path}); !may)
+            return may;
+        if (const auto opened = openWith(*opener, {path}); !opened)
             return opened;
     }
-    return shown.isEmpty() ? Result<>() : openWith(*entry, shown);
+    return shown.isEmpty() ? Result<>() : openWith(manager, shown);
 }
 
 Result<> LinuxApplications::openWith(const DesktopEntry &entry, const QStringList &paths) {
@@ -171,7 +209,7 @@ Result<> LinuxApplications::openWith(const DesktopEntry &entry, const QStringLis
         return started;
     // The next statement wants to work in the window: a new one, or one with a new title.
     if (before) {
-        waitFor(APPEAR, [&] {
+        waitUntil(m_limit->after(APPEAR), [&] {
             const auto windows = m_applications.windowsOf(id);
             if (!windows || !(handles(*windows) - handles(*before)).isEmpty())
                 return true;

@@ -11,7 +11,8 @@ class LinuxApplications : public applescript::Applications {
 public:
     using Application = applescript::Application;
 
-    LinuxApplications(DesktopModule &module, BesidePrompts &besidePrompts, ScriptConsent &consent);
+    LinuxApplications(DesktopModule &module, BesidePrompts &besidePrompts, ScriptConsent &consent,
+                      const WaitLimit &limit);
 
     Result<> authorize(const Application &application) override;
     std::optional<Application> applicationNamed(const QString &name) override;
@@ -22,16 +23,20 @@ public:
     Result<> activate(const QString &id) override;
     Result<> quit(const QString &id) override;
     Result<> open(const QString &id, const QStringList &paths) override;
+    Result<Application> openerOf(const QString &path) override;
     Result<> openLocation(const QString &url) override;
 
 private:
     Result<> activateWindow(std::uint64_t handle);
     Result<> closeWindow(std::uint64_t handle);
-    std::optional<DesktopEntry> openerOf(const QString &path); // the owner's application for it
+    bool managesFiles(const DesktopEntry &entry) const;
+    Result<DesktopEntry> entryFor(const QString &path) const; // of the owner's application for a document
+    Result<> openInFileManager(const DesktopEntry &manager, const QStringList &paths);
     Result<> openWith(const DesktopEntry &entry, const QStringList &paths);
 
     BesidePrompts *m_besidePrompts;
     ScriptConsent *m_consent;
+    const WaitLimit *m_limit;
     DesktopApplications m_applications;
 };
 

@@ -16,7 +16,7 @@ std::optional<Application> applicationOf(const DesktopWindow &window) {
 
 } // namespace
 
-LinuxHost::LinuxHost() : m_module(applicationOf) {}
+LinuxHost::LinuxHost() : m_module(applicationOf, m_limit) {}
 
 Result<const Windows *> LinuxHost::windows() {
     return m_module.facet(&Desktop::windows);

@@ -11,6 +11,8 @@ class LinuxHost : public applescript::Host {
 public:
     LinuxHost();
 
+    void limitWaits(std::optional<Clock::Time> end) override { m_limit.set(end); }
+
     applescript::System &system() override { return m_system; }
     applescript::Dialogs &dialogs() override { return m_dialogs; }
     applescript::Applications &applications() override { return m_applications; }
@@ -22,12 +24,13 @@ public:
     Result<applescript::Notifications *> notifications() override;
 
 private:
-    ScriptConsent m_consent;
+    WaitLimit m_limit;
+    ScriptConsent m_consent{m_limit};
     DesktopModule m_module;
-    BesidePrompts m_besidePrompts{m_module, m_consent};
+    BesidePrompts m_besidePrompts{m_module, m_consent, m_limit};
     LinuxSystem m_system;
-    LinuxDialogs m_dialogs;
-    LinuxApplications m_applications{m_module, m_besidePrompts, m_consent};
+    LinuxDialogs m_dialogs{m_consent};
+    LinuxApplications m_applications{m_module, m_besidePrompts, m_consent, m_limit};
 };
 
 } // namespace ombru

@@ -115,6 +115,20 @@ Result<pid_t> startAwaited(const QStringList &words, const Streams &streams,
     return pid;
 }
 
+// What poll() waits: -1 is for ever.
+int millisecondsUntil(const std::optional<Clock::Time> &end) {
+    constexpr std::chrono::milliseconds LONGEST = std::chrono::hours(1);
+    if (!end)
+        return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - Clock::now());
+    return int(std::clamp(left, std::chrono::milliseconds(0), LONGEST).count());
+}
+
+void endAwaited() {
+    const std::lock_guard lock(awaited()->mutex);
+    endTree(awaited()->child);
+}
+
 int statusOf(pid_t pid) {
     stayIfEnding(); // the signal may have ended the child as well: that is no failure of the child's
     {
@@ -131,7 +145,8 @@ int statusOf(pid_t pid) {
 } // namespace
 
 Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input,
-                                              const std::optional<Environment> &environment) {
+                                              const std::optional<Environment> &environment,
+                                              std::optional<Clock::Time> end) {
     auto streams = openStreams();
     if (!streams)
         return std::unexpected(streams.error());
@@ -153,9 +168,14 @@ Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QB
                                     {streams->in.writing.number(), POLLOUT, 0},
                                     {streams->out.reading.number(), POLLIN, 0},
                                     {streams->err.reading.number(), POLLIN, 0}};
-        ::poll(waits.data(), waits.size(), -1);
+        ::poll(waits.data(), waits.size(), millisecondsUntil(end));
         if (waits[0].revents != 0)
             break;
+        if (end && *end <= Clock::now()) {
+            endAwaited();
+            statusOf(*pid);
+            return std::unexpected(processFailure(ETIMEDOUT, words.first()));
+        }
         if (streams->out.reading.isOpen() && !drain(streams->out.reading, TURN, outcome.out))
             streams->out.reading.close();
         if (streams->err.reading.isOpen() && !drain(streams->err.reading, TURN, outcome.err))

@@ -2,6 +2,7 @@
 // group, so that whoever ends the group ends it too; a signal that ends this program alone ends it first. One thread.
 #pragma once
 #include "applescript/host/System.h"
+#include "base/Clock.h"
 #include "base/Spawn.h"
 
 #include <QStringList>
@@ -9,10 +10,10 @@
 namespace ombru {
 
 // The words are a program's full path and its arguments; the input is all it can read; without an environment it has
-// this program's. Returns once the child itself
-// has ended, with everything it had written by then: what it left running is not waited for. A Failure has domain
-// "process".
+// this program's; at `end` it is ended, which is a Failure. Returns once the child itself has ended, with everything it
+// had written by then: what it left running is not waited for. A Failure has domain "process".
 Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input = {},
-                                              const std::optional<Environment> &environment = {});
+                                              const std::optional<Environment> &environment = {},
+                                              std::optional<Clock::Time> end = {});
 
 } // namespace ombru

@@ -12,9 +12,14 @@ QString ScriptConsent::database() {
     return check().database();
 }
 
+const QString &ScriptConsent::client() {
+    return check().client();
+}
+
 ConsentCheck &ScriptConsent::check() {
-    const auto run = [](const QStringList &words, const Environment &environment) {
-        auto outcome = runBlocking(words, {}, environment); // ends with the script that waits for it
+    const auto run = [this](const QStringList &words, const Environment &environment) {
+        // Ends with the script that waits for it, and with the time that the script gives the event.
+        auto outcome = runBlocking(words, {}, environment, m_limit->end());
         return outcome ? Result<int>(outcome->status) : std::unexpected(outcome.error());
     };
     if (!m_check)

@@ -2,20 +2,27 @@
 // One thread; blocks while the owner is asked.
 #pragma once
 #include "platform/linux/consent/ConsentCheck.h"
+#include "platform/linux/system/WaitLimit.h"
 
 namespace ombru {
 
 class ScriptConsent {
 public:
+    explicit ScriptConsent(const WaitLimit &limit) : m_limit(&limit) {} // which outlives it
+
     // Whether it may send events to the application; asks the owner where nothing is decided.
     bool allows(const QString &application);
 
     // Where the decisions are kept.
     QString database();
 
+    // The program that has it run, as the record names it.
+    const QString &client();
+
 private:
     ConsentCheck &check();
 
+    const WaitLimit *m_limit;
     std::optional<ConsentCheck> m_check;
 };
 

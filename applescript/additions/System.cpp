@@ -1,9 +1,12 @@
 // The computer: its shell, clock, folders, addresses.
 #include "applescript/additions/Addition.h"
+#include "applescript/run/Events.h"
 #include "applescript/run/Need.h"
 #include "applescript/values/Coercion.h"
 #include "applescript/values/Format.h"
 #include "applescript/values/Specifier.h"
+
+#include <QUrl>
 
 namespace ombru::applescript {
 
@@ -50,8 +53,29 @@ Value currentDate(const Invocation &command) {
     return Value::date(command.host().system().now());
 }
 
+// The file that an address names, or nothing when it names something else. Only one of this computer by its full path.
+std::optional<QString> fileAt(const QString &address) {
+    const QUrl url(address);
+    if (url.scheme() != u"file")
+        return std::nullopt;
+    const auto host = url.host();
+    const auto path = url.path(QUrl::FullyDecoded);
+    const bool here = host.isEmpty() || host.compare(u"localhost", Qt::CaseInsensitive) == 0;
+    if (!here || !path.startsWith(u'/') || path.contains(QChar(0)))
+        throw ScriptError{error::FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(address)};
+    return path;
+}
+
+// A file is an event to the application that opens it, for the owner to allow like any other.
 Value openLocation(const Invocation &command) {
-    need(command.host().applications().openLocation(toText(command.direct(), command.rules())));
+    const QString address = toText(command.direct(), command.rules()).trimmed();
+    auto &applications = command.host().applications();
+    if (const auto path = fileAt(address)) {
+        const auto opener = need(applications.openerOf(*path));
+        command.context().events().send({opener, u"open"_s, FileReference{FileReference::Kind::file, *path}, {}});
+    } else {
+        need(applications.openLocation(address));
+    }
     return {};
 }
 

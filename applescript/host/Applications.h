@@ -25,8 +25,9 @@ public:
     virtual Result<> launch(const QString &id) = 0;   // without stealing the focus
     virtual Result<> activate(const QString &id) = 0; // starts it when needed; returns once it is in front
     virtual Result<> quit(const QString &id) = 0;     // asks; nothing to do when it is not running
-    virtual Result<> open(const QString &id, const QStringList &paths) = 0;
-    virtual Result<> openLocation(const QString &url) = 0; // in whatever the owner opens such addresses with
+    virtual Result<> open(const QString &id, const QStringList &paths) = 0; // full paths of what is there
+    virtual Result<Application> openerOf(const QString &path) = 0; // the owner's for a document; a program has none
+    virtual Result<> openLocation(const QString &url) = 0; // no file; in whatever the owner opens such addresses with
 };
 
 } // namespace ombru::applescript

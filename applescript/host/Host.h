@@ -14,12 +14,19 @@
 #include "applescript/host/Notifications.h"
 #include "applescript/host/System.h"
 #include "applescript/host/Windows.h"
+#include "base/Clock.h"
+
+#include <optional>
 
 namespace ombru::applescript {
 
 class Host {
 public:
     virtual ~Host() = default;
+
+    // From now on no operation waits for others beyond that moment, whatever its patience; none: for as long as it
+    // takes. What an operation does itself, it does to its end.
+    virtual void limitWaits(std::optional<Clock::Time> end) = 0;
 
     virtual System &system() = 0;
     virtual Dialogs &dialogs() = 0;

@@ -54,9 +54,51 @@ std::optional<Value> ApplicationEvents::known(const Application &application, co
     return value.isNothing() ? std::nullopt : std::optional(std::move(value));
 }
 
+// While it lives, the host waits for others no longer than the event may take, nor than one around it.
+class ApplicationEvents::Within {
+public:
+    explicit Within(ApplicationEvents &events) : m_events(events), m_before(events.m_end) {
+        const auto limit = m_events.m_context.timeLimit();
+        if (limit)
+            set(std::min(Clock::now() + *limit, m_before.value_or(Clock::Time::max())));
+    }
+    ~Within() {
+        if (m_events.m_end != m_before)
+            set(m_before);
+    }
+    Within(const Within &) = delete;
+    Within &operator=(const Within &) = delete;
+
+    bool passed() const { return m_events.m_end && *m_events.m_end <= Clock::now(); }
+
+private:
+    void set(std::optional<Clock::Time> end) {
+        m_events.m_end = end;
+        m_events.m_context.host().limitWaits(end);
+    }
+
+    ApplicationEvents &m_events;
+    std::optional<Clock::Time> m_before;
+};
+
+// An event that took too long has failed, whatever came of it.
 Value ApplicationEvents::send(const Event &event) {
+    needInstalled(event.application);
+    const Within within(*this);
+    Value answer;
+    try {
+        answer = sendNow(event);
+    } catch (const ScriptError &) {
+        if (!within.passed())
+            throw;
+    }
+    if (within.passed())
+        throw ScriptError{error::TIMED_OUT, event.application.name + u" got an error: AppleEvent timed out."_s};
+    return answer;
+}
+
+Value ApplicationEvents::sendNow(const Event &event) {
     const Application &application = event.application;
-    needInstalled(application);
     if (const auto authorized = m_context.host().applications().authorize(application); !authorized)
         throw ScriptError{authorized.error().code, authorized.error().description};
     try {

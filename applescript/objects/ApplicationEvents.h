@@ -19,7 +19,12 @@ public:
     Value send(const Event &event) override;
 
 private:
+    class Within;
+
+    Value sendNow(const Event &event);
+
     Context &m_context;
+    std::optional<Clock::Time> m_end; // of the event that is being sent
 };
 
 } // namespace ombru::applescript

@@ -8,6 +8,7 @@
 
 namespace ombru::applescript {
 
+class Events;
 struct Expression;
 
 class Context {
@@ -15,8 +16,10 @@ public:
     virtual ~Context() = default;
 
     virtual Host &host() = 0;
+    virtual Events &events() = 0;
     virtual const TextRules &rules() const = 0;
-    virtual Value data(const Expression &expression) = 0; // its value, with every reference followed
+    virtual std::optional<Clock::Duration> timeLimit() const = 0; // for one event, of `with timeout`
+    virtual Value data(const Expression &expression) = 0;         // its value, with every reference followed
     virtual Value follow(Value value) = 0; // a reference into the script's own values becomes what it names
 
     virtual Value runScript(const ScriptPtr &script) = 0;                         // its handler `run`

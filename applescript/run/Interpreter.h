@@ -30,14 +30,16 @@ public:
     Value run(const std::shared_ptr<const ScriptDefinition> &script, const QStringList &arguments, const QString &text);
 
     Host &host() override { return m_surroundings.host; }
+    Events &events() override { return *m_events; }
     const TextRules &rules() const override { return m_considerations.rules(); }
+    std::optional<Clock::Duration> timeLimit() const override { return m_timeLimit; }
     Value data(const Expression &expression) override { return m_expressions.data(expression); }
     Value follow(Value value) override { return m_parts.follow(std::move(value)); }
     Value runScript(const ScriptPtr &script) override;
     Value runText(const QString &text, const QStringList &arguments) override;
 
+    std::optional<Clock::Duration> &timeLimit() { return m_timeLimit; }
     const Surroundings &surroundings() const { return m_surroundings; }
-    Events &events() { return *m_events; }
     Scopes &scopes() { return m_scopes; }
     Considerations &considerations() { return m_considerations; }
     Statements &statements() { return m_statements; }
@@ -51,6 +53,7 @@ public:
 private:
     Surroundings m_surroundings;
     std::unique_ptr<Events> m_events;
+    std::optional<Clock::Duration> m_timeLimit;
     Scopes m_scopes;
     Considerations m_considerations;
     Statements m_statements{*this};

@@ -87,8 +87,9 @@ Flow Statements::giveBack(const Return &statement) {
 }
 
 Flow Statements::timeout(const Timeout &statement) {
+    const Restore<std::optional<Clock::Duration>> restore(m_run.timeLimit());
     if (statement.seconds)
-        toNumber(m_run.data(*statement.seconds), m_run.rules());
+        m_run.timeLimit() = Clock::seconds(toNumber(m_run.data(*statement.seconds), m_run.rules()));
     return execute(statement.body);
 }
 

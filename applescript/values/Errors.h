@@ -36,6 +36,7 @@ constexpr int COERCION = -1700;
 constexpr int MISSING_PARAMETER = -1701;
 constexpr int WRONG_TYPE = -1703;
 constexpr int NOT_UNDERSTOOD = -1708;
+constexpr int TIMED_OUT = -1712;
 constexpr int INVALID_INDEX = -1719;
 constexpr int WRONG_ARGUMENTS = -1721;
 constexpr int NO_SUCH_OBJECT = -1728;

@@ -11,7 +11,8 @@ namespace {
 
 class LinuxDesktop : public Desktop {
 public:
-    explicit LinuxDesktop(const ApplicationOf &applicationOf) : m_windows(m_turns, applicationOf) {}
+    LinuxDesktop(const ApplicationOf &applicationOf, const WaitLimit &limit)
+        : m_turns(limit), m_windows(m_turns, applicationOf) {}
     ~LinuxDesktop() override { restore(); }
     LinuxDesktop(const LinuxDesktop &) = delete;
     LinuxDesktop &operator=(const LinuxDesktop &) = delete;
@@ -38,6 +39,7 @@ private:
 } // namespace ombru
 
 extern "C" __attribute__((visibility("default"))) void ombruOpenDesktop(const ombru::ApplicationOf &applicationOf,
+                                                                        const ombru::WaitLimit &limit,
                                                                         std::unique_ptr<ombru::Desktop> &desktop) {
-    desktop = std::make_unique<ombru::LinuxDesktop>(applicationOf);
+    desktop = std::make_unique<ombru::LinuxDesktop>(applicationOf, limit);
 }

@@ -12,6 +12,7 @@
 #include "applescript/host/Notifications.h"
 #include "applescript/host/Windows.h"
 #include "applescript/values/Application.h"
+#include "platform/linux/system/WaitLimit.h"
 #include "platform/linux/windows/Taskbar.h"
 
 #include <functional>
@@ -40,5 +41,6 @@ using ApplicationOf = std::function<std::optional<applescript::Application>(cons
 
 } // namespace ombru
 
-// What the module exports.
-extern "C" void ombruOpenDesktop(const ombru::ApplicationOf &applicationOf, std::unique_ptr<ombru::Desktop> &desktop);
+// What the module exports. The limit of its waits outlives its operations.
+extern "C" void ombruOpenDesktop(const ombru::ApplicationOf &applicationOf, const ombru::WaitLimit &limit,
+                                 std::unique_ptr<ombru::Desktop> &desktop);

@@ -9,6 +9,8 @@ namespace ombru {
 
 class Turns {
 public:
+    explicit Turns(const WaitLimit &limit) : m_limit(&limit) {}
+
     // Does it on a connection of its own. A Failure without a display, and once the end has come.
     template <class Operation>
     std::invoke_result_t<Operation, X11 &> onDisplay(Operation operation) {
@@ -16,6 +18,7 @@ public:
         auto x11 = X11::open(m_ended);
         if (!x11)
             return std::unexpected(x11.error());
+        x11->limitWaits(*m_limit);
         return operation(*x11);
     }
 
@@ -35,6 +38,7 @@ public:
     }
 
 private:
+    const WaitLimit *m_limit;
     std::mutex m_oneAtATime;
     std::atomic<bool> m_ended = false;
 };

@@ -17,6 +17,7 @@ namespace {
 const QString COMPUTER = u"application org.example.editor Editor\n"
                          "application org.example.files Files\n"
                          "running org.example.editor\n"
+                         "opener org.example.editor\n"
                          "process 11 org.example.editor Editor\n"
                          "process 12 org.example.files Files\n"
                          "window 11 101 10 20 300 200 notes.txt\n"
@@ -80,6 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
         "set n to \"Edi\" & \"tor\"\ntell application n to quit", "set a to application \"Editor\"\nquit a",
         "set a to application \"Editor\"\ntell a to quit", "run application \"Editor\"",
         "launch application \"Editor\"", "tell application \"Editor\" to open POSIX file \"/tmp/x\"",
+        "open location \"file:///tmp/x\"", "open location \" FILE://localhost/tmp/x\"",
+        "tell application \"Files\" to open location \"file:///tmp/x?y#z\"",
         TERMS("frontmost of application \"Editor\""), TERMS("set frontmost of application \"Editor\" to true"),
         TERMS("name of window 1 of application \"Editor\""),
         TERMS("set w to a reference to window 1 of application \"Editor\"\nreturn name of w"),

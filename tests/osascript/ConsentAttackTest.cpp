@@ -327,3 +327,13 @@ TEST_F(ConsentAttack, TheQuestionEndsWithItsScript) {
     await(process->ended());
     EXPECT_TRUE(waitUntil([prompt] { return !isAlive(prompt); }));
 }
+
+TEST_F(ConsentAttack, TheQuestionEndsWithTheTimeOfItsEvent) {
+    playPrompt("echo $$ >prompt.pid; exec sleep 600");
+    const auto outcome = underOmbru(osascript(u"with timeout of 1 second\n"_s + REACH + u"\nend timeout"_s));
+    EXPECT_TRUE(outcome.err.contains(u"Probe got an error: AppleEvent timed out. (-1712)"_s)) << outcome;
+    EXPECT_FALSE(QFile::exists(launchedFile()));
+    const auto prompt = pidIn(m_scratch.path(u"prompt.pid"_s));
+    EXPECT_GT(prompt, 0);
+    EXPECT_FALSE(isAlive(prompt));
+}

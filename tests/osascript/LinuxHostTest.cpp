@@ -3,6 +3,7 @@
 #include "osascript/LinuxHost.h"
 
 #include "base/Process.h"
+#include "tests/support/Consent.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
 
@@ -192,15 +193,80 @@ TEST_F(OpeningFiles, AFileThatIsNotThereIsSaid) {
     EXPECT_EQ(result.error().description, u"File /no/such/file wasn’t found."_s);
 }
 
+TEST_F(OpeningFiles, WhatIsNoFullPathIsNoFile) {
+    scratch.write(u"+one.txt"_s, "1");
+    const QDir before = QDir::current();
+    ASSERT_TRUE(QDir::setCurrent(scratch.directory()));
+    for (const auto &path : {u"+one.txt"_s, u"+!touch one"_s, u"--help"_s, u"https://example.org"_s, u""_s, u"."_s,
+                             scratch.path(u"+one.txt"_s) + QChar(0), u"/dev/null"_s}) {
+        for (const auto &application : {u"editor"_s, u"files"_s}) {
+            const auto result = host.applications().open(application, {path});
+            ASSERT_FALSE(result) << path.toStdString();
+            EXPECT_EQ(result.error().code, -43);
+        }
+    }
+    QDir::setCurrent(before.path());
+    EXPECT_FALSE(QFile::exists(scratch.path(u"editor.opened"_s)));
+}
+
+TEST_F(OpeningFiles, ADocumentHasTheApplicationOfItsKind) {
+    const auto opener = host.applications().openerOf(scratch.write(u"one.txt"_s, "1"));
+    ASSERT_TRUE(opener);
+    EXPECT_EQ(opener->id, u"editor"_s);
+    const auto manager = host.applications().openerOf(scratch.directory());
+    ASSERT_TRUE(manager);
+    EXPECT_EQ(manager->id, u"files"_s);
+    EXPECT_EQ(host.applications().openerOf(scratch.path(u"none.txt"_s)).error().code, -43);
+    EXPECT_EQ(host.applications().openerOf(scratch.write(u"one.flac"_s, "fLaC")).error().code, -10814);
+}
+
+TEST_F(OpeningFiles, AProgramHasNone) {
+    const auto entry = scratch.write(u"it.desktop"_s, "[Desktop Entry]\nType=Application\nName=It\nExec=true\n");
+    for (const auto &program : {entry, scratch.write(u"it.txt"_s, "#!/bin/sh\ntrue\n")}) {
+        const auto opener = host.applications().openerOf(program);
+        ASSERT_FALSE(opener);
+        EXPECT_EQ(opener.error().description, program + u" is a program; scripts open documents and folders."_s);
+        EXPECT_FALSE(host.applications().open(u"files"_s, {program}));
+    }
+    EXPECT_FALSE(QFile::exists(scratch.path(u"files.opened"_s)));
+    EXPECT_FALSE(QFile::exists(scratch.path(u"editor.opened"_s)));
+}
+
+TEST_F(LinuxHostTest, AFileIsNoAddressForAGeneralOpener) {
+    const test::Variable display("DISPLAY", ":0");
+    const test::Variable path("PATH", scratch.directory().toUtf8());
+    const auto opener = scratch.script(u"xdg-open"_s, "touch '" + scratch.path(u"opened"_s).toUtf8() + "'");
+    EXPECT_FALSE(host.applications().openLocation(u"file:///etc/hosts"_s));
+    EXPECT_FALSE(host.applications().openLocation(u"FILE:/etc/hosts"_s));
+    EXPECT_FALSE(QFile::exists(scratch.path(u"opened"_s)));
+}
+
+TEST_F(LinuxHostTest, ADialogsTitleBeginsWithWhoseScriptItIs) {
+    EXPECT_EQ(dialogTitle(u"com.ombru.mac"_s, {}), u"Script of ombru"_s);
+    EXPECT_EQ(dialogTitle(u"/usr/bin/xterm"_s, u"Backup"_s), u"Script of xterm: Backup"_s);
+    EXPECT_EQ(dialogTitle(u"/usr/bin/xterm"_s, u"ombru: allow control of Mail?"_s),
+              u"Script of xterm: ombru: allow control of Mail?"_s);
+    EXPECT_EQ(dialogTitle(u"/home/me/ombru"_s, u"a\nb"_s), u"Script of /home/me/ombru: a b"_s);
+}
+
 TEST_F(LinuxHostTest, QuittingWhatDoesNotRunIsNothingToDo) {
     EXPECT_TRUE(host.applications().quit(u"no.such.application"_s));
 }
 
 TEST_F(OpeningFiles, AFileManagerShowsFoldersAndOpensFilesWithTheirApplication) {
+    test::allow(scratch.directory(), {u"editor"_s}, askingClient().id);
     const auto file = scratch.write(u"one.txt"_s, "1");
     ASSERT_TRUE(host.applications().open(u"com.apple.finder"_s, {file, scratch.directory()}));
     EXPECT_EQ(opened(u"editor"_s), file.toUtf8() + '\n');
     EXPECT_EQ(opened(u"files"_s), scratch.directory().toUtf8() + '\n');
+}
+
+TEST_F(OpeningFiles, AFileManagerOpensNothingInAnApplicationThatIsRefused) {
+    test::decide(scratch.directory(), askingClient().id, {u"editor"_s}, false);
+    const auto result = host.applications().open(u"files"_s, {scratch.write(u"one.txt"_s, "1")});
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, -1743);
+    EXPECT_FALSE(QFile::exists(scratch.path(u"editor.opened"_s)));
 }
 
 TEST_F(LinuxHostTest, WhatRunsOnAnotherDisplayDoesNotRunHere) {

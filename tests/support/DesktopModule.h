@@ -9,7 +9,7 @@
 
 namespace ombru::test {
 
-inline std::unique_ptr<Desktop> openDesktop() {
+inline std::unique_ptr<Desktop> openDesktop(const WaitLimit &limit = UNLIMITED) {
     const QByteArray path = qgetenv("OMBRU_BIN") + "/ombru-desktop.so";
     static void *const module = dlopen(path.constData(), RTLD_NOW | RTLD_LOCAL);
     if (!module) {
@@ -18,7 +18,7 @@ inline std::unique_ptr<Desktop> openDesktop() {
     }
     const auto noneInstalled = [](const DesktopWindow &) { return std::optional<applescript::Application>(); };
     std::unique_ptr<Desktop> desktop;
-    reinterpret_cast<decltype(&ombruOpenDesktop)>(dlsym(module, "ombruOpenDesktop"))(noneInstalled, desktop);
+    reinterpret_cast<decltype(&ombruOpenDesktop)>(dlsym(module, "ombruOpenDesktop"))(noneInstalled, limit, desktop);
     return desktop;
 }
 

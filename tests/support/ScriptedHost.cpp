@@ -72,6 +72,11 @@ void ScriptedHost::read(const QString &word, const QStringList &rest, const QStr
         m_answer = {-1, {}, true};
     } else if (word == u"fail") {
         m_failures.insert(rest.value(0), Failure{u"host"_s, number(1), from(2)});
+    } else if (word == u"slow") {
+        m_slow.insert(rest.value(0), rest.value(1).toDouble());
+        m_clock.emplace();
+    } else if (word == u"opener") {
+        m_opener = line;
     } else if (word == u"refuse") {
         m_refused.append(line);
     } else {
@@ -79,7 +84,13 @@ void ScriptedHost::read(const QString &word, const QStringList &rest, const QStr
     }
 }
 
+void ScriptedHost::passTime(const QString &call) {
+    if (m_slow.contains(call))
+        m_clock->advance(Clock::seconds(m_slow.value(call)));
+}
+
 Result<> ScriptedHost::done(const QString &call, const QString &about) {
+    passTime(call);
     calls.append(escaped(call + u' ' + about));
     if (m_failures.contains(call))
         return std::unexpected(m_failures.value(call));
@@ -122,6 +133,14 @@ Result<> ScriptedHost::setText(const QString &text) {
     return done(u"clipboard"_s, text);
 }
 
+Result<Application> ScriptedHost::openerOf(const QString &path) {
+    if (m_failures.contains(u"opener"_s))
+        return std::unexpected(m_failures.value(u"opener"_s));
+    const auto found = applicationWithId(m_opener);
+    return found ? *found
+                 : Result<Application>(std::unexpected(Failure{u"host"_s, -10814, u"Nothing opens "_s + path}));
+}
+
 Result<> ScriptedHost::openLocation(const QString &url) {
     return done(u"location"_s, url);
 }
@@ -135,6 +154,7 @@ QString ScriptedHost::path(Folder folder) {
 
 Result<> ScriptedHost::authorize(const Application &application) {
     authorizations.append(application.id);
+    passTime(u"authorize"_s);
     if (!m_refused.contains(application.id))
         return {};
     return std::unexpected(

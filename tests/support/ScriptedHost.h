@@ -7,7 +7,9 @@
 //   out TEXT / err TEXT        what it writes (\n for a line end)
 //   clipboard TEXT   now ISO-DATE   random NUMBER   answer BUTTON-INDEX TEXT   gives up
 //   fail CALL NUMBER MESSAGE   the call with this name fails
+//   opener ID                  opens every document
 //   refuse ID                  the owner lets no event be sent there
+//   slow CALL SECONDS          the call with this name takes that long; then no other time passes
 #pragma once
 #include "applescript/host/Host.h"
 
@@ -26,10 +28,12 @@ class ScriptedHost final : public Host,
 public:
     explicit ScriptedHost(const QString &script = {});
 
-    QStringList calls;          // what was done, in order
-    QString logged;             // what would be on standard error
-    QStringList authorizations; // the applications that an event was to be sent to
+    QStringList calls;                              // what was done, in order
+    QString logged;                                 // what would be on standard error
+    QStringList authorizations;                     // the applications that an event was to be sent to
+    std::vector<std::optional<Clock::Time>> limits; // until when it was to wait, each as it was set
 
+    void limitWaits(std::optional<Clock::Time> end) override { limits.push_back(end); }
     System &system() override { return *this; }
     Dialogs &dialogs() override { return *this; }
     Applications &applications() override { return *this; }
@@ -47,6 +51,7 @@ public:
     Result<DialogAnswer> ask(const DialogRequest &request) override;
     Result<QString> text() override { return m_clipboard; }
     Result<> setText(const QString &text) override;
+    Result<Application> openerOf(const QString &path) override;
     Result<> openLocation(const QString &url) override;
     QString path(Folder folder) override;
     void log(const QString &line) override { logged += line + QChar(u'\n'); }
@@ -76,6 +81,7 @@ public:
 
 private:
     Result<> done(const QString &call, const QString &about);
+    void passTime(const QString &call);
     void read(const QString &word, const QStringList &rest, const QString &line);
 
     QHash<QString, ShellOutcome> m_shell;
@@ -87,9 +93,12 @@ private:
     std::vector<Application> m_applications;
     QStringList m_running;
     QStringList m_refused;
+    QString m_opener;
     std::vector<ProcessInfo> m_processes;
     QHash<qint64, std::vector<WindowInfo>> m_windows;
     QHash<QString, Failure> m_failures;
+    QHash<QString, double> m_slow; // seconds
+    std::optional<ManualClock> m_clock;
 };
 
 } // namespace ombru::applescript

@@ -75,7 +75,7 @@ bool DesktopApplications::isRunning(const QString &id) const {
 }
 
 void DesktopApplications::awaitStart(const DesktopEntry &entry) const {
-    waitFor(STARTING, [&] {
+    waitUntil(m_limit->after(STARTING), [&] {
         const auto windows = windowsOf(entry.id);
         return !windows || !windows->empty() || runningSince(entry).value_or(STARTING) >= STARTING;
     });
@@ -84,7 +84,7 @@ void DesktopApplications::awaitStart(const DesktopEntry &entry) const {
 Result<std::vector<DesktopWindow>> DesktopApplications::awaitWindows(const DesktopEntry &entry,
                                                                      std::chrono::milliseconds time) const {
     Result<std::vector<DesktopWindow>> windows;
-    waitFor(time, [&] {
+    waitUntil(m_limit->after(time), [&] {
         windows = windowsOf(entry.id);
         return !windows || !windows->empty();
     });
@@ -114,10 +114,11 @@ Result<> DesktopApplications::openLocation(const QString &url) const {
             Failure{u"applications"_s, COULD_NOT_LAUNCH,
                     u"There is no display to open “%1” on. Run this inside a desktop session."_s.arg(url)});
     const auto scheme = QUrl(url).scheme();
-    const auto entry = scheme.isEmpty() ? std::nullopt : defaultFor(u"x-scheme-handler/"_s + scheme);
+    const bool opens = !scheme.isEmpty() && scheme != u"file";
+    const auto entry = opens ? defaultFor(u"x-scheme-handler/"_s + scheme) : std::nullopt;
     if (entry)
         return start(*entry, {url});
-    if (!scheme.isEmpty() && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
+    if (opens && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
         return startDetached({u"xdg-open"_s, url});
     return std::unexpected(
         Failure{u"applications"_s, NO_APPLICATION, u"No application is installed that opens “%1”."_s.arg(url)});

@@ -3,6 +3,7 @@
 // domain "applications", and AppleScript's error number as their code.
 #pragma once
 #include "platform/linux/applications/Applications.h"
+#include "platform/linux/system/WaitLimit.h"
 #include "platform/linux/windows/Taskbar.h"
 
 #include <QSet>
@@ -16,10 +17,11 @@ Failure notInstalled(const QString &id);
 
 class DesktopApplications {
 public:
-    // Asked when the windows are needed first; the taskbar outlives this object.
+    // Asked when the windows are needed first; the taskbar outlives this object, as the limit of its waits does.
     using OpenTaskbar = std::function<Result<Taskbar *>()>;
 
-    explicit DesktopApplications(OpenTaskbar openTaskbar) : m_openTaskbar(std::move(openTaskbar)) {}
+    explicit DesktopApplications(OpenTaskbar openTaskbar, const WaitLimit &limit = UNLIMITED)
+        : m_openTaskbar(std::move(openTaskbar)), m_limit(&limit) {}
 
     std::optional<DesktopEntry> withId(const QString &id) const;
     std::optional<DesktopEntry> ofWindow(const DesktopWindow &window) const;
@@ -43,7 +45,7 @@ public:
     // where it was. Returns then, or when it has shown nothing for some seconds; nothing to do when it runs.
     Result<> openHidden(const QString &id) const;
 
-    // With the owner's application for such addresses.
+    // With the owner's application for such addresses. A Failure for a file, which is for the application of its kind.
     Result<> openLocation(const QString &url) const;
 
 private:
@@ -53,6 +55,7 @@ private:
     Result<> returnFocus(const DesktopEntry &entry, const DesktopWindow &before) const;
 
     OpenTaskbar m_openTaskbar;
+    const WaitLimit *m_limit;
 };
 
 } // namespace ombru

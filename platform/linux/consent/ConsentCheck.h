@@ -24,6 +24,9 @@ public:
     // Where the decisions are kept.
     QString database() const;
 
+    // Whose wish is carried out.
+    const QString &client() const { return m_client.id; }
+
 private:
     ConsentClient m_client;
     RunToEnd m_run;

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
+#include <thread>
 
 namespace ombru {
 
@@ -34,13 +36,30 @@ Descriptor open(const QString &path, int mode) {
     return Descriptor(::open(QFile::encodeName(path).constData(), mode | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
 }
 
+// The system waits for a lock as long as that takes: with a limit it is tried again and again.
+bool tryUntil(Clock::Time end, const std::function<int()> &once) {
+    constexpr auto GLANCE = std::chrono::milliseconds(10);
+    while (once() != 0) {
+        if (errno != EAGAIN && errno != EACCES && errno != EINTR)
+            return false;
+        if (Clock::now() >= end) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        std::this_thread::sleep_for(GLANCE);
+    }
+    return true;
+}
+
 // Belongs to the open file, not to the process, so that two in one process exclude each other too.
-bool lock(const Descriptor &file, Place place, short kind) {
+bool lock(const Descriptor &file, Place place, short kind, const std::optional<Clock::Time> &end = {}) {
     struct flock bytes = {};
     bytes.l_type = kind;
     bytes.l_whence = SEEK_SET;
     bytes.l_start = place;
     bytes.l_len = 1;
+    if (end)
+        return tryUntil(*end, [&] { return ::fcntl(file.number(), F_OFD_SETLK, &bytes); });
     int result = 0;
     do
         result = ::fcntl(file.number(), F_OFD_SETLKW, &bytes);
@@ -71,12 +90,12 @@ Result<PromptLock> PromptLock::forPrompt(const QString &database) {
     return PromptLock(std::move(file));
 }
 
-Result<PromptLock> PromptLock::forInput(const QString &database) {
+Result<PromptLock> PromptLock::forInput(const QString &database, const std::optional<Clock::Time> &end) {
     const auto path = fileBeside(database);
     auto file = open(path, O_RDWR | O_CREAT);
     if (!file.isOpen())
         file = open(path, O_RDONLY); // enough to share it
-    const bool locked = file.isOpen() && lock(file, door, F_RDLCK) && lock(file, room, F_RDLCK);
+    const bool locked = file.isOpen() && lock(file, door, F_RDLCK, end) && lock(file, room, F_RDLCK, end);
     if (!locked && !keepsPromptsAway(errno))
         return std::unexpected(cannotLock(path, errno));
     if (locked)

@@ -7,9 +7,8 @@ namespace ombru {
 
 // Looks until the condition holds; false when the time is over.
 template <class Condition>
-bool waitFor(std::chrono::milliseconds time, Condition condition) {
+bool waitUntil(std::chrono::steady_clock::time_point end, Condition condition) {
     constexpr auto GLANCE = std::chrono::milliseconds(30);
-    const auto end = std::chrono::steady_clock::now() + time;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end)
             return false;

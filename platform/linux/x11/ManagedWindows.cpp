@@ -1,9 +1,10 @@
 #include "platform/linux/x11/ManagedWindows.h"
 
+#include "platform/linux/x11/Receivers.h"
+
 #include <QMargins>
 
 #include <algorithm>
-#include <xcb/res.h>
 #include <xcb/xcb_icccm.h>
 
 using namespace Qt::StringLiterals;
@@ -62,27 +63,10 @@ bool ManagedWindows::hasState(xcb_window_t window, const char *state) {
     return contains(m_x11.numbers(window, "_NET_WM_STATE"), m_x11.atom(state));
 }
 
-// What the server knows is right in containers too, where a window's own word is not; not every server tells.
-qint64 ManagedWindows::pidOf(xcb_window_t window) {
-    const auto *extension = xcb_get_extension_data(m_x11.connection(), &xcb_res_id);
-    if (!extension || !extension->present)
-        return m_x11.number(window, "_NET_WM_PID");
-    const xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const auto reply = Reply<xcb_res_query_client_ids_reply_t>(xcb_res_query_client_ids_reply(
-        m_x11.connection(), xcb_res_query_client_ids(m_x11.connection(), 1, &wanted), nullptr));
-    if (!reply)
-        return m_x11.number(window, "_NET_WM_PID");
-    for (auto i = xcb_res_query_client_ids_ids_iterator(reply.get()); i.rem > 0; xcb_res_client_id_value_next(&i))
-        if ((i.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
-            xcb_res_client_id_value_value_length(i.data) == 1)
-            return *xcb_res_client_id_value_value(i.data);
-    return m_x11.number(window, "_NET_WM_PID");
-}
-
 DesktopWindow ManagedWindows::describe(xcb_window_t window, xcb_window_t active, QPoint origin) {
     DesktopWindow result;
     result.handle = window;
-    result.pid = pidOf(window);
+    result.pid = processOf(m_x11, window);
     const QStringList names = m_x11.text(window, "WM_CLASS").split(QChar(u'\0'));
     result.instance = names.value(0);
     result.className = names.value(1);
@@ -165,7 +149,8 @@ Result<> ManagedWindows::awaitManager() {
     xcb_create_window(m_x11.connection(), 0, asking, m_x11.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, 0, 0,
                       nullptr);
     bool answered = false;
-    for (int waited = 0; !answered && waited < BACKLOG_MILLISECONDS; waited += ASK_AGAIN_MILLISECONDS) {
+    for (int waited = 0; !answered && waited < BACKLOG_MILLISECONDS && m_x11.mayWait();
+         waited += ASK_AGAIN_MILLISECONDS) {
         m_x11.tellManager(asking, question, {});
         answered =
             m_x11.waitFor(ASK_AGAIN_MILLISECONDS, [&] { return !m_x11.numbers(asking, "_NET_FRAME_EXTENTS").empty(); });

@@ -26,7 +26,6 @@ private:
 
     bool isListed(xcb_window_t window);
     bool hasState(xcb_window_t window, const char *state);
-    qint64 pidOf(xcb_window_t window);
     DesktopWindow describe(xcb_window_t window, xcb_window_t active, QPoint origin);
     QMargins frameOf(xcb_window_t window);
     QRect clientArea(xcb_window_t window); // on the root window, without its frame

@@ -1,6 +1,7 @@
 // The X server as the desktop's operations use it: properties, messages to the window manager, polling. A connection
 // for one operation; the X server that goes away is a Failure of that operation. One thread.
 #pragma once
+#include "platform/linux/system/WaitLimit.h"
 #include "platform/linux/x11/Display.h"
 
 #include <QPoint>
@@ -37,6 +38,10 @@ public:
     X11(X11 &&) = default;
     X11 &operator=(X11 &&) = default;
 
+    // Waits end early at that limit, too, which outlives this.
+    void limitWaits(const WaitLimit &limit) { m_limit = &limit; }
+    bool mayWait() const { return !m_limit->passed(); }
+
     xcb_connection_t *connection() const { return m_display.connection(); }
     xcb_window_t root() const { return m_display.screen().root; }
     const Display &display() const { return m_display; }
@@ -66,7 +71,7 @@ public:
     // Turns until the condition holds; false when the time is over, the server has gone, or `stop` is set.
     template <class Condition>
     bool waitFor(int milliseconds, Condition condition) const {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+        const auto end = m_limit->after(std::chrono::milliseconds(milliseconds));
         while (!condition()) {
             if (std::chrono::steady_clock::now() >= end || !flush())
                 return false;
@@ -84,6 +89,7 @@ private:
 
     Display m_display;
     const std::atomic<bool> *m_stop;
+    const WaitLimit *m_limit = &UNLIMITED;
     std::map<const char *, xcb_atom_t> m_atoms;
 };
 

@@ -84,3 +84,14 @@ TEST(StartingManager, IsAskedAgainWhenItMissedTheQuestion) {
     EXPECT_TRUE(windows->empty());
     EXPECT_EQ(manager.asked(), 2);
 }
+
+TEST(StartingManager, IsNotWaitedForWhenTheTimeOfAnEventIsOver) {
+    const XServer server("640x480x24");
+    const SlowManager manager(std::numeric_limits<int>::max());
+    WaitLimit limit;
+    limit.set(Clock::now());
+    const auto windows = openDesktop(limit)->taskbar().windows();
+    ASSERT_FALSE(windows);
+    EXPECT_EQ(windows.error().code, -1712);
+    EXPECT_LE(manager.asked(), 1);
+}

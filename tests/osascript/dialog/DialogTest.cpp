@@ -193,6 +193,14 @@ TEST_F(Dialog, OnAPlatformThatShowsNothingFailsAtOnce) {
     }
 }
 
+TEST_F(Dialog, ShowsInItsTitleBarWhoseScriptItIs) {
+    process.start(qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s,
+                  {u"-e"_s, u"display dialog \"Go on?\" with title \"ombru: allow control of Mail?\""_s});
+    std::optional<DesktopWindow> window;
+    ASSERT_TRUE(waitUntil([&] { return (window = windowTitled(*desktop, u"control of Mail"_s)).has_value(); }));
+    EXPECT_EQ(window->title, u"Script of osascript-dialog-DialogTest: ombru: allow control of Mail?"_s);
+}
+
 TEST_F(Dialog, AScriptHearsThatNobodyCanBeAsked) {
     for (const char *name : {"DISPLAY", "QT_QPA_PLATFORM"}) {
         const test::Variable unseen(name, qstrcmp(name, "DISPLAY") == 0 ? "" : "offscreen");

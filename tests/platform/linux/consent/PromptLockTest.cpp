@@ -203,3 +203,13 @@ TEST_F(PromptLockTest, SomethingElseInTheLocksPlaceKeepsNobodyWaiting) {
     ASSERT_EQ(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
     EXPECT_TRUE(PromptLock::forInput(database));
 }
+
+TEST_F(PromptLockTest, InputThatMayNotWaitIsNotMade) {
+    const auto open = prompt();
+    ASSERT_TRUE(waitUntil([&] { return open->holds(); }));
+    const auto refused = PromptLock::forInput(database, Clock::now());
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().domain, u"prompt"_s);
+    open->release();
+    EXPECT_TRUE(PromptLock::forInput(database, Clock::now()));
+}

@@ -1,0 +1,26 @@
+// Which window would get a key or a click now, and whose it is. One thread.
+#pragma once
+#include "platform/linux/windows/Taskbar.h"
+#include "platform/linux/x11/X11.h"
+
+namespace ombru {
+
+// The window that has the keyboard, or the one under the pointer where that decides; none when nobody has it. A program
+// that has grabbed the keyboard is not told by the server: what it shows is among openMenus().
+xcb_window_t keyReceiver(X11 &x11);
+
+// The innermost window under the pointer, or at a place on the root window; none where there is only the root.
+xcb_window_t pointerReceiver(const X11 &x11);
+xcb_window_t windowAt(const X11 &x11, QPoint place);
+
+// Windows past the window manager that may hold the keyboard: menus and the like, without tooltips and notifications.
+std::vector<xcb_window_t> openMenus(X11 &x11);
+
+// Whose the window is: as its program described the window that the window manager knows, be it around this one or in
+// this frame; else the outermost. A part of another program's comes as a second one.
+std::vector<DesktopWindow> ownersOf(X11 &x11, xcb_window_t window);
+
+// The process whose connection made the window.
+qint64 processOf(X11 &x11, xcb_window_t window);
+
+} // namespace ombru

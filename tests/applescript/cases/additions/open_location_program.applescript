@@ -1,0 +1,1 @@
+open location "file:///home/me/it.desktop"
