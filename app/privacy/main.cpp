@@ -4,6 +4,7 @@
 #include "app/privacy/PrivacyWindow.h"
 #include "base/Background.h"
 #include "base/Program.h"
+#include "platform/AssistiveAccess.h"
 #include "platform/WindowAccess.h"
 
 #include <QApplication>
@@ -56,6 +57,7 @@ int main(int argc, char **argv) {
     }
     int none = 1; // the arguments are not Qt's
     QApplication application(none, argv);
+    describeWindowsOnly();
     QApplication::setApplicationName(u"ombru"_s);
     QApplication::setQuitOnLastWindowClosed(false);
     const int status = showWindow(QString::fromStdString(pane));

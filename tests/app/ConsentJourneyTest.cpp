@@ -84,21 +84,27 @@ protected:
     static bool shell(const QByteArray &line) { return std::system(line.constData()) == 0; }
     static inline const QByteArray FIND = "xdotool search --onlyvisible --name '^ombru: allow control of' ";
     static bool isAsked() { return shell(FIND + ">/dev/null 2>&1"); }
-    // Presses the key at the question until it is gone: it does not listen in its first moment. In a program of its
-    // own, which does not end with the window and leave the key down.
-    static void answer(const QByteArray &key) {
+    // Tries until the question is gone: it does not listen in its first second. In a program of its own, which does not
+    // end with the window and leave the key down.
+    static void answerBy(const QByteArray &action) {
         ASSERT_TRUE(waitUntil(isAsked));
         EXPECT_TRUE(waitUntil([&] {
-            shell(FIND + "windowactivate --sync >/dev/null 2>&1 && xdotool key " + key);
+            shell(FIND + "windowactivate --sync >/dev/null 2>&1 && " + action);
             for (int look = 0; look < 10 && isAsked(); ++look)
                 shell("sleep 0.05");
             return !isAsked();
         }));
     }
-    int askFor(const QString &application, const QByteArray &key) {
+    static void press(const QByteArray &key) { answerBy("xdotool key " + key); }
+    static void clickAllow() {
+        answerBy("xdotool mousemove 2 2 && eval $(" + FIND +
+                 "getwindowgeometry --shell) && xdotool mousemove --window $WINDOW $((WIDTH - 50)) $((HEIGHT - 30)) "
+                 "click 1");
+    }
+    int askFor(const QString &application, const std::function<void()> &answer) {
         const auto prompt = startProgram(u"ombru-consent-prompt"_s,
                                          {u"--client"_s, ownConsentClient(), u"--application"_s, application});
-        answer(key);
+        answer();
         return end(prompt).status;
     }
 
@@ -191,14 +197,14 @@ TEST_F(ConsentJourney, WhatIsUndecidedIsRefusedInTheLoopAndEverybodyHears) {
 TEST_F(ConsentJourney, OnceTheOwnerHasPressedAllowTheSameTaskIsDone) {
     m_scratch.write(u"note.txt"_s, "");
     expectRefused(run({u"--json"_s, TASK}), CLICK_ALLOW);
-    EXPECT_EQ(askFor(editor(), "alt+a"), 0);
+    EXPECT_EQ(askFor(editor(), clickAllow), 0);
     EXPECT_EQ(decision(ownConsentClient()), true);
     expectWritten();
 }
 
 TEST_F(ConsentJourney, WhatTheOwnerRefusedStaysRefusedAndTheSettingsAreNamed) {
     m_scratch.write(u"note.txt"_s, "");
-    EXPECT_EQ(askFor(u"com.apple.TextEdit"_s, "Escape"), 1);
+    EXPECT_EQ(askFor(u"com.apple.TextEdit"_s, [] { press("Escape"); }), 1);
     EXPECT_EQ(decision(ownConsentClient()), false);
     expectRefused(run({u"--json"_s, TASK}), TURN_ON);
     EXPECT_FALSE(isAsked());
@@ -260,7 +266,7 @@ TEST_F(ConsentJourney, AScriptOfAnotherProgramWaitsForTheAnswerAndGoesOn) {
     ASSERT_TRUE(waitUntil(isAsked));
     EXPECT_FALSE(QFile::exists(went()));
     EXPECT_EQ(decision(thisTest()), std::nullopt);
-    answer("alt+a");
+    clickAllow();
     const auto finished = end(script);
     EXPECT_EQ(finished.status, 0) << finished.out.toStdString();
     EXPECT_TRUE(QFile::exists(went()));
@@ -271,7 +277,7 @@ TEST_F(ConsentJourney, AScriptOfAnotherProgramWaitsForTheAnswerAndGoesOn) {
 
 TEST_F(ConsentJourney, AScriptOfAnotherProgramThatIsRefusedEndsAndIsNotAskedAboutAgain) {
     const auto script = startScript();
-    answer("alt+d");
+    press("alt+d");
     for (const auto &finished : {end(script), end(startScript())}) {
         EXPECT_EQ(finished.status, 1);
         EXPECT_TRUE(finished.out.contains(u"execution error: Not authorized to send Apple events to "_s) &&
@@ -339,7 +345,7 @@ TEST_F(UnusableRecord, OneThatIsThereLetsTheScriptsPass) {
 TEST_F(UnusableRecord, MissingAsksTheOwnerOnly) {
     QDir(data() + u"/ombru"_s).removeRecursively();
     const auto task = start({TASK});
-    answer("Escape");
+    press("Escape");
     const auto finished = end(task);
     EXPECT_EQ(finished.status, 0) << finished.out.toStdString();
     EXPECT_TRUE(finished.out.contains(u"✗ TextEdit hasn't been allowed yet — "_s + CLICK_ALLOW))

@@ -1,6 +1,6 @@
 // The privacy settings in the private desktop, worked by keys as their owner would.
 #include "tests/support/Consent.h"
-#include "tests/support/DesktopModule.h"
+#include "tests/support/PromptOnScreen.h"
 
 #include <QProcess>
 
@@ -15,7 +15,6 @@ const QString EDITOR = u"org.example.Editor"_s;
 const QString CLIENT = u"com.ombru.mac"_s;
 const QString TITLE = u"ombru: privacy"_s;
 const QString QUESTION = u"ombru: allow control of"_s;
-constexpr int KEY_A = 0;
 constexpr int KEY_F = 3;
 constexpr int ESCAPE = 53;
 constexpr int KEY_L = 37;
@@ -60,13 +59,13 @@ protected:
     // The same at the question, which does not take the focus from a window where keys are being pressed. A key too
     // many must not reach the privacy settings, where it means something else: when the question goes, another window
     // has the focus.
-    bool answer(int keyCode, Modifiers modifiers, const std::function<bool()> &until) {
+    bool answer(const std::function<void()> &act, const std::function<bool()> &until) {
         const auto bystander = startProgram("xterm -T bystander", "xterm");
         focusWindow(*desktop, u"bystander"_s);
         return waitUntil([&] {
             const auto question = windowTitled(*desktop, QUESTION);
             if (question && desktop->taskbar().activateWindow(question->handle)) {
-                desktop->input().pressKey(keyCode, modifiers);
+                act();
                 settle();
             }
             return until();
@@ -87,7 +86,7 @@ TEST_F(PrivacyWindowTest, ChangesDecisions) {
     EXPECT_TRUE(press(KEY_R, [&] { return decision() == false; }));
     EXPECT_TRUE(press(KEY_L, [&] { return isAsking(); }));
     EXPECT_EQ(decision(), false) << "the owner was not asked yet";
-    EXPECT_TRUE(answer(KEY_A, Modifiers(Modifier::option), [&] { return decision() == true; }));
+    EXPECT_TRUE(answer([&] { clickAllow(*desktop); }, [&] { return decision() == true; }));
     focusWindow(*desktop, TITLE);
     EXPECT_TRUE(press(KEY_F, [&] { return decision() == std::nullopt; }));
 }
@@ -108,7 +107,7 @@ TEST_F(PrivacyWindowTest, AScriptsKeysCannotAllow) {
     EXPECT_TRUE(isAsking());
     script.kill();
     script.waitForFinished();
-    EXPECT_TRUE(answer(ESCAPE, 0, [&] { return !isAsking(); }));
+    EXPECT_TRUE(answer([&] { desktop->input().pressKey(ESCAPE, 0); }, [&] { return !isAsking(); }));
     EXPECT_EQ(decision(), false);
 }
 

@@ -115,7 +115,7 @@ QBoxLayout *PromptWindow::buttons() {
         return button;
     };
     add(u"&Don’t Allow"_s, false)->setFocus();
-    add(u"&Allow"_s, true);
+    m_guard.protect(*add(u"Allow"_s, true)); // without a key of its own: one held down or sent would be an answer
     return row;
 }
 

@@ -1,12 +1,14 @@
 // ombru-consent-prompt: asks the owner whether one program may control another, and records the answer. Ends with 0:
 // allowed, 1: refused, or another status and a line on standard error when nobody could be asked or nothing recorded.
 // One prompt is open at a time; one that waited takes the answer that was given meanwhile, unless it is to ask again
-// about a refusal. Ends with whoever started it.
+// about a refusal. Ends with whoever started it, and unanswered when its time is over.
 #include "base/Program.h"
+#include "platform/AssistiveAccess.h"
 #include "platform/WindowAccess.h"
 #include "platform/linux/applications/InstalledApplications.h"
 #include "platform/linux/consent/ConsentCheck.h"
 #include "platform/linux/consent/PromptLock.h"
+#include "platform/linux/consent/prompt/FreeInput.h"
 #include "platform/linux/consent/prompt/PromptWindow.h"
 #include "platform/linux/windows/ShowInFront.h"
 
@@ -25,12 +27,15 @@ using namespace ombru;
 
 namespace {
 
+constexpr unsigned TIME = 600; // seconds, with all waiting
+
 enum Status { ALLOWED = 0, REFUSED = 1, NOBODY_ASKED = 2 };
 
 struct Question {
     QString client;
     QString application;
     bool again = false; // whatever was refused before
+    unsigned seconds = TIME;
 };
 
 Status complain(const QString &what) {
@@ -45,9 +50,26 @@ bool endWithParent() {
     std::signal(SIGTERM, SIG_DFL);
     sigset_t ending;
     ::sigemptyset(&ending);
-    ::sigaddset(&ending, SIGTERM);
+    for (const int number : {SIGTERM, SIGALRM})
+        ::sigaddset(&ending, number);
     ::sigprocmask(SIG_UNBLOCK, &ending, nullptr);
     return ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && parent != 1 && ::getppid() == parent;
+}
+
+// No other program of this user looks into the answer or changes it.
+void closeToOthers() {
+    ::prctl(PR_SET_DUMPABLE, 0);
+}
+
+void leaveTooLate(int) {
+    constexpr std::string_view LINE = "ombru-consent-prompt: Nobody answered in time.\n";
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, LINE.data(), LINE.size());
+    std::_Exit(NOBODY_ASKED);
+}
+
+void leaveAfter(unsigned seconds) {
+    std::signal(SIGALRM, leaveTooLate);
+    ::alarm(seconds);
 }
 
 Result<Question> questionIn(const QStringList &arguments) {
@@ -56,13 +78,16 @@ Result<Question> questionIn(const QStringList &arguments) {
     const QCommandLineOption application(u"application"_s, {}, u"ID"_s);
     parser.addOption(client);
     const QCommandLineOption again(u"again"_s);
-    parser.addOption(application);
-    parser.addOption(again);
+    const QCommandLineOption within(u"within"_s, {}, u"SECONDS"_s, QString::number(TIME));
+    parser.addOptions({application, again, within});
     const bool read = parser.parse(arguments) && parser.positionalArguments().isEmpty();
-    if (!read || parser.value(client).isEmpty() || parser.value(application).isEmpty())
-        return std::unexpected(Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again]"_s});
+    const auto seconds = std::min(parser.value(within).toUInt(), TIME);
+    if (!read || seconds == 0 || parser.value(client).isEmpty() || parser.value(application).isEmpty())
+        return std::unexpected(
+            Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again] [--within SECONDS]"_s});
     return Question{consentIdentity(ConsentParty::client, parser.value(client)),
-                    consentIdentity(ConsentParty::application, parser.value(application)), parser.isSet(again)};
+                    consentIdentity(ConsentParty::application, parser.value(application)), parser.isSet(again),
+                    seconds};
 }
 
 Status ask(const Question &question) {
@@ -93,6 +118,7 @@ void leaveUnanswered() {
 
 int main(int argc, char **argv) {
     beginProgram();
+    closeToOthers();
     if (!endWithParent())
         return complain(u"The program that asks has ended."_s);
     const auto question = questionIn([&] {
@@ -103,6 +129,7 @@ int main(int argc, char **argv) {
     }());
     if (!question)
         return complain(question.error().description);
+    leaveAfter(question->seconds);
     if (const auto display = windowsCanBeShown(); !display)
         return complain(display.error().description);
     const auto database = consentDatabase();
@@ -115,8 +142,10 @@ int main(int argc, char **argv) {
     if (*decided && (**decided || !question->again))
         return **decided ? ALLOWED : REFUSED;
 
+    awaitFreeInput();
     int none = 1; // the arguments are not Qt's
     QApplication application(none, argv);
+    describeWindowsOnly();
     QApplication::setQuitOnLastWindowClosed(false);
     QIcon::setFallbackSearchPaths(QIcon::fallbackSearchPaths() + QStringList{u"/usr/share/pixmaps"_s});
     std::atexit(leaveUnanswered);

@@ -1,6 +1,9 @@
 // The window that asks for consent, in the private desktop: answered as its owner would, among scripts that type.
+#include "platform/linux/x11/SyntheticInput.h"
 #include "tests/support/Consent.h"
 #include "tests/support/DesktopModule.h"
+#include "tests/support/PersonsKeyboard.h"
+#include "tests/support/PromptOnScreen.h"
 #include "tests/support/XServer.h"
 
 #include <QFileInfo>
@@ -20,6 +23,8 @@ constexpr int KEY_A = 0;
 constexpr int SPACE = 49;
 constexpr int RETURN = 36;
 constexpr int ESCAPE = 53;
+constexpr int OPTION = 58;
+constexpr std::uint8_t SHIFT_CODE = 50; // as the display counts them
 
 bool ended(const QProcess &process) {
     return process.state() == QProcess::NotRunning;
@@ -73,14 +78,8 @@ protected:
     int press(QProcess &process, int keyCode, Modifiers modifiers = 0) {
         return answer(process, [&] { EXPECT_TRUE(desktop->input().pressKey(keyCode, modifiers)); });
     }
-    int allowByKey(QProcess &process) { return press(process, KEY_A, Modifiers(Modifier::option)); }
-    void clickAllow() {
-        constexpr QPoint FROM_CORNER(50, 30);
-        const auto window = windowTitled(*desktop, TITLE);
-        if (window)
-            EXPECT_TRUE(desktop->input().click(window->position + QPoint(window->size.width(), window->size.height()) -
-                                                   FROM_CORNER,
-                                               Click::single, 0));
+    int allow(QProcess &process) {
+        return answer(process, [&] { clickAllow(*desktop); });
     }
     void expectFailure(QProcess &process) {
         ASSERT_TRUE(waitUntil([&] { return ended(process); }));
@@ -109,14 +108,20 @@ protected:
 
 TEST_F(ConsentPromptTest, AClickOnAllowAllows) {
     auto &prompt = show();
-    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+    EXPECT_EQ(allow(prompt), 0);
     EXPECT_EQ(decision(), true);
     EXPECT_FALSE(isOpen());
 }
 
-TEST_F(ConsentPromptTest, AllowHasAKey) {
-    EXPECT_EQ(allowByKey(show()), 0);
-    EXPECT_EQ(decision(), true);
+TEST_F(ConsentPromptTest, AllowHasNoKey) {
+    auto &prompt = show();
+    EXPECT_EQ(answer(prompt,
+                     [&] {
+                         EXPECT_TRUE(desktop->input().pressKey(KEY_A, Modifiers(Modifier::option)));
+                         EXPECT_TRUE(desktop->input().pressKey(ESCAPE, 0));
+                     }),
+              1);
+    EXPECT_EQ(decision(), false);
 }
 
 TEST_F(ConsentPromptTest, EscapeRefuses) {
@@ -158,7 +163,7 @@ TEST_F(ConsentPromptTest, StaysAboveAWindowThatOpensLater) {
     const auto other = startProgram("xterm -T later", "xterm");
     ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"later"_s).has_value(); }));
     EXPECT_TRUE(desktop->taskbar().windows()->front().title.startsWith(TITLE));
-    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+    EXPECT_EQ(allow(prompt), 0);
 }
 
 TEST_F(ConsentPromptTest, AnEarlierAnswerHolds) {
@@ -176,7 +181,7 @@ TEST_F(ConsentPromptTest, ARefusalIsAskedAboutAgainWhenTheOwnerWantsIt) {
     const QStringList again{u"--client"_s, OMBRU, u"--application"_s, EDITOR, u"--again"_s};
     auto &prompt = start(u"ombru-consent-prompt"_s, again);
     EXPECT_TRUE(waitUntil([&] { return isOpen(); }));
-    EXPECT_EQ(allowByKey(prompt), 0);
+    EXPECT_EQ(allow(prompt), 0);
     EXPECT_EQ(decision(), true);
     auto &needless = start(u"ombru-consent-prompt"_s, again);
     ASSERT_TRUE(waitUntil([&] { return ended(needless); }));
@@ -193,7 +198,7 @@ TEST_F(ConsentPromptTest, ASecondOneTakesTheFirstOnesAnswer) {
     auto &first = show();
     auto &second = ask();
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(second.processId()); }));
-    EXPECT_EQ(allowByKey(first), 0);
+    EXPECT_EQ(allow(first), 0);
     ASSERT_TRUE(waitUntil([&] { return ended(second); }));
     EXPECT_EQ(second.exitCode(), 0);
 }
@@ -203,7 +208,7 @@ TEST_F(ConsentPromptTest, OneOpensAfterTheOther) {
     auto &second = ask(u"com.apple.systemevents"_s);
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(second.processId()); }));
     EXPECT_FALSE(windowTitled(*desktop, u"System Events"_s));
-    EXPECT_EQ(allowByKey(first), 0);
+    EXPECT_EQ(allow(first), 0);
     ASSERT_TRUE(waitUntil([&] { return windowTitled(*desktop, u"System Events"_s).has_value(); }));
     EXPECT_EQ(press(second, ESCAPE), 1);
     EXPECT_EQ(decision(), true);
@@ -217,7 +222,7 @@ TEST_F(ConsentPromptTest, AScriptThatWouldTypeWaitsForTheAnswer) {
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing.processId()) || ended(prompt); }));
     ASSERT_FALSE(ended(prompt));
     EXPECT_EQ(decision(), std::nullopt);
-    EXPECT_EQ(allowByKey(prompt), 0);
+    EXPECT_EQ(allow(prompt), 0);
     ASSERT_TRUE(waitUntil([&] { return ended(typing); }));
     EXPECT_EQ(typing.exitCode(), 0) << typing.readAllStandardError().toStdString();
 }
@@ -231,7 +236,7 @@ TEST_F(ConsentPromptTest, AScriptThatWouldClickOrCloseItWaitsForTheAnswer) {
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(clicking.processId()) || ended(prompt); }));
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(closing.processId()) || ended(closing) || ended(prompt); }));
     ASSERT_FALSE(ended(prompt));
-    EXPECT_EQ(allowByKey(prompt), 0);
+    EXPECT_EQ(allow(prompt), 0);
     ASSERT_TRUE(waitUntil([&] { return ended(clicking) && ended(closing); }));
 }
 
@@ -244,7 +249,7 @@ TEST_F(ConsentPromptTest, AScriptThatWouldTakeTheFocusWaitsForTheAnswer) {
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(script.processId()) || ended(script); }));
     ASSERT_FALSE(ended(script)) << script.readAllStandardError().toStdString();
     EXPECT_TRUE(windowTitled(*desktop, TITLE)->focused);
-    EXPECT_EQ(allowByKey(prompt), 0);
+    EXPECT_EQ(allow(prompt), 0);
     EXPECT_TRUE(waitUntil([&] { return ended(script) && windowTitled(*desktop, u"other"_s)->focused; }));
 }
 
@@ -258,21 +263,88 @@ TEST_F(ConsentPromptTest, OpensBesideAScriptThatTypesWithoutEnd) {
     ASSERT_TRUE(waitUntil([&] { return contents(file).contains("x"); }));
     auto &prompt = show();
     ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing.processId()); }));
-    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+    EXPECT_EQ(allow(prompt), 0);
     focusWindow(*desktop, u"target"_s);
     const auto before = contents(file).size();
     EXPECT_TRUE(waitUntil([&] { return contents(file).size() > before + 5; }));
     EXPECT_FALSE(ended(typing));
 }
 
-TEST_F(ConsentPromptTest, AKeyThatAScriptHoldsDownIsNoAnswer) {
-    for (const int key : {RETURN, SPACE}) {
+// A key or a button that is down already would make another answer of the owner's next one.
+TEST_F(ConsentPromptTest, WhatAScriptHoldsDownIsReleasedBeforeItOpens) {
+    for (const int key : {RETURN, SPACE, OPTION})
         ASSERT_TRUE(desktop->input().holdKey(key, true));
-        auto &prompt = show();
-        EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
-        ASSERT_TRUE(desktop->input().holdKey(key, false));
-        ASSERT_TRUE(forgetConsent(OMBRU, EDITOR));
-    }
+    runProgram("xdotool mousedown 1");
+    const auto display = Display::open();
+    ASSERT_TRUE(display && heldByAnybody(*display).keys.count() == 3 && heldByAnybody(*display).buttons[1]);
+    auto &prompt = show();
+    EXPECT_FALSE(heldByAnybody(*display).any());
+    EXPECT_EQ(allow(prompt), 0);
+}
+
+TEST_F(ConsentPromptTest, OpensOnceAPersonHasLetGoOfTheKeys) {
+    const auto display = Display::open();
+    const PersonsKeyboard person;
+    person.press(SHIFT_CODE, true);
+    ASSERT_TRUE(desktop->input().holdKey(RETURN, true));
+    auto &prompt = ask();
+    ASSERT_TRUE(waitUntil([&] { return heldByPrograms(*display).keys.none(); })) << "it waits for the rest";
+    EXPECT_TRUE(heldByAnybody(*display).keys[SHIFT_CODE]);
+    EXPECT_FALSE(isOpen());
+    person.press(SHIFT_CODE, false);
+    EXPECT_TRUE(waitUntil([&] { return isOpen(); }));
+    EXPECT_EQ(press(prompt, ESCAPE), 1);
+}
+
+TEST_F(ConsentPromptTest, AClickOfAPointerThatItOpensUnderIsNone) {
+    auto &first = show();
+    const auto place = placeOfAllow(*desktop);
+    EXPECT_EQ(press(first, ESCAPE), 1);
+    ASSERT_TRUE(forgetConsent(OMBRU, EDITOR));
+    runProgram(u"xdotool mousemove %1 %2"_s.arg(place.x()).arg(place.y()).toUtf8());
+    auto &prompt = show();
+    ASSERT_EQ(placeOfAllow(*desktop), place);
+    EXPECT_EQ(answer(prompt,
+                     [&] {
+                         runProgram("xdotool click 1");
+                         EXPECT_TRUE(desktop->input().pressKey(ESCAPE, 0));
+                     }),
+              1);
+    EXPECT_EQ(decision(), false);
+}
+
+TEST_F(ConsentPromptTest, EndsWithoutAnAnswerWhenItsTimeIsOver) {
+    auto &prompt =
+        start(u"ombru-consent-prompt"_s, {u"--client"_s, OMBRU, u"--application"_s, EDITOR, u"--within"_s, u"1"_s});
+    ASSERT_TRUE(waitUntil([&] { return ended(prompt); }));
+    EXPECT_EQ(prompt.exitCode(), 2);
+    EXPECT_TRUE(prompt.readAllStandardError().contains("in time"));
+    EXPECT_FALSE(isOpen());
+    EXPECT_EQ(decision(), std::nullopt);
+}
+
+// A debugger could answer in the owner's place. Not even root may look without the right to look at everything.
+TEST_F(ConsentPromptTest, NoOtherProgramLooksIntoIt) {
+    const QStringList plain =
+        ::geteuid() == 0 ? QStringList{u"setpriv"_s, u"--bounding-set=-sys_ptrace"_s} : QStringList{u"env"_s};
+    const auto startPlain = [&](const QStringList &words) -> QProcess & {
+        auto &process = *processes.emplace_back(std::make_unique<QProcess>());
+        process.start(plain.front(), plain.sliced(1) + words);
+        EXPECT_TRUE(process.waitForStarted());
+        return process;
+    };
+    const auto looksInto = [&](const QProcess &process) {
+        auto &look = startPlain({u"readlink"_s, u"/proc/%1/exe"_s.arg(process.processId())});
+        EXPECT_TRUE(waitUntil([&] { return ended(look); }));
+        return look.exitCode() == 0;
+    };
+    auto &prompt = startPlain({qEnvironmentVariable("OMBRU_BIN") + u"/ombru-consent-prompt"_s, u"--client"_s, OMBRU,
+                               u"--application"_s, EDITOR});
+    ASSERT_TRUE(waitUntil([&] { return isOpen(); }));
+    const auto &ordinary = startPlain({u"sleep"_s, u"600"_s});
+    EXPECT_TRUE(waitUntil([&] { return looksInto(ordinary); }));
+    EXPECT_FALSE(looksInto(prompt));
+    EXPECT_EQ(press(prompt, ESCAPE), 1);
 }
 
 TEST_F(ConsentPromptTest, GoesAwayWithTheProgramThatAsked) {
@@ -329,7 +401,7 @@ TEST_F(ConsentPromptTest, ARecordThatCannotBeReadIsNotAskedAbout) {
 TEST_F(ConsentPromptTest, AnAnswerThatCannotBeWrittenDownIsNone) {
     auto &prompt = show();
     scratch.write(u"ombru/consent.db"_s, "This is no database, and it is long enough to show that.");
-    EXPECT_EQ(allowByKey(prompt), 2);
+    EXPECT_EQ(allow(prompt), 2);
     EXPECT_TRUE(prompt.readAllStandardError().contains("consent.db"));
 }
 
@@ -354,5 +426,5 @@ TEST_F(ConsentPromptTest, HostileNamesFitTheScreen) {
     EXPECT_LT(window.size.width(), 800);
     EXPECT_LT(window.size.height(), 600);
     EXPECT_TRUE(window.title.startsWith(TITLE + u" Evil <h1>WWW"_s)) << window.title.toStdString();
-    EXPECT_EQ(answer(prompt, [&] { clickAllow(); }), 0);
+    EXPECT_EQ(allow(prompt), 0);
 }

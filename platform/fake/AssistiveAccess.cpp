@@ -1,0 +1,7 @@
+#include "platform/AssistiveAccess.h"
+
+namespace ombru {
+
+void describeWindowsOnly() {}
+
+} // namespace ombru
