@@ -2,6 +2,7 @@
 
 #include "agent/ScriptMarker.h"
 #include "base/Text.h"
+#include "platform/Keeper.h"
 #include "platform/ScriptTool.h"
 
 #include <cmath>
@@ -77,7 +78,7 @@ struct RawOutcome {
 };
 
 Process::Command command(const QString &script, std::shared_ptr<ScriptLog> log) {
-    Process::Command result{.program = osascriptPath(), .arguments = {u"-"_s}};
+    Process::Command result{.program = osascriptPath(), .arguments = {u"-"_s}, .afterForcedEnd = inputReleasePath()};
     // Half a character cannot be written; then nothing is.
     result.input = script.isValidUtf16() ? script.toUtf8() : QByteArray();
     result.onErrors = [log = std::move(log)](QByteArrayView piece) { log->add(piece); };

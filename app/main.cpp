@@ -2,7 +2,9 @@
 
 #include "app/cli/CommandLine.h"
 #include "base/Background.h"
+#include "base/Process.h"
 #include "base/Program.h"
+#include "platform/Keeper.h"
 
 #include <QCoreApplication>
 
@@ -13,6 +15,7 @@ int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("ombru"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OMBRU_VERSION));
+    ombru::Process::setKeeper(ombru::keeperPath());
     auto command = ombru::readCommandLine(QCoreApplication::arguments().sliced(1));
     const int status = std::visit([](auto &options) { return ombru::runCommand(std::move(options)); }, command);
     // A display or a bus that never answers must not keep the program.

@@ -2,6 +2,7 @@
 
 #include "base/Background.h"
 #include "base/ChildExit.h"
+#include "base/Keeping.h"
 #include "base/LargePages.h"
 
 #include <QSocketNotifier>
@@ -9,9 +10,10 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <set>
+#include <map>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <thread>
 
 namespace ombru {
 
@@ -22,7 +24,17 @@ namespace {
 constexpr qsizetype CHUNK = 1 << 20;
 constexpr qsizetype SMALLEST_READ = 4096;
 
-std::set<pid_t> running; // our children that were not waited for yet; the main thread's
+// The main thread's.
+std::map<pid_t, const Kept *> running; // our children that were not waited for yet; with their keeper if they have one
+QString keeperProgram;
+
+constexpr std::chrono::seconds LEAVING(1);
+constexpr std::chrono::milliseconds GLANCE(5);
+
+bool hasEnded(pid_t child) {
+    siginfo_t info{};
+    return ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == child;
+}
 
 void makeNonBlocking(const Descriptor &descriptor) {
     ::fcntl(descriptor.number(), F_SETFL, O_NONBLOCK);
@@ -78,6 +90,7 @@ bool later(ssize_t result) {
 
 struct Process::Child {
     pid_t pid = 0;
+    std::optional<Kept> kept;
     bool ending = false; // it was asked to end
     End exit;            // readable once the child has ended
     End in;
@@ -92,9 +105,21 @@ std::shared_ptr<Process> Process::make(Command command) {
 
 Process::Process(Command command) : m_command(std::move(command)) {}
 
+void Process::setKeeper(const QString &program) {
+    keeperProgram = program;
+}
+
 void Process::killAll() {
-    for (const pid_t child : running)
-        ::kill(-child, SIGKILL);
+    for (const auto &[child, kept] : running) {
+        if (kept)
+            endKeptSoon(*kept);
+        else
+            ::kill(-child, SIGKILL);
+    }
+    const auto end = std::chrono::steady_clock::now() + LEAVING;
+    const auto isOver = [](const auto &entry) { return !entry.second || hasEnded(entry.first); };
+    while (!std::ranges::all_of(running, isOver) && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(GLANCE);
 }
 
 Process::~Process() {
@@ -103,7 +128,24 @@ Process::~Process() {
     killGroup();
     running.erase(m_child->pid);
     // Without this the child would stay a zombie; on its way out a large one may take its time.
-    runInBackground([pid = m_child->pid] { ::waitpid(pid, nullptr, 0); });
+    runAlone([pid = m_child->pid] { ::waitpid(pid, nullptr, 0); });
+}
+
+Result<std::unique_ptr<Process::Child>> Process::spawnChild(const SpawnRequest &request) const {
+    auto child = std::make_unique<Child>();
+    if (keeperProgram.isEmpty()) {
+        const auto pid = spawn(request);
+        if (!pid)
+            return std::unexpected(pid.error());
+        child->pid = *pid;
+    } else {
+        auto kept = spawnKept(keeperProgram, m_command.afterForcedEnd, request);
+        if (!kept)
+            return std::unexpected(kept.error());
+        child->pid = kept->keeper;
+        child->kept = std::move(*kept);
+    }
+    return child;
 }
 
 Result<> Process::start() {
@@ -122,20 +164,22 @@ Result<> Process::start() {
             return std::unexpected(made.error());
         *pipe = std::move(*made);
     }
-    const auto pid = spawn({m_command.program, m_command.arguments, m_command.directory, m_command.environment,
-                            in.reading.number(), out.writing.number(), err.writing.number(), m_command.inherited});
-    if (!pid)
-        return std::unexpected(pid.error());
-    auto exit = watchExit(*pid, m_command.program);
+    auto child = spawnChild({m_command.program, m_command.arguments, m_command.directory, m_command.environment,
+                             in.reading.number(), out.writing.number(), err.writing.number(), m_command.inherited});
+    if (!child)
+        return std::unexpected(child.error());
+    const pid_t pid = (*child)->pid;
+    auto exit = watchExit(pid, m_command.program);
     if (!exit) {
-        ::kill(-*pid, SIGKILL);
-        ::waitpid(*pid, nullptr, 0);
+        if (!(*child)->kept)
+            ::kill(-pid, SIGKILL);
+        child->reset(); // which a keeper hears
+        ::waitpid(pid, nullptr, 0);
         return std::unexpected(exit.error());
     }
 
-    running.insert(*pid);
-    m_child = std::make_unique<Child>();
-    m_child->pid = *pid;
+    m_child = std::move(*child);
+    running.emplace(pid, m_child->kept ? &*m_child->kept : nullptr);
     m_child->exit.open(std::move(*exit), QSocketNotifier::Read, [this] { finish(); });
     m_child->out.open(std::move(out.reading), QSocketNotifier::Read, [this] { receive(Stream::output); });
     m_child->err.open(std::move(err.reading), QSocketNotifier::Read, [this] { receive(Stream::errors); });
@@ -158,6 +202,8 @@ void Process::terminate() {
     }
     if (std::exchange(m_child->ending, true))
         return;
+    if (m_child->kept)
+        return endKept(*m_child->kept, std::chrono::ceil<std::chrono::milliseconds>(m_command.grace));
     ::kill(-m_child->pid, SIGTERM);
     // A stopped process hears the request only when it goes on.
     ::kill(-m_child->pid, SIGCONT);
@@ -171,7 +217,10 @@ void Process::killGroup() {
     if (!m_child)
         return;
     m_child->ending = true;
-    ::kill(-m_child->pid, SIGKILL);
+    if (m_child->kept)
+        endKeptSoon(*m_child->kept);
+    else
+        ::kill(-m_child->pid, SIGKILL);
 }
 
 // As much of the input as the pipe takes now. A child that closed its end wants no more.
@@ -207,12 +256,12 @@ ssize_t Process::take(Stream stream, int pipe) {
     auto &collected = stream == Stream::output ? m_output : m_errors;
     QByteArray piece;
     const auto most = std::clamp(waiting(pipe), SMALLEST_READ, CHUNK);
-    const auto got = readBehind(receiver ? piece : collected, pipe, most);
-    if (got <= 0)
+    const auto got = readBehind(receiver || m_overflowed ? piece : collected, pipe, most);
+    if (got <= 0 || m_overflowed)
         return got;
     m_received += got;
-    if (m_received > m_command.outputLimit && !m_overflowed) {
-        m_overflowed = true;
+    if (m_received > m_command.outputLimit) {
+        m_overflowed = true; // what comes from now on goes nowhere
         killGroup();
     }
     if (receiver)
@@ -225,7 +274,7 @@ void Process::finish() {
     auto self = shared_from_this();
     // From here on it is not running: a receiver that ends it now must not reach the jobs it left behind.
     std::shared_ptr<Child> child = std::move(m_child);
-    if (child->ending)
+    if (child->ending && !child->kept)
         ::kill(-child->pid, SIGKILL);
     for (const auto &[stream, end] : {std::pair(Stream::output, &child->out), std::pair(Stream::errors, &child->err)}) {
         for (auto left = end->isOpen() ? waiting(end->number()) : 0; left > 0;) {
@@ -244,8 +293,24 @@ void Process::finish() {
     ::waitpid(child->pid, &status, 0);
     m_status = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
     // The notifiers go in a turn of their own: this runs inside the signal of one of them.
-    Loop::main().post([self = std::move(self), child = std::move(child)] {});
-    m_ended.fire();
+    Loop::main().post([self, child] {});
+    if (child->kept)
+        finishKept(std::move(child));
+    else
+        m_ended.fire();
+}
+
+void Process::finishKept(std::shared_ptr<Child> child) {
+    if (const auto left = leftByKept(*child->kept)) {
+        m_left = *left;
+        m_ended.fire();
+        return;
+    }
+    runAlone([self = shared_from_this(), child = std::move(child), afterwards = m_command.afterForcedEnd]() mutable {
+        endWithoutKeeper(*child->kept, afterwards);
+        // Both are the main thread's.
+        Loop::main().post([self = std::move(self), child = std::move(child)] { self->m_ended.fire(); });
+    });
 }
 
 } // namespace ombru

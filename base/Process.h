@@ -9,6 +9,10 @@
 // start makes the start fail, after the end it does nothing (no process id is ever used after its process was reaped).
 // A process whose last handle is dropped while it runs is killed with its group.
 //
+// Once the program has named a keeper, each child is started through it: then everything that the child has started
+// ends with it when it is terminated, killed or dropped, whatever group or session it has gone to, and also when this
+// process ends, by whatever signal. What a child that ended by itself left in the background stays.
+//
 // "To its end" means all that was in the pipes when the child ended. A grandchild that holds a pipe open is neither
 // waited for nor, when the child ended by itself, ended.
 //
@@ -45,6 +49,7 @@ public:
         Receiver onOutput = {};                      // absent: collected for takeOutput()
         Receiver onErrors = {};                      // absent: collected for takeErrors()
         std::vector<int> inherited = {};             // open files that it finds at 3, 4, ...; they stay open here
+        QString afterForcedEnd = {};                 // a program that the keeper runs then
         // NOLINTEND(readability-redundant-member-init)
         qint64 outputLimit = 256 << 20;                  // bytes on both streams, after which the group is killed
         Clock::Duration grace = std::chrono::seconds(2); // from asking the group to end to killing it
@@ -62,7 +67,11 @@ public:
     // Resumes once the child has ended and its output is whole. Awaited by one, after a start that succeeded.
     Task<> ended();
 
-    // Kills every child that runs, with its group, for a program that is about to leave without waiting.
+    // The program that children are started through from now on; its full path. Empty, as at first: there is none.
+    static void setKeeper(const QString &program);
+
+    // Ends every child that runs, with all that is its, for a program that is about to leave. With a keeper they are
+    // asked first and then killed: blocks for a second at most.
     static void killAll();
 
     // Asks the group to end, and kills it when the child is still there after the grace. Any number of times.
@@ -72,6 +81,9 @@ public:
     int status() const { return m_status; }          // exit status, or the number of the signal that ended it
     bool overflowed() const { return m_overflowed; } // it was killed for printing more than the limit
     qint64 outputLimit() const { return m_command.outputLimit; }
+
+    // With a keeper: what it has left running when it ended by itself, "name (process)" each.
+    QStringList left() const { return m_left; }
 
     QByteArray takeOutput() { return std::exchange(m_output, {}); }
     QByteArray takeErrors() { return std::exchange(m_errors, {}); }
@@ -83,13 +95,16 @@ private:
     void feed();
     void receive(Stream stream);
     ssize_t take(Stream stream, int pipe);
+    Result<std::unique_ptr<Child>> spawnChild(const SpawnRequest &request) const;
     void finish();
+    void finishKept(std::shared_ptr<Child> child);
     void killGroup();
 
     Command m_command;
     std::unique_ptr<Child> m_child; // present while it runs
     QByteArray m_output;
     QByteArray m_errors;
+    QStringList m_left;
     qsizetype m_written = 0; // of the input
     qint64 m_received = 0;
     int m_status = 0;

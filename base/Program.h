@@ -1,12 +1,18 @@
 // What every program of ours does first in main(), so that all start children and hear of their end in one way,
-// whatever the one that started it has left behind. Thread: before any other, once.
+// whatever the one that started it has left behind; and how what it opens for the owner is known. Plain C++.
 #pragma once
+#include <string>
 
 namespace ombru {
 
-// From here on children leave their status, also under a parent that ignores SIGCHLD, which is inherited; writing to a
-// reader that has gone is an error and not the program's end; and each standard stream is open, so that no file or pipe
-// of ours gets the number of one.
+// Before any other thread, once. From here on children leave their status, also under a parent that ignores SIGCHLD,
+// which is inherited; writing to a reader that has gone is an error and not the program's end; and each standard stream
+// is open, so that no file or pipe of ours gets the number of one.
 void beginProgram();
+
+// "NAME=value" for the environment of what a program of ours opens for the owner, which all that comes of it inherits:
+// so it is told from what belongs to the task and ends with it. The word is the keeper's, where there is one.
+std::string openedMark();
+std::string openedMark(const std::string &word);
 
 } // namespace ombru

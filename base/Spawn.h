@@ -24,10 +24,12 @@ Result<Pipe> makePipe();
 
 struct SpawnRequest {
     QString program; // path of the executable, not searched for
-    QStringList arguments;
-    QString directory;                      // empty: this process's
-    std::optional<Environment> environment; // none: this process's
-    int input = -1;                         // the child's standard streams; -1 as the input: the null device
+    // NOLINTBEGIN(readability-redundant-member-init): without them the compiler wants every field named.
+    QStringList arguments = {};
+    QString directory = {};                      // empty: this process's
+    std::optional<Environment> environment = {}; // none: this process's
+    // NOLINTEND(readability-redundant-member-init)
+    int input = -1; // the child's standard streams; -1 as the input: the null device
     int output = -1;
     int errors = -1;
     std::vector<int> inherited = {}; // open files that the child finds at 3, 4, ...

@@ -14,7 +14,7 @@
 namespace ombru {
 namespace {
 
-constexpr std::array ENDING{SIGTERM, SIGINT, SIGHUP};
+constexpr std::array ENDING{SIGTERM, SIGINT, SIGHUP, SIGQUIT};
 
 struct Ending {
     std::mutex mutex;

@@ -1,7 +1,9 @@
 #include "osascript/RunBlocking.h"
 
+#include "base/Family.h"
+#include "base/KeeperWire.h"
+#include "base/Program.h"
 #include "osascript/Ending.h"
-#include "osascript/ProcessTree.h"
 
 #include <QFile>
 
@@ -41,13 +43,19 @@ Result<Streams> openStreams() {
     return streams;
 }
 
+// What a shell starts is the script's, not the owner's.
+Environment withoutKeeper(Environment environment) {
+    environment.erase(keeper::WORD_VARIABLE);
+    return environment;
+}
+
 // In this program's group, and without the files of this program.
 Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams,
                            const std::optional<Environment> &environment) {
     return spawn({.program = words.first(),
                   .arguments = words.sliced(1),
                   .directory = {},
-                  .environment = environment,
+                  .environment = withoutKeeper(environment.value_or(ownEnvironment())),
                   .input = streams.in.reading.number(),
                   .output = streams.out.writing.number(),
                   .errors = streams.err.writing.number(),
@@ -87,10 +95,19 @@ bool feed(const Descriptor &pipe, QByteArray &input) {
     return false;
 }
 
-// The child that is waited for now: it ends with this program. Shared with the thread that sees to that.
+constexpr std::chrono::seconds GRACE(1);
+
+void endWithGrace(const Family &family) {
+    const auto deadline = std::chrono::steady_clock::now() + GRACE;
+    family.end([deadline] { return deadline; });
+}
+
+// The child that is waited for now; it ends with this program, and all others that it has started, too. Shared with the
+// thread that sees to that.
 struct Awaited {
     std::mutex mutex;
     pid_t child = 0;
+    Family all = Family::ofThisProcess(openedMark());
 };
 
 const std::shared_ptr<Awaited> &awaited() {
@@ -98,8 +115,7 @@ const std::shared_ptr<Awaited> &awaited() {
         auto made = std::make_shared<Awaited>();
         beforeEnding([made] {
             made->mutex.lock(); // for good: the script does not go on
-            if (made->child > 0)
-                endTree(made->child);
+            endWithGrace(made->all);
         });
         return made;
     }();
@@ -126,7 +142,7 @@ int millisecondsUntil(const std::optional<Clock::Time> &end) {
 
 void endAwaited() {
     const std::lock_guard lock(awaited()->mutex);
-    endTree(awaited()->child);
+    endWithGrace(Family::ofProcess(awaited()->child));
 }
 
 int statusOf(pid_t pid) {
@@ -138,6 +154,8 @@ int statusOf(pid_t pid) {
 
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    while (::waitpid(-1, nullptr, WNOHANG) > 0) { // orphans, which became this program's children
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }

@@ -3,8 +3,10 @@
 #include "app/privacy/OnlyOne.h"
 #include "app/privacy/PrivacyWindow.h"
 #include "base/Background.h"
+#include "base/Process.h"
 #include "base/Program.h"
 #include "platform/AssistiveAccess.h"
+#include "platform/Keeper.h"
 #include "platform/WindowAccess.h"
 
 #include <QApplication>
@@ -60,6 +62,7 @@ int main(int argc, char **argv) {
     describeWindowsOnly();
     QApplication::setApplicationName(u"ombru"_s);
     QApplication::setQuitOnLastWindowClosed(false);
+    Process::setKeeper(keeperPath());
     const int status = showWindow(QString::fromStdString(pane));
     // A display or a bus that never answers must not keep the program.
     if (!finishBackground(std::chrono::seconds(2)))

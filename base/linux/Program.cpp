@@ -1,6 +1,9 @@
 #include "base/Program.h"
 
+#include "base/KeeperWire.h"
+
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -15,6 +18,15 @@ void beginProgram() {
         opened = ::open("/dev/null", O_RDWR);
     if (opened > STDERR_FILENO)
         ::close(opened);
+}
+
+std::string openedMark() {
+    const char *word = std::getenv(keeper::WORD_VARIABLE);
+    return openedMark(word ? word : std::to_string(::getpid()));
+}
+
+std::string openedMark(const std::string &word) {
+    return "OMBRU_OPENED=" + word;
 }
 
 } // namespace ombru

@@ -89,8 +89,8 @@ Result<> Keyboard::during(Modifiers modifiers, const std::function<Result<>()> &
 }
 
 Result<> Keyboard::hold(xcb_keycode_t key, bool down) {
-    if (down || (*m_held)[key])
-        sendKey(*m_x11, key, down);
+    // Whoever pressed it: the server lets go only of what a program holds, not of a person's key.
+    sendKey(*m_x11, key, down);
     (*m_held)[key] = down;
     return m_x11->flush();
 }

@@ -170,6 +170,7 @@ Result<> writeClipboard(const QString &text) {
     const Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     SpawnRequest request;
     request.program = ownerProgram();
+    request.environment = ownersEnvironment();
     request.input = input->reading.number();
     request.output = output->writing.number();
     request.errors = nowhere.number();

@@ -19,6 +19,8 @@ namespace ombru {
 
 struct FakePlatform {
     QString osascript; // path of the tool that runs scripts
+    QString keeper;    // empty: there is none
+    QString inputRelease;
     OwnerShell ownerShell;
 
     // What is on the screen. Called on a background thread; may wait there.

@@ -285,7 +285,7 @@ TEST_F(Osascript, EndsWithItsShellWhenItsGroupIsEnded) {
 }
 
 TEST_F(Osascript, EndsWithItsShellWhenItAloneIsEnded) {
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
         const auto process = startShell(u"sleep 600 & %1 sleep 600; true"_s.arg(noteOf(u"job"_s, u"$!"_s)));
         const auto pids = {noted(u"shell"_s), noted(u"job"_s)};
         ::kill(pid_t(noted(u"parent"_s)), signal);
@@ -303,20 +303,21 @@ TEST_F(Osascript, AShellThatDoesNotWantToEndIsEndedToo) {
     EXPECT_FALSE(isAlive(shell));
 }
 
-TEST_F(Osascript, ItsEndLeavesWhatWentIntoTheBackgroundAlone) {
+TEST_F(Osascript, ItsEndEndsAllThatTheScriptHasStartedButNotWhatIsTheOwners) {
     const auto process = startShell(
-        u"setsid sh -c 'echo $$ > away; exec sleep 600' & while [ ! -s away ]; do sleep 0.01; done; %1 sleep 600; true"_s
-            .arg(noteOf(u"ready"_s, u"$$"_s)),
-        u"do shell script \"cd '%1'; sleep 600 & echo $! > left\""_s.arg(m_scratch.directory()));
+        u"timeout 600 sleep 600 & %1 OMBRU_OPENED=$PPID setsid sh -c 'echo $$ > opened; exec sleep 600' & "
+        "setsid sh -c 'echo $$ > away; exec sleep 600' & while [ ! -s away ] || [ ! -s opened ]; do sleep 0.01; done; "
+        "%2 sleep 600; true"_s.arg(noteOf(u"group"_s, u"$!"_s), noteOf(u"ready"_s, u"$$"_s)),
+        u"do shell script \"cd '%1'; nohup sleep 600 > /dev/null 2>&1 & echo $! > left\""_s.arg(m_scratch.directory()));
     noted(u"ready"_s);
     ::kill(pid_t(noted(u"parent"_s)), SIGTERM);
     EXPECT_EQ(end(process).status, SIGTERM);
-    for (const QString &name : {u"left"_s, u"away"_s}) {
-        const auto pid = noted(name);
-        ASSERT_GT(pid, 0);
-        EXPECT_TRUE(isAlive(pid)) << name.toStdString();
-        ::kill(pid_t(pid), SIGKILL);
+    for (const QString &name : {u"left"_s, u"away"_s, u"group"_s}) {
+        ASSERT_GT(noted(name), 0);
+        EXPECT_FALSE(isAlive(noted(name))) << name.toStdString();
     }
+    EXPECT_TRUE(isAlive(noted(u"opened"_s)));
+    ::kill(pid_t(noted(u"opened"_s)), SIGKILL);
 }
 
 TEST_F(Osascript, AScriptDoesNotGoOnWhenItIsEndedInItsShell) {

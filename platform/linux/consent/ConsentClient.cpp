@@ -52,11 +52,12 @@ std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid, Unreadab
 // Runs what another program wants.
 bool isWrapper(const QString &program) {
     static const QSet<QString> names{
-        u"ash"_s,     u"bash"_s,    u"busybox"_s,   u"chroot"_s,   u"chrt"_s,    u"csh"_s,     u"dash"_s,  u"doas"_s,
-        u"env"_s,     u"fish"_s,    u"flock"_s,     u"ionice"_s,   u"ksh"_s,     u"ksh93"_s,   u"mksh"_s,  u"nice"_s,
-        u"nohup"_s,   u"nsenter"_s, u"osascript"_s, u"parallel"_s, u"pkexec"_s,  u"prlimit"_s, u"rbash"_s, u"runuser"_s,
-        u"script"_s,  u"setarch"_s, u"setpriv"_s,   u"setsid"_s,   u"sh"_s,      u"stdbuf"_s,  u"su"_s,    u"sudo"_s,
-        u"taskset"_s, u"tcsh"_s,    u"time"_s,      u"timeout"_s,  u"unshare"_s, u"watch"_s,   u"xargs"_s, u"zsh"_s};
+        u"ash"_s,    u"bash"_s,    u"busybox"_s, u"chroot"_s,  u"chrt"_s,         u"csh"_s,       u"dash"_s,
+        u"doas"_s,   u"env"_s,     u"fish"_s,    u"flock"_s,   u"ionice"_s,       u"ksh"_s,       u"ksh93"_s,
+        u"mksh"_s,   u"nice"_s,    u"nohup"_s,   u"nsenter"_s, u"ombru-keeper"_s, u"osascript"_s, u"parallel"_s,
+        u"pkexec"_s, u"prlimit"_s, u"rbash"_s,   u"runuser"_s, u"script"_s,       u"setarch"_s,   u"setpriv"_s,
+        u"setsid"_s, u"sh"_s,      u"stdbuf"_s,  u"su"_s,      u"sudo"_s,         u"taskset"_s,   u"tcsh"_s,
+        u"time"_s,   u"timeout"_s, u"unshare"_s, u"watch"_s,   u"xargs"_s,        u"zsh"_s};
     return names.contains(QFileInfo(program).fileName());
 }
 

@@ -25,6 +25,7 @@ struct Start {
     QByteArray program;
     QByteArray directory;
     std::vector<char *> arguments;
+    std::vector<char *> variables;
     int report; // pipe that gets errno when the start fails, and closes when it succeeds
 };
 
@@ -61,7 +62,7 @@ void resetSignals() {
     ::syscall(SYS_close_range, REPORT + 1, ~0U, 0);
     if (::chdir(start.directory.constData()) != 0)
         giveUp(REPORT);
-    ::execv(start.program.constData(), start.arguments.data());
+    ::execve(start.program.constData(), start.arguments.data(), start.variables.data());
     giveUp(REPORT);
 }
 
@@ -83,6 +84,14 @@ Result<> forkTwice(const Start &start) {
     return {};
 }
 
+std::vector<char *> pointersTo(std::vector<QByteArray> &words) {
+    std::vector<char *> pointers;
+    for (QByteArray &word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 } // namespace
 
 Result<> startDetached(const QStringList &command, const QString &directory) {
@@ -97,13 +106,11 @@ Result<> startDetached(const QStringList &command, const QString &directory) {
     std::vector<QByteArray> words;
     for (const QString &word : command)
         words.push_back(word.toUtf8());
-    Start start{QFile::encodeName(path),
-                QFile::encodeName(directory.isEmpty() ? QDir::homePath() : directory),
-                {},
-                pipe->writing.number()};
-    for (QByteArray &word : words)
-        start.arguments.push_back(word.data());
-    start.arguments.push_back(nullptr);
+    std::vector<QByteArray> variables;
+    for (const auto &[variable, value] : ownersEnvironment())
+        variables.push_back(variable + '=' + value);
+    const Start start{QFile::encodeName(path), QFile::encodeName(directory.isEmpty() ? QDir::homePath() : directory),
+                      pointersTo(words), pointersTo(variables), pipe->writing.number()};
     if (const auto forked = forkTwice(start); !forked)
         return forked;
 

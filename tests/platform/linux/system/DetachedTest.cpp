@@ -78,6 +78,15 @@ TEST_F(Detached, HasNullStreamsNoOtherFilesAndTheOwnersHome) {
     EXPECT_EQ(QString::fromUtf8(written("directory")), QDir(QDir::homePath()).canonicalPath());
 }
 
+TEST_F(Detached, IsMarkedAsTheOwnersAndHasTheOtherVariables) {
+    const test::Variable keeper("OMBRU_KEEPER", "a word");
+    const auto pid = start("true");
+    const auto variables = contents(u"/proc/%1/environ"_s.arg(pid)).split('\0');
+    EXPECT_TRUE(variables.contains("OMBRU_OPENED=a word"));
+    EXPECT_FALSE(variables.contains("OMBRU_KEEPER=a word")) << "what it starts is no script's";
+    EXPECT_TRUE(variables.contains("HOME=" + qgetenv("HOME")));
+}
+
 TEST_F(Detached, StartsInTheDirectoryThatIsGiven) {
     start("pwd > '" + file("directory") + "'", m_scratch.directory());
     EXPECT_EQ(QString::fromUtf8(written("directory")), QDir(m_scratch.directory()).canonicalPath());

@@ -1,0 +1,51 @@
+// The processes that descend from one, whatever group or session they are in by now. What was opened for the owner, and
+// what that has started, is not counted: it has a mark in its environment. Plain C++, because the keeper has no
+// framework. Any one thread.
+#pragma once
+#include <chrono>
+#include <functional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace ombru {
+
+struct FamilyMember {
+    pid_t pid = 0;
+    unsigned long long start = 0; // ticks since the computer's start: tells it from a later one with the same number
+    std::string name;
+};
+
+class Family {
+public:
+    using Deadline = std::function<std::chrono::steady_clock::time_point()>;
+
+    // This process's own. `ownersMark` is a "NAME=value" of the environment. From here on those whose parent has ended
+    // become this process's children, so that descent tells all of them.
+    static Family ofThisProcess(std::string ownersMark);
+
+    // A process and what descends from it.
+    static Family ofProcess(pid_t process) { return {process, 0, {}}; }
+
+    // All that is still in a session whose leader may have ended, and what descends from that.
+    static Family ofSession(pid_t session) { return {0, session, {}}; }
+
+    // Those that have not ended.
+    std::vector<FamilyMember> members() const;
+
+    // Asks all to end and kills those that are there at the deadline, which is asked for now and then. Nobody can start
+    // another one in between: all are stopped before they are asked or killed. Returns once none is left, or a process
+    // that cannot be killed, because a device keeps it, has had its time.
+    void end(const Deadline &deadline) const;
+
+private:
+    Family(pid_t ancestor, pid_t session, std::string ownersMark)
+        : m_ancestor(ancestor), m_session(session), m_ownersMark(std::move(ownersMark)) {}
+    std::vector<FamilyMember> stopAll() const;
+
+    pid_t m_ancestor; // 0: none; a member unless it is this process
+    pid_t m_session;  // 0: none
+    std::string m_ownersMark;
+};
+
+} // namespace ombru

@@ -1,0 +1,156 @@
+#include "base/Family.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+namespace ombru {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto GLANCE = 5ms;
+constexpr auto KILLING = 3s; // a killed process is gone at once, unless a device keeps it
+constexpr int MOST_ROUNDS = 50;
+
+struct Stat {
+    FamilyMember member;
+    pid_t parent = 0;
+    pid_t session = 0;
+};
+
+std::string contentOf(pid_t pid, const char *file) {
+    const std::string path = "/proc/" + std::to_string(pid) + file;
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::string content;
+    std::array<char, 4096> piece;
+    ssize_t got = 0;
+    while (descriptor >= 0 && (got = ::read(descriptor, piece.data(), piece.size())) > 0)
+        content.append(piece.data(), static_cast<std::size_t>(got));
+    if (descriptor >= 0)
+        ::close(descriptor);
+    return content;
+}
+
+// None when there is no such process, or it has ended and only its parent has not heard yet.
+std::optional<Stat> statOf(pid_t pid) {
+    const auto line = contentOf(pid, "/stat");
+    const auto open = line.find('(');
+    const auto close = line.rfind(')'); // the name in between may hold anything
+    if (open == std::string::npos || close == std::string::npos)
+        return std::nullopt;
+    Stat stat{{pid, 0, line.substr(open + 1, close - open - 1)}, 0, 0};
+    char state = 0;
+    const int fields = std::sscanf(line.c_str() + close + 1,
+                                   " %c %d %*d %d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %llu",
+                                   &state, &stat.parent, &stat.session, &stat.member.start);
+    return fields == 4 && state != 'Z' && state != 'X' ? std::optional(stat) : std::nullopt;
+}
+
+std::map<pid_t, Stat> allProcesses() {
+    std::map<pid_t, Stat> all;
+    DIR *directory = ::opendir("/proc");
+    while (const auto *entry = directory ? ::readdir(directory) : nullptr) {
+        const pid_t pid = std::atoi(entry->d_name);
+        if (const auto stat = pid > 0 ? statOf(pid) : std::nullopt)
+            all.emplace(pid, *stat);
+    }
+    if (directory)
+        ::closedir(directory);
+    return all;
+}
+
+bool hasVariable(pid_t pid, const std::string &variable) {
+    const auto environment = '\0' + contentOf(pid, "/environ");
+    return environment.find('\0' + variable + '\0') != std::string::npos;
+}
+
+// The number may be another process's by now.
+void signalTo(const FamilyMember &member, int signal) {
+    const int process = static_cast<int>(::syscall(SYS_pidfd_open, member.pid, 0));
+    if (process < 0)
+        return;
+    if (const auto now = statOf(member.pid); now && now->member.start == member.start)
+        ::syscall(SYS_pidfd_send_signal, process, signal, nullptr, 0);
+    ::close(process);
+}
+
+} // namespace
+
+Family Family::ofThisProcess(std::string ownersMark) {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    return {::getpid(), 0, std::move(ownersMark)};
+}
+
+std::vector<FamilyMember> Family::members() const {
+    const auto all = allProcesses();
+    std::map<pid_t, bool> known{{::getpid(), false}};
+    if (m_ancestor > 0)
+        known[m_ancestor] = true;
+    // By descent; the answer for one that was met is kept. A circle, which only numbers given anew could make, has
+    // none.
+    const std::function<bool(pid_t)> belongs = [&](pid_t pid) {
+        const auto stat = all.find(pid);
+        if (stat == all.end())
+            return false;
+        if (const auto answer = known.find(pid); answer != known.end())
+            return answer->second;
+        known[pid] = false;
+        const bool ours = (m_session > 0 && stat->second.session == m_session) || belongs(stat->second.parent);
+        return known[pid] = ours && (m_ownersMark.empty() || !hasVariable(pid, m_ownersMark));
+    };
+    std::vector<FamilyMember> members;
+    for (const auto &[pid, stat] : all)
+        if (pid != ::getpid() && belongs(pid))
+            members.push_back(stat.member);
+    return members;
+}
+
+std::vector<FamilyMember> Family::stopAll() const {
+    std::set<pid_t> stopped;
+    for (int round = 0;; ++round) {
+        auto found = members();
+        bool all = true;
+        for (const auto &member : found)
+            if (stopped.insert(member.pid).second) {
+                signalTo(member, SIGSTOP);
+                all = false;
+            }
+        if (all || round == MOST_ROUNDS)
+            return found;
+    }
+}
+
+void Family::end(const Deadline &deadline) const {
+    const auto signalAll = [this](std::initializer_list<int> signals) {
+        const auto all = stopAll();
+        for (const int signal : signals)
+            for (const auto &member : all)
+                signalTo(member, signal);
+    };
+    // One that is stopped hears the request only when it goes on.
+    signalAll({SIGTERM, SIGCONT});
+    while (!members().empty()) {
+        const auto now = std::chrono::steady_clock::now();
+        const auto end = deadline();
+        if (now >= end + KILLING)
+            return;
+        if (now >= end)
+            signalAll({SIGKILL});
+        std::this_thread::sleep_for(GLANCE);
+    }
+}
+
+} // namespace ombru

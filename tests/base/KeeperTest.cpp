@@ -1,0 +1,240 @@
+// Processes that are started through the keeper.
+#include "base/Keeping.h"
+#include "tests/base/ProcessRuns.h"
+
+#include <cerrno>
+#include <sys/wait.h>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+class Keeper : public testing::Test {
+protected:
+    void SetUp() override { Process::setKeeper(program()); }
+    void TearDown() override {
+        Process::setKeeper({});
+        endMarked(MARK);
+    }
+
+    static QString program() { return qEnvironmentVariable("OMBRU_BIN") + u"/ombru-keeper"_s; }
+
+    // A script whose processes are found by their mark; it notes its number in the file "ready".
+    Process::Command marked(const QString &script) const {
+        auto command = shell(script);
+        command.environment = ownEnvironment();
+        command.environment->insert_or_assign(MARK.split('=')[0], MARK.split('=')[1]);
+        command.directory = m_scratch.directory();
+        return command;
+    }
+    // Started, and so far that it has written "ready".
+    std::shared_ptr<Process> start(const Process::Command &command) {
+        const auto process = Process::make(command);
+        const auto started = process->start();
+        EXPECT_TRUE(started) << started.error().description.toStdString();
+        EXPECT_GT(ready(), 0);
+        return process;
+    }
+    qint64 ready() const { return pidIn(m_scratch.path(u"ready"_s)); }
+
+    static bool nothingIsLeft() {
+        return waitUntil([] { return processesMarked(MARK).isEmpty(); });
+    }
+
+    static const QByteArray MARK;
+    // What gets out of the reach of groups, sessions and parents.
+    const QString m_escape =
+        u"timeout 300 sleep 338 | cat & setsid sleep 338 & (nohup setsid sh -c 'sleep 338 & sleep 338' "
+        "> nohup.out 2>&1 &); echo $$ > ready.new; mv ready.new ready; "_s;
+    Scratch m_scratch;
+};
+
+const QByteArray Keeper::MARK = "OMBRU_TEST_FAMILY=" + QByteArray::number(::getpid());
+
+} // namespace
+
+TEST_F(Keeper, PassesStreamsStatusAndSignalOn) {
+    const auto result = run(shell(u"echo out; echo err >&2; exit 7"_s));
+    EXPECT_EQ(result.status, 7);
+    EXPECT_EQ(result.out, "out\n");
+    EXPECT_EQ(result.err, "err\n");
+    EXPECT_EQ(run(shell(u"kill -SEGV $$"_s)).status, SIGSEGV);
+    EXPECT_EQ(run(shell(u"kill -KILL $$"_s)).status, SIGKILL);
+}
+
+TEST_F(Keeper, PassesWhatIsInheritedOn) {
+    auto pipe = makePipe();
+    ASSERT_TRUE(pipe);
+    auto command = shell(u"echo through >&3; ls /proc/$$/fd"_s);
+    command.inherited = {pipe->writing.number()};
+    EXPECT_EQ(run(command).out.split('\n').join(' '), "0 1 2 3 ");
+    std::array<char, 16> text{};
+    EXPECT_EQ(QByteArray(text.data(), ::read(pipe->reading.number(), text.data(), text.size())), "through\n");
+}
+
+TEST_F(Keeper, AProgramThatCannotBeStartedIsTheSameFailureAsWithoutIt) {
+    const Failure missing{u"process"_s, ENOENT, u"/no/such/program: No such file or directory"_s};
+    EXPECT_EQ(failedStart({.program = u"/no/such/program"_s}), missing);
+    EXPECT_EQ(failedStart({.program = m_scratch.write(u"garbage"_s, "touch x\n", QFile::ExeOwner)}).code, ENOEXEC);
+    const auto tooLong = failedStart({.program = u"/bin/echo"_s, .arguments = {QString(3'000'000, u'x')}});
+    EXPECT_EQ(tooLong.code, E2BIG);
+    EXPECT_TRUE(tooLong.description.startsWith(u"/bin/echo: "_s));
+    EXPECT_EQ(contents(u"/proc/self/task/%1/children"_s.arg(QCoreApplication::applicationPid())), "");
+}
+
+TEST_F(Keeper, TheChildHasDefaultSignalsAndASessionOfItsOwn) {
+    const auto result = run(shell(u"grep -E 'Sig(Blk|Ign)' /proc/self/status; cut -d' ' -f1,6 /proc/$$/stat"_s));
+    const auto lines = result.out.split('\n');
+    ASSERT_EQ(lines.size(), 4);
+    EXPECT_EQ(lines[0], "SigBlk:\t0000000000000000");
+    constexpr qulonglong INTERNAL = 0x180000000; // the C library's own
+    EXPECT_EQ(lines[1].split('\t').last().toULongLong(nullptr, 16) & ~INTERNAL, 0u) << lines[1].toStdString();
+    EXPECT_EQ(lines[2].split(' ')[0], lines[2].split(' ')[1]);
+}
+
+TEST_F(Keeper, TerminateEndsAlsoWhatHasLeftGroupSessionAndParent) {
+    const auto process = start(marked(m_escape + u"sleep 338"_s));
+    ASSERT_GE(processesMarked(MARK).size(), 6);
+    process->terminate();
+    EXPECT_EQ(end(process).status, SIGTERM);
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>()) << "gone by the time that the end is told";
+}
+
+TEST_F(Keeper, WhoWillNotBeAskedIsKilledAfterTheGrace) {
+    auto command =
+        marked(u"trap '' TERM; (trap '' TERM; setsid sleep 338) & "_s + m_escape + u"while :; do sleep 1; done"_s);
+    command.grace = 50ms;
+    const auto process = start(command);
+    process->terminate();
+    EXPECT_EQ(end(process).status, SIGKILL);
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>());
+}
+
+TEST_F(Keeper, AProgramThatIsAskedMayTidyUp) {
+    auto command = marked(u"trap 'echo tidy; exit 6' TERM; echo $$ > ready; while :; do sleep 0.05; done"_s);
+    command.grace = 1h;
+    const auto process = start(command);
+    process->terminate();
+    const auto result = end(process);
+    EXPECT_EQ(result.status, 6);
+    EXPECT_EQ(result.out, "tidy\n");
+}
+
+TEST_F(Keeper, WhoStartsOthersWithoutEndIsEnded) {
+    auto command = marked(u"echo $$ > ready; while :; do (trap '' TERM; setsid sleep 338 &); done"_s);
+    command.grace = 20ms;
+    const auto process = start(command);
+    ASSERT_TRUE(waitUntil([] { return processesMarked(MARK).size() > 20; }));
+    process->terminate();
+    end(process);
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>());
+}
+
+TEST_F(Keeper, WhatAChildThatEndedByItselfLeftStaysAndIsNamed) {
+    const auto process = start(marked(u"sleep 338 & echo $! > ready; exit 3"_s));
+    EXPECT_EQ(end(process).status, 3);
+    EXPECT_EQ(process->left(), QStringList{u"sleep (%1)"_s.arg(ready())});
+    EXPECT_TRUE(isAlive(ready()));
+    process->terminate();
+    settle();
+    EXPECT_TRUE(isAlive(ready()));
+}
+
+TEST_F(Keeper, AChildThatWasKilledLeavesNothing) {
+    const auto process = start(marked(m_escape + u"kill -KILL $$"_s));
+    EXPECT_EQ(end(process).status, SIGKILL);
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>());
+}
+
+TEST_F(Keeper, WhatWasOpenedForTheOwnerStays) {
+    const auto process = start(
+        marked(u"OMBRU_OPENED=$OMBRU_KEEPER setsid sh -c 'setsid sleep 338 & wait' & "_s + m_escape + u"sleep 338"_s));
+    process->terminate();
+    end(process);
+    EXPECT_EQ(processesMarked(MARK).size(), 2);
+}
+
+TEST_F(Keeper, DoesNotHearTheTerminalsSignals) {
+    EXPECT_EQ(run(shell(u"for signal in INT QUIT HUP; do kill -$signal $PPID; done; exit 5"_s)).status, 5);
+}
+
+TEST_F(Keeper, EndsAllWhenWhoeverHasItKeptIsKilledByWhateverSignal) {
+    for (const int signal : {SIGKILL, SIGQUIT, SIGABRT, SIGTERM}) {
+        QFile::remove(m_scratch.path(u"ready"_s));
+        const auto command = marked(m_escape + u"trap '' HUP; sleep 338"_s);
+        const pid_t owner = ::fork();
+        if (owner == 0) {
+            std::signal(SIGQUIT, SIG_DFL);
+            const auto kept =
+                spawnKept(program(), {}, {command.program, command.arguments, command.directory, command.environment});
+            while (kept)
+                ::pause();
+            ::_exit(1);
+        }
+        ASSERT_GT(ready(), 0);
+        ::kill(owner, signal);
+        ASSERT_EQ(::waitpid(owner, nullptr, 0), owner);
+        EXPECT_TRUE(nothingIsLeft()) << signal;
+    }
+}
+
+TEST_F(Keeper, AKilledKeeperLeavesNothingOfItsSession) {
+    const auto process = start(marked(u"timeout 300 sleep 338 & echo $PPID > ready; sleep 338"_s));
+    ::kill(static_cast<pid_t>(ready()), SIGKILL);
+    EXPECT_EQ(end(process).status, SIGKILL);
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>());
+}
+
+TEST_F(Keeper, AStoppedKeeperHearsTheRequest) {
+    const auto process = start(marked(u"echo $PPID > ready; sleep 338"_s));
+    ::kill(static_cast<pid_t>(ready()), SIGSTOP);
+    process->terminate();
+    EXPECT_EQ(end(process).status, SIGTERM);
+}
+
+TEST_F(Keeper, WhoPrintsTooMuchIsAskedFirst) {
+    auto command = marked(u"trap 'touch asked; exit 0' TERM; echo $$ > ready; while :; do echo too much; done"_s);
+    command.outputLimit = MEGABYTE;
+    const auto process = start(command);
+    end(process);
+    EXPECT_TRUE(process->overflowed());
+    EXPECT_TRUE(QFile::exists(m_scratch.path(u"asked"_s)));
+}
+
+TEST_F(Keeper, AllCanBeEndedAtOnceAndAreAskedFirst) {
+    const auto process =
+        start(marked(u"trap 'touch asked; exit 0' TERM; "_s + m_escape + u"while :; do sleep 0.05; done"_s));
+    Process::killAll();
+    EXPECT_TRUE(QFile::exists(m_scratch.path(u"asked"_s)));
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>()) << "nobody waits after this";
+    end(process);
+}
+
+TEST_F(Keeper, AChildThatIsDroppedIsEndedWithAllThatIsIts) {
+    auto process = start(marked(m_escape + u"sleep 338"_s));
+    process.reset();
+    EXPECT_TRUE(nothingIsLeft());
+}
+
+TEST_F(Keeper, OnlyAForcedEndIsFollowedByTheProgramForThat) {
+    const auto followed = [this](const QString &script, bool terminated) {
+        QFile::remove(m_scratch.path(u"followed"_s));
+        QFile::remove(m_scratch.path(u"go"_s));
+        auto command = marked(u"echo $PPID > ready; while [ ! -e go ]; do sleep 0.01; done; "_s + script);
+        command.afterForcedEnd =
+            m_scratch.script(u"follow"_s, "touch '" + m_scratch.path(u"followed"_s).toUtf8() + "'");
+        const auto process = start(command);
+        m_scratch.write(u"go"_s, {});
+        if (terminated)
+            process->terminate();
+        end(process);
+        return QFile::exists(m_scratch.path(u"followed"_s));
+    };
+    EXPECT_FALSE(followed(u"exit 1"_s, false));
+    EXPECT_TRUE(followed(u"kill -KILL $$"_s, false));
+    EXPECT_TRUE(followed(u"sleep 338"_s, true));
+    EXPECT_TRUE(followed(u"kill -KILL $PPID; sleep 338"_s, false)) << "also when the keeper was killed";
+}
