@@ -242,13 +242,28 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::runScript(QString script) {
     const double seconds = Clock::secondsSince(started);
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
-    if (!result.ok && isAutomationRefusal(result.text))
+    if (!result.ok && isAutomationRefusal(result.text)) {
+        co_await noteBlocked(refusedApplications(result.text));
+        if (isCancelled())
+            co_return std::unexpected(Cancelled{});
         noteRefusal(result.text);
+    }
     reportScript(result.ok, result.text, seconds);
     co_await sleep(Clock::seconds(m_settings.settle()), m_stop.get_token());
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
     co_return Turn{{}, resultHead(result.ok, result.text)};
+}
+
+// The owner finds them where permissions are given.
+Task<> TaskLoop::noteBlocked(QStringList names) {
+    for (const QString &name : names) {
+        const auto id = co_await AppAutomation::bundleID(name, m_stop.get_token());
+        if (isCancelled())
+            co_return;
+        if (id)
+            m_reports->blocked({*id, name});
+    }
 }
 
 // The system did not let the script control an application: the next turn hears what the owner can do.

@@ -46,7 +46,7 @@ public:
     virtual void sendState() = 0; // to the web page
     virtual bool wantsPictures() const = 0;
     virtual void showPicture(int step, const QByteArray &jpeg) = 0;
-    virtual void blocked(const AppAutomation::Target &target) = 0; // a script was not run because of it
+    virtual void blocked(const AppAutomation::Target &target) = 0; // a script was not run because of it, or ended
     virtual void ended(const TaskResult &result) = 0;              // before the progress says so
 };
 
@@ -87,6 +87,7 @@ private:
     Task<Attempt<Turn>> runScript(QString script);
     Turn refuseScript(const std::vector<AppAutomation::Refusal> &refusals);
     TaskResult finalAnswer(const QString &reply, Clock::Time started);
+    Task<> noteBlocked(QStringList names);
     void noteRefusal(QString &output);
     void reportScript(bool ok, const QString &output, double seconds);
     std::optional<TaskResult> outOfSteps();

@@ -134,6 +134,18 @@ bool isAutomationRefusal(const QString &output) {
            output.contains(u"not authorized to send apple events"_s, Qt::CaseInsensitive);
 }
 
+QStringList refusedApplications(const QString &output) {
+    // The name may have full stops of its own.
+    static const QRegularExpression refusal(
+        u"not authorized to send apple events to (.+?)\\.(?: The owner | ?\\(-1743\\))"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    QStringList names;
+    for (const auto &match : refusal.globalMatch(output))
+        names += match.captured(1);
+    names.removeDuplicates();
+    return names;
+}
+
 QString errorHeadline(const QString &output) {
     const auto marker = u"execution error: "_s;
     const auto at = output.indexOf(marker);

@@ -39,6 +39,9 @@ QString refusedHead(const QString &names, const QString &advice);
 // The output says that the system refused the script an application.
 bool isAutomationRefusal(const QString &output);
 
+// The names of the applications that the output says it refused, each once.
+QStringList refusedApplications(const QString &output);
+
 // What went wrong in one short line, for the notification.
 QString errorHeadline(const QString &output);
 

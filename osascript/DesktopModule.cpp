@@ -26,8 +26,7 @@ QString modulePath() {
 
 } // namespace
 
-DesktopModule::DesktopModule(ApplicationOf applicationOf, const WaitLimit &limit)
-    : m_applicationOf(std::move(applicationOf)), m_limit(&limit) {}
+DesktopModule::DesktopModule(DesktopCaller caller) : m_caller(std::move(caller)) {}
 
 DesktopModule::~DesktopModule() {
     if (m_desktop)
@@ -46,7 +45,7 @@ Result<> DesktopModule::load() {
     if (!open)
         return std::unexpected(unavailable(u"%1 is not the desktop's module."_s.arg(modulePath())));
     std::unique_ptr<Desktop> opened;
-    open(m_applicationOf, *m_limit, opened);
+    open(m_caller, opened);
     m_desktop = std::move(opened);
     beforeEnding([ending = m_desktop] { ending->restore(); }); // the keyboard must have its own map back
     return {};

@@ -7,8 +7,8 @@ namespace ombru {
 
 class DesktopModule {
 public:
-    DesktopModule(ApplicationOf applicationOf, const WaitLimit &limit); // which outlives it
-    ~DesktopModule();                                                   // releases what is held
+    explicit DesktopModule(DesktopCaller caller);
+    ~DesktopModule(); // releases what is held
     DesktopModule(const DesktopModule &) = delete;
     DesktopModule &operator=(const DesktopModule &) = delete;
 
@@ -23,8 +23,7 @@ public:
 private:
     Result<> load();
 
-    ApplicationOf m_applicationOf;
-    const WaitLimit *m_limit;
+    DesktopCaller m_caller;
     std::shared_ptr<Desktop> m_desktop; // shared with what is done before an end by a signal
 };
 

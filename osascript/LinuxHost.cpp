@@ -16,7 +16,10 @@ std::optional<Application> applicationOf(const DesktopWindow &window) {
 
 } // namespace
 
-LinuxHost::LinuxHost() : m_module(applicationOf, m_limit) {}
+LinuxHost::LinuxHost()
+    : m_module({.applicationOf = applicationOf,
+                .mayReach = [this](const DesktopWindow &window) { return m_reach.mayReach(window); },
+                .limit = &m_limit}) {}
 
 Result<const Windows *> LinuxHost::windows() {
     return m_module.facet(&Desktop::windows);

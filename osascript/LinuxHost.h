@@ -4,6 +4,7 @@
 #include "osascript/LinuxApplications.h"
 #include "osascript/LinuxDialogs.h"
 #include "osascript/LinuxSystem.h"
+#include "osascript/Reach.h"
 
 namespace ombru {
 
@@ -26,6 +27,7 @@ public:
 private:
     WaitLimit m_limit;
     ScriptConsent m_consent{m_limit};
+    Reach m_reach{m_consent};
     DesktopModule m_module;
     BesidePrompts m_besidePrompts{m_module, m_consent, m_limit};
     LinuxSystem m_system;

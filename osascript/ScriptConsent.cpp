@@ -8,6 +8,11 @@ bool ScriptConsent::allows(const QString &application) {
     return check().automation(application, true) == AUTOMATION_ALLOWED;
 }
 
+std::optional<bool> ScriptConsent::decision(const QString &application) {
+    const auto decided = check().automation(application, false);
+    return decided == AUTOMATION_UNDECIDED ? std::nullopt : std::optional(decided == AUTOMATION_ALLOWED);
+}
+
 QString ScriptConsent::database() {
     return check().database();
 }

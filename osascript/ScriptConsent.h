@@ -13,6 +13,9 @@ public:
     // Whether it may send events to the application; asks the owner where nothing is decided.
     bool allows(const QString &application);
 
+    // What is decided about it; asks nobody.
+    std::optional<bool> decision(const QString &application);
+
     // Where the decisions are kept.
     QString database();
 

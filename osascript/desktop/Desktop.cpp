@@ -11,8 +11,7 @@ namespace {
 
 class LinuxDesktop : public Desktop {
 public:
-    LinuxDesktop(const ApplicationOf &applicationOf, const WaitLimit &limit)
-        : m_turns(limit), m_windows(m_turns, applicationOf) {}
+    explicit LinuxDesktop(DesktopCaller caller) : m_caller(std::move(caller)) {}
     ~LinuxDesktop() override { restore(); }
     LinuxDesktop(const LinuxDesktop &) = delete;
     LinuxDesktop &operator=(const LinuxDesktop &) = delete;
@@ -28,9 +27,10 @@ public:
     }
 
 private:
-    Turns m_turns;
-    X11Windows m_windows;
-    X11Input m_input{m_turns};
+    DesktopCaller m_caller;
+    Turns m_turns{*m_caller.limit};
+    X11Windows m_windows{m_turns, m_caller};
+    X11Input m_input{m_turns, m_caller.mayReach};
     X11Clipboard m_clipboard{m_turns};
     ScriptNotifications m_notifications{m_turns};
 };
@@ -38,8 +38,7 @@ private:
 } // namespace
 } // namespace ombru
 
-extern "C" __attribute__((visibility("default"))) void ombruOpenDesktop(const ombru::ApplicationOf &applicationOf,
-                                                                        const ombru::WaitLimit &limit,
+extern "C" __attribute__((visibility("default"))) void ombruOpenDesktop(const ombru::DesktopCaller &caller,
                                                                         std::unique_ptr<ombru::Desktop> &desktop) {
-    desktop = std::make_unique<ombru::LinuxDesktop>(applicationOf, limit);
+    desktop = std::make_unique<ombru::LinuxDesktop>(caller);
 }

@@ -39,8 +39,18 @@ public:
 // The installed application that shows a window. Asked of whoever loads the module, which knows them already.
 using ApplicationOf = std::function<std::optional<applescript::Application>(const DesktopWindow &window)>;
 
+// Whether the owner lets the script work what shows a window, of which class and process are known. Asked before each
+// key, click and change of a window, so it has to be quick, and must not use the display. The Failure is the script's.
+using MayReach = std::function<Result<>(const DesktopWindow &window)>;
+
+// What the module needs of whoever loads it.
+struct DesktopCaller {
+    ApplicationOf applicationOf;
+    MayReach mayReach;
+    const WaitLimit *limit = &UNLIMITED; // of its waits; outlives its operations
+};
+
 } // namespace ombru
 
-// What the module exports. The limit of its waits outlives its operations.
-extern "C" void ombruOpenDesktop(const ombru::ApplicationOf &applicationOf, const ombru::WaitLimit &limit,
-                                 std::unique_ptr<ombru::Desktop> &desktop);
+// What the module exports.
+extern "C" void ombruOpenDesktop(const ombru::DesktopCaller &caller, std::unique_ptr<ombru::Desktop> &desktop);

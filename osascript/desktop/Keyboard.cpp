@@ -11,11 +11,11 @@ namespace ombru {
 using applescript::Modifier;
 using applescript::Modifiers;
 
-Result<Keyboard> Keyboard::open(X11 &x11, KeySet &held) {
+Result<Keyboard> Keyboard::open(X11 &x11, Aim &aim, KeySet &held) {
     auto map = KeyMap::read(x11);
     if (!map)
         return std::unexpected(map.error());
-    return Keyboard(x11, std::move(*map), held);
+    return Keyboard(x11, aim, std::move(*map), held);
 }
 
 bool Keyboard::holdsModifier() const {
@@ -25,7 +25,8 @@ bool Keyboard::holdsModifier() const {
 Result<> Keyboard::press(Stroke stroke, Modifiers modifiers) {
     const Modifiers all = stroke.shift ? modifiers | static_cast<int>(Modifier::shift) : modifiers;
     return during(all, [&] {
-        tapKey(*m_x11, stroke.key);
+        if (auto sent = m_aim->keys([&] { tapKey(*m_x11, stroke.key); }); !sent)
+            return sent;
         // Some programs look at the modifiers only when they get to the key: too late when they are up again by then.
         return all == 0 ? Result<>() : Settled(*m_x11).wait(NOTICE_MILLISECONDS);
     });
@@ -81,7 +82,9 @@ Result<> Keyboard::during(Modifiers modifiers, const std::function<Result<>()> &
             if (!(*m_held)[key])
                 sendKey(*m_x11, key, down);
     };
-    sendAll(true);
+    const auto pressed = keys->empty() ? Result<>() : m_aim->keys([&] { sendAll(true); });
+    if (!pressed)
+        return pressed;
     const auto done = action();
     sendAll(false);
     const auto released = m_x11->flush();
@@ -89,8 +92,11 @@ Result<> Keyboard::during(Modifiers modifiers, const std::function<Result<>()> &
 }
 
 Result<> Keyboard::hold(xcb_keycode_t key, bool down) {
-    // Whoever pressed it: the server lets go only of what a program holds, not of a person's key.
-    sendKey(*m_x11, key, down);
+    // What is let go of may be anybody's: the server lets go only of what a program holds, not of a person's key.
+    if (!down)
+        sendKey(*m_x11, key, false);
+    else if (auto pressed = m_aim->keys([&] { sendKey(*m_x11, key, true); }); !pressed)
+        return pressed;
     (*m_held)[key] = down;
     return m_x11->flush();
 }

@@ -1,5 +1,6 @@
 // The keyboard during one operation, through XTEST: keys pressed together with modifiers. One thread.
 #pragma once
+#include "osascript/desktop/Aim.h"
 #include "osascript/desktop/InputState.h"
 #include "osascript/desktop/KeyMap.h"
 
@@ -9,8 +10,8 @@ namespace ombru {
 
 class Keyboard {
 public:
-    // `held` are the keys that the script holds down; they and the connection outlive this.
-    static Result<Keyboard> open(X11 &x11, KeySet &held);
+    // `held` are the keys that the script holds down; all three outlive this.
+    static Result<Keyboard> open(X11 &x11, Aim &aim, KeySet &held);
 
     const KeyMap &map() const { return m_map; }
     bool holdsModifier() const;
@@ -24,11 +25,13 @@ public:
     Result<> hold(xcb_keycode_t key, bool down);
 
 private:
-    Keyboard(X11 &x11, KeyMap map, KeySet &held) : m_x11(&x11), m_map(std::move(map)), m_held(&held) {}
+    Keyboard(X11 &x11, Aim &aim, KeyMap map, KeySet &held)
+        : m_x11(&x11), m_aim(&aim), m_map(std::move(map)), m_held(&held) {}
     Result<> pressBorrowed(xkb_keysym_t symbol, applescript::Modifiers modifiers);
     Result<std::vector<xcb_keycode_t>> keysOf(applescript::Modifiers modifiers) const;
 
     X11 *m_x11;
+    Aim *m_aim;
     KeyMap m_map;
     KeySet *m_held;
 };

@@ -38,9 +38,10 @@ Result<> Typist::typeSome(Symbol &next, Symbol end) {
         if (const auto read = m_settled.wait(READ_MAP_MILLISECONDS); !read)
             return read;
     }
-    for (; next != stop; ++next)
-        if (const auto typed = press(strokes.at(*next)); !typed)
+    while (next != stop) {
+        if (const auto typed = press(runOf(strokes, next, stop)); !typed)
             return typed;
+    }
     return m_borrowed.areBound() ? m_settled.wait(WORK_OFF_MILLISECONDS) : m_x11->flush();
 }
 
@@ -58,16 +59,34 @@ bool Typist::admit(xkb_keysym_t symbol, std::map<xkb_keysym_t, Stroke> &strokes,
     return true;
 }
 
-Result<> Typist::press(Stroke stroke) {
-    if (stroke.shift)
-        sendKey(*m_x11, m_shift, true);
-    tapKey(*m_x11, stroke.key);
-    if (stroke.shift)
-        sendKey(*m_x11, m_shift, false);
-    // A key that comes back at once looks like one that repeats.
-    m_x11->pause(stroke.key == m_last ? 2 : 0);
-    m_last = stroke.key;
-    return m_x11->flush();
+// As many as may be sent in one go, for one look at who gets them. A key that comes back at once looks like one that
+// repeats, so it begins another run.
+std::vector<Stroke> Typist::runOf(const std::map<xkb_keysym_t, Stroke> &strokes, Symbol &next, Symbol stop) {
+    constexpr std::size_t LONGEST = 16;
+    std::vector<Stroke> run;
+    for (; next != stop && run.size() < LONGEST; ++next) {
+        const Stroke &stroke = strokes.at(*next);
+        if (!run.empty() && run.back().key == stroke.key)
+            break;
+        run.push_back(stroke);
+    }
+    return run;
+}
+
+Result<> Typist::press(const std::vector<Stroke> &run) {
+    constexpr int APART_MILLISECONDS = 2;
+    if (run.front().key == m_last)
+        m_x11->pause(APART_MILLISECONDS);
+    m_last = run.back().key;
+    return m_aim->keys([&] {
+        for (const Stroke &stroke : run) {
+            if (stroke.shift)
+                sendKey(*m_x11, m_shift, true);
+            tapKey(*m_x11, stroke.key);
+            if (stroke.shift)
+                sendKey(*m_x11, m_shift, false);
+        }
+    });
 }
 
 } // namespace ombru

@@ -26,25 +26,25 @@ Failure noSuchCode(int keyCode) {
 } // namespace
 
 Result<> X11Input::type(const QString &text, Modifiers modifiers) {
-    return onDisplay([&](X11 &x11) -> Result<> {
+    return onDisplay([&](X11 &x11, Aim &aim) -> Result<> {
         const auto symbols = symbolsOf(text);
         if (!symbols)
             return std::unexpected(symbols.error());
-        return atKeyboard(x11, [&](Keyboard &keyboard, InputState &state) {
+        return atKeyboard(x11, aim, [&](Keyboard &keyboard, InputState &state) {
             state.isolate(0);
             if (modifiers != 0 || keyboard.holdsModifier())
                 return keyboard.pressEach(*symbols, modifiers);
-            return Typist(x11, keyboard.map()).type(*symbols);
+            return Typist(x11, aim, keyboard.map()).type(*symbols);
         });
     });
 }
 
 Result<> X11Input::pressKey(int keyCode, Modifiers modifiers) {
-    return onDisplay([&](X11 &x11) -> Result<> {
+    return onDisplay([&](X11 &x11, Aim &aim) -> Result<> {
         const auto key = keyForCode(keyCode);
         if (!key)
             return std::unexpected(noSuchCode(keyCode));
-        return atKeyboard(x11, [&](Keyboard &keyboard, InputState &state) -> Result<> {
+        return atKeyboard(x11, aim, [&](Keyboard &keyboard, InputState &state) -> Result<> {
             if (key->position) {
                 const auto at = keyboard.map().keyAt(key->position);
                 return at ? keyboard.press(Stroke{*at}, modifiers) : std::unexpected(noKey());
@@ -58,11 +58,11 @@ Result<> X11Input::pressKey(int keyCode, Modifiers modifiers) {
 }
 
 Result<> X11Input::holdKey(int keyCode, bool down) {
-    return onDisplay([&](X11 &x11) -> Result<> {
+    return onDisplay([&](X11 &x11, Aim &aim) -> Result<> {
         const auto key = keyForCode(keyCode);
         if (!key)
             return std::unexpected(noSuchCode(keyCode));
-        auto keyboard = Keyboard::open(x11, m_held);
+        auto keyboard = Keyboard::open(x11, aim, m_held);
         if (!keyboard)
             return std::unexpected(keyboard.error());
         const auto stroke = key->position ? std::nullopt : keyboard->map().strokeFor(key->symbol);
@@ -74,8 +74,8 @@ Result<> X11Input::holdKey(int keyCode, bool down) {
 }
 
 Result<> X11Input::holdModifier(Modifier modifier, bool down) {
-    return onDisplay([&](X11 &x11) -> Result<> {
-        auto keyboard = Keyboard::open(x11, m_held);
+    return onDisplay([&](X11 &x11, Aim &aim) -> Result<> {
+        auto keyboard = Keyboard::open(x11, aim, m_held);
         if (!keyboard)
             return std::unexpected(keyboard.error());
         const auto key = keyboard->map().keyOf(modifier);
@@ -84,9 +84,9 @@ Result<> X11Input::holdModifier(Modifier modifier, bool down) {
 }
 
 Result<> X11Input::click(QPoint at, Click click, Modifiers modifiers) {
-    return onDisplay([&](X11 &x11) {
-        return atKeyboard(x11, [&](Keyboard &keyboard, InputState &) {
-            return keyboard.during(modifiers, [&] { return clickAt(x11, at, click); });
+    return onDisplay([&](X11 &x11, Aim &aim) {
+        return atKeyboard(x11, aim, [&](Keyboard &keyboard, InputState &) {
+            return keyboard.during(modifiers, [&] { return clickAt(x11, aim, at, click); });
         });
     });
 }
@@ -108,15 +108,16 @@ void X11Input::releaseAll() {
 Result<> X11Input::onDisplay(const Operation &operation) {
     return m_turns->onDisplay([&](X11 &x11) -> Result<> {
         const auto *extension = xcb_get_extension_data(x11.connection(), &xcb_test_id);
+        Aim aim(x11, *m_mayReach);
         if (extension && extension->present)
-            return operation(x11);
+            return operation(x11, aim);
         return std::unexpected(
             desktopFailure(CANNOT_DO_IT, u"The display does not accept keys and clicks from programs (no XTEST)."_s));
     });
 }
 
-Result<> X11Input::atKeyboard(X11 &x11, const KeyOperation &operation) {
-    auto keyboard = Keyboard::open(x11, m_held);
+Result<> X11Input::atKeyboard(X11 &x11, Aim &aim, const KeyOperation &operation) {
+    auto keyboard = Keyboard::open(x11, aim, m_held);
     if (!keyboard)
         return std::unexpected(keyboard.error());
     InputState state(x11);

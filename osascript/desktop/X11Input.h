@@ -3,6 +3,7 @@
 // turn.
 #pragma once
 #include "applescript/host/Input.h"
+#include "osascript/desktop/Aim.h"
 #include "osascript/desktop/InputState.h"
 #include "osascript/desktop/Keyboard.h"
 #include "osascript/desktop/Turns.h"
@@ -13,7 +14,7 @@ namespace ombru {
 
 class X11Input : public applescript::Input {
 public:
-    explicit X11Input(Turns &turns) : m_turns(&turns) {}
+    X11Input(Turns &turns, const MayReach &mayReach) : m_turns(&turns), m_mayReach(&mayReach) {}
 
     Result<> type(const QString &text, applescript::Modifiers modifiers) override;
     Result<> pressKey(int keyCode, applescript::Modifiers modifiers) override;
@@ -24,13 +25,14 @@ public:
     void releaseAll(); // in the last turn
 
 private:
-    using Operation = std::function<Result<>(X11 &x11)>;
+    using Operation = std::function<Result<>(X11 &x11, Aim &aim)>;
     using KeyOperation = std::function<Result<>(Keyboard &keyboard, InputState &state)>;
     Result<> onDisplay(const Operation &operation);
     // Alone with the keyboard: nobody else holds a modifier meanwhile.
-    Result<> atKeyboard(X11 &x11, const KeyOperation &operation);
+    Result<> atKeyboard(X11 &x11, Aim &aim, const KeyOperation &operation);
 
     Turns *m_turns;
+    const MayReach *m_mayReach;
     KeySet m_held;
 };
 

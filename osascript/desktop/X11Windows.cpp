@@ -35,6 +35,14 @@ std::invoke_result_t<Operation, ManagedWindows &> X11Windows::withManaged(Operat
     });
 }
 
+template <class Change>
+Result<> X11Windows::change(std::uint64_t handle, Change change) const {
+    return withManaged([&](ManagedWindows &managed) -> Result<> {
+        const auto may = m_caller->mayReach(managed.window(handle));
+        return may ? change(managed) : may;
+    });
+}
+
 Result<std::vector<DesktopWindow>> X11Windows::all() const {
     return withManaged([](ManagedWindows &managed) -> Result<std::vector<DesktopWindow>> { return managed.all(); });
 }
@@ -48,7 +56,7 @@ Result<> X11Windows::activateWindow(std::uint64_t handle) {
 }
 
 Result<> X11Windows::setMinimized(std::uint64_t handle, bool minimized) {
-    return withManaged([&](ManagedWindows &managed) { return managed.setMinimized(handle, minimized); });
+    return change(handle, [&](ManagedWindows &managed) { return managed.setMinimized(handle, minimized); });
 }
 
 Result<std::vector<ProcessInfo>> X11Windows::processes() const {
@@ -59,7 +67,7 @@ Result<std::vector<ProcessInfo>> X11Windows::processes() const {
     for (const auto &window : *windows) {
         auto process = std::ranges::find(processes, window.pid, &ProcessInfo::pid);
         if (process == processes.end()) {
-            const auto application = m_applicationOf(window);
+            const auto application = m_caller->applicationOf(window);
             const auto executable = executableOf(window.pid);
             const auto plain = executable.isEmpty() ? window.className : executable;
             processes.push_back({window.pid, application ? application->name : plain,
@@ -87,6 +95,8 @@ Result<> X11Windows::bringToFront(qint64 pid) {
         const auto windows = windowsOf(pid, managed.all());
         if (windows.empty())
             return std::unexpected(desktopFailure(NO_SUCH_OBJECT, u"The process has no window any more."_s));
+        if (auto may = m_caller->mayReach(windows.front()); !may)
+            return may;
         return managed.activate(windows.front().handle);
     });
 }
@@ -94,6 +104,8 @@ Result<> X11Windows::bringToFront(qint64 pid) {
 Result<> X11Windows::setVisible(qint64 pid, bool visible) {
     return withManaged([&](ManagedWindows &managed) -> Result<> {
         for (const auto &window : windowsOf(pid, managed.all())) {
+            if (auto may = m_caller->mayReach(window); !may)
+                return may;
             if (auto done = managed.setMinimized(window.handle, !visible); !done)
                 return done;
         }
@@ -102,19 +114,19 @@ Result<> X11Windows::setVisible(qint64 pid, bool visible) {
 }
 
 Result<> X11Windows::raiseWindow(std::uint64_t handle) {
-    return withManaged([&](ManagedWindows &managed) { return managed.raise(handle); });
+    return change(handle, [&](ManagedWindows &managed) { return managed.raise(handle); });
 }
 
 Result<> X11Windows::closeWindow(std::uint64_t handle) {
-    return withManaged([&](ManagedWindows &managed) { return managed.close(handle); });
+    return change(handle, [&](ManagedWindows &managed) { return managed.close(handle); });
 }
 
 Result<> X11Windows::moveWindow(std::uint64_t handle, QPoint position) {
-    return withManaged([&](ManagedWindows &managed) { return managed.move(handle, position); });
+    return change(handle, [&](ManagedWindows &managed) { return managed.move(handle, position); });
 }
 
 Result<> X11Windows::resizeWindow(std::uint64_t handle, QSize size) {
-    return withManaged([&](ManagedWindows &managed) { return managed.resize(handle, size); });
+    return change(handle, [&](ManagedWindows &managed) { return managed.resize(handle, size); });
 }
 
 } // namespace ombru

@@ -9,8 +9,7 @@ namespace ombru {
 
 class X11Windows : public Taskbar, public applescript::Windows {
 public:
-    X11Windows(Turns &turns, ApplicationOf applicationOf)
-        : m_turns(&turns), m_applicationOf(std::move(applicationOf)) {}
+    X11Windows(Turns &turns, const DesktopCaller &caller) : m_turns(&turns), m_caller(&caller) {} // which outlive it
 
     Result<std::vector<DesktopWindow>> windows() override;
     Result<> activateWindow(std::uint64_t handle) override;
@@ -28,10 +27,13 @@ public:
 private:
     template <class Operation>
     std::invoke_result_t<Operation, ManagedWindows &> withManaged(Operation operation) const;
+    // Of a window whose owner lets the script.
+    template <class Change>
+    Result<> change(std::uint64_t handle, Change change) const;
     Result<std::vector<DesktopWindow>> all() const;
 
     Turns *m_turns;
-    ApplicationOf m_applicationOf;
+    const DesktopCaller *m_caller;
 };
 
 } // namespace ombru

@@ -55,7 +55,9 @@ Check checkScreen() {
 Check checkPortalInput() {
     const QString needed = portalInputRemedy();
     const QString permission = needed.isEmpty() ? QString() : u" For the permission to use them here: "_s + needed;
-    return {false, u"In a Wayland session the keys and clicks of scripts reach only programs that use X11."_s,
+    return {false,
+            u"In a Wayland session the keys and clicks of scripts reach only programs that use X11, and which one gets "
+            "them cannot be told: what you refuse an application does not bind them there."_s,
             u"Log in to a desktop session on X11 (\"Xorg\")."_s + permission};
 }
 

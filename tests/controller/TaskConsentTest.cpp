@@ -107,6 +107,22 @@ TEST_F(TaskConsentTest, AnAllowedApplicationIsScripted) {
     EXPECT_TRUE(state->blockedApps->isEmpty());
 }
 
+TEST_F(TaskConsentTest, AnApplicationThatAScriptWasRefusedWhileItRanIsBlocked) {
+    reply({block(u"tell application \"System Events\" to keystroke \"x\""_s), u"DONE: ok"_s});
+    osascript.play(1, "echo com.apple.systemevents");
+    osascript.play(2,
+                   "echo '0:9: execution error: Not authorized to send Apple events to Mail. The owner has not allowed "
+                   "scripts to use this application. (-1743)' >&2; exit 1");
+    osascript.play(3, "echo com.apple.mail");
+    FakePlatform::instance().desktop->applications[u"com.apple.systemevents"_s] = {.name = u"System Events"_s,
+                                                                                   .permission = AUTOMATION_ALLOWED};
+    runTask(u"go"_s);
+    ASSERT_EQ(osascript.calls(), 3);
+    EXPECT_EQ(osascript.arguments(3), (QStringList{u"-e"_s, u"id of application \"Mail\""_s}));
+    EXPECT_EQ(state->blockedApps(), (QList<AppAutomation::Target>{{u"com.apple.mail"_s, u"Mail"_s}}));
+    EXPECT_TRUE(message(2).contains(u"The owner has not allowed scripts to use this application. (-1743)"_s));
+}
+
 TEST_F(TaskConsentTest, AnApplicationThatIsAllowedMeanwhileIsScripted) {
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL), block(TELL_MAIL), u"DONE: ok"_s});

@@ -149,6 +149,18 @@ TEST(AutomationRefusal, IsToldByNumberOrWords) {
     EXPECT_FALSE(isAutomationRefusal(u"error (-1728)"_s));
 }
 
+TEST(AutomationRefusal, NamesTheApplications) {
+    const auto plain = u"execution error: Not authorized to send Apple events to %1. (-1743)"_s;
+    EXPECT_EQ(refusedApplications(plain.arg(u"Finder"_s)), QStringList{u"Finder"_s});
+    EXPECT_EQ(refusedApplications(plain.arg(u"St. Mary's Notes"_s)), QStringList{u"St. Mary's Notes"_s});
+    EXPECT_EQ(refusedApplications(u"Not authorized to send Apple events to Mail. The owner has not allowed scripts to "
+                                  "use this application: ask the owner instead of trying another way. (-1743)"_s),
+              QStringList{u"Mail"_s});
+    EXPECT_EQ(refusedApplications(plain.arg(u"A"_s) + u'\n' + plain.arg(u"B"_s) + u'\n' + plain.arg(u"A"_s)),
+              (QStringList{u"A"_s, u"B"_s}));
+    EXPECT_EQ(refusedApplications(u"error (-1743)"_s), QStringList());
+}
+
 TEST(ErrorHeadline, IsTheErrorsFirstLine) {
     EXPECT_EQ(errorHeadline(u"Error (exit 1): 0:3: execution error: Boom. (-2700)\nmore"_s), u"Boom. (-2700)"_s);
     EXPECT_EQ(errorHeadline(u"Script timed out after 2s."_s), u"Script timed out after 2s."_s);

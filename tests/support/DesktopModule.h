@@ -9,7 +9,9 @@
 
 namespace ombru::test {
 
-inline std::unique_ptr<Desktop> openDesktop(const WaitLimit &limit = UNLIMITED) {
+// Where every window may be reached unless told otherwise.
+inline std::unique_ptr<Desktop> openDesktop(
+    const WaitLimit &limit = UNLIMITED, const MayReach &mayReach = [](const DesktopWindow &) { return Result<>(); }) {
     const QByteArray path = qgetenv("OMBRU_BIN") + "/ombru-desktop.so";
     static void *const module = dlopen(path.constData(), RTLD_NOW | RTLD_LOCAL);
     if (!module) {
@@ -18,7 +20,8 @@ inline std::unique_ptr<Desktop> openDesktop(const WaitLimit &limit = UNLIMITED) 
     }
     const auto noneInstalled = [](const DesktopWindow &) { return std::optional<applescript::Application>(); };
     std::unique_ptr<Desktop> desktop;
-    reinterpret_cast<decltype(&ombruOpenDesktop)>(dlsym(module, "ombruOpenDesktop"))(noneInstalled, limit, desktop);
+    reinterpret_cast<decltype(&ombruOpenDesktop)>(dlsym(module, "ombruOpenDesktop"))({noneInstalled, mayReach, &limit},
+                                                                                     desktop);
     return desktop;
 }
 

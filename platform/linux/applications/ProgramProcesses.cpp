@@ -64,7 +64,7 @@ public:
     bool isTelling() const { return !m_name.isEmpty() && m_name != u"flatpak"_s && m_name != u"snap"_s; }
 
     bool isRunBy(const QString &process) const {
-        const auto executable = QFileInfo(QFile::symLinkTarget(u"/proc/"_s + process + u"/exe"_s)).fileName();
+        const auto executable = QFileInfo(processProgram(u"/proc/"_s + process)).fileName();
         if (isInterpreter(executable))
             return runsText(process);
         return !isInterpreter(m_name) && executable == m_name;
@@ -105,6 +105,17 @@ std::optional<std::chrono::milliseconds> runningSince(const DesktopEntry &entry)
             youngest = std::min(youngest.value_or(std::chrono::milliseconds::max()), ageOf(process));
     }
     return youngest;
+}
+
+std::vector<DesktopEntry> applicationsRunBy(qint64 pid, const Applications &installed) {
+    std::vector<DesktopEntry> found;
+    const auto process = QString::number(pid);
+    for (const auto &entry : installed.all()) {
+        const Program program(entry);
+        if (pid > 0 && !entry.terminal && program.isTelling() && program.isRunBy(process))
+            found.push_back(entry);
+    }
+    return found;
 }
 
 } // namespace ombru

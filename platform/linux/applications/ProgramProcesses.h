@@ -12,4 +12,7 @@ namespace ombru {
 // hides its processes, is never among them: only its windows tell.
 std::optional<std::chrono::milliseconds> runningSince(const DesktopEntry &entry);
 
+// The applications whose program that process runs; none of those that run in a terminal or a container.
+std::vector<DesktopEntry> applicationsRunBy(qint64 pid, const Applications &installed);
+
 } // namespace ombru

@@ -266,4 +266,15 @@ Result<> ConsentRecord::forget(const QString &client, const QString &application
     });
 }
 
+ConsentRecordState consentRecordState(const QString &path) {
+    const auto part = [](const QString &file) -> ConsentRecordState::Part {
+        struct stat now = {};
+        if (::stat(QFile::encodeName(file).constData(), &now) != 0)
+            return {};
+        constexpr qint64 SECOND = 1'000'000'000;
+        return {now.st_ino, now.st_size, qint64(now.st_ctim.tv_sec) * SECOND + now.st_ctim.tv_nsec};
+    };
+    return {part(path), part(path + u"-wal"_s)};
+}
+
 } // namespace ombru

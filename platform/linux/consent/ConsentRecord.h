@@ -12,6 +12,22 @@
 
 namespace ombru {
 
+// What of a record's files differs once somebody has written it: cheaper to look at than to ask it.
+struct ConsentRecordState {
+    struct Part {
+        quint64 inode = 0; // 0: it is not there
+        qint64 size = 0;
+        qint64 changed = 0; // nanoseconds
+
+        bool operator==(const Part &) const = default;
+    };
+    Part file;
+    Part log;
+
+    bool operator==(const ConsentRecordState &) const = default;
+};
+ConsentRecordState consentRecordState(const QString &path);
+
 class ConsentRecord {
 public:
     explicit ConsentRecord(const QString &path); // touches nothing; the file need not exist

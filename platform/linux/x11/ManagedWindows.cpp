@@ -44,6 +44,11 @@ std::vector<DesktopWindow> ManagedWindows::all() {
     return result;
 }
 
+DesktopWindow ManagedWindows::window(std::uint64_t handle) {
+    return describe(static_cast<xcb_window_t>(handle), m_x11.number(m_x11.root(), "_NET_ACTIVE_WINDOW"),
+                    m_x11.origin());
+}
+
 bool ManagedWindows::isListed(xcb_window_t window) {
     if (clientArea(window).isNull())
         return false;

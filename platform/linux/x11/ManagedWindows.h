@@ -13,6 +13,7 @@ public:
 
     // Topmost first; without docks, menus and whatever else a taskbar leaves out. Dialogs are in it.
     std::vector<DesktopWindow> all();
+    DesktopWindow window(std::uint64_t handle); // says nothing of itself when it has gone
 
     Result<> activate(std::uint64_t handle); // a Failure when it has no focus after some seconds
     Result<> raise(std::uint64_t handle);

@@ -39,14 +39,14 @@ xcb_window_t managedWithin(X11 &x11, xcb_window_t window, int depth) {
     return XCB_NONE;
 }
 
-bool isOpenMenu(X11 &x11, xcb_window_t window) {
-    const auto looks = Reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply(
-        x11.connection(), xcb_get_window_attributes(x11.connection(), window), nullptr));
-    if (!looks || !looks->override_redirect || looks->map_state != XCB_MAP_STATE_VIEWABLE ||
-        looks->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
-        return false;
+bool isOpen(const xcb_get_window_attributes_reply_t &looks) {
+    return looks.override_redirect && looks.map_state == XCB_MAP_STATE_VIEWABLE &&
+           looks._class != XCB_WINDOW_CLASS_INPUT_ONLY;
+}
+
+bool onlyTells(X11 &x11, xcb_window_t window) {
     const auto types = x11.numbers(window, "_NET_WM_WINDOW_TYPE");
-    return std::ranges::none_of(
+    return std::ranges::any_of(
         std::array{"_NET_WM_WINDOW_TYPE_TOOLTIP", "_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_DND"},
         [&](const char *type) { return contains(types, x11.atom(type)); });
 }
@@ -68,7 +68,7 @@ xcb_window_t keyReceiver(X11 &x11) {
     return focus == XCB_INPUT_FOCUS_POINTER_ROOT || focus == x11.root() ? pointerReceiver(x11) : focus;
 }
 
-xcb_window_t pointerReceiver(const X11 &x11) {
+xcb_window_t pointerReceiver(X11 &x11) {
     const auto pointer = Reply<xcb_query_pointer_reply_t>(
         xcb_query_pointer_reply(x11.connection(), xcb_query_pointer(x11.connection(), x11.root()), nullptr));
     return pointer ? windowAt(x11, {pointer->root_x, pointer->root_y}) : xcb_window_t(XCB_NONE);
@@ -91,10 +91,18 @@ xcb_window_t windowAt(const X11 &x11, QPoint place) {
 }
 
 std::vector<xcb_window_t> openMenus(X11 &x11) {
-    std::vector<xcb_window_t> menus;
     const auto tree = treeOf(x11, x11.root());
-    for (const xcb_window_t window : tree ? childrenIn(*tree) : std::span<const xcb_window_t>()) {
-        if (isOpenMenu(x11, window))
+    if (!tree)
+        return {};
+    // All are asked about before the first answer is read: there may be a hundred.
+    std::vector<std::pair<xcb_window_t, xcb_get_window_attributes_cookie_t>> asked;
+    for (const xcb_window_t window : childrenIn(*tree))
+        asked.emplace_back(window, xcb_get_window_attributes(x11.connection(), window));
+    std::vector<xcb_window_t> menus;
+    for (const auto &[window, cookie] : asked) {
+        const auto looks = Reply<xcb_get_window_attributes_reply_t>(
+            xcb_get_window_attributes_reply(x11.connection(), cookie, nullptr));
+        if (looks && isOpen(*looks) && !onlyTells(x11, window))
             menus.push_back(window);
     }
     return menus;

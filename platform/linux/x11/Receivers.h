@@ -10,7 +10,7 @@ namespace ombru {
 xcb_window_t keyReceiver(X11 &x11);
 
 // The innermost window under the pointer, or at a place on the root window; none where there is only the root.
-xcb_window_t pointerReceiver(const X11 &x11);
+xcb_window_t pointerReceiver(X11 &x11);
 xcb_window_t windowAt(const X11 &x11, QPoint place);
 
 // Windows past the window manager that may hold the keyboard: menus and the like, without tooltips and notifications.

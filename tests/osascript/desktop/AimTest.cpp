@@ -1,0 +1,178 @@
+// Keys, clicks and changes of windows go only where the owner lets them.
+#include "platform/linux/x11/Display.h"
+#include "tests/support/DesktopModule.h"
+
+#include <atomic>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace ombru::applescript;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const Failure REFUSED{u"consent"_s, -1743, u"the owner's answer"_s};
+constexpr int KEY_A = 0;
+
+class Aim : public testing::Test {
+protected:
+    // A window that notes what reaches it.
+    struct Target {
+        QString file;
+        DesktopWindow window;
+        std::unique_ptr<Companion> program;
+
+        QByteArray text() const { return contents(file); }
+        QByteArray events() const { return contents(file + u".events"_s); }
+        QPoint middle() const { return window.position + QPoint(window.size.width(), window.size.height()) / 2; }
+    };
+
+    Target target() {
+        const auto title = u"target-%1."_s.arg(++number);
+        const auto file = scratch.path(title);
+        Target made;
+        made.file = file;
+        made.program = startProgram(
+            "'" + qgetenv("OMBRU_BIN") + "/../tests/input-target' '" + file.toUtf8() + "' " + title.toUtf8(), "ours");
+        made.window = focusWindow(*desktop, title);
+        const auto listens = [&] { return QFile::exists(file + u".events"_s); };
+        EXPECT_TRUE(waitUntil(listens));
+        return made;
+    }
+    static void focus(Desktop &by, const Target &made) {
+        const auto active = by.taskbar().activateWindow(made.window.handle);
+        EXPECT_TRUE(active) << words(active);
+    }
+    void refuse(const Target &made) { refused = made.window.pid; }
+    static void expectRefused(const Result<> &result) {
+        ASSERT_FALSE(result);
+        EXPECT_EQ(result.error().code, -1743) << words(result);
+    }
+
+    static inline int number = 0;
+    Scratch scratch;
+    std::atomic<qint64> refused = -1; // the process whose windows may not be reached
+    std::unique_ptr<Desktop> desktop = openDesktop(UNLIMITED, [this](const DesktopWindow &window) {
+        return window.pid == refused ? Result<>(std::unexpected(REFUSED)) : Result<>();
+    });
+};
+
+// A window past the window manager, as a menu is, of this very process.
+class Menu {
+public:
+    explicit Menu(QRect place) {
+        const std::uint32_t past = 1;
+        xcb_create_window(m_display->connection(), XCB_COPY_FROM_PARENT, m_window, m_display->screen().root,
+                          std::int16_t(place.x()), std::int16_t(place.y()), std::uint16_t(place.width()),
+                          std::uint16_t(place.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_OVERRIDE_REDIRECT, &past);
+        xcb_map_window(m_display->connection(), m_window);
+        done();
+    }
+    ~Menu() {
+        xcb_destroy_window(m_display->connection(), m_window);
+        done();
+    }
+    Menu(const Menu &) = delete;
+    Menu &operator=(const Menu &) = delete;
+
+private:
+    void done() const {
+        Reply<xcb_get_input_focus_reply_t>(
+            xcb_get_input_focus_reply(m_display->connection(), xcb_get_input_focus(m_display->connection()), nullptr));
+    }
+
+    Result<Display> m_display = Display::open();
+    xcb_window_t m_window = xcb_generate_id(m_display->connection());
+};
+
+} // namespace
+
+TEST_F(Aim, KeysReachNoWindowThatIsRefused) {
+    const auto one = target();
+    refuse(one);
+    expectRefused(desktop->input().type(u"ab ü"_s, 0));
+    expectRefused(desktop->input().type(u"s"_s, int(Modifier::command)));
+    expectRefused(desktop->input().pressKey(KEY_A, 0));
+    expectRefused(desktop->input().pressKey(KEY_A, int(Modifier::shift)));
+    expectRefused(desktop->input().holdKey(KEY_A, true));
+    expectRefused(desktop->input().holdModifier(Modifier::shift, true));
+    refused = -1;
+    ASSERT_TRUE(desktop->input().type(u"x"_s, 0));
+    EXPECT_TRUE(waitUntil([&] { return one.text() == "x"; })) << one.text().toStdString();
+    EXPECT_EQ(one.events(), "");
+}
+
+TEST_F(Aim, AWindowThatComesInBetweenGetsNoKeys) {
+    const auto one = target();
+    const auto two = target();
+    refuse(two);
+    focus(*desktop, one);
+    const auto others = openDesktop();
+    std::jthread meanwhile([&] {
+        waitUntil([&] { return !one.text().isEmpty(); });
+        focus(*others, two);
+    });
+    expectRefused(desktop->input().type(u"the text goes on and on. "_s.repeated(4000), 0));
+    meanwhile.join();
+    EXPECT_FALSE(one.text().isEmpty());
+    EXPECT_EQ(two.text(), "");
+}
+
+TEST_F(Aim, WhatIsHeldIsReleasedAlsoOverAWindowThatIsRefused) {
+    const auto one = target();
+    ASSERT_TRUE(desktop->input().holdModifier(Modifier::shift, true));
+    refuse(one);
+    ASSERT_TRUE(desktop->input().holdModifier(Modifier::shift, false));
+    refused = -1;
+    ASSERT_TRUE(desktop->input().pressKey(KEY_A, 0));
+    EXPECT_TRUE(waitUntil([&] { return one.text() == "a"; })) << one.text().toStdString();
+}
+
+TEST_F(Aim, ClicksReachNoWindowThatIsRefusedNorItsFrame) {
+    const auto one = target();
+    refuse(one);
+    const QPoint titleBar = one.window.position + QPoint(one.window.size.width() / 2, 5);
+    for (const QPoint place : {one.middle(), titleBar}) {
+        for (const auto click : {Click::single, Click::twice, Click::right})
+            expectRefused(desktop->input().click(place, click, 0));
+    }
+    refused = -1;
+    ASSERT_TRUE(desktop->input().click(one.middle(), Click::single, 0));
+    EXPECT_TRUE(waitUntil([&] { return one.events().startsWith("press "); })) << one.events().toStdString();
+    EXPECT_EQ(one.events().count('\n'), 1);
+}
+
+TEST_F(Aim, AMenuBelongsToWhoShowsIt) {
+    const auto one = target();
+    refused = QCoreApplication::applicationPid();
+    {
+        const Menu menu(QRect(one.middle(), QSize(40, 40)));
+        expectRefused(desktop->input().type(u"a"_s, 0));
+        expectRefused(desktop->input().click(one.middle() + QPoint(9, 9), Click::single, 0));
+    }
+    ASSERT_TRUE(desktop->input().type(u"b"_s, 0));
+    EXPECT_TRUE(waitUntil([&] { return one.text() == "b"; })) << one.text().toStdString();
+}
+
+TEST_F(Aim, NoWindowThatIsRefusedIsChanged) {
+    const auto one = target();
+    const auto handle = one.window.handle;
+    const auto before = one.window;
+    refuse(one);
+    expectRefused(desktop->windows().moveWindow(handle, {7, 7}));
+    expectRefused(desktop->windows().resizeWindow(handle, {300, 300}));
+    expectRefused(desktop->windows().setMinimized(handle, true));
+    expectRefused(desktop->windows().raiseWindow(handle));
+    expectRefused(desktop->windows().closeWindow(handle));
+    expectRefused(desktop->windows().bringToFront(before.pid));
+    expectRefused(desktop->windows().setVisible(before.pid, false));
+    const auto after = windowTitled(*desktop, before.title);
+    ASSERT_TRUE(after);
+    EXPECT_EQ(after->position, before.position);
+    EXPECT_EQ(after->size, before.size);
+    EXPECT_FALSE(after->minimized);
+    refused = -1;
+    ASSERT_TRUE(desktop->windows().moveWindow(handle, {77, 77}));
+    EXPECT_EQ(windowTitled(*desktop, before.title)->position, QPoint(77, 77));
+}
