@@ -1,5 +1,6 @@
 #include "platform/Notifications.h"
 
+#include "platform/linux/services/KeptNotification.h"
 #include "platform/linux/services/NotificationServer.h"
 
 #include <QVariantMap>
@@ -42,14 +43,15 @@ QVariantList arguments(const Slot &slot) {
 // Tells the server what the slot should be. True when it has to be told again because the server has gone.
 Task<bool> tellOnce(std::shared_ptr<Desk> desk, QString id) {
     Slot &slot = desk->slots[id];
-    if (!slot.wanted && slot.number == 0)
-        co_return false;
-    if (!slot.server)
+    if (!slot.server) {
         slot.server = co_await NotificationServer::find();
+        // What an earlier process left on the screen is replaced.
+        slot.number = slot.server ? KeptNotification::number(id, *slot.server) : 0;
+    }
     slot.news = false;
-    if (!slot.server)
-        co_return false;
     const bool shows = slot.wanted.has_value();
+    if (!slot.server || (!shows && slot.number == 0))
+        co_return false;
     const QString method = shows ? u"Notify"_s : u"CloseNotification"_s;
     const QDBusMessage reply = co_await NotificationServer::call(*slot.server, method, arguments(slot));
     if (NotificationServer::hasGone(reply)) {
@@ -57,8 +59,10 @@ Task<bool> tellOnce(std::shared_ptr<Desk> desk, QString id) {
         slot.number = 0;
         co_return true;
     }
-    if (reply.type() == QDBusMessage::ReplyMessage)
+    if (reply.type() == QDBusMessage::ReplyMessage) {
         slot.number = shows ? reply.arguments().value(0).toUInt() : 0;
+        KeptNotification::keep(id, *slot.server, slot.number);
+    }
     co_return false;
 }
 

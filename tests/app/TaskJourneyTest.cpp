@@ -40,6 +40,22 @@ TEST_F(TaskJourney, TheOwnersEditorOutlivesTheTask) {
     EXPECT_FALSE(marked().isEmpty());
 }
 
+TEST_F(TaskJourney, ThreeTasksLeaveOneNotification) {
+    teach("task: say it\nwords: say\n\n=== 1\nDONE: said\n");
+    run({u"say it"_s});
+    const auto displayed = [this] {
+        const auto count = Process::make({.program = u"/usr/bin/dunstctl"_s,
+                                          .arguments = {u"count"_s, u"displayed"_s},
+                                          .environment = m_environment});
+        EXPECT_TRUE(count->start());
+        return end(count).out.trimmed();
+    };
+    EXPECT_EQ(displayed(), u"1"_s);
+    run({u"say it"_s});
+    EXPECT_EQ(run({u"say it"_s}).status, 0);
+    EXPECT_EQ(displayed(), u"1"_s);
+}
+
 TEST_F(TaskJourney, AScriptWithAnErrorIsCorrectedOnTheNextTurn) {
     const auto finished = run({u"say how many lines the hosts file has"_s});
     EXPECT_EQ(finished.status, 0) << finished.out.toStdString();

@@ -18,6 +18,7 @@ namespace {
 constexpr int ANSWER_MILLISECONDS = 5'000;
 constexpr Clock::Duration CONNECTING = std::chrono::seconds(5);
 constexpr Clock::Duration GLANCE = std::chrono::milliseconds(5);
+const QString NAME = u"org.freedesktop.Notifications"_s;
 const QString CONNECTION = u"ombru.notifications"_s;
 std::atomic<int> connections = 0; // made so far; the last one is in use
 
@@ -58,15 +59,26 @@ Task<QDBusConnection> sessionBus() {
     co_return bus.value_or(present);
 }
 
-Task<QDBusMessage> send(QDBusConnection bus, QString service, QString method, QVariantList arguments) {
-    QDBusMessage message = QDBusMessage::createMethodCall(service, u"/org/freedesktop/Notifications"_s,
-                                                          u"org.freedesktop.Notifications"_s, method);
-    message.setArguments(arguments);
+Task<QDBusMessage> send(QDBusConnection bus, QDBusMessage message) {
     const QDBusPendingCallWatcher watcher(bus.asyncCall(message, ANSWER_MILLISECONDS));
     const Completion answered;
     QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &watcher, [answered] { answered.fire(); });
     co_await answered;
     co_return watcher.reply();
+}
+
+QDBusMessage message(const QString &service, const QString &method, const QVariantList &arguments = {}) {
+    auto message = QDBusMessage::createMethodCall(service, u"/org/freedesktop/Notifications"_s, NAME, method);
+    message.setArguments(arguments);
+    return message;
+}
+
+// Another bus at the same address has another identity.
+Task<QString> identity(QDBusConnection bus) {
+    const QString name = u"org.freedesktop.DBus"_s;
+    const auto reply =
+        co_await send(bus, QDBusMessage::createMethodCall(name, u"/org/freedesktop/DBus"_s, name, u"GetId"_s));
+    co_return reply.arguments().value(0).toString();
 }
 
 QDBusMessage disconnected() {
@@ -80,19 +92,18 @@ Task<std::optional<Found>> find() {
     if (!bus.isConnected())
         co_return std::nullopt;
     const int connection = connections;
-    const QDBusMessage reply =
-        co_await send(bus, u"org.freedesktop.Notifications"_s, u"GetCapabilities"_s, QVariantList());
+    const QDBusMessage reply = co_await send(bus, message(NAME, u"GetCapabilities"_s));
     if (reply.type() != QDBusMessage::ReplyMessage)
         co_return std::nullopt;
     const QStringList capabilities = reply.arguments().value(0).toStringList();
-    co_return Found{reply.service(), connection, capabilities.contains(u"body-markup"_s)};
+    co_return Found{reply.service(), co_await identity(bus), connection, capabilities.contains(u"body-markup"_s)};
 }
 
 Task<QDBusMessage> call(Found server, QString method, QVariantList arguments) {
     const QDBusConnection bus = co_await sessionBus();
     if (!bus.isConnected() || server.connection != connections)
         co_return disconnected();
-    co_return co_await send(bus, server.owner, method, arguments);
+    co_return co_await send(bus, message(server.owner, method, arguments));
 }
 
 bool hasGone(QDBusMessage reply) {

@@ -12,6 +12,7 @@ namespace ombru::NotificationServer {
 // The server that has the name now; starts one when the desktop knows how to. None when nobody answers.
 struct Found {
     QString owner;      // its unique name on the bus
+    QString bus;        // the identity of that bus; empty when it does not tell
     int connection = 0; // which of our connections that name belongs to
     bool markup = false;
 };
