@@ -44,6 +44,9 @@ constexpr Clock::Duration LOOKUP = std::chrono::seconds(5); // and the owner's s
 constexpr Clock::Duration SMOKE_TEST = std::chrono::minutes(5); // the model may be busy
 constexpr qint64 QUICK_OUTPUT = 16 << 20;                       // bytes of an answer; one that prints more gives none
 
+// Where the tool usually is, in the order in which it is looked for.
+QStringList usualPlaces();
+
 // Full path of the tool: the usual places first, then what the owner's shell finds.
 Task<std::optional<QString>> findBinary(std::stop_token stop = {});
 

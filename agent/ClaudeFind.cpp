@@ -17,17 +17,17 @@ bool isExecutableFile(const QString &path) {
     return file.isFile() && file.isExecutable();
 }
 
-QStringList usualPlaces() {
-    const auto home = QDir::homePath();
-    return {home + u"/.local/bin/claude"_s, home + u"/.claude/local/claude"_s,   u"/opt/homebrew/bin/claude"_s,
-            u"/usr/local/bin/claude"_s,     home + u"/.npm-global/bin/claude"_s, home + u"/.bun/bin/claude"_s};
-}
-
 QString lastLine(const QString &text) {
     return text.sliced(text.lastIndexOf(u'\n') + 1);
 }
 
 } // namespace
+
+QStringList Claude::usualPlaces() {
+    const auto home = QDir::homePath();
+    return {home + u"/.local/bin/claude"_s, home + u"/.claude/local/claude"_s,   u"/opt/homebrew/bin/claude"_s,
+            u"/usr/local/bin/claude"_s,     home + u"/.npm-global/bin/claude"_s, home + u"/.bun/bin/claude"_s};
+}
 
 Environment Claude::toolEnvironment() {
     auto result = ownEnvironment();

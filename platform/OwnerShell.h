@@ -9,6 +9,7 @@ struct OwnerShell {
     QString where;   // its command that prints the full path of the program named after it
 };
 
-OwnerShell ownerShell();
+// zsh where it is installed, and otherwise the login shell of the account.
+OwnerShell ownerShell(const QString &zsh = QStringLiteral("/bin/zsh"));
 
 } // namespace ombru

@@ -4,7 +4,7 @@
 
 namespace ombru {
 
-OwnerShell ownerShell() {
+OwnerShell ownerShell(const QString &) {
     return FakePlatform::instance().ownerShell;
 }
 

@@ -23,8 +23,7 @@ QString loginShell() {
 
 } // namespace
 
-OwnerShell ownerShell() {
-    const auto zsh = u"/bin/zsh"_s;
+OwnerShell ownerShell(const QString &zsh) {
     if (QFileInfo(zsh).isExecutable())
         return {zsh, u"whence -p"_s};
     return {loginShell(), u"command -v"_s};

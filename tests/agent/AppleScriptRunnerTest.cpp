@@ -35,6 +35,16 @@ protected:
         return outcome;
     }
 
+    std::shared_ptr<std::optional<Outcome>> beginExecute(const QString &script, double timeout) {
+        const auto outcome = std::make_shared<std::optional<Outcome>>();
+        m_begun.push_back(test::keep(AppleScriptRunner::execute(script, timeout, 0, m_run, [](int) {}), outcome));
+        return outcome;
+    }
+    // One that takes no marked script, and does this with one as it was written.
+    void markersAreErrors(const QByteArray &otherwise) {
+        tool("case $(cat) in *§L*) echo '0:5: syntax error: x (-2741)' >&2; exit 1;; esac; " + otherwise);
+    }
+
     test::Scratch m_scratch;
     std::shared_ptr<AppleScriptRunner::Run> m_run = std::make_shared<AppleScriptRunner::Run>();
     std::vector<int> m_lines;
@@ -289,6 +299,29 @@ TEST_F(AppleScriptRunnerTest, ASyntaxErrorBeforeAnyMarkerRunsTheScriptAsWritten)
 TEST_F(AppleScriptRunnerTest, ASyntaxErrorOfTheScriptItselfIsTheSecondRunsError) {
     tool("cat > /dev/null; echo '0:5: syntax error: x (-2741)' >&2; exit 1");
     EXPECT_EQ(execute(u"beep ("_s), (Outcome{false, u"Error (exit 1): 0:5: syntax error: x (-2741)\n"_s}));
+}
+
+TEST_F(AppleScriptRunnerTest, TheSecondRunEndsByTheSameTimeOut) {
+    ManualClock clock;
+    markersAreErrors("echo $$ > " + m_scratch.path(u"pid"_s).toUtf8() + "; exec sleep 1000");
+    const auto outcome = beginExecute(u"beep"_s, 30);
+    pidIn(m_scratch.path(u"pid"_s));
+    clock.advance(29'999ms);
+    test::settle();
+    EXPECT_FALSE(*outcome);
+    clock.advance(1ms);
+    ASSERT_TRUE(test::waitUntil([&] { return outcome->has_value(); }));
+    EXPECT_EQ(**outcome, (Outcome{false, u"Script timed out after 30s."_s}));
+}
+
+TEST_F(AppleScriptRunnerTest, CancelEndsTheSecondRunToo) {
+    markersAreErrors("echo $$ > " + m_scratch.path(u"pid"_s).toUtf8() + "; exec sleep 1000");
+    const auto outcome = beginExecute(u"beep"_s, 60);
+    const auto pid = pidIn(m_scratch.path(u"pid"_s));
+    m_run->cancel();
+    ASSERT_TRUE(test::waitUntil([&] { return outcome->has_value(); }));
+    EXPECT_FALSE((*outcome)->ok);
+    EXPECT_FALSE(isAlive(pid));
 }
 
 TEST_F(AppleScriptRunnerTest, AnErrorAfterAMarkerIsNotRunAgain) {

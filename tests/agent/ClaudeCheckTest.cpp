@@ -13,8 +13,8 @@ protected:
     State check() { return await(Claude::check()); }
     QByteArray runs() const { return test::contents(m_scratch.path(u"runs"_s)); }
     QByteArray noteRun() const { return "echo run >> " + m_scratch.path(u"runs"_s).toUtf8() + "; "; }
-    void setModified(const QDateTime &time) const {
-        QFile file(binary());
+    static void setModified(const QString &path, const QDateTime &time) {
+        QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::ReadWrite));
         EXPECT_TRUE(file.setFileTime(time, QFile::FileModificationTime));
     }
@@ -92,11 +92,11 @@ TEST_F(ClaudeCheckTest, TheFlagsAreLookedUpAgainOnlyWhenTheFileChanges) {
 
     // Replaced, but with the date of the one before: the answer stays.
     tool(noteRun() + "echo '" + help() + "'");
-    setModified(date);
+    setModified(binary(), date);
     EXPECT_EQ(await(Claude::missingFlags(binary())), Claude::requiredFlags);
     EXPECT_EQ(runs(), "run\n");
 
-    setModified(date.addSecs(1));
+    setModified(binary(), date.addSecs(1));
     EXPECT_EQ(await(Claude::missingFlags(binary())), QStringList());
     EXPECT_EQ(await(Claude::missingFlags(binary())), QStringList());
     EXPECT_EQ(runs(), "run\nrun\n");
@@ -108,6 +108,14 @@ TEST_F(ClaudeCheckTest, TheFlagsOfAnotherPathAreLookedUp) {
     const auto other = m_scratch.script(u"other"_s, "exit 0");
     EXPECT_EQ(await(Claude::missingFlags(other)), Claude::requiredFlags);
     EXPECT_EQ(await(Claude::missingFlags(binary())), QStringList());
+}
+
+TEST_F(ClaudeCheckTest, TheFlagsOfAnotherPathWithTheSameDateAreLookedUp) {
+    tool("echo '" + help() + "'");
+    EXPECT_EQ(await(Claude::missingFlags(binary())), QStringList());
+    const auto other = m_scratch.script(u"other"_s, "exit 0");
+    setModified(other, QFileInfo(binary()).lastModified());
+    EXPECT_EQ(await(Claude::missingFlags(other)), Claude::requiredFlags);
 }
 
 TEST_F(ClaudeCheckTest, AToolDeletedOrReplacedBetweenChecksIsNoticed) {

@@ -22,6 +22,13 @@ protected:
 
 } // namespace
 
+TEST_F(ClaudeFindTest, TheUsualPlacesAreSixInThisOrder) {
+    EXPECT_EQ(Claude::usualPlaces(),
+              (QStringList{home() + u"/.local/bin/claude"_s, home() + u"/.claude/local/claude"_s,
+                           u"/opt/homebrew/bin/claude"_s, u"/usr/local/bin/claude"_s,
+                           home() + u"/.npm-global/bin/claude"_s, home() + u"/.bun/bin/claude"_s}));
+}
+
 TEST_F(ClaudeFindTest, TakesTheFirstOfTheUsualPlaces) {
     const auto last = place(u".bun/bin/claude"_s);
     EXPECT_EQ(await(Claude::findBinary()), systemWide().value_or(last));

@@ -16,6 +16,11 @@ TEST(ErrorOffsets, CountThePauseLinesToo) {
     EXPECT_EQ(remapErrorOffsets(u"46:49: x"_s, script), u"2:5: x"_s);
 }
 
+TEST(ErrorOffsets, CountAPauseWrittenWithAnExponentToo) {
+    const auto script = u"tell me to log \"§L1\"\ntell me to delay 1e-05\nbeep"_s;
+    EXPECT_EQ(remapErrorOffsets(u"44:48: x"_s, script), u"0:4: x"_s);
+}
+
 TEST(ErrorOffsets, StayInAScriptWithoutMarkerLines) {
     const auto text = u"0:10: syntax error: x\n12:13: y"_s;
     EXPECT_EQ(remapErrorOffsets(text, u"one\ntwo\nthree"_s), text);

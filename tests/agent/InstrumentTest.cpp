@@ -96,7 +96,10 @@ TEST(Instrument, ADelayIsTheShortestTextThatReadsBackTheSame) {
     EXPECT_EQ(delayText(0.1), u"0.1"_s);
     EXPECT_EQ(delayText(1.0 / 3), u"0.3333333333333333"_s);
     EXPECT_EQ(delayText(100'000), u"100000.0"_s);
+    EXPECT_EQ(delayText(0.0001), u"0.0001"_s);
     EXPECT_EQ(delayText(0.00001), u"1e-05"_s);
+    EXPECT_EQ(delayText(1e15), u"1000000000000000.0"_s);
+    EXPECT_EQ(delayText(1e16), u"1e+16"_s);
 }
 
 TEST(Instrument, TopLevelStatementsOfAScriptWithoutARunHandlerAreMarked) {

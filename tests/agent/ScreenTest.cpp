@@ -1,5 +1,6 @@
 #include "agent/Screen.h"
 
+#include "base/Background.h"
 #include "base/WholeFile.h"
 #include "picture/PictureFile.h"
 #include "platform/fake/FakePlatform.h"
@@ -167,6 +168,29 @@ TEST_F(ScreenTest, TheMainThreadRunsWhileThePictureIsTaken) {
     EXPECT_TRUE(ran);
 }
 
+TEST_F(ScreenTest, ADisplayThatDoesNotAnswerIsGivenUpAfterFifteenSeconds) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto waiting = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().screenshot = [release, waiting]() -> Result<Picture> {
+        *waiting = true;
+        release->wait(false);
+        return FakePlatform::plainPicture(64, 48, 0);
+    };
+    const auto shot = std::make_shared<std::optional<Result<Screen::Shot>>>();
+    const auto kept = keep(Screen::capture(directory(), 1), shot);
+    ASSERT_TRUE(waitUntil([&] { return waiting->load(); }));
+    m_clock.advance(std::chrono::milliseconds(14'999));
+    settle();
+    EXPECT_FALSE(*shot);
+    m_clock.advance(std::chrono::milliseconds(1));
+    ASSERT_TRUE(waitUntil([&] { return shot->has_value(); }));
+    EXPECT_EQ((*shot)->error(), PERMISSION);
+    expectLogged(u"does not answer"_s);
+    *release = true;
+    release->notify_all();
+    EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+}
+
 TEST_F(ScreenTest, PointsAreTheScreensOwn) {
     FakePlatform::instance().screenSize = {1512, 982};
     const auto shot = await(Screen::capture(directory(), 1));
@@ -206,6 +230,14 @@ TEST_F(ScreenTest, APreviewIsAtMost1280PixelsOnItsLongerSide) {
     EXPECT_EQ(jpegSize(*await(Screen::previewJPEG(written(1568, 1018)))), QSize(1280, 831));
     EXPECT_EQ(jpegSize(*await(Screen::previewJPEG(written(700, 1400)))), QSize(640, 1280));
     EXPECT_EQ(jpegSize(*await(Screen::previewJPEG(written(1568, 1018), 100))), QSize(100, 65));
+}
+
+TEST_F(ScreenTest, APreviewHasThreeFifthsOfTheQuality) {
+    const auto picture = FakePlatform::plainPicture(64, 48, 0x224466);
+    EXPECT_EQ(await(Screen::previewJPEG(picture)), encodeJpeg(picture, 0.6));
+    EXPECT_EQ(await(Screen::previewJPEG(picture, 1280, 0.9)), encodeJpeg(picture, 0.9));
+    EXPECT_EQ(await(Screen::previewJPEG(written(64, 48))),
+              encodeJpeg(FakePlatform::plainPicture(64, 48, 0xff00ff), 0.6));
 }
 
 TEST_F(ScreenTest, APreviewNeverGrows) {

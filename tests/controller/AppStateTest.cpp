@@ -198,6 +198,15 @@ TEST_F(AppStateTest, ASecondActivityBeforeTheLingerElapsesCancelsTheFirstTimer) 
     EXPECT_FALSE(state->taskActivity());
 }
 
+TEST_F(AppStateTest, AnActivityThatStaysIsNotClearedByTheTimerOfTheOneBefore) {
+    ManualClock clock;
+    state->setActivity(u"first"_s, 4);
+    state->setActivity(u"second"_s);
+    clock.advance(24h);
+    settle();
+    EXPECT_EQ(state->taskActivity(), u"second"_s);
+}
+
 TEST_F(AppStateTest, ObserversHearOfAChangeBeforeItTakesEffectAndNotOfNone) {
     QStringList before;
     const auto watched = state->onWillChange([&] { before.append(state->lastEvent()); });

@@ -110,6 +110,14 @@ TEST_F(Cancel, WhileTheReplyIsRead) {
     state->startTask(u"go"_s);
     expectStoppedAtOnce();
     EXPECT_EQ(osascript.calls(), 0);
+    EXPECT_FALSE(events.join(u'\n').contains(u"code: "_s)) << "no more is told of the reply";
+}
+
+TEST_F(Cancel, WhileAFinalReplyIsRead) {
+    reply({u"DONE: too late"_s});
+    cancelAt(u"replied in "_s);
+    state->startTask(u"go"_s);
+    expectStoppedAtOnce();
 }
 
 TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
@@ -193,6 +201,7 @@ TEST_F(Cancel, WhileAScriptRunsLeavesNoProcessBehind) {
     expectStopped();
     EXPECT_TRUE(isGone(pid));
     EXPECT_EQ(claude.calls(), 1);
+    EXPECT_FALSE(events.join(u'\n').contains(u"script failed"_s)) << "it was the owner who ended it";
 }
 
 TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
@@ -204,6 +213,18 @@ TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
     state->cancelTask();
     expectStopped();
     EXPECT_EQ(claude.calls(), 1);
+    EXPECT_EQ(state->step(), 1) << "no turn follows";
+}
+
+TEST_F(Cancel, DuringThePauseAfterTheLastScriptIsNoLackOfSteps) {
+    ASSERT_TRUE(state->settings.settle.write(60));
+    ASSERT_TRUE(state->settings.maxSteps.write(1));
+    ManualClock clock;
+    reply({block(u"x"_s)});
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(until(u"result: "_s));
+    state->cancelTask();
+    expectStopped();
 }
 
 TEST_F(Cancel, WhileIdleNeverStopsTheNextTask) {

@@ -92,6 +92,16 @@ TEST_F(TaskLoopTest, ANewSessionDuringAQuestionStaysNew) {
     EXPECT_TRUE(claude.arguments(3).contains(u"--resume"_s)) << "the new one goes on";
 }
 
+TEST_F(TaskLoopTest, AReplyThatNamesNoConversationBeginsAnother) {
+    reply({u"DONE: 1"_s, u"DONE: 2"_s, u"DONE: 3"_s});
+    claude.play(2, "echo '{\"result\":\"DONE: 2\"}'");
+    runTask(u"one"_s);
+    runTask(u"two"_s);
+    EXPECT_TRUE(claude.arguments(2).contains(u"--resume"_s));
+    runTask(u"three"_s);
+    EXPECT_FALSE(claude.arguments(3).contains(u"--resume"_s));
+}
+
 TEST_F(TaskLoopTest, AReplyWithTwoBlocksRunsOnlyTheFirstAndLogsNeither) {
     reply({block(u"first"_s, u"A."_s) + u"\n"_s + block(u"second"_s, u"B."_s), u"DONE: ok"_s});
     runTask(u"go"_s);
@@ -268,6 +278,19 @@ TEST_F(TaskLoopTest, SettingsCountFromTheNextUseOn) {
     osascript.play(1, "printf '[General]\\nmaxSteps=2\\nsettle=0\\n' >\"$HOME/.config/ombru/ombru.conf\"");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::outOfSteps);
     EXPECT_EQ(claude.calls(), 2);
+}
+
+TEST_F(TaskLoopTest, TheNextTurnBeginsAfterThePauseAndNotBefore) {
+    ManualClock clock;
+    ASSERT_TRUE(state->settings.settle.write(2));
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(test::waitUntil([this] { return events.last().startsWith(u"result: "_s); }));
+    clock.advance(std::chrono::milliseconds(1999));
+    test::settle();
+    EXPECT_EQ(state->step(), 1);
+    clock.advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(finish().answer, u"ok"_s);
 }
 
 TEST_F(TaskLoopTest, TheActivityLineClearsItselfFourSecondsAfterTheEnd) {

@@ -86,6 +86,7 @@ TEST(PlainStep, HasNoMarkup) {
 TEST(PlainStep, IsCutAt140Characters) {
     EXPECT_EQ(plainStep(QString(140, u'a')), QString(140, u'a'));
     EXPECT_EQ(plainStep(QString(141, u'a')), QString(139, u'a') + u"…"_s);
+    EXPECT_EQ(plainStep(u"👍🏽"_s.repeated(140)), u"👍🏽"_s.repeated(140)) << "counted as a person does";
     const auto cut = plainStep(u"👍🏽"_s.repeated(200));
     EXPECT_EQ(characterCount(cut), 140);
     EXPECT_TRUE(cut.endsWith(u"👍🏽…"_s));
@@ -135,6 +136,12 @@ TEST(ResultHead, CarriesTheFirst4000Characters) {
     EXPECT_EQ(head, u"Result of your last AppleScript (failure):\n"_s + QString(4000, u'x'));
 }
 
+TEST(ResultHead, CountsCharactersAsAPersonDoes) {
+    const auto thumb = u"👍🏽"_s; // one character of four code units
+    EXPECT_EQ(resultHead(true, thumb.repeated(4001)),
+              u"Result of your last AppleScript (success):\n"_s + thumb.repeated(4000));
+}
+
 TEST(ResultHead, IsNeverTooLongForAnArgument) {
     const auto family = u"👩‍👩‍👧‍👦"_s; // one character of 25 bytes
     const auto head = resultHead(true, family.repeated(4000));
@@ -165,6 +172,16 @@ TEST(ErrorHeadline, IsTheErrorsFirstLine) {
     EXPECT_EQ(errorHeadline(u"Error (exit 1): 0:3: execution error: Boom. (-2700)\nmore"_s), u"Boom. (-2700)"_s);
     EXPECT_EQ(errorHeadline(u"Script timed out after 2s."_s), u"Script timed out after 2s."_s);
     EXPECT_EQ(characterCount(errorHeadline(QString(500, u'x'))), 140);
+}
+
+TEST(ErrorHeadline, IsCutAt140CharactersAsAPersonCountsThem) {
+    const auto thumb = u"👍🏽"_s;
+    EXPECT_EQ(errorHeadline(thumb.repeated(141)), thumb.repeated(140));
+}
+
+TEST(ErrorHeadline, BeginsBehindTheFirstOfTwoErrors) {
+    EXPECT_EQ(errorHeadline(u"0:3: execution error: the shell said execution error: Boom."_s),
+              u"the shell said execution error: Boom."_s);
 }
 
 TEST(FinishTitle, FollowsTheAnswersWords) {

@@ -101,6 +101,18 @@ TEST_F(PictureFile, JpegHasThePicturesSizeAndGrowsWithQuality) {
     EXPECT_EQ(QSize(width, height), QSize(333, 222));
 }
 
+TEST_F(PictureFile, TheQualityOfAJpegIsPartOfAHundred) {
+    // The first step of its brightness table: 16 in the standard's, which is made for a quality of 50.
+    const auto step = [](double quality) {
+        const auto jpeg = *encodeJpeg(noise(16, 16), quality);
+        return int(jpeg[jpeg.indexOf("\xff\xdb") + 5]);
+    };
+    EXPECT_EQ(step(0.5), 16);
+    EXPECT_EQ(step(0.6), 13);
+    EXPECT_EQ(step(0.9), 3);
+    EXPECT_EQ(step(1), 1);
+}
+
 TEST_F(PictureFile, JpegOfWhatItCannotHoldIsNone) {
     EXPECT_FALSE(encodeJpeg({}, 0.6));
     EXPECT_FALSE(encodeJpeg(noise(70000, 1), 0.6));

@@ -87,6 +87,14 @@ TEST_F(SettingTest, WhatAPersonTypedIsReadAsItsKind) {
     EXPECT_EQ(settings.states.text(), uR"({ "b": "on", "a": "off" })"_s) << "a map is kept as it was typed";
 }
 
+TEST_F(SettingTest, ANumberIsKeptWithAllItsDigitsAndNoMore) {
+    ASSERT_TRUE(settings.pause.write(1.0 / 3));
+    EXPECT_EQ(settings.pause.text(), u"0.3333333333333333"_s);
+    EXPECT_EQ(settings.pause(), 1.0 / 3);
+    ASSERT_TRUE(settings.pause.write(0.1));
+    EXPECT_EQ(settings.pause.text(), u"0.1"_s);
+}
+
 TEST_F(SettingTest, EveryRefusalSaysWhatWouldBeRight) {
     EXPECT_EQ(refusal(settings.hint.writeTyped(u"yes"_s)), u"hint cannot be \"yes\": it takes true or false"_s);
     EXPECT_EQ(refusal(settings.count.write(11)), u"count cannot be \"11\": it takes a whole number from -10 to 10"_s);
