@@ -115,6 +115,20 @@ TEST(ProcessEnd, DroppedWhileItRunsItIsKilledWithItsGroup) {
     EXPECT_TRUE(test::waitUntil([&] { return ::kill(static_cast<pid_t>(childPid), 0) < 0; })) << "it stays a zombie";
 }
 
+TEST(ProcessEnd, WhatAChildLeftThatHasEndedIsNotKilledWithTheOthers) {
+    const Scratch scratch;
+    const auto process = Process::make(shell(u"sleep 1000 & echo $! > "_s + scratch.path(u"pid"_s)));
+    ASSERT_TRUE(process->start());
+    EXPECT_EQ(end(process).status, 0);
+    const auto job = pidIn(scratch.path(u"pid"_s));
+    const auto other = Process::make(shell(u"sleep 600"_s));
+    ASSERT_TRUE(other->start());
+    Process::killAll();
+    EXPECT_EQ(end(other).status, SIGKILL);
+    EXPECT_TRUE(isAlive(job));
+    ::kill(static_cast<pid_t>(job), SIGKILL);
+}
+
 TEST(ProcessEnd, AllCanBeKilledAtOnceWithTheirGroups) {
     const test::Scratch scratch;
     const auto stubborn =
