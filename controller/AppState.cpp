@@ -15,7 +15,8 @@ using namespace Qt::StringLiterals;
 
 AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     Loop::main(); // from here on other threads may emit
-    settings.onTrouble([this](const QString &line) { emit(u"✗ "_s + line, EventKind::warn); });
+    // The first is found before anybody can listen.
+    settings.onTrouble([this](const QString &line) { emitFromAnywhere(u"✗ "_s + line, EventKind::warn); });
     m_loop = makeTaskLoop();
     m_desk = makePermissionDesk();
     show(m_desk->view());

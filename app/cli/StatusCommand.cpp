@@ -17,6 +17,13 @@ Permission::State stateOf(const PermissionStates &states, const QString &id) {
 
 } // namespace
 
+StatusCommand::StatusCommand(const StatusOptions &options) : m_options(options) {
+    m_warned = m_state.onEvent([](const Event &event) {
+        if (event.kind == EventKind::warn)
+            qWarning("%s", qUtf8Printable(event.text));
+    });
+}
+
 void StatusCommand::interrupt() {
     m_interrupted = true;
     m_looked.fire();

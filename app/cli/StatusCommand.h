@@ -8,7 +8,7 @@ namespace ombru {
 
 class StatusCommand {
 public:
-    explicit StatusCommand(const StatusOptions &options) : m_options(options) {}
+    explicit StatusCommand(const StatusOptions &options);
 
     Task<int> run(); // the exit status: 0, 1 when it could not be printed, 130 stopped by the owner
     void interrupt();
@@ -21,6 +21,7 @@ private:
     StatusOptions m_options;
     Terminal m_terminal;
     AppState m_state;
+    Subscription m_warned; // what the owner should know beside the answer
     Completion m_looked;
     TaskScope m_tasks;
     bool m_interrupted = false;

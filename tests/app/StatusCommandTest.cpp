@@ -84,7 +84,11 @@ TEST_F(StatusTest, WhatTheOwnerWroteIntoTheSettingsFileStays) {
     ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Truncate));
     file.write(written);
     file.close();
+    testing::internal::CaptureStderr();
     EXPECT_EQ(status().status, 0);
+    const auto warned = QString::fromStdString(testing::internal::GetCapturedStderr());
+    EXPECT_EQ(warned.count(u"line 4 of "_s), 1) << warned.toStdString();
+    EXPECT_TRUE(warned.contains(u"is not KEY=VALUE and counts as nothing: and a line that is none"_s));
     ASSERT_TRUE(file.open(QFile::ReadOnly));
     const auto kept = file.readAll();
     EXPECT_TRUE(kept.startsWith(written + "appAutomation=")) << kept.toStdString();

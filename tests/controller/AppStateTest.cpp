@@ -231,8 +231,23 @@ TEST_F(AppStateTest, ABadSettingIsLoggedOnceAndItsDefaultCounts) {
     file.close();
     EXPECT_EQ(state->settings.maxSteps(), 15);
     EXPECT_EQ(state->settings.maxSteps(), 15);
+    settle();
     ASSERT_EQ(events.size(), 1);
     EXPECT_TRUE(events[0].startsWith(u"warn: ✗ maxSteps cannot be \"lots of them\""_s)) << events[0].toStdString();
+}
+
+TEST_F(AppStateTest, WhatTheSettingsFileHadAtTheStartIsToldWhoeverListensThen) {
+    QFile file(state->settings.file());
+    ASSERT_TRUE(file.open(QFile::WriteOnly | QFile::Append));
+    file.write("no setting\n");
+    file.close();
+    QStringList told;
+    AppState started;
+    const auto listening = started.onEvent([&](const Event &event) { told.append(event.text); });
+    settle();
+    ASSERT_EQ(told.size(), 1);
+    EXPECT_TRUE(told[0].endsWith(u"counts as nothing: no setting"_s)) << told[0].toStdString();
+    test::await(started.drain());
 }
 
 TEST_F(AppStateTest, AWorkingToolPassesItsTest) {

@@ -157,6 +157,7 @@ TEST_F(PermissionsOfTheController, ApplicationsWrittenByHandThatAreNoneCountAsNo
     file.close();
     FakePlatform::instance().logged.clear();
     restart();
+    test::settle();
     EXPECT_EQ(state->appAutomation(), PermissionStates());
     ASSERT_EQ(FakePlatform::instance().logged.size(), 1u);
     const auto line = FakePlatform::instance().logged[0].text;
