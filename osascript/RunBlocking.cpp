@@ -160,6 +160,29 @@ int statusOf(pid_t pid) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Gives it the input and takes what it writes until it ends; false when the time is over before.
+bool attend(const Descriptor &child, Streams &streams, QByteArray input, const std::optional<Clock::Time> &end,
+            applescript::ShellOutcome &outcome) {
+    while (true) {
+        if (streams.in.writing.isOpen() && !feed(streams.in.writing, input))
+            streams.in.writing.close();
+        // A closed descriptor's number is -1, which poll passes over.
+        std::array<pollfd, 4> waits{pollfd{child.number(), POLLIN, 0},
+                                    {streams.in.writing.number(), POLLOUT, 0},
+                                    {streams.out.reading.number(), POLLIN, 0},
+                                    {streams.err.reading.number(), POLLIN, 0}};
+        ::poll(waits.data(), waits.size(), millisecondsUntil(end));
+        if (waits[0].revents != 0)
+            return true;
+        if (end && *end <= Clock::now())
+            return false;
+        if (streams.out.reading.isOpen() && !drain(streams.out.reading, TURN, outcome.out))
+            streams.out.reading.close();
+        if (streams.err.reading.isOpen() && !drain(streams.err.reading, TURN, outcome.err))
+            streams.err.reading.close();
+    }
+}
+
 } // namespace
 
 Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QByteArray &input,
@@ -175,34 +198,17 @@ Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QB
     streams->out.writing.close();
     streams->err.writing.close();
 
-    const Descriptor ended(int(::syscall(SYS_pidfd_open, *pid, 0)));
+    const Descriptor child(int(::syscall(SYS_pidfd_open, *pid, 0)));
     applescript::ShellOutcome outcome;
-    auto left = input;
-    while (true) {
-        if (streams->in.writing.isOpen() && !feed(streams->in.writing, left))
-            streams->in.writing.close();
-        // A closed descriptor's number is -1, which poll passes over.
-        std::array<pollfd, 4> waits{pollfd{ended.number(), POLLIN, 0},
-                                    {streams->in.writing.number(), POLLOUT, 0},
-                                    {streams->out.reading.number(), POLLIN, 0},
-                                    {streams->err.reading.number(), POLLIN, 0}};
-        ::poll(waits.data(), waits.size(), millisecondsUntil(end));
-        if (waits[0].revents != 0)
-            break;
-        if (end && *end <= Clock::now()) {
-            endAwaited();
-            statusOf(*pid);
-            return std::unexpected(processFailure(ETIMEDOUT, words.first()));
-        }
-        if (streams->out.reading.isOpen() && !drain(streams->out.reading, TURN, outcome.out))
-            streams->out.reading.close();
-        if (streams->err.reading.isOpen() && !drain(streams->err.reading, TURN, outcome.err))
-            streams->err.reading.close();
-    }
+    const bool ended = attend(child, *streams, input, end, outcome);
+    if (!ended)
+        endAwaited();
     // All it wrote is in the pipes by now; what others go on writing is not waited for.
     drain(streams->out.reading, bytesIn(streams->out.reading), outcome.out);
     drain(streams->err.reading, bytesIn(streams->err.reading), outcome.err);
     outcome.status = statusOf(*pid);
+    if (!ended)
+        return std::unexpected(processFailure(ETIMEDOUT, words.first()));
     return outcome;
 }
 

@@ -52,7 +52,14 @@ protected:
     static inline int number = 0;
     Scratch scratch;
     std::atomic<qint64> refused = -1; // the process whose windows may not be reached
+    std::atomic<int> asked = 0;       // how often
+    qint64 watched = -1;              // the process whose windows are looked at
+    int looks = 0;                    // how often before that happens
+    std::function<void()> afterLooks; // between the last look and what is sent
     std::unique_ptr<Desktop> desktop = openDesktop(UNLIMITED, [this](const DesktopWindow &window) {
+        ++asked;
+        if (window.pid == watched && --looks == 0)
+            afterLooks();
         return window.pid == refused ? Result<>(std::unexpected(REFUSED)) : Result<>();
     });
 };
@@ -117,6 +124,36 @@ TEST_F(Aim, AWindowThatComesInBetweenGetsNoKeys) {
     meanwhile.join();
     EXPECT_FALSE(one.text().isEmpty());
     EXPECT_EQ(two.text(), "");
+}
+
+TEST_F(Aim, AWindowThatComesInAfterTheLookGetsNoKeysAndNoClick) {
+    const auto one = target();
+    const auto two = target();
+    refuse(two);
+    const auto others = openDesktop();
+    watched = one.window.pid;
+    afterLooks = [&] { focus(*others, two); };
+    focus(*desktop, one);
+    looks = 1;
+    expectRefused(desktop->input().type(u"a"_s, 0));
+    EXPECT_TRUE(desktop->windows().moveWindow(one.window.handle, two.window.position));
+    focus(*desktop, one);
+    looks = 2; // the place comes first
+    expectRefused(desktop->input().click(two.middle(), Click::single, 0));
+    refused = -1;
+    focus(*desktop, two);
+    ASSERT_TRUE(desktop->input().type(u"b"_s, 0));
+    EXPECT_TRUE(waitUntil([&] { return two.text() == "b"; })) << two.text().toStdString();
+    EXPECT_EQ(two.events(), "");
+}
+
+TEST_F(Aim, OneLookIsEnoughForSeveralKeys) {
+    const auto one = target();
+    const auto text = u"abcdefghijklmnop"_s.repeated(50);
+    asked = 0;
+    ASSERT_TRUE(desktop->input().type(text, 0));
+    EXPECT_LE(asked, text.size() / 10);
+    EXPECT_TRUE(waitUntil([&] { return one.text() == text.toUtf8(); }));
 }
 
 TEST_F(Aim, WhatIsHeldIsReleasedAlsoOverAWindowThatIsRefused) {
