@@ -78,7 +78,10 @@ struct RawOutcome {
 };
 
 Process::Command command(const QString &script, std::shared_ptr<ScriptLog> log) {
-    Process::Command result{.program = osascriptPath(), .arguments = {u"-"_s}, .afterForcedEnd = inputReleasePath()};
+    Process::Command result{.program = osascriptPath(),
+                            .arguments = {u"-"_s},
+                            .inherited = osascriptInherits(),
+                            .afterForcedEnd = inputReleasePath()};
     // Half a character cannot be written; then nothing is.
     result.input = script.isValidUtf16() ? script.toUtf8() : QByteArray();
     result.onErrors = [log = std::move(log)](QByteArrayView piece) { log->add(piece); };

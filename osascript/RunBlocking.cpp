@@ -4,6 +4,7 @@
 #include "base/KeeperWire.h"
 #include "base/Program.h"
 #include "osascript/Ending.h"
+#include "platform/linux/consent/ScriptMark.h"
 
 #include <QFile>
 
@@ -49,7 +50,13 @@ Environment withoutKeeper(Environment environment) {
     return environment;
 }
 
-// In this program's group, and without the files of this program.
+// By which what a script starts is known for the application's, like the script.
+std::vector<int> handedOn() {
+    static const auto mark = inheritedMark();
+    return mark ? std::vector{mark->descriptor} : std::vector<int>();
+}
+
+// In this program's group, and without other files of this program.
 Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams,
                            const std::optional<Environment> &environment) {
     return spawn({.program = words.first(),
@@ -59,6 +66,7 @@ Result<pid_t> spawnInGroup(const QStringList &words, const Streams &streams,
                   .input = streams.in.reading.number(),
                   .output = streams.out.writing.number(),
                   .errors = streams.err.writing.number(),
+                  .inherited = handedOn(),
                   .ownSession = false});
 }
 

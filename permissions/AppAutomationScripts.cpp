@@ -58,6 +58,7 @@ Task<std::optional<QString>> AppAutomation::bundleID(QString name, std::stop_tok
     const auto question = u"id of application \""_s + name.remove(u'"') + u'"';
     const auto process = Process::make({.program = osascriptPath(),
                                         .arguments = {u"-e"_s, question},
+                                        .inherited = osascriptInherits(),
                                         .outputLimit = MOST_OUTPUT,
                                         .grace = NAME_GRACE});
     const auto told = co_await collectWithin(process, NAME_LIMIT, std::move(stop));

@@ -22,7 +22,8 @@ const QString ANY_EVENT = u"tell application \"%1\" to return name of first proc
 
 // An event to the application makes the system show its prompt.
 Task<bool> sendAnyEvent(std::stop_token stop) {
-    const auto process = Process::make({.program = osascriptPath(), .arguments = {u"-e"_s, ANY_EVENT}});
+    const auto process = Process::make(
+        {.program = osascriptPath(), .arguments = {u"-e"_s, ANY_EVENT}, .inherited = osascriptInherits()});
     const auto sent = co_await collectWithin(process, Permissions::ANSWERING, stop);
     co_return sent && sent->status == 0;
 }

@@ -8,4 +8,8 @@ QString osascriptPath() {
     return FakePlatform::instance().osascript;
 }
 
+std::vector<int> osascriptInherits() {
+    return {};
+}
+
 } // namespace ombru

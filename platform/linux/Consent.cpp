@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 Result<> mayDecide() {
-    if (!runsBelowScript())
+    if (!mayServeAScript())
         return {};
     return std::unexpected(
         Failure{u"consent"_s, 2, u"A script cannot decide what it may control; only you can, outside of it."_s});

@@ -24,10 +24,11 @@ protected:
     }
 
     Outcome run(const QStringList &words, const QString &program = u"ombru"_s) {
-        auto process = Process::make({.program = qEnvironmentVariable("OMBRU_BIN") + u'/' + program,
-                                      .arguments = words,
-                                      .directory = scratch.directory(),
-                                      .environment = ownEnvironment()});
+        auto process = Process::make(
+            {.program = program.startsWith(u'/') ? program : qEnvironmentVariable("OMBRU_BIN") + u'/' + program,
+             .arguments = words,
+             .directory = scratch.directory(),
+             .environment = ownEnvironment()});
         EXPECT_TRUE(process->start());
         await(process->ended());
         return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
@@ -181,6 +182,17 @@ TEST_F(ConsentCommandTest, ARecordThatCannotBeUsedIsNamed) {
         EXPECT_EQ(outcome.status, 1) << outcome;
         EXPECT_TRUE(outcome.err.contains(scratch.path(u"ombru/consent.db"_s))) << outcome;
     }
+}
+
+// As one that is installed does. Its own tests run where it was built.
+TEST_F(ConsentCommandTest, OutsideOfItsBuildItReadsTheAccountsRecordWhateverItsEnvironmentSays) {
+    const auto client = scratch.path(u"client"_s);
+    consent({u"deny"_s, u"TextEdit"_s, u"--for"_s, client});
+    const auto copy = scratch.path(u"ombru-elsewhere"_s);
+    ASSERT_TRUE(QFile::copy(qEnvironmentVariable("OMBRU_BIN") + u"/ombru"_s, copy));
+    EXPECT_TRUE(consent({u"list"_s, u"--for"_s, client}).out.contains(u"refused"_s));
+    EXPECT_EQ(run({u"consent"_s, u"list"_s, u"--for"_s, client}, copy).out,
+              u"Nothing is decided for %1.\n"_s.arg(client));
 }
 
 // An agent that was refused must not help itself.

@@ -1,6 +1,6 @@
 // Scripts that try to reach an application which the owner has not allowed: whatever they forge, damage or start, it is
-// not reached. The programs under test are copies in a directory of their own; a shell of the name `ombru` beside them
-// stands for the application that has scripts run.
+// not reached. The programs under test are in a directory of the build that counts as the application's place; in it a
+// program of the application's name has shells do what a script would.
 #include "base/Process.h"
 #include "tests/support/Consent.h"
 #include "tests/support/Outcome.h"
@@ -10,6 +10,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -27,10 +28,8 @@ QString quoted(QString text) {
 class ConsentAttack : public ::testing::Test {
 protected:
     ConsentAttack() {
-        for (const auto &directory : {u"bin"_s, u"elsewhere"_s, u"system/applications"_s, u"evil"_s, u"home"_s})
+        for (const auto &directory : {u"elsewhere"_s, u"system/applications"_s, u"evil"_s, u"home"_s})
             QDir().mkpath(m_scratch.path(directory));
-        copy(qEnvironmentVariable("OMBRU_BIN") + u"/osascript"_s, u"bin/osascript"_s);
-        copy(SHELL, u"bin/ombru"_s);
         copy(SHELL, u"elsewhere/ombru"_s);
         const auto program = m_scratch.script(u"probe-program"_s, "touch '" + launchedFile().toUtf8() + "'");
         m_scratch.write(u"system/applications/probe.desktop"_s,
@@ -38,16 +37,21 @@ protected:
         m_environment["HOME"] = m_scratch.path(u"home"_s).toUtf8();
         m_environment["XDG_DATA_HOME"] = m_scratch.path(u"data"_s).toUtf8();
         m_environment["XDG_DATA_DIRS"] = m_scratch.path(u"system"_s).toUtf8();
-        m_environment["BIN"] = m_scratch.path(u"bin"_s).toUtf8();
+        m_environment["BIN"] = STAGE.toUtf8();
         for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
             m_environment.erase(name);
+    }
+
+    ~ConsentAttack() override {
+        QFile::remove(bin(u"ombru-consent-prompt"_s));
+        QFile::remove(bin(u"ombru-privacy"_s));
     }
 
     void copy(const QString &from, const QString &to) {
         ASSERT_TRUE(QFile::copy(from, m_scratch.path(to))) << from.toStdString();
         QFile::setPermissions(m_scratch.path(to), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
-    QString bin(const QString &name) const { return m_scratch.path(u"bin/"_s + name); }
+    static QString bin(const QString &name) { return STAGE + u'/' + name; }
     QString launchedFile() const { return m_scratch.path(u"launched"_s); }
     QString data() const { return m_scratch.path(u"data"_s); }
     QString database() const { return data() + u"/ombru/consent.db"_s; }
@@ -62,7 +66,8 @@ protected:
         await(process->ended());
         return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
     }
-    // A shell line that the application runs; it is not the shell's last one, so that the shell waits for it.
+    // A shell line that the application runs for a script; it is not the shell's last one, so that the shell waits for
+    // it.
     Outcome underOmbru(const QString &line) { return run(bin(u"ombru"_s), {u"-c"_s, line + u"\ns=$?; exit $s"_s}); }
     QString osascript(const QString &script) { return u"\"$BIN/osascript\" -e "_s + quoted(script); }
 
@@ -85,14 +90,16 @@ protected:
     }
     // A program that stands for the owner's prompt.
     void playPrompt(const QByteArray &body) {
-        m_scratch.script(u"bin/ombru-consent-prompt"_s,
-                         "printf '%s\\n' \"$@\" >'" + m_scratch.path(u"prompt.arguments"_s).toUtf8() + "'; env >'" +
-                             m_scratch.path(u"prompt.environment"_s).toUtf8() + "'\n" + body);
+        m_scratch.script(u"prompt"_s, "printf '%s\\n' \"$@\" >'" + m_scratch.path(u"prompt.arguments"_s).toUtf8() +
+                                          "'; env >'" + m_scratch.path(u"prompt.environment"_s).toUtf8() + "'\n" +
+                                          body);
+        QFile::link(m_scratch.path(u"prompt"_s), bin(u"ombru-consent-prompt"_s));
         m_environment["DISPLAY"] = ":owners";
     }
     QByteArray promptArguments() const { return contents(m_scratch.path(u"prompt.arguments"_s)); }
     QByteArray promptEnvironment() const { return '\n' + contents(m_scratch.path(u"prompt.environment"_s)); }
 
+    static inline const QString STAGE = QDir::cleanPath(qEnvironmentVariable("OMBRU_BIN") + u"/../tests/stage"_s);
     static inline const QString SHELL = QFileInfo(u"/bin/sh"_s).canonicalFilePath();
     static inline const QString PYTHON = QFileInfo(u"/usr/bin/python3"_s).canonicalFilePath();
     Scratch m_scratch;
@@ -177,6 +184,80 @@ TEST_F(ConsentAttack, AProgramThatTakesTheApplicationsNameIsAnother) {
     expectRefused(run(QStandardPaths::findExecutable(u"bash"_s),
                       {u"-c"_s, u"(exec -a \"$BIN/ombru\" bash -c \"$0\n:\")"_s, osascript(REACH) + u" || exit 1"_s}));
     expectRefused(run(SHELL, line));
+}
+
+// A shell, and what passes open files on, is the script's own.
+TEST_F(ConsentAttack, WhatHasInheritedTheMarkIsTheApplication) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    for (const auto &wrapper : {u"env"_s, u"timeout 60"_s, u"setsid -w"_s, u"nohup"_s, u"sh -c '\"$@\"; exit $?' sh"_s})
+        expectReached(underOmbru(wrapper + u' ' + osascript(REACH)));
+    ASSERT_TRUE(QFile::copy(bin(u"ombru"_s), bin(u"ombru-privacy"_s)));
+    expectReached(run(bin(u"ombru-privacy"_s), {u"-c"_s, osascript(REACH) + u"\ns=$?; exit $s"_s}));
+}
+
+TEST_F(ConsentAttack, DescentWithoutTheMarkIsRefusedAndNobodyIsAsked) {
+    playPrompt("exit 0");
+    expectReached(underOmbru(osascript(REACH)));
+    ASSERT_FALSE(promptArguments().isEmpty()) << "with it the owner is";
+    QFile::remove(m_scratch.path(u"prompt.arguments"_s));
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    for (const auto &wrapper :
+         {u"exec 3>&-; \"$@\""_s, u"exec 3</dev/null; \"$@\""_s,
+          u"python3 -c 'import subprocess, sys; sys.exit(subprocess.call(sys.argv[1:]))' \"$@\""_s})
+        expectRefused(underOmbru(u"sh -c "_s + quoted(wrapper + u"; exit $?"_s) + u" sh "_s + osascript(REACH)));
+    EXPECT_TRUE(promptArguments().isEmpty());
+}
+
+TEST_F(ConsentAttack, AnApplicationBesideACopyOfTheInterpreterIsAnother) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    copy(bin(u"osascript"_s), u"evil/osascript"_s);
+    copy(bin(u"ombru"_s), u"evil/ombru"_s);
+    m_environment["BIN"] = m_scratch.path(u"evil"_s).toUtf8();
+    expectRefused(run(m_scratch.path(u"evil/ombru"_s), {u"-c"_s, osascript(REACH) + u"\ns=$?; exit $s"_s}));
+}
+
+TEST_F(ConsentAttack, HardLinksToTheProgramsAreOthers) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    const QTemporaryDir linked(STAGE + u"/../linked"_s); // links stay on one disk
+    for (const auto &name : {u"ombru"_s, u"osascript"_s})
+        ASSERT_EQ(::link(bin(name).toUtf8().constData(), linked.filePath(name).toUtf8().constData()), 0);
+    const QStringList line{u"-c"_s, osascript(REACH) + u"\ns=$?; exit $s"_s};
+    expectRefused(run(linked.filePath(u"ombru"_s), line));
+    m_environment["BIN"] = linked.path().toUtf8();
+    expectRefused(run(linked.filePath(u"ombru"_s), line));
+}
+
+// Who may not make a namespace cannot try.
+TEST_F(ConsentAttack, AProgramMountedOverTheApplicationIsAnother) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    copy(bin(u"ombru"_s), u"evil/ombru"_s);
+    const auto mounting = u"mount --bind '%1' \"$BIN/ombru\" && echo mounted && \"$BIN/ombru\" -c \"$0\""_s.arg(
+        m_scratch.path(u"evil/ombru"_s));
+    for (const auto &space : {u"-m"_s, u"-rm"_s}) {
+        const auto outcome =
+            run(u"/usr/bin/unshare"_s, {space, u"sh"_s, u"-c"_s, mounting, osascript(REACH) + u" || exit 1"_s});
+        if (outcome.out.contains(u"mounted"_s))
+            expectRefused(outcome);
+    }
+}
+
+TEST_F(ConsentAttack, AMarkOfAnotherProgramsMakingIsNone) {
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    copy(bin(u"ombru"_s), u"evil/ombru"_s);
+    const auto fake = m_scratch.path(u"evil/ombru"_s);
+    const QString line = osascript(REACH) + u" || exit 1"_s;
+    expectRefused(run(fake, {u"-c"_s, line}));
+    expectRefused(underOmbru(u"exec 3>&-; '"_s + fake + u"' -c "_s + quoted(line)));
+}
+
+TEST_F(ConsentAttack, AnApplicationThatAScriptStartsHasNoPermissionsOfItsOwn) {
+    playPrompt("exit 0");
+    allow(data(), {u"probe"_s}, ownConsentClient());
+    const auto line = u"\"$BIN/ombru\" -c "_s + quoted(osascript(REACH) + u" || exit 1"_s);
+    m_environment["LINE"] = line.toUtf8();
+    expectRefused(run(bin(u"osascript"_s), {u"-e"_s, u"do shell script \"eval \\\"$LINE\\\"\""_s}));
+    expectRefused(underOmbru(u"exec 3>&-; "_s + line));
+    EXPECT_TRUE(promptArguments().isEmpty());
 }
 
 // --- what a script forges
@@ -285,7 +366,7 @@ TEST_F(ConsentAttack, OnlyTheAnswerYesLetsItThrough) {
         expectRefused(underOmbru(osascript(REACH)));
         EXPECT_FALSE(promptArguments().isEmpty());
     }
-    m_scratch.write(u"bin/ombru-consent-prompt"_s, "no program");
+    m_scratch.write(u"prompt"_s, "no program");
     expectRefused(underOmbru(osascript(REACH)));
 }
 

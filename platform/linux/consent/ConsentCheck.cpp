@@ -2,18 +2,40 @@
 
 #include <QDir>
 
+#include <array>
+#include <pwd.h>
+#include <unistd.h>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+// Nobody changes it for one program.
+QString accountsHome() {
+    std::array<char, 16'384> memory{};
+    passwd entry{};
+    passwd *found = nullptr;
+    ::getpwuid_r(::geteuid(), &entry, memory.data(), memory.size(), &found);
+    return found ? QFile::decodeName(entry.pw_dir) : QString();
+}
+
+QString recordIn(const QString &data) {
+    return data + u"/ombru/consent.db"_s;
+}
+
+} // namespace
+
 QString consentDatabase(const Environment &environment) {
+    if (isInstalled())
+        return recordIn(accountsHome() + u"/.local/share"_s);
     const auto value = [&](const char *name) {
         const auto variable = environment.find(name);
         return variable == environment.end() ? QString() : QString::fromUtf8(variable->second);
     };
     const auto data = value("XDG_DATA_HOME");
-    const auto directory = QDir::isAbsolutePath(data) ? data : value("HOME") + u"/.local/share"_s;
-    return directory + u"/ombru/consent.db"_s;
+    return recordIn(QDir::isAbsolutePath(data) ? data : value("HOME") + u"/.local/share"_s);
 }
 
 ConsentCheck::ConsentCheck(ConsentClient client, RunToEnd run)
@@ -24,6 +46,8 @@ QString ConsentCheck::database() const {
 }
 
 std::int32_t ConsentCheck::automation(const QString &application, bool ask) {
+    if (!m_client.mayBeAllowed)
+        return AUTOMATION_REFUSED;
     const auto decided = m_record.decision(m_client.id, application);
     if (decided && *decided)
         return **decided ? AUTOMATION_ALLOWED : AUTOMATION_REFUSED;

@@ -7,8 +7,8 @@
 
 namespace ombru {
 
-// Where a program with that environment has the owner's decisions. By hand, since libraries look only at their own
-// process's.
+// Where the owner's decisions are: in the home of the account, whatever the environment says; in a program that is not
+// installed, where one with that environment has them.
 QString consentDatabase(const Environment &environment);
 
 class ConsentCheck {
@@ -16,9 +16,9 @@ public:
     // `run` runs the program that asks the owner.
     explicit ConsentCheck(ConsentClient client, RunToEnd run = runForOwner);
 
-    // AUTOMATION_ALLOWED, _REFUSED or _UNDECIDED, which is also the answer when the record cannot be read. For an
-    // application's identity, see Consent.h. Decisions that others write count at once, and asking again costs
-    // microseconds.
+    // AUTOMATION_ALLOWED, _REFUSED or _UNDECIDED, which is also the answer when the record cannot be read. A client
+    // that may not be allowed anything is refused. For an application's identity, see Consent.h. Decisions that others
+    // write count at once, and asking again costs microseconds.
     std::int32_t automation(const QString &application, bool ask);
 
     // Where the decisions are kept.

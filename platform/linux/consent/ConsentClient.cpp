@@ -1,5 +1,6 @@
 #include "platform/linux/consent/ConsentClient.h"
 
+#include "platform/linux/consent/ScriptMark.h"
 #include "platform/linux/system/ProcessStat.h"
 
 #include <QCoreApplication>
@@ -17,7 +18,7 @@ namespace {
 
 struct Ancestor {
     qint64 pid = 0;
-    QString program; // full path
+    QString program; // full path; empty when it may not be looked at
 };
 
 QByteArray contentOf(const QString &path) {
@@ -25,12 +26,9 @@ QByteArray contentOf(const QString &path) {
     return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// What to do about a process whose program cannot be looked at.
-enum class Unreadable { endsTheWalk, isPassed };
-
 // The parent first. A process's number may be given anew while we look: one that is younger than its child is not its
 // parent, and one that changed meanwhile was not seen at all.
-std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid, Unreadable unreadable) {
+std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid) {
     std::vector<Ancestor> ancestors;
     QSet<qint64> seen{pid};
     auto child = processStat(processes + u'/' + QString::number(pid));
@@ -40,8 +38,6 @@ std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid, Unreadab
         const auto before = processStat(process);
         const auto program = processProgram(process);
         if (!before || before->start > child->start || processStat(process) != before)
-            break;
-        if (program.isEmpty() && unreadable == Unreadable::endsTheWalk)
             break;
         ancestors.push_back({child->parent, program});
         child = before;
@@ -70,35 +66,85 @@ Environment environmentOf(const QString &process) {
     return environment;
 }
 
+// Of the lines "NAME:\t..." the words behind that name.
+QList<QByteArray> wordsOf(const QByteArray &text, const QByteArray &name) {
+    for (const auto &line : text.split('\n')) {
+        if (line.startsWith(name + ':'))
+            return line.sliced(name.size() + 1).simplified().split(' ');
+    }
+    return {};
+}
+
+// A namespace that any user can make shows other processes, or other files in the places that are fixed. One of process
+// numbers has them twice; one of users knows only its maker, while a container's knows thousands.
+bool isInNamespaceOfItsOwn(const QString &processes, qint64 pid) {
+    constexpr qint64 SYSTEM = 1000; // users that even the smallest has
+    const auto process = processes + u'/' + QString::number(pid);
+    qint64 users = 0;
+    for (const auto &line : contentOf(process + u"/uid_map"_s).split('\n')) {
+        const auto words = line.simplified().split(' ');
+        users += words.size() == 3 ? words[2].toLongLong() : 0;
+    }
+    return wordsOf(contentOf(process + u"/status"_s), "NSpid").size() > 1 || (users > 0 && users < SYSTEM);
+}
+
+bool isOfAScript(const Ancestor &ancestor) {
+    const auto name = QFileInfo(ancestor.program).fileName();
+    return name == u"osascript" || name == u"ombru";
+}
+
+// As /proc counts: in a namespace of processes, this one goes by another number there.
+qint64 ownNumber() {
+    return QFileInfo(QFile::symLinkTarget(u"/proc/self"_s)).fileName().toLongLong();
+}
+
+// The one whose mark was inherited is an ancestor, and above it there is none that it could work for.
+bool isHandedDown(const ClientSurroundings &here, const std::vector<Ancestor> &ancestors) {
+    const auto maker = here.markMaker ? std::ranges::find(ancestors, *here.markMaker, &Ancestor::pid) : ancestors.end();
+    return maker != ancestors.end() && !isInNamespaceOfItsOwn(here.processes, here.pid) &&
+           here.kinship(here.processes + u'/' + QString::number(maker->pid)) == Kinship::proven &&
+           std::none_of(std::next(maker), ancestors.end(), isOfAScript);
+}
+
+ConsentClient elsewhere(const QString &program, const std::vector<Ancestor> &ancestors) {
+    const auto visible = std::ranges::find_if(ancestors, &QString::isEmpty, &Ancestor::program);
+    const auto nearest =
+        std::find_if_not(ancestors.begin(), visible, [](const auto &ancestor) { return isWrapper(ancestor.program); });
+    if (nearest != visible)
+        return {nearest->program, std::nullopt};
+    return {visible == ancestors.begin() ? program : std::prev(visible)->program, std::nullopt};
+}
+
 } // namespace
 
-ConsentClient askingClient(const QString &processes, qint64 pid, const QString &program) {
-    const auto ancestors = ancestorsOf(processes, pid, Unreadable::endsTheWalk);
-    const auto ombru = QFileInfo(program).path() + u"/ombru"_s;
-    const auto outermost = std::find_if(ancestors.rbegin(), ancestors.rend(), [&](const auto &ancestor) {
-        return ancestor.program == ombru || ancestor.program == ombru + u"-privacy"_s; // its settings ask for it
-    });
-    if (outermost != ancestors.rend())
-        return {OMBRU_CLIENT.toString(), environmentOf(processes + u'/' + QString::number(outermost->pid))};
-    const auto nearest = std::ranges::find_if_not(ancestors, isWrapper, &Ancestor::program);
-    if (nearest != ancestors.end())
-        return {nearest->program, std::nullopt};
-    return {ancestors.empty() ? program : ancestors.back().program, std::nullopt};
-}
-
-bool runsBelowScript(const QString &processes, qint64 pid) {
-    const auto isOsascript = [](const Ancestor &ancestor) {
-        return QFileInfo(ancestor.program).fileName() == u"osascript";
+ConsentClient askingClient(const ClientSurroundings &here) {
+    const auto ancestors = ancestorsOf(here.processes, here.pid);
+    const auto placeOf = [&](const Ancestor &ancestor) {
+        return here.processes + u'/' + QString::number(ancestor.pid);
     };
-    return std::ranges::any_of(ancestorsOf(processes, pid, Unreadable::isPassed), isOsascript);
+    const auto outermost = std::find_if(ancestors.rbegin(), ancestors.rend(), [&](const auto &ancestor) {
+        return here.kinship(placeOf(ancestor)) != Kinship::none;
+    });
+    if (outermost == ancestors.rend())
+        return elsewhere(here.program, ancestors);
+    return {OMBRU_CLIENT.toString(), environmentOf(placeOf(*outermost)), isHandedDown(here, ancestors)};
 }
 
-bool runsBelowScript() {
-    return runsBelowScript(u"/proc"_s, QCoreApplication::applicationPid());
+bool mayServeAScript(const QString &processes, qint64 pid) {
+    return std::ranges::any_of(ancestorsOf(processes, pid), isOfAScript) || isInNamespaceOfItsOwn(processes, pid);
+}
+
+bool mayServeAScript() {
+    return mayServeAScript(u"/proc"_s, ownNumber());
 }
 
 ConsentClient askingClient() {
-    return askingClient(u"/proc"_s, QCoreApplication::applicationPid(), QCoreApplication::applicationFilePath());
+    const auto mark = inheritedMark();
+    return askingClient({.processes = u"/proc"_s,
+                         .pid = ownNumber(),
+                         .program = QCoreApplication::applicationFilePath(),
+                         .markMaker = mark ? std::optional<qint64>(mark->maker) : std::nullopt,
+                         .kinship = kinshipOf});
 }
 
 } // namespace ombru

@@ -10,6 +10,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString OSASCRIPT = u"/usr/bin/osascript"_s;
+const QString OMBRU = u"/usr/bin/ombru"_s;
 
 class ConsentClientTest : public ::testing::Test {
 protected:
@@ -24,51 +25,89 @@ protected:
         if (!program.isEmpty())
             QFile::link(program, directory + u"/exe"_s);
     }
-    QString client(int pid) { return askingClient(scratch.directory(), pid, OSASCRIPT).id; }
+    ConsentClient asking(int pid, std::optional<qint64> markMaker = {}) {
+        return askingClient({.processes = scratch.directory(),
+                             .pid = pid,
+                             .program = OSASCRIPT,
+                             .markMaker = markMaker,
+                             .kinship = [this](const QString &process) {
+                                 const auto program = QFile::symLinkTarget(process + u"/exe"_s);
+                                 return program == OMBRU ? kinship : Kinship::none;
+                             }});
+    }
+    QString client(int pid) { return asking(pid).id; }
 
     test::Scratch scratch;
+    Kinship kinship = Kinship::proven; // of what runs OMBRU
 };
 
 } // namespace
 
-TEST_F(ConsentClientTest, IsTheApplicationBesideUsWhateverStandsBetween) {
+TEST_F(ConsentClientTest, IsTheApplicationAboveUsWhateverStandsBetween) {
     process(1, 0, u"/sbin/init"_s);
-    process(10, 1, u"/usr/bin/ombru"_s, QByteArray("HOME=/home/me\0XDG_DATA_HOME=/d=1\0", 33));
+    process(10, 1, OMBRU, QByteArray("HOME=/home/me\0XDG_DATA_HOME=/d=1\0", 33));
     process(11, 10, u"/usr/bin/python3.11"_s);
     process(12, 11, u"/usr/bin/dash"_s);
     process(13, 12, OSASCRIPT);
-    const auto found = askingClient(scratch.directory(), 13, OSASCRIPT);
+    const auto found = asking(13, 10);
     EXPECT_EQ(found.id, u"com.ombru.mac"_s);
+    EXPECT_TRUE(found.mayBeAllowed);
     ASSERT_TRUE(found.environment);
     EXPECT_EQ(*found.environment, (Environment{{"HOME", "/home/me"}, {"XDG_DATA_HOME", "/d=1"}}));
 }
 
-TEST_F(ConsentClientTest, ThePrivacySettingsAskForTheApplication) {
-    process(10, 1, u"/usr/bin/ombru-privacy"_s);
+TEST_F(ConsentClientTest, WithoutTheMarkOfAProvenAncestorNothingIsAllowed) {
+    process(9, 1, u"/usr/bin/other"_s);
+    process(10, 9, OMBRU);
     process(11, 10, OSASCRIPT);
-    EXPECT_EQ(client(11), u"com.ombru.mac"_s);
+    process(12, 1, OMBRU);
+    EXPECT_TRUE(asking(11, 10).mayBeAllowed);
+    for (const std::optional<qint64> maker :
+         {std::optional<qint64>(), std::optional<qint64>(9), std::optional<qint64>(12)}) {
+        EXPECT_EQ(asking(11, maker).id, u"com.ombru.mac"_s);
+        EXPECT_FALSE(asking(11, maker).mayBeAllowed);
+    }
+    kinship = Kinship::claimed; // after an upgrade, say
+    EXPECT_EQ(asking(11, 10).id, u"com.ombru.mac"_s);
+    EXPECT_FALSE(asking(11, 10).mayBeAllowed);
+}
+
+TEST_F(ConsentClientTest, AnApplicationBelowAScriptOrAnotherHandsNothingDown) {
+    for (const auto &above : {u"/home/me/osascript"_s, u"/home/me/ombru"_s, OMBRU}) {
+        process(9, 1, above);
+        process(10, 9, u"/bin/sh"_s);
+        process(11, 10, OMBRU);
+        process(12, 11, OSASCRIPT);
+        EXPECT_FALSE(asking(12, 11).mayBeAllowed) << above.toStdString();
+    }
+}
+
+TEST_F(ConsentClientTest, InANamespaceOfItsOwnNothingIsHandedDown) {
+    process(10, 1, OMBRU);
+    process(11, 10, OSASCRIPT);
+    scratch.write(u"11/status"_s, "Name:\tosascript\nNSpid:\t11\n");
+    scratch.write(u"11/uid_map"_s, "         0          0 4294967295\n");
+    EXPECT_TRUE(asking(11, 10).mayBeAllowed);
+    EXPECT_FALSE(mayServeAScript(scratch.directory(), 10));
+    scratch.write(u"11/uid_map"_s, "         0       1000          1\n         1     100000      65536\n");
+    EXPECT_TRUE(asking(11, 10).mayBeAllowed) << "a container";
+    scratch.write(u"11/uid_map"_s, "         0       1000          1\n");
+    EXPECT_FALSE(asking(11, 10).mayBeAllowed);
+    scratch.write(u"11/uid_map"_s, "         0          0 4294967295\n");
+    scratch.write(u"11/status"_s, "Name:\tosascript\nNSpid:\t11\t1\n");
+    EXPECT_FALSE(asking(11, 10).mayBeAllowed);
+    process(20, 1, u"/bin/sh"_s);
+    EXPECT_FALSE(mayServeAScript(scratch.directory(), 20));
+    scratch.write(u"20/status"_s, "NSpid:\t20\t1\n");
+    EXPECT_TRUE(mayServeAScript(scratch.directory(), 20));
 }
 
 TEST_F(ConsentClientTest, TheOutermostApplicationIsBelieved) {
-    process(10, 1, u"/usr/bin/ombru"_s, QByteArray("HOME=/true\0", 11));
+    process(10, 1, OMBRU, QByteArray("HOME=/true\0", 11));
     process(11, 10, OSASCRIPT);
-    process(12, 11, u"/usr/bin/ombru"_s, QByteArray("HOME=/forged\0", 13));
+    process(12, 11, OMBRU, QByteArray("HOME=/forged\0", 13));
     process(13, 12, OSASCRIPT);
-    EXPECT_EQ(askingClient(scratch.directory(), 13, OSASCRIPT).environment->at("HOME"), "/true");
-}
-
-TEST_F(ConsentClientTest, StaysTheApplicationAfterAnUpgrade) {
-    process(10, 1, u"/usr/bin/ombru (deleted)"_s);
-    process(11, 10, OSASCRIPT);
-    EXPECT_EQ(client(11), u"com.ombru.mac"_s);
-}
-
-TEST_F(ConsentClientTest, AnApplicationOfThatNameElsewhereIsAnotherProgram) {
-    for (const auto &program : {u"/tmp/ombru"_s, u"/usr/bin/ombru2"_s, u"/usr/bin/x/ombru"_s, u"/usr/bin/ombru "_s}) {
-        process(10, 1, program);
-        process(11, 10, OSASCRIPT);
-        EXPECT_EQ(client(11), program);
-    }
+    EXPECT_EQ(asking(13).environment->at("HOME"), "/true");
 }
 
 TEST_F(ConsentClientTest, IsTheNearestProgramThatIsMoreThanAShell) {
@@ -91,7 +130,7 @@ TEST_F(ConsentClientTest, AmongShellsIsTheOutermost) {
 }
 
 TEST_F(ConsentClientTest, AProcessThatCannotBeLookedAtEndsTheWalk) {
-    process(10, 1, u"/usr/bin/ombru"_s);
+    process(10, 1, u"/usr/bin/xterm"_s);
     process(11, 10, {});
     process(12, 11, u"/bin/sh"_s);
     process(13, 12, OSASCRIPT);
@@ -101,18 +140,22 @@ TEST_F(ConsentClientTest, AProcessThatCannotBeLookedAtEndsTheWalk) {
     EXPECT_EQ(client(77), OSASCRIPT) << "nothing is known of itself";
 }
 
-TEST_F(ConsentClientTest, BehindOneThatCannotBeLookedAtAScriptIsStillSeen) {
+TEST_F(ConsentClientTest, BehindOneThatCannotBeLookedAtTheApplicationAndAScriptAreStillSeen) {
+    process(5, 1, OMBRU);
+    process(6, 5, {});
+    process(7, 6, OSASCRIPT);
+    EXPECT_EQ(client(7), u"com.ombru.mac"_s);
     process(10, 1, OSASCRIPT);
     process(11, 10, {});
-    process(12, 11, u"/usr/bin/ombru"_s);
-    EXPECT_TRUE(runsBelowScript(scratch.directory(), 12));
+    process(12, 11, OMBRU);
+    EXPECT_TRUE(mayServeAScript(scratch.directory(), 12));
     process(20, 1, {});
-    process(21, 20, u"/usr/bin/ombru"_s);
-    EXPECT_FALSE(runsBelowScript(scratch.directory(), 21));
+    process(21, 20, OMBRU);
+    EXPECT_FALSE(mayServeAScript(scratch.directory(), 21));
 }
 
 TEST_F(ConsentClientTest, ANumberThatWasGivenAnewIsNoParent) {
-    process(10, 1, u"/usr/bin/ombru"_s, {}, 500);
+    process(10, 1, OMBRU, {}, 500);
     process(11, 10, u"/bin/sh"_s, {}, 20);
     process(12, 11, OSASCRIPT, {}, 30);
     EXPECT_EQ(client(12), u"/bin/sh"_s);
@@ -126,7 +169,7 @@ TEST_F(ConsentClientTest, ACircleEnds) {
 }
 
 TEST_F(ConsentClientTest, NonsenseInProcIsNoProcess) {
-    process(10, 1, u"/usr/bin/ombru"_s);
+    process(10, 1, OMBRU);
     process(11, 10, OSASCRIPT);
     for (const auto &stat :
          {QByteArray(), QByteArray("11"), QByteArray("11 (x"), QByteArray("11 (x) S"), QByteArray(5000, ')')}) {
@@ -143,8 +186,10 @@ TEST_F(ConsentClientTest, OfARealProcessIsTheProgramThatStartedIt) {
     ASSERT_TRUE(shell->start());
     const auto pid = test::pidIn(scratch.path(u"pid"_s));
     ASSERT_GT(pid, 0);
-    EXPECT_EQ(askingClient(u"/proc"_s, pid, OSASCRIPT).id, mine);
-    EXPECT_EQ(askingClient(u"/proc"_s, pid, QFileInfo(mine).path() + u"/osascript"_s).id, mine);
+    EXPECT_EQ(
+        askingClient({.processes = u"/proc"_s, .pid = pid, .program = OSASCRIPT, .markMaker = {}, .kinship = kinshipOf})
+            .id,
+        mine);
     shell->terminate();
     test::await(shell->ended());
     EXPECT_FALSE(askingClient().id.isEmpty());
