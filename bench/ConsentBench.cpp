@@ -6,6 +6,7 @@
 #include "permissions/AppAutomation.h"
 #include "platform/Consent.h"
 #include "platform/linux/consent/ConsentClient.h"
+#include "tests/support/Record.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>
@@ -31,7 +32,7 @@ void runScript(const QString &script) {
 // Whoever asks: scripts that this program starts, and the host in this very process.
 void allow(const QString &application) {
     for (const QString &client : {QCoreApplication::applicationFilePath(), askingClient().id, ownConsentClient()}) {
-        if (const auto decided = decideConsent(client, application, true); !decided)
+        if (const auto decided = test::writeDecision(client, application, true); !decided)
             bench::fail(decided.error().description.toStdString());
     }
 }

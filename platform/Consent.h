@@ -7,7 +7,6 @@
 #include <QMap>
 #include <QString>
 
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -47,18 +46,17 @@ Result<std::vector<ConsentDecision>> consentDecisions();
 std::optional<QMap<QString, bool>> ownConsentDecisions();
 
 // Asks the owner, as the system asks for every consent, whether that client may control the application, though it may
-// have been refused before. Blocks until there is an answer, which is recorded. A Failure when nobody could be asked.
-Result<> offerConsent(const QString &client, const QString &application);
+// have been refused before. The only way to allow it: no program says yes in the owner's place. Blocks until there is an
+// answer, which is recorded; gives whether it is allowed. A Failure when nobody could be asked, or a script would be the
+// one that asks.
+Result<bool> offerConsent(const QString &client, const QString &application);
 
-// Writes or replaces one decision, for the identities of what is given. A Failure when the system keeps its record to
-// itself, or it cannot be written.
-Result<> decideConsent(const QString &client, const QString &application, bool allowed);
+// Writes a refusal, for the identities of what is given. A Failure when the system keeps its record to itself, or it
+// cannot be written.
+Result<> refuseConsent(const QString &client, const QString &application);
 
-// While the result lives no script makes keys or clicks, so that what the owner answers is the owner's. Waits until a
-// prompt that is open has been answered. Null where that cannot be had; then the owner must not be asked.
-std::shared_ptr<void> pauseScriptedInput();
-
-// Takes one back, so that the owner is asked again; fine when there is none.
-Result<> forgetConsent(const QString &client, const QString &application);
+// Takes a decision back, so that the owner is asked again; fine when there is none. To take back a refusal the owner is
+// asked first, as by offerConsent(). Gives whether it was taken back.
+Result<bool> forgetConsent(const QString &client, const QString &application);
 
 } // namespace ombru

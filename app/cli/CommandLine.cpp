@@ -23,7 +23,7 @@ Examples:
   ombru settings                   list every setting with its value
   ombru settings maxSteps 30       change one
   ombru consent list               which applications scripts may control
-  ombru consent allow TextEdit     let them control one
+  ombru consent allow TextEdit     be asked whether they may
 
 While a task runs, Ctrl-C stops it. The agent sees your screen and types for you: watch it.)";
 
@@ -36,7 +36,7 @@ constexpr auto CONSENT_NOTES = R"(
 APP is an application's name as its menu shows it ("Text Editor"), a name that scripts use (TextEdit, "System Events" for
 keys and clicks), or its identifier. A decision is for the scripts that ombru runs; --for PROGRAM makes it for those that
 another program runs, given by its full path (/usr/bin/xterm). Exit status: 0 done, 1 the record of decisions cannot be
-used, 2 no such application.)";
+used or nobody could be asked, 2 no such application.)";
 
 std::optional<QString> given(const CLI::Option *option, const std::string &value) {
     if (option->count() == 0)
@@ -119,9 +119,9 @@ void Grammar::addConsent() {
     const auto decision = [&](const char *name, const char *meaning) {
         consent->add_subcommand(name, meaning)->add_option("APP", words, "Applications")->required();
     };
-    decision("allow", "Let scripts control applications");
+    decision("allow", "Be asked whether scripts may control applications");
     decision("deny", "Refuse it, without being asked again");
-    decision("forget", "Take the decision back, to be asked again");
+    decision("forget", "Take the decision back, to be asked again; a refusal only after a question");
     for (auto *action : consent->get_subcommands({}))
         action->fallthrough(); // --for may stand behind them
 }

@@ -16,7 +16,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int STOPPED = 130;
-constexpr qsizetype LONGEST_IDENTIFIER = 255; // as long as a desktop file's name may be
+constexpr auto ANSWERING = std::chrono::hours(24); // the question ends by itself before
+constexpr qsizetype LONGEST_IDENTIFIER = 255;      // as long as a desktop file's name may be
 
 int refuse(const QString &why, int status) {
     qCritical("%s", qUtf8Printable(printable(why)));
@@ -100,10 +101,24 @@ Task<ConsentCommand::Named> ConsentCommand::described(QString id) {
     co_return Named{id, name.value_or(id)};
 }
 
-Result<> ConsentCommand::apply(const QString &client, const QString &id) const {
-    if (m_options.action == ConsentOptions::Action::forget)
-        return forgetConsent(client, id);
-    return decideConsent(client, id, m_options.action == ConsentOptions::Action::allow);
+// What has become of it, in a word.
+Result<QString> ConsentCommand::apply(const QString &client, const QString &id) const {
+    switch (m_options.action) {
+    case ConsentOptions::Action::allow: {
+        const auto allowed = offerConsent(client, id);
+        return allowed ? Result<QString>(*allowed ? u"allowed"_s : u"not allowed"_s) : std::unexpected(allowed.error());
+    }
+    case ConsentOptions::Action::forget: {
+        const auto forgotten = forgetConsent(client, id);
+        return forgotten ? Result<QString>(*forgotten ? u"undecided"_s : u"refused"_s)
+                         : std::unexpected(forgotten.error());
+    }
+    case ConsentOptions::Action::deny:
+    case ConsentOptions::Action::list:
+        break;
+    }
+    const auto refused = refuseConsent(client, id);
+    return refused ? Result<QString>(u"refused"_s) : std::unexpected(refused.error());
 }
 
 Task<int> ConsentCommand::change() {
@@ -120,14 +135,15 @@ Task<int> ConsentCommand::change() {
     }
     const auto client = m_options.client.value_or(ownConsentClient());
     for (const QString &id : ids) {
-        const auto done = co_await background([this, client, id] { return apply(client, id); });
+        // On a thread of its own, since the owner may be asked.
+        const auto done =
+            co_await aloneWithin(ANSWERING, m_stop.get_token(), [this, client, id] { return apply(client, id); });
         if (!done)
-            co_return refuse(done.error().description, 1);
+            co_return STOPPED;
+        if (!*done)
+            co_return refuse(done->error().description, 1);
         const auto application = co_await described(id);
-        const auto outcome = m_options.action == ConsentOptions::Action::forget
-                                 ? u"undecided"_s
-                                 : decided(m_options.action == ConsentOptions::Action::allow);
-        m_terminal.print(u"%1: %2 for %3"_s.arg(label(application.name, id), outcome, inLine(client)));
+        m_terminal.print(u"%1: %2 for %3"_s.arg(label(application.name, id), **done, inLine(client)));
     }
     co_return 0;
 }

@@ -28,7 +28,7 @@ private:
     Task<int> change();
     Task<std::optional<QString>> identify(QString application);
     static Task<Named> described(QString id);
-    Result<> apply(const QString &client, const QString &id) const;
+    Result<QString> apply(const QString &client, const QString &id) const;
     void printTable(const std::vector<ConsentDecision> &decisions, const QStringList &names);
 
     ConsentOptions m_options;

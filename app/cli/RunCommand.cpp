@@ -2,7 +2,6 @@
 
 #include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
-#include "app/cli/TerminalQuestion.h"
 #include "base/Background.h"
 #include "controller/TaskText.h"
 #include "notifier/Notifier.h"
@@ -10,10 +9,21 @@
 
 #include <QSet>
 
+#include <unistd.h>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+namespace {
+
+// Somebody watches: it is a terminal in both directions, and this program is in front of it.
+bool isWatched(const Terminal &terminal) {
+    return terminal.isInteractive() && ::isatty(STDIN_FILENO) && ::tcgetpgrp(STDIN_FILENO) == ::getpgrp();
+}
+
+} // namespace
 
 RunCommand::RunCommand(RunOptions options) : m_options(std::move(options)) {
     m_heard = m_state.onEvent([this](const Event &event) { print(event); });
@@ -88,7 +98,7 @@ Task<> RunCommand::offerConsent(bool asking) {
         if (offered.contains(application.id))
             continue;
         offered.insert(application.id);
-        if (asking && canAsk(m_terminal) && !stop.stop_requested() && co_await allow(application))
+        if (asking && isWatched(m_terminal) && !stop.stop_requested() && co_await allow(application))
             m_terminal.print(u"Allowed. Run the task again to let it go on."_s, Colour::green);
         else
             m_terminal.print(
@@ -102,20 +112,13 @@ Task<> RunCommand::offerConsent(bool asking) {
             Colour::dim);
 }
 
-// The owner's answer is theirs: no script may type it.
 Task<bool> RunCommand::allow(AppAutomation::Target application) {
-    const auto stop = m_stop.get_token();
-    const auto pause = co_await aloneWithin(24h, stop, pauseScriptedInput);
-    if (!pause.value_or(nullptr))
-        co_return false;
-    const auto question = u"Let the agent's scripts control %1 (%2)?"_s.arg(application.name, application.id);
-    if (!co_await ask(&m_terminal, question, stop))
-        co_return false;
-    const auto decided =
-        co_await background([id = application.id] { return decideConsent(ownConsentClient(), id, true); });
-    if (!decided)
-        m_terminal.print(decided.error().description, Colour::red);
-    co_return decided.has_value();
+    m_terminal.print(u"You are asked whether scripts may control %1 (%2)."_s.arg(application.name, application.id));
+    const auto allowed = co_await aloneWithin(
+        24h, m_stop.get_token(), [id = application.id] { return ombru::offerConsent(ownConsentClient(), id); });
+    if (allowed && !*allowed)
+        m_terminal.print(allowed->error().description, Colour::red);
+    co_return allowed && allowed->value_or(false);
 }
 
 void RunCommand::advise() {

@@ -130,23 +130,26 @@ Task<> PrivacyModel::request(Permission permission) {
 }
 
 void PrivacyModel::allow(const QString &client, const QString &application) {
-    if (!std::exchange(m_offering, true))
-        m_tasks.start(offer(client, application));
-}
-
-Task<> PrivacyModel::offer(QString client, QString application) {
-    const auto done = co_await aloneWithin(Permissions::ANSWERING, m_tasks.token(),
-                                           [client, application] { return offerConsent(client, application); });
-    m_offering = false;
-    finish(done.value_or(Result<>()));
-}
-
-void PrivacyModel::refuse(const QString &client, const QString &application) {
-    m_tasks.start(change([client, application] { return decideConsent(client, application, false); }));
+    offer([client, application] { return offerConsent(client, application); });
 }
 
 void PrivacyModel::forget(const QString &client, const QString &application) {
-    m_tasks.start(change([client, application] { return forgetConsent(client, application); }));
+    offer([client, application] { return forgetConsent(client, application); });
+}
+
+void PrivacyModel::offer(std::function<Result<bool>()> job) {
+    if (!std::exchange(m_offering, true))
+        m_tasks.start(await(std::move(job)));
+}
+
+Task<> PrivacyModel::await(std::function<Result<bool>()> job) {
+    const auto done = co_await aloneWithin(Permissions::ANSWERING, m_tasks.token(), std::move(job));
+    m_offering = false;
+    finish(done && !*done ? std::unexpected(done->error()) : Result<>());
+}
+
+void PrivacyModel::refuse(const QString &client, const QString &application) {
+    m_tasks.start(change([client, application] { return refuseConsent(client, application); }));
 }
 
 Task<> PrivacyModel::change(std::function<Result<>()> job) {

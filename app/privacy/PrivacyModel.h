@@ -30,10 +30,11 @@ public:
 
     void refresh(); // everything, now
     void ask(const QString &permission);
-    // The owner is asked at a prompt, which no script's keys reach as they reach this window. One question at a time.
+    // To allow, and to forget a refusal, the owner is asked at a prompt, which no script's keys reach as they reach
+    // this window. One question at a time.
     void allow(const QString &client, const QString &application);
-    void refuse(const QString &client, const QString &application);
     void forget(const QString &client, const QString &application);
+    void refuse(const QString &client, const QString &application);
 
     Task<> drain();
 
@@ -44,7 +45,8 @@ private:
     Task<> readPermissions();
     Task<> readDecisions(bool anyway);
     Task<> request(Permission permission);
-    Task<> offer(QString client, QString application);
+    void offer(std::function<Result<bool>()> job);
+    Task<> await(std::function<Result<bool>()> job);
     void finish(const Result<> &change);
     Task<> change(std::function<Result<>()> job);
     static std::optional<Reading> read(const QString &knownState);

@@ -15,6 +15,14 @@ void remove(std::vector<ConsentDecision> &decisions, const QString &client, cons
     });
 }
 
+Result<> write(FakeDesktop &desktop, const QString &client, const QString &application, bool allowed) {
+    if (desktop.consentFailure)
+        return std::unexpected(*desktop.consentFailure);
+    remove(desktop.decisions, client, application);
+    desktop.decisions.push_back({client, application, allowed, {}});
+    return {};
+}
+
 } // namespace
 
 QString consentDatabase() {
@@ -27,10 +35,6 @@ QString ownConsentClient() {
 
 QString consentIdentity(ConsentParty, const QString &given) {
     return FakePlatform::instance().desktop.lock()->consentIdentities.value(given, given);
-}
-
-std::shared_ptr<void> pauseScriptedInput() {
-    return std::make_shared<int>();
 }
 
 Result<std::vector<ConsentDecision>> consentDecisions() {
@@ -58,29 +62,26 @@ std::optional<QMap<QString, bool>> ownConsentDecisions() {
     return own;
 }
 
-Result<> offerConsent(const QString &client, const QString &application) {
+Result<bool> offerConsent(const QString &client, const QString &application) {
     const auto desktop = FakePlatform::instance().desktop.lock();
     ++desktop->offers;
-    return desktop->offerAnswer
-               ? decideConsent(client, application, *desktop->offerAnswer)
-               : std::unexpected(Failure{QStringLiteral("consent"), 3, QStringLiteral("nobody there")});
+    if (!desktop->offerAnswer)
+        return std::unexpected(Failure{QStringLiteral("consent"), 3, QStringLiteral("nobody there")});
+    if (const auto done = write(*desktop, client, application, *desktop->offerAnswer); !done)
+        return std::unexpected(done.error());
+    return *desktop->offerAnswer;
 }
 
-Result<> decideConsent(const QString &client, const QString &application, bool allowed) {
+Result<> refuseConsent(const QString &client, const QString &application) {
+    return write(*FakePlatform::instance().desktop.lock(), client, application, false);
+}
+
+Result<bool> forgetConsent(const QString &client, const QString &application) {
     const auto desktop = FakePlatform::instance().desktop.lock();
     if (desktop->consentFailure)
         return std::unexpected(*desktop->consentFailure);
     remove(desktop->decisions, client, application);
-    desktop->decisions.push_back({client, application, allowed, {}});
-    return {};
-}
-
-Result<> forgetConsent(const QString &client, const QString &application) {
-    const auto desktop = FakePlatform::instance().desktop.lock();
-    if (desktop->consentFailure)
-        return std::unexpected(*desktop->consentFailure);
-    remove(desktop->decisions, client, application);
-    return {};
+    return true;
 }
 
 } // namespace ombru

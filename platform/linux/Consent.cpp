@@ -1,9 +1,10 @@
 #include "platform/Consent.h"
 
 #include "base/SystemEvents.h"
+#include "base/Text.h"
 #include "platform/linux/applications/KnownApplication.h"
 #include "platform/linux/consent/ConsentCheck.h"
-#include "platform/linux/consent/PromptLock.h"
+#include "platform/linux/consent/TerminalPrompt.h"
 
 #include <QFileInfo>
 
@@ -43,6 +44,37 @@ Result<> forgetOutdated(ConsentRecord &record, const QString &client, const QStr
     return Key(client, application) == key ? Result<>() : record.forget(client, application);
 }
 
+using Ask = ConsentAnswer (*)(const ConsentClient &client, const QString &application, const RunToEnd &run);
+
+// In a window, or on a terminal where there is no display for one.
+Result<bool> askOwner(Ask ask, const QString &question, const Key &key) {
+    constexpr qsizetype LONGEST = 240;
+    if (const auto may = mayDecide(); !may)
+        return std::unexpected(may.error());
+    if (hasDisplay(ownEnvironment())) {
+        const auto answer = ask({key.first, std::nullopt}, key.second, runForOwner);
+        if (answer != ConsentAnswer::nobodyThere)
+            return answer == ConsentAnswer::allowed;
+    } else if (const auto yes = askAtTerminal(
+                   question.arg(shownLine(key.first, LONGEST), shownLine(key.second, LONGEST)), consentDatabase())) {
+        return *yes;
+    }
+    return std::unexpected(Failure{u"consent"_s, 3,
+                                   u"The question could not be put to you, or was not answered: it needs a display, or "
+                                   u"a terminal where there is none."_s});
+}
+
+Result<bool> isRefused(ConsentRecord &record, const Key &key, const Key &given) {
+    for (const auto &[client, application] : {key, given}) {
+        const auto decision = record.decision(client, application);
+        if (!decision)
+            return std::unexpected(decision.error());
+        if (*decision && !**decision)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 QString consentDatabase() {
@@ -57,11 +89,6 @@ QString consentIdentity(ConsentParty party, const QString &given) {
     return party == ConsentParty::client ? clientIdentity(given) : applicationIdentity(given);
 }
 
-std::shared_ptr<void> pauseScriptedInput() {
-    auto lock = PromptLock::forPrompt(consentDatabase());
-    return lock ? std::make_shared<PromptLock>(std::move(*lock)) : nullptr;
-}
-
 Result<std::vector<ConsentDecision>> consentDecisions() {
     return ConsentRecord(consentDatabase()).decisions();
 }
@@ -70,33 +97,47 @@ std::optional<QMap<QString, bool>> ownConsentDecisions() {
     return ConsentRecord(consentDatabase()).decisionsOf(ownConsentClient()).value_or(std::nullopt);
 }
 
-Result<> offerConsent(const QString &client, const QString &application) {
-    const auto [asking, asked] = keyOf(client, application);
-    if (askForConsentAgain({asking, std::nullopt}, asked, runForOwner) != ConsentAnswer::nobodyThere)
-        return {};
-    return std::unexpected(Failure{u"consent"_s, 3,
-                                   u"The window that asks you could not be shown, or was not answered. In a terminal, "
-                                   u"`ombru consent allow` decides as well."_s});
+Result<bool> offerConsent(const QString &client, const QString &application) {
+    const auto key = keyOf(client, application);
+    ConsentRecord record(consentDatabase());
+    const auto before = record.decision(key.first, key.second);
+    if (!before)
+        return std::unexpected(before.error());
+    if (*before == true)
+        return true;
+    const auto allowed = askOwner(askForConsentAgain, u"Let %1 control %2?"_s, key);
+    if (!allowed)
+        return std::unexpected(allowed.error());
+    if (const auto done = *allowed ? record.decide(key.first, key.second, true) : Result<>(); !done)
+        return std::unexpected(done.error());
+    if (const auto done = forgetOutdated(record, client, application, key); !done)
+        return std::unexpected(done.error());
+    return *allowed;
 }
 
-Result<> decideConsent(const QString &client, const QString &application, bool allowed) {
-    if (const auto may = mayDecide(); !may)
-        return may;
+Result<> refuseConsent(const QString &client, const QString &application) {
     ConsentRecord record(consentDatabase());
     const auto key = keyOf(client, application);
-    if (const auto done = record.decide(key.first, key.second, allowed); !done)
+    if (const auto done = record.decide(key.first, key.second, false); !done)
         return done;
     return forgetOutdated(record, client, application, key);
 }
 
-Result<> forgetConsent(const QString &client, const QString &application) {
-    if (const auto may = mayDecide(); !may)
-        return may;
+Result<bool> forgetConsent(const QString &client, const QString &application) {
     ConsentRecord record(consentDatabase());
     const auto key = keyOf(client, application);
+    const auto refused = isRefused(record, key, {client, application});
+    if (!refused)
+        return std::unexpected(refused.error());
+    const auto meant =
+        *refused ? askOwner(askToForget, u"Forget that you have not allowed %1 to control %2?"_s, key) : true;
+    if (!meant || !*meant)
+        return meant;
     if (const auto done = record.forget(key.first, key.second); !done)
-        return done;
-    return forgetOutdated(record, client, application, key);
+        return std::unexpected(done.error());
+    if (const auto done = forgetOutdated(record, client, application, key); !done)
+        return std::unexpected(done.error());
+    return true;
 }
 
 } // namespace ombru

@@ -35,6 +35,25 @@ protected:
     }
     Outcome consent(const QStringList &words) { return run(QStringList{u"consent"_s} + words); }
 
+    // Typed once the question is there; a "yes" was typed before. Gives all that the terminal showed.
+    Outcome onTerminal(const QString &words, const QByteArray &answer) {
+        auto environment = ownEnvironment();
+        environment["OMBRU"] = qgetenv("OMBRU_BIN") + "/ombru";
+        environment["ANSWER"] = answer;
+        const auto line =
+            u"rm -f keys log; mkfifo keys\nscript -qefc '\"$OMBRU\" consent %1' log <keys >/dev/null & exec 3>keys\n"
+            "until grep -qF '?' log; do sleep 0.05; done\nprintf 'yes\\n' >&3\n"
+            "until grep -qF 'Type \"yes\"' log; do sleep 0.05; done\n"
+            "printf '%s\\n' \"$ANSWER\" >&3; wait $!; s=$?; cat log; exit $s"_s.arg(words);
+        auto process = Process::make({.program = u"/bin/sh"_s,
+                                      .arguments = {u"-c"_s, line},
+                                      .directory = scratch.directory(),
+                                      .environment = environment});
+        EXPECT_TRUE(process->start());
+        await(process->ended());
+        return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
+    }
+
     // "client application allowed", a decision an entry.
     static QStringList recorded() {
         QStringList all;
@@ -52,21 +71,76 @@ protected:
     Variable configs{"XDG_CONFIG_DIRS", scratch.path(u"none"_s).toUtf8()};
     Variable home{"HOME", scratch.directory().toUtf8()};
     Variable display{"DISPLAY"};
+    Variable wayland{"WAYLAND_DISPLAY"};
 };
 
 } // namespace
 
-TEST_F(ConsentCommandTest, AllowsByAnyNameForItsOwnScripts) {
+TEST_F(ConsentCommandTest, DecidesByAnyNameForItsOwnScripts) {
     for (const auto &name : {u"TextEdit"_s, u"writer's desk"_s, u"org.example.Editor"_s, u"com.apple.TextEdit"_s}) {
-        const auto allowed = consent({u"allow"_s, name});
-        EXPECT_EQ(allowed.status, 0) << allowed;
-        EXPECT_TRUE(allowed.out.startsWith(u"Writer's Desk ("_s)) << allowed;
-        EXPECT_TRUE(allowed.out.endsWith(u": allowed for com.ombru.mac\n"_s)) << allowed;
-        EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor yes"_s));
+        const auto refused = consent({u"deny"_s, name});
+        EXPECT_EQ(refused.status, 0) << refused;
+        EXPECT_TRUE(refused.out.startsWith(u"Writer's Desk ("_s)) << refused;
+        EXPECT_TRUE(refused.out.endsWith(u": refused for com.ombru.mac\n"_s)) << refused;
+        EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
+        allow(scratch.directory(), {name}, ownConsentClient());
         EXPECT_EQ(consent({u"forget"_s, name}).status, 0);
         EXPECT_EQ(recorded(), QStringList());
     }
 }
+
+// --- saying yes
+
+TEST_F(ConsentCommandTest, OnATerminalWithoutADisplayAnOwnerWhoTypesYesAllows) {
+    const auto allowed = onTerminal(u"allow TextEdit"_s, "yes");
+    EXPECT_EQ(allowed.status, 0) << allowed;
+    EXPECT_TRUE(allowed.out.contains(u"Let com.ombru.mac control org.example.Editor?"_s)) << allowed;
+    EXPECT_TRUE(allowed.out.contains(u": allowed for com.ombru.mac"_s)) << allowed;
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor yes"_s));
+}
+
+TEST_F(ConsentCommandTest, NothingElseThatIsTypedIsAYesAndNothingThatWasTypedBefore) {
+    for (const QByteArray &answer : {"y", "YES", "", "yes please"}) {
+        const auto outcome = onTerminal(u"allow TextEdit"_s, answer);
+        EXPECT_TRUE(outcome.out.contains(u": not allowed for com.ombru.mac"_s)) << outcome;
+    }
+    EXPECT_EQ(recorded(), QStringList());
+}
+
+TEST_F(ConsentCommandTest, ARefusalIsForgottenWhenTheOwnerSaysSo) {
+    consent({u"deny"_s, u"TextEdit"_s});
+    EXPECT_TRUE(onTerminal(u"forget TextEdit"_s, "no").out.contains(u": refused for com.ombru.mac"_s));
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
+    EXPECT_TRUE(onTerminal(u"forget TextEdit"_s, "yes").out.contains(u": undecided for com.ombru.mac"_s));
+    EXPECT_EQ(recorded(), QStringList());
+}
+
+TEST_F(ConsentCommandTest, WhereNobodyCanBeAskedNothingIsAllowedOrForgotten) {
+    consent({u"deny"_s, u"TextEdit"_s});
+    for (const auto &action : {u"allow"_s, u"forget"_s}) {
+        const auto outcome = consent({action, u"TextEdit"_s});
+        EXPECT_EQ(outcome.status, 1) << outcome;
+        EXPECT_TRUE(outcome.err.contains(u"could not be put to you"_s)) << outcome;
+    }
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
+}
+
+TEST_F(ConsentCommandTest, BelowAnApplicationOrInANamespaceNothingIsAllowed) {
+    consent({u"deny"_s, u"TextEdit"_s});
+    const auto line = u"'%1/ombru' consent allow TextEdit; exit $?"_s.arg(qEnvironmentVariable("OMBRU_BIN"));
+    const auto below = run({u"-c"_s, line}, qEnvironmentVariable("OMBRU_BIN") + u"/../tests/stage/ombru"_s);
+    EXPECT_TRUE(below.err.contains(u"A script cannot decide"_s)) << below;
+    // Who may not make a namespace cannot try.
+    for (const auto &space : {u"-pf"_s, u"-rpf"_s}) {
+        if (run({space, u"true"_s}, u"/usr/bin/unshare"_s).status != 0)
+            continue;
+        const auto outcome = run({space, u"sh"_s, u"-c"_s, line}, u"/usr/bin/unshare"_s);
+        EXPECT_TRUE(outcome.err.contains(u"A script cannot decide"_s)) << outcome;
+    }
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
+}
+
+// --- the rest
 
 TEST_F(ConsentCommandTest, DecidesForSeveralApplicationsAndForOtherPrograms) {
     EXPECT_EQ(consent({u"deny"_s, u"TextEdit"_s, u"System Events"_s, u"--for"_s, u"/opt/x"_s}).status, 0);
@@ -74,10 +148,8 @@ TEST_F(ConsentCommandTest, DecidesForSeveralApplicationsAndForOtherPrograms) {
 }
 
 TEST_F(ConsentCommandTest, AnApplicationThatIsNotInstalledIsDecidedByItsIdentifier) {
-    const auto allowed = consent({u"allow"_s, u"com.example.Absent"_s});
-    EXPECT_EQ(allowed.out, u"com.example.Absent: allowed for com.ombru.mac\n"_s) << allowed;
-    EXPECT_EQ(consent({u"forget"_s, u"com.example.Absent"_s}).status, 0);
-    EXPECT_EQ(recorded(), QStringList());
+    const auto refused = consent({u"deny"_s, u"com.example.Absent"_s});
+    EXPECT_EQ(refused.out, u"com.example.Absent: refused for com.ombru.mac\n"_s) << refused;
 }
 
 TEST_F(ConsentCommandTest, AnUnknownNameChangesNothingAndIsSaid) {
@@ -98,7 +170,7 @@ TEST_F(ConsentCommandTest, WhoCannotBeAClientIsSaid) {
 
 TEST_F(ConsentCommandTest, ListsInAlignedLines) {
     EXPECT_TRUE(consent({u"list"_s}).out.contains(u"Nothing is decided yet"_s));
-    consent({u"allow"_s, u"TextEdit"_s});
+    allow(scratch.directory(), {u"TextEdit"_s}, ownConsentClient());
     consent({u"deny"_s, u"System Events"_s, u"--for"_s, u"/opt/program/x"_s});
     const auto lines = consent({u"list"_s}).out.split(u'\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 2);
@@ -124,7 +196,7 @@ TEST_F(ConsentCommandTest, AProgramsNameStaysInItsLine) {
 
 TEST_F(ConsentCommandTest, WhatIsTooLongForANameIsNoneAndIsNotRepeatedInFull) {
     const auto longest = u"a."_s + QString(253, u'b');
-    EXPECT_EQ(consent({u"allow"_s, longest}).status, 0);
+    EXPECT_EQ(consent({u"deny"_s, longest}).status, 0);
     for (const auto &words : {QStringList{u"allow"_s, longest + u'b'}, QStringList{u"allow"_s, QString(100'000, u'a')},
                               QStringList{u"list"_s, u"--for"_s, longest + u'b'}}) {
         const auto outcome = consent(words);
@@ -132,7 +204,7 @@ TEST_F(ConsentCommandTest, WhatIsTooLongForANameIsNoneAndIsNotRepeatedInFull) {
         EXPECT_LT(outcome.err.size(), 250);
         EXPECT_TRUE(outcome.err.contains(u"…\""_s)) << outcome.err.left(300).toStdString();
     }
-    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac "_s + longest + u" yes"_s));
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac "_s + longest + u" no"_s));
 }
 
 TEST_F(ConsentCommandTest, AnOutputThatIsFullIsNoSuccess) {
@@ -155,7 +227,7 @@ TEST_F(ConsentCommandTest, ARecordThatCannotBeUsedAllowsNothingInTheStatusEither
         const auto object = QJsonDocument::fromJson(run({u"status"_s, u"--json"_s}).out.toUtf8()).object();
         return object[u"applications"_s][u"com.apple.systemevents"_s][u"state"_s].toString();
     };
-    consent({u"allow"_s, u"System Events"_s});
+    allow(scratch.directory(), {u"System Events"_s}, ownConsentClient());
     EXPECT_EQ(state(), u"granted"_s);
     ASSERT_TRUE(QFile::setPermissions(scratch.path(u"ombru/consent.db"_s),
                                       QFile::ReadOwner | QFile::WriteOwner | QFile::WriteOther));
@@ -163,7 +235,7 @@ TEST_F(ConsentCommandTest, ARecordThatCannotBeUsedAllowsNothingInTheStatusEither
 }
 
 TEST_F(ConsentCommandTest, ListsForPrograms) {
-    consent({u"allow"_s, u"TextEdit"_s});
+    allow(scratch.directory(), {u"TextEdit"_s}, ownConsentClient());
     const auto object = QJsonDocument::fromJson(consent({u"list"_s, u"--json"_s}).out.toUtf8()).object();
     EXPECT_EQ(object[u"client"_s], u"com.ombru.mac"_s);
     EXPECT_EQ(object[u"application"_s], u"org.example.Editor"_s);

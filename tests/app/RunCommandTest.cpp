@@ -80,17 +80,18 @@ protected:
             .out;
     }
 
-    // A script is refused on a terminal; `answer` is typed once the owner is asked. Gives all that was shown, and what
-    // is decided afterwards.
-    QString answerOnTerminal(const QByteArray &answer) {
+    // A script is refused on a terminal; the owner is asked in a window and does this until it is gone. Gives all that
+    // the terminal showed, and what is decided afterwards.
+    QString answerWindow(const QByteArray &answer) {
         reply(1, u"```applescript\ntell application \"System Events\" to count processes\n```"_s);
         reply(2, u"DONE: it is not allowed"_s);
         extra["TERM"] = "xterm";
         extra["ANSWER"] = answer;
-        return run(u"mkfifo keys\n"
-                   "script -qefc 'stty cols 40; \"$OMBRU\" run --max-steps 2 go' log <keys >/dev/null & exec 3>keys\n"
-                   "until grep -qF '[y/N]' log; do sleep 0.05; done\n"
-                   "printf '%s\\n' \"$ANSWER\" >&3; wait $!; cat log; \"$OMBRU\" consent list"_s)
+        return run(u"script -qefc '\"$OMBRU\" run --max-steps 2 go' log </dev/null >/dev/null &\n"
+                   "question() { xdotool search --onlyvisible --name '^ombru: allow control of' \"$@\" 2>/dev/null; }\n"
+                   "until question >/dev/null; do sleep 0.05; done\n"
+                   "while question >/dev/null; do eval \"$ANSWER\"; sleep 0.2; done\n"
+                   "wait $!; cat log; \"$OMBRU\" consent list"_s)
             .out;
     }
 
@@ -134,27 +135,28 @@ TEST_F(RunCommandTest, ColoursTheLogAndSaysWhatItWaitsForOnATerminal) {
     EXPECT_TRUE(finished.out.contains(u"… Figuring out what to do… 1s · Ctrl-C stops"_s)) << finished.out.toStdString();
 }
 
-TEST_F(RunCommandTest, OnATerminalTheOwnerIsAskedRightThereForWhatAScriptWasRefused) {
-    const auto told = answerOnTerminal("Yes");
-    EXPECT_TRUE(told.contains(u"Let the agent's scripts control System Events (com.apple.systemevents)? [y/N]"_s))
+TEST_F(RunCommandTest, OnATerminalTheOwnerIsAskedForWhatAScriptWasRefused) {
+    const auto told = answerWindow("xdotool mousemove 2 2; eval $(question getwindowgeometry --shell); "
+                                   "xdotool mousemove --window $WINDOW $((WIDTH - 50)) $((HEIGHT - 30)) click 1");
+    EXPECT_TRUE(told.contains(u"You are asked whether scripts may control System Events (com.apple.systemevents)"_s))
         << told.toStdString();
     EXPECT_TRUE(told.contains(u"Allowed. Run the task again"_s)) << told.toStdString();
     EXPECT_TRUE(told.section(u"Run the task again"_s, 1).contains(u"System Events (com.apple.systemevents)"_s))
         << "the decision is listed: " << told.toStdString();
 }
 
-TEST_F(RunCommandTest, WhatTheOwnerDoesNotAllowOnTheTerminalStaysUndecided) {
-    const auto told = answerOnTerminal("n");
+TEST_F(RunCommandTest, WhatTheOwnerDoesNotAllowThenIsRefused) {
+    const auto told = answerWindow("question windowactivate --sync; xdotool key Escape");
     EXPECT_TRUE(told.contains(u"`ombru consent allow com.apple.systemevents`"_s)) << told.toStdString();
     EXPECT_FALSE(told.contains(u"Allowed."_s)) << told.toStdString();
-    EXPECT_TRUE(told.contains(u"Nothing is decided yet"_s)) << told.toStdString();
+    EXPECT_TRUE(told.contains(u"refused  20"_s)) << told.toStdString();
 }
 
 TEST_F(RunCommandTest, WithoutATerminalNobodyIsAskedButTheCommandIsNamed) {
     reply(1, u"```applescript\ntell application \"System Events\" to count processes\n```"_s);
     reply(2, u"DONE: it is not allowed"_s);
     const auto finished = run(u"yes | \"$OMBRU\" run --max-steps 2 go"_s);
-    EXPECT_FALSE(finished.out.contains(u"[y/N]"_s));
+    EXPECT_FALSE(finished.out.contains(u"You are asked"_s));
     EXPECT_TRUE(finished.out.contains(u"`ombru consent allow com.apple.systemevents`"_s)) << finished.out.toStdString();
 }
 
@@ -286,7 +288,7 @@ TEST_F(RunCommandTest, ABusThatNeverAnswersDoesNotKeepTheProgram) {
 TEST_F(RunCommandTest, CtrlCIsNotFollowedByAQuestion) {
     const auto told = stopOnTerminal();
     EXPECT_TRUE(told.contains(u"`ombru consent allow com.apple.systemevents`"_s)) << told.toStdString();
-    EXPECT_FALSE(told.contains(u"[y/N]"_s)) << told.toStdString();
+    EXPECT_FALSE(told.contains(u"You are asked"_s)) << told.toStdString();
 }
 
 TEST_F(RunCommandTest, ASecondCtrlCDoesNotWait) {

@@ -43,7 +43,7 @@ TEST_F(ConsentDamageTest, ALockedFileIsGivenUpAfterAMoment) {
                "BEGIN EXCLUSIVE");
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
     EXPECT_FALSE(consentDecisions());
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, false));
+    EXPECT_FALSE(refuseConsent(CLIENT, EDITOR));
     other.exec("COMMIT");
 }
 
@@ -54,7 +54,7 @@ TEST_F(ConsentDamageTest, WhatIsNoFileIsLeftAlone) {
     ASSERT_EQ(::mkfifo(consentDatabase().toUtf8().constData(), 0600), 0);
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
     EXPECT_FALSE(consentDecisions());
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_FALSE(refuseConsent(CLIENT, EDITOR));
 }
 
 TEST_F(ConsentDamageTest, AFileThatCannotBeReadIsLeftAlone) {
@@ -63,7 +63,7 @@ TEST_F(ConsentDamageTest, AFileThatCannotBeReadIsLeftAlone) {
     ASSERT_TRUE(QFile::link(u"/proc/self/mem"_s, consentDatabase()));
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
     EXPECT_FALSE(consentDecisions());
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_FALSE(refuseConsent(CLIENT, EDITOR));
     EXPECT_FALSE(forgetConsent(CLIENT, EDITOR));
 }
 
@@ -125,7 +125,7 @@ TEST_F(ConsentDamageTest, ARecordBehindALinkDecidesNothing) {
 TEST_F(ConsentDamageTest, ADirectoryThatCannotBeMadeIsSaid) {
     scratch.write(u"ombru"_s, "a file in its place");
     EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-    EXPECT_FALSE(decideConsent(CLIENT, EDITOR, true));
+    EXPECT_FALSE(refuseConsent(CLIENT, EDITOR));
 }
 
 TEST_F(ConsentDamageTest, AnEmptyFileIsTheBeginningOfARecord) {
@@ -158,11 +158,11 @@ TEST_F(ConsentDamageTest, AnEarlierIdentifiersDecisionIsForgottenAndReplacedToo)
     const auto remove = [this] { QFile::remove(scratch.path(u"system/applications/org.example.Browser.desktop"_s)); };
     ASSERT_TRUE(decideConsent(CLIENT, safari, true));
     install();
-    ASSERT_TRUE(decideConsent(CLIENT, safari, false));
+    ASSERT_TRUE(refuseConsent(CLIENT, safari));
     ASSERT_EQ(consentDecisions()->size(), 1U);
     EXPECT_EQ(consentDecisions()->front().application, u"org.example.Browser"_s);
     EXPECT_FALSE(consentDecisions()->front().allowed);
-    ASSERT_TRUE(forgetConsent(CLIENT, safari));
+    ASSERT_TRUE(takeBack(CLIENT, safari));
     remove();
     ASSERT_TRUE(decideConsent(CLIENT, safari, true));
     install();

@@ -43,7 +43,7 @@ protected:
     void expectUnusable() {
         const auto before = contents(consentDatabase());
         EXPECT_EQ(check().automation(EDITOR, false), AUTOMATION_UNDECIDED);
-        for (const auto &failure : {consentDecisions().error(), decideConsent(CLIENT, EDITOR, true).error(),
+        for (const auto &failure : {consentDecisions().error(), refuseConsent(CLIENT, EDITOR).error(),
                                     forgetConsent(CLIENT, EDITOR).error()}) {
             EXPECT_EQ(failure.domain, u"consent"_s);
             EXPECT_TRUE(failure.description.contains(consentDatabase())) << failure.description.toStdString();

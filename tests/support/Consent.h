@@ -1,6 +1,6 @@
 // The owner's decisions, for tests: written into a private data directory, never into the owner's own.
 #pragma once
-#include "platform/Consent.h"
+#include "tests/support/Record.h"
 #include "tests/support/Variable.h"
 
 #include <QCoreApplication>
@@ -9,6 +9,14 @@
 #include <gtest/gtest.h>
 
 namespace ombru::test {
+
+inline Result<> decideConsent(const QString &client, const QString &application, bool allowed) {
+    return writeDecision(client, application, allowed);
+}
+
+inline Result<> takeBack(const QString &client, const QString &application) {
+    return writeDecision(client, application, std::nullopt);
+}
 
 inline void decide(const QString &dataHome, const QString &client, const QStringList &applications, bool allowed) {
     const Variable data("XDG_DATA_HOME", dataHome.toUtf8());

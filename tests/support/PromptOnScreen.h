@@ -7,15 +7,15 @@
 namespace ombru::test {
 
 // On the screen; of the window that is open.
-inline QPoint placeOfAllow(Desktop &desktop) {
+inline QPoint placeOfAllow(Desktop &desktop, const QString &title = QStringLiteral("ombru: allow control of")) {
     constexpr QPoint FROM_CORNER(50, 30);
-    const auto window = windowTitled(desktop, QStringLiteral("ombru: allow control of"));
+    const auto window = windowTitled(desktop, title);
     return window ? window->position + QPoint(window->size.width(), window->size.height()) - FROM_CORNER : QPoint();
 }
 
 // Comes from outside and clicks. The window does not listen in its first second, so once may not be enough.
-inline void clickAllow(Desktop &desktop) {
-    const auto place = placeOfAllow(desktop);
+inline void clickAllow(Desktop &desktop, const QString &title = QStringLiteral("ombru: allow control of")) {
+    const auto place = placeOfAllow(desktop, title);
     if (place.isNull())
         return;
     runProgram("xdotool mousemove 2 2");

@@ -18,13 +18,6 @@ namespace {
 
 constexpr std::chrono::minutes ANSWERING(10);
 
-bool hasDisplay(const Environment &environment) {
-    return std::ranges::any_of(std::array{"DISPLAY", "WAYLAND_DISPLAY"}, [&](const char *name) {
-        const auto variable = environment.find(name);
-        return variable != environment.end() && !variable->second.isEmpty();
-    });
-}
-
 // Whether the child has ended when the limit passes.
 bool endsWithin(pid_t child, std::chrono::milliseconds limit) {
     const Descriptor ended(int(::syscall(SYS_pidfd_open, child, 0)));
@@ -55,6 +48,13 @@ QStringList questionAbout(const ConsentClient &client, const QString &applicatio
 
 } // namespace
 
+bool hasDisplay(const Environment &environment) {
+    return std::ranges::any_of(std::array{"DISPLAY", "WAYLAND_DISPLAY"}, [&](const char *name) {
+        const auto variable = environment.find(name);
+        return variable != environment.end() && !variable->second.isEmpty();
+    });
+}
+
 Result<int> runApart(const QStringList &words, const Environment &environment, std::chrono::milliseconds limit) {
     const auto pid =
         spawn({.program = words.first(), .arguments = words.sliced(1), .directory = {}, .environment = environment});
@@ -80,6 +80,10 @@ ConsentAnswer askForConsent(const ConsentClient &client, const QString &applicat
 
 ConsentAnswer askForConsentAgain(const ConsentClient &client, const QString &application, const RunToEnd &run) {
     return show(client, questionAbout(client, application) + QStringList{u"--again"_s}, run);
+}
+
+ConsentAnswer askToForget(const ConsentClient &client, const QString &application, const RunToEnd &run) {
+    return show(client, questionAbout(client, application) + QStringList{u"--forget"_s}, run);
 }
 
 } // namespace ombru

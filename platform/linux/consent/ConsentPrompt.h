@@ -30,4 +30,10 @@ ConsentAnswer askForConsent(const ConsentClient &client, const QString &applicat
 // The same, but an earlier refusal is asked about once more.
 ConsentAnswer askForConsentAgain(const ConsentClient &client, const QString &application, const RunToEnd &run);
 
+// Whether a refusal is to be forgotten, which the window's program then does: allowed, it is.
+ConsentAnswer askToForget(const ConsentClient &client, const QString &application, const RunToEnd &run);
+
+// Whether a program with that environment could show a window.
+bool hasDisplay(const Environment &environment);
+
 } // namespace ombru

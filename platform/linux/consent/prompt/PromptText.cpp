@@ -39,6 +39,27 @@ QString meaningOf(const QString &client, const QString &application, bool everyt
                                                                                                       application);
 }
 
+struct Named {
+    QString client; // in quotes
+    QString application;
+};
+
+PromptText textAbout(const QString &client, const QString &application, const Applications &installed,
+                     const std::function<void(PromptText &, const Named &, const QString &name)> &say) {
+    const auto *entry = isSystemEvents(application) ? nullptr : installed.withId(application);
+    const auto name = shownLine(isSystemEvents(application) ? SYSTEM_EVENTS_NAME.toString()
+                                : entry                     ? entry->name
+                                                            : application,
+                                LONGEST_NAME);
+    PromptText text;
+    text.later = u"You can change this later in ombru’s privacy settings or with “ombru consent”."_s;
+    text.client = shownLine(client, LONGEST_PLACE);
+    text.application = shownLine(application, LONGEST_PLACE);
+    text.icon = entry ? entry->icon : QString();
+    say(text, {quoted(shownLine(clientName(client, installed), LONGEST_NAME)), quoted(name)}, name);
+    return text;
+}
+
 } // namespace
 
 QString programName(const QString &path, const Applications &installed) {
@@ -56,21 +77,21 @@ QString programName(const QString &path, const Applications &installed) {
 }
 
 PromptText promptText(const QString &client, const QString &application, const Applications &installed) {
-    const bool everything = isSystemEvents(application);
-    const auto *entry = everything ? nullptr : installed.withId(application);
-    const auto name = shownLine(everything ? SYSTEM_EVENTS_NAME.toString()
-                                : entry    ? entry->name
-                                           : application,
-                                LONGEST_NAME);
-    const auto who = quoted(shownLine(clientName(client, installed), LONGEST_NAME));
-    const auto what = quoted(name);
-    return {.title = u"ombru: allow control of %1?"_s.arg(name),
-            .question = u"%1 wants to control %2."_s.arg(who, what),
-            .meaning = meaningOf(who, what, everything),
-            .later = u"You can change this later in ombru’s privacy settings or with “ombru consent”."_s,
-            .client = shownLine(client, LONGEST_PLACE),
-            .application = shownLine(application, LONGEST_PLACE),
-            .icon = entry ? entry->icon : QString()};
+    return textAbout(client, application, installed, [&](PromptText &text, const Named &named, const QString &name) {
+        text.title = u"ombru: allow control of %1?"_s.arg(name);
+        text.question = u"%1 wants to control %2."_s.arg(named.client, named.application);
+        text.meaning = meaningOf(named.client, named.application, isSystemEvents(application));
+    });
+}
+
+PromptText forgetText(const QString &client, const QString &application, const Applications &installed) {
+    return textAbout(client, application, installed, [&](PromptText &text, const Named &named, const QString &name) {
+        text.title = u"ombru: forget what you decided about %1?"_s.arg(name);
+        text.question = u"You do not allow %1 to control %2. Forget that?"_s.arg(named.client, named.application);
+        text.meaning = u"If you forget it, %1 can ask you again."_s.arg(named.client);
+        text.no = u"&Don’t Forget"_s;
+        text.yes = u"Forget"_s;
+    });
 }
 
 } // namespace ombru

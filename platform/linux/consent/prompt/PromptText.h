@@ -13,10 +13,15 @@ struct PromptText {
     QString client;   // exactly who asks: a full path, or an identifier
     QString application;
     QString icon; // of the application, as its desktop entry has it; empty when it has none
+    QString no = QStringLiteral("&Don’t Allow");
+    QString yes = QStringLiteral("Allow"); // without a key of its own: one held down or sent would be an answer
 };
 
 // `client` is an application's identifier or a program's full path, `application` an application's identifier.
 PromptText promptText(const QString &client, const QString &application, const Applications &installed);
+
+// The same for taking a refusal back.
+PromptText forgetText(const QString &client, const QString &application, const Applications &installed);
 
 // A program goes by the name of the application that is nothing but it; one that runs others' files, say an
 // interpreter, goes by its own.

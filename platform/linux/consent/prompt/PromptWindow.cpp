@@ -78,7 +78,7 @@ PromptWindow::PromptWindow(const PromptText &text, std::function<void(bool allow
     column->setContentsMargins(MARGIN, MARGIN, MARGIN, MARGIN);
     column->setSpacing(MARGIN);
     column->addLayout(row);
-    column->addLayout(buttons());
+    column->addLayout(buttons(text));
     column->setSizeConstraint(QLayout::SetFixedSize);
     adjustSize();
     move(QGuiApplication::primaryScreen()->availableGeometry().center() - rect().center());
@@ -103,7 +103,7 @@ QBoxLayout *PromptWindow::texts(const PromptText &text) {
     return column;
 }
 
-QBoxLayout *PromptWindow::buttons() {
+QBoxLayout *PromptWindow::buttons(const PromptText &text) {
     auto *row = new QHBoxLayout;
     row->addStretch();
     const auto add = [&](const QString &name, bool allowed) {
@@ -114,8 +114,8 @@ QBoxLayout *PromptWindow::buttons() {
         row->addWidget(button);
         return button;
     };
-    add(u"&Don’t Allow"_s, false)->setFocus();
-    m_guard.protect(*add(u"Allow"_s, true)); // without a key of its own: one held down or sent would be an answer
+    add(text.no, false)->setFocus();
+    m_guard.protect(*add(text.yes, true));
     return row;
 }
 

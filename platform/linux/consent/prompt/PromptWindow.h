@@ -20,7 +20,7 @@ public:
 
 private:
     QBoxLayout *texts(const PromptText &text);
-    QBoxLayout *buttons();
+    QBoxLayout *buttons(const PromptText &text);
     void answer(bool allowed);
 
     std::function<void(bool allowed)> m_onAnswer;

@@ -34,7 +34,8 @@ enum Status { ALLOWED = 0, REFUSED = 1, NOBODY_ASKED = 2 };
 struct Question {
     QString client;
     QString application;
-    bool again = false; // whatever was refused before
+    bool again = false;  // whatever was refused before
+    bool forget = false; // a refusal: that is the question
     unsigned seconds = TIME;
 };
 
@@ -79,20 +80,36 @@ Result<Question> questionIn(const QStringList &arguments) {
     parser.addOption(client);
     const QCommandLineOption again(u"again"_s);
     const QCommandLineOption within(u"within"_s, {}, u"SECONDS"_s, QString::number(TIME));
-    parser.addOptions({application, again, within});
+    const QCommandLineOption forget(u"forget"_s);
+    parser.addOptions({application, again, forget, within});
     const bool read = parser.parse(arguments) && parser.positionalArguments().isEmpty();
     const auto seconds = std::min(parser.value(within).toUInt(), TIME);
     if (!read || seconds == 0 || parser.value(client).isEmpty() || parser.value(application).isEmpty())
-        return std::unexpected(
-            Failure{u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again] [--within SECONDS]"_s});
+        return std::unexpected(Failure{
+            u"prompt"_s, 1, u"usage: --client CLIENT --application ID [--again or --forget] [--within SECONDS]"_s});
     return Question{consentIdentity(ConsentParty::client, parser.value(client)),
                     consentIdentity(ConsentParty::application, parser.value(application)), parser.isSet(again),
-                    seconds};
+                    parser.isSet(forget), seconds};
+}
+
+Result<> keep(const Question &question, bool answer) {
+    ConsentRecord record(consentDatabase());
+    if (!question.forget)
+        return record.decide(question.client, question.application, answer);
+    return answer ? record.forget(question.client, question.application) : Result<>();
+}
+
+// Whether there is something to ask, after what is decided.
+bool isOpen(const Question &question, const std::optional<bool> &decided) {
+    if (question.forget)
+        return decided == false;
+    return !decided || (!*decided && question.again);
 }
 
 Status ask(const Question &question) {
     std::optional<bool> answer;
-    PromptWindow window(promptText(question.client, question.application, *installedApplications()), [&](bool allowed) {
+    const auto text = question.forget ? forgetText : promptText;
+    PromptWindow window(text(question.client, question.application, *installedApplications()), [&](bool allowed) {
         answer = allowed;
         QApplication::quit();
     });
@@ -101,8 +118,7 @@ Status ask(const Question &question) {
     if (!answer)
         return complain(u"The window was ended before it was answered."_s);
     // A script may have started this program: what counts here is the owner's answer.
-    ConsentRecord record(consentDatabase());
-    if (const auto written = record.decide(question.client, question.application, *answer); !written)
+    if (const auto written = keep(question, *answer); !written)
         return complain(written.error().description);
     return *answer ? ALLOWED : REFUSED;
 }
@@ -139,8 +155,8 @@ int main(int argc, char **argv) {
     const auto decided = ConsentRecord(database).decision(question->client, question->application);
     if (!decided)
         return complain(decided.error().description);
-    if (*decided && (**decided || !question->again))
-        return **decided ? ALLOWED : REFUSED;
+    if (!isOpen(*question, *decided))
+        return question->forget || **decided ? ALLOWED : REFUSED;
 
     awaitFreeInput();
     int none = 1; // the arguments are not Qt's

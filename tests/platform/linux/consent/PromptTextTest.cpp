@@ -43,6 +43,14 @@ TEST_F(PromptTextTest, NamesWhoAsksAndTheApplication) {
     EXPECT_EQ(text.title, u"ombru: allow control of Writer's Desk?"_s);
 }
 
+TEST_F(PromptTextTest, AsksWhetherARefusalIsToBeForgotten) {
+    install(u"org.example.Editor"_s, "Name=Writer's Desk\nExec=/bin/true %F\n");
+    const auto text = forgetText(u"com.ombru.mac"_s, u"org.example.Editor"_s, installed());
+    EXPECT_EQ(plain(text.question), u"You do not allow “ombru” to control “Writer's Desk”. Forget that?"_s);
+    EXPECT_EQ(plain(text.meaning), u"If you forget it, “ombru” can ask you again."_s);
+    EXPECT_EQ(text.yes, u"Forget"_s);
+}
+
 TEST_F(PromptTextTest, SaysThatSystemEventsIsEveryApplication) {
     const auto text = about(u"com.ombru.mac"_s, u"com.apple.systemevents"_s);
     EXPECT_EQ(plain(text.question), u"“ombru” wants to control “System Events”."_s);
