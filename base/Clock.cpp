@@ -45,12 +45,12 @@ ManualClock::ManualClock() {
 
 ManualClock::~ManualClock() {
     stoppedAt = RUNNING;
-    Loop::main().timeChanged();
+    Loop::timeChanged();
 }
 
 void ManualClock::advance(Clock::Duration duration) {
     stoppedAt += duration.count();
-    Loop::main().timeChanged();
+    Loop::timeChanged();
 }
 
 } // namespace ombru

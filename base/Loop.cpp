@@ -8,7 +8,20 @@
 namespace ombru {
 
 namespace {
+
 std::unique_ptr<Loop> mainLoop;
+
+// Every loop that runs, for who moves the clock.
+struct All {
+    std::mutex mutex;
+    std::vector<Loop *> loops;
+};
+
+All &all() {
+    static All all;
+    return all;
+}
+
 } // namespace
 
 Loop &Loop::main() {
@@ -30,9 +43,14 @@ Loop::Loop() {
         m_alarm.clear();
         runTimers();
     });
+    const std::lock_guard lock(all().mutex);
+    all().loops.push_back(this);
 }
 
-Loop::~Loop() = default;
+Loop::~Loop() {
+    const std::lock_guard lock(all().mutex);
+    std::erase(all().loops, this);
+}
 
 void Loop::post(Job job) {
     const std::lock_guard lock(m_mutex);
@@ -41,7 +59,7 @@ void Loop::post(Job job) {
         m_wake.ring();
 }
 
-void Loop::runJobs() {
+bool Loop::runJobs() {
     m_wake.clear();
     std::deque<Job> jobs;
     {
@@ -51,6 +69,7 @@ void Loop::runJobs() {
     }
     for (auto &job : jobs)
         job();
+    return !jobs.empty();
 }
 
 Timer Loop::after(Clock::Duration delay, Job job) {
@@ -61,7 +80,9 @@ Timer Loop::after(Clock::Duration delay, Job job) {
 }
 
 void Loop::timeChanged() {
-    post([this] { runTimers(); });
+    const std::lock_guard lock(all().mutex);
+    for (auto *loop : all().loops)
+        loop->post([loop] { loop->runTimers(); });
 }
 
 void Loop::runTimers() {

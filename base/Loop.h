@@ -48,11 +48,14 @@ public:
 
     void post(Job job);                                        // any thread; in the order posted
     [[nodiscard]] Timer after(Clock::Duration delay, Job job); // the loop's thread
-    void timeChanged();                                        // any thread; the clock was moved by hand
+
+    static void timeChanged(); // any thread; the clock was moved by hand, for every loop
 
 private:
+    friend class WorkerLoop; // makes one on its own thread
+
     Loop();
-    void runJobs();
+    bool runJobs(); // whether there were any
     void runTimers();
     void arm();
 

@@ -1,0 +1,104 @@
+#include "base/SerialQueue.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+
+#include <atomic>
+#include <latch>
+#include <thread>
+#include <vector>
+
+namespace ombru {
+
+// A thread that runs a loop until the application ends.
+class WorkerLoop {
+public:
+    WorkerLoop() {
+        std::latch ready(1);
+        m_thread = std::thread([this, &ready] { run(ready); });
+        ready.wait();
+    }
+    ~WorkerLoop() {
+        m_loop->post([this] { m_events->quit(); });
+        m_thread.join();
+    }
+    Loop &loop() { return *m_loop; }
+    bool isCurrent() const { return m_thread.get_id() == std::this_thread::get_id(); }
+
+private:
+    // What was posted before the end still runs: objects of a queue are destroyed on their own loop.
+    void run(std::latch &ready) {
+        QEventLoop events;
+        Loop loop;
+        m_events = &events;
+        m_loop = &loop;
+        ready.count_down();
+        events.exec();
+        while (loop.runJobs())
+            ;
+    }
+
+    Loop *m_loop = nullptr; // the thread's own, as long as it runs
+    QEventLoop *m_events = nullptr;
+    std::thread m_thread;
+};
+
+namespace {
+
+constexpr std::size_t LOOPS = 2;
+
+std::vector<std::unique_ptr<WorkerLoop>> workers;
+
+WorkerLoop &nextWorker() {
+    static std::size_t next = 0;
+    if (workers.empty()) {
+        Loop::main(); // made first and so ends last: what a queue reports late still finds it
+        for (std::size_t number = 0; number < LOOPS; ++number)
+            workers.push_back(std::make_unique<WorkerLoop>());
+        qAddPostRoutine([] { workers.clear(); });
+    }
+    return *workers[next++ % LOOPS];
+}
+
+} // namespace
+
+struct SerialQueue::State {
+    QByteArray name;
+    WorkerLoop &worker;
+    std::atomic<bool> closed = false;
+};
+
+SerialQueue::SerialQueue(QByteArray name) : m_state(std::make_shared<State>(std::move(name), nextWorker())) {}
+
+SerialQueue::~SerialQueue() {
+    m_state->closed = true;
+}
+
+const QByteArray &SerialQueue::name() const {
+    return m_state->name;
+}
+
+bool SerialQueue::isCurrent() const {
+    return m_state->worker.isCurrent();
+}
+
+void SerialQueue::post(Job job) {
+    runOnLoop(m_state, [state = m_state, job = std::move(job)]() mutable {
+        if (!state->closed)
+            job();
+    });
+}
+
+Timer SerialQueue::after(Clock::Duration delay, Job job) {
+    Q_ASSERT(isCurrent());
+    return m_state->worker.loop().after(delay, [state = m_state, job = std::move(job)]() mutable {
+        if (!state->closed)
+            job();
+    });
+}
+
+void SerialQueue::runOnLoop(const std::shared_ptr<State> &state, Job job) {
+    state->worker.loop().post(std::move(job));
+}
+
+} // namespace ombru
