@@ -26,7 +26,8 @@ public:
     bool isCurrent() const { return m_thread.get_id() == std::this_thread::get_id(); }
 
 private:
-    // What was posted before the end still runs: objects of a queue are destroyed on their own loop.
+    // What was posted before the end still runs, and no timer keeps anything: the objects of a queue are destroyed on
+    // their own loop.
     void run(std::latch &ready) {
         QEventLoop events;
         Loop loop;
@@ -34,8 +35,9 @@ private:
         m_loop = &loop;
         ready.count_down();
         events.exec();
-        while (loop.runJobs())
-            ;
+        do
+            loop.m_timers.clear();
+        while (loop.runJobs());
     }
 
     Loop *m_loop = nullptr; // the thread's own, as long as it runs

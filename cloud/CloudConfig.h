@@ -1,5 +1,6 @@
 // The account's configuration as the service sends it; the default record is what counts until it has sent one.
 #pragma once
+#include <QJsonObject>
 #include <QString>
 
 namespace ombru {
@@ -13,6 +14,10 @@ struct CloudConfig {
     QString greeting = QStringLiteral("Hey, what can I help you with?");
     QString ttsModel = QStringLiteral("aura-2-thalia-en");
     bool shareAudio = true;
+
+    // What is missing or of another type keeps its default; so does an empty greeting or voice. Sharing is off for the
+    // text "off" alone.
+    static CloudConfig from(const QJsonObject &object);
 
     bool operator==(const CloudConfig &) const = default;
 };

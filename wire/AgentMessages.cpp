@@ -6,6 +6,10 @@ namespace ombru {
 
 using namespace Qt::StringLiterals;
 
+QJsonObject toJson(const HelloMessage & /*message*/) {
+    return {{u"type"_s, u"hello"_s}};
+}
+
 QJsonObject toJson(const StateMessage &message) {
     return {{u"type"_s, u"state"_s},         {u"busy"_s, message.busy},
             {u"step"_s, message.step},       {u"calls"_s, QJsonArray::fromStringList(message.calls)},

@@ -8,6 +8,9 @@
 
 namespace ombru {
 
+// The first words on a channel.
+struct HelloMessage {};
+
 // What the computer is doing.
 struct StateMessage {
     bool busy = false;
@@ -31,6 +34,7 @@ struct ScreenshotMessage {
     QByteArray jpeg;
 };
 
+QJsonObject toJson(const HelloMessage &message);
 QJsonObject toJson(const StateMessage &message);
 QJsonObject toJson(const EventMessage &message);
 QJsonObject toJson(const ScreenshotMessage &message);

@@ -1,0 +1,50 @@
+// The one channel to the service's web page: a WebSocket that comes back by itself after a loss, later each time, and
+// is kept alive by pings. Everything of the connection lives on a queue of its own, "ombru.agent"; the operations may
+// be called from any thread. What is sent while there is no connection is gone.
+//
+// Both callbacks come on the queue. stop() is final; a client that is dropped without one says goodbye, too.
+#pragma once
+#include "base/Task.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QSslConfiguration>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+
+namespace ombru {
+
+class AgentClient {
+public:
+    struct Options {
+        QUrl url;      // ws or wss
+        QString token; // of this device
+        QByteArray userAgent;
+        QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();
+        std::function<void(const QJsonObject &)> onMessage = {}; // each object that comes in
+        std::function<void(bool)> onConnected = {};              // opened, dropped
+    };
+
+    explicit AgentClient(Options options); // main thread
+    ~AgentClient();
+
+    void start();
+    void stop();
+
+    // Made into a message on the queue, since a long one takes its time.
+    using Maker = std::move_only_function<QJsonObject()>;
+    void send(Maker message);
+    void sendAudio(QByteArray bytes); // dropped while too much waits to be sent: late sound is worth nothing
+
+    // stop(), and waits until all has been sent, a second at most. Main thread.
+    Task<> end();
+
+private:
+    class Link;
+    std::shared_ptr<Link> m_link;
+};
+
+} // namespace ombru

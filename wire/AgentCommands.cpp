@@ -1,0 +1,18 @@
+#include "wire/AgentCommands.h"
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+std::optional<AgentCommand> agentCommand(const QJsonObject &message) {
+    const auto type = message["type"_L1].toString();
+    if (type == "task"_L1)
+        return TaskCommand{message["text"_L1].toString().trimmed()};
+    if (type == "cancel"_L1)
+        return CancelCommand{};
+    if (type == "listen"_L1)
+        return ListenCommand{message["on"_L1].toBool()};
+    return std::nullopt;
+}
+
+} // namespace ombru
