@@ -1,5 +1,6 @@
-// Secrets of the owner's, in the store that the desktop keeps for them, one text a key. Any thread but the main one:
-// the store may ask the owner to unlock it; a call gives up after some seconds of silence. Nothing here is ever logged.
+// Secrets of the owner's, in the store that the desktop keeps for them, or in files of ours where there is none; one
+// text a key. Any thread but the main one: the store may ask the owner to unlock it, who may take minutes. Nothing here
+// is ever logged.
 #pragma once
 #include <QString>
 
@@ -7,10 +8,13 @@
 
 namespace ombru {
 
-// None when there is none, when it is no UTF-8, and when the store cannot be used.
+// None when there is none, when it is no UTF-8, when the owner does not unlock the store, and when it cannot be used.
 std::optional<QString> secret(const QString &key);
 
 // Replaces it; none takes it away. What the store cannot do stays undone, silently.
 void setSecret(const QString &key, const std::optional<QString> &value);
+
+// The directory of the files that stand in for a store; none while the desktop has one.
+std::optional<QString> secretDirectory();
 
 } // namespace ombru

@@ -5,6 +5,8 @@
 namespace ombru {
 
 std::optional<QString> secret(const QString &key) {
+    if (const auto before = FakePlatform::instance().desktop.lock()->beforeTellingSecrets)
+        before();
     const auto desktop = FakePlatform::instance().desktop.lock();
     const auto found = desktop->secrets.find(key);
     return found == desktop->secrets.end() ? std::nullopt : std::optional(found->second);
@@ -16,6 +18,10 @@ void setSecret(const QString &key, const std::optional<QString> &value) {
         desktop->secrets[key] = *value;
     else
         desktop->secrets.erase(key);
+}
+
+std::optional<QString> secretDirectory() {
+    return FakePlatform::instance().desktop.lock()->secretDirectory;
 }
 
 } // namespace ombru

@@ -1,9 +1,15 @@
 #include "platform/SecretStore.h"
 
+#include "base/WholeFile.h"
+#include "platform/SystemLog.h"
+#include "platform/linux/services/BusNames.h"
 #include "platform/linux/services/SecretItems.h"
 #include "platform/linux/services/SecretLibrary.h"
 #include "platform/linux/services/SessionBusAddress.h"
 
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
 #include <QStringDecoder>
 
 #include <condition_variable>
@@ -11,9 +17,14 @@
 #include <thread>
 
 namespace ombru {
+
+using namespace Qt::StringLiterals;
+
 namespace {
 
-constexpr auto LIMIT = std::chrono::seconds(10); // for the store, and for an owner who is asked to unlock it
+constexpr auto LIMIT = std::chrono::minutes(10);        // for an owner who is asked to unlock the store
+constexpr auto FINDING_LIMIT = std::chrono::seconds(5); // for a bus that is asked whether there is one
+constexpr const char *STORE = "org.freedesktop.secrets";
 constexpr const char *SERVICE = "com.ombru.mac";
 
 // The attributes tell an item from others, not the schema's name: other programs may have stored it under their own.
@@ -30,6 +41,12 @@ const SecretSchema SCHEMA = {SERVICE,
                              nullptr,
                              nullptr,
                              nullptr};
+
+std::optional<QString> decoded(QByteArrayView bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder(bytes);
+    return decoder.hasError() ? std::nullopt : std::optional(text);
+}
 
 // One conversation with the store about one key, which is broken off when the limit passes. Each asks for the
 // connection anew, so that a bus that was restarted is found again.
@@ -60,9 +77,7 @@ public:
             return std::nullopt;
         gsize length = 0;
         const char *bytes = m_library.valueGet(value.get(), &length);
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        QString text = decoder(QByteArrayView(bytes, static_cast<qsizetype>(length)));
-        return decoder.hasError() ? std::nullopt : std::optional(text);
+        return decoded(QByteArrayView(bytes, static_cast<qsizetype>(length)));
     }
 
     bool isThere() const {
@@ -121,10 +136,41 @@ std::optional<Conversation> talkAbout(const QString &key, std::chrono::nanosecon
     return std::optional<Conversation>(std::in_place, *library, key, limit);
 }
 
+// Where a secret is kept without a store, for the owner alone.
+QString directory() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/ombru/secrets"_s;
+}
+
+QString fileOf(const QString &key) {
+    return directory() + u'/' + key;
+}
+
+std::optional<QString> inFile(const QString &key) {
+    QFile file(fileOf(key));
+    return file.open(QFile::ReadOnly) ? decoded(file.readAll()) : std::nullopt;
+}
+
+void setInFile(const QString &key, const std::optional<QString> &value) {
+    if (!value) {
+        QFile::remove(fileOf(key));
+        return;
+    }
+    QDir().mkpath(directory());
+    QFile::setPermissions(directory(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    if (const auto written = writeWholeFile(fileOf(key), value->toUtf8()); !written)
+        logger::error(written.error().description);
+}
+
+bool storeIsThere() {
+    return SecretLibrary::get() && sessionServiceIsThere(STORE, FINDING_LIMIT);
+}
+
 } // namespace
 
+// What was put into a file before the desktop had a store still counts.
 std::optional<QString> secret(const QString &key) {
-    return secretWithin(LIMIT, key);
+    auto kept = secretWithin(LIMIT, key);
+    return kept ? kept : inFile(key);
 }
 
 std::optional<QString> secretWithin(std::chrono::nanoseconds limit, const QString &key) {
@@ -133,7 +179,9 @@ std::optional<QString> secretWithin(std::chrono::nanoseconds limit, const QStrin
 }
 
 void setSecret(const QString &key, const std::optional<QString> &value) {
-    const auto conversation = talkAbout(key);
+    const bool toStore = storeIsThere();
+    setInFile(key, toStore ? std::nullopt : value);
+    const auto conversation = toStore ? talkAbout(key) : std::nullopt;
     if (!conversation)
         return;
     conversation->clear();
@@ -144,6 +192,10 @@ void setSecret(const QString &key, const std::optional<QString> &value) {
 bool hasSecret(const QString &key) {
     const auto conversation = talkAbout(key);
     return conversation && conversation->isThere();
+}
+
+std::optional<QString> secretDirectory() {
+    return storeIsThere() ? std::nullopt : std::optional(directory());
 }
 
 } // namespace ombru

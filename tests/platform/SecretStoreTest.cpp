@@ -32,6 +32,7 @@ QByteArray output(const char *command) {
 class SecretStore : public testing::Test {
 protected:
     QTemporaryDir m_home;
+    Variable m_data{"XDG_DATA_HOME", m_home.filePath(u"data"_s).toUtf8()};
     SessionBus m_bus;
 };
 
@@ -88,10 +89,40 @@ TEST_F(SecretStore, BytesThatAreNoTextAreNone) {
     EXPECT_EQ(secret(KEY), std::nullopt);
 }
 
-TEST_F(SecretStore, WithoutAServiceNothingIsKept) {
-    setSecret(KEY, u"token"_s);
+TEST_F(SecretStore, WithoutAServiceIsKeptInAFileForTheOwnerAlone) {
+    EXPECT_EQ(secretDirectory(), m_home.filePath(u"data/ombru/secrets"_s));
+    setSecret(KEY, u"Grüße 🔑"_s);
+    EXPECT_EQ(secret(KEY), u"Grüße 🔑"_s);
+    EXPECT_FALSE(hasSecret(KEY)) << "not in a store";
+    const auto file = m_home.filePath(u"data/ombru/secrets/device-token"_s);
+    EXPECT_EQ(QFile::permissions(file) & ~(QFile::ReadUser | QFile::WriteUser), QFile::ReadOwner | QFile::WriteOwner);
+    EXPECT_EQ(QFile::permissions(*secretDirectory()) & (QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther), 0);
+    setSecret(KEY, u"second"_s);
+    EXPECT_EQ(secret(KEY), u"second"_s);
+    setSecret(KEY, std::nullopt);
     EXPECT_EQ(secret(KEY), std::nullopt);
-    EXPECT_FALSE(hasSecret(KEY));
+    EXPECT_FALSE(QFile::exists(file));
+}
+
+TEST_F(SecretStore, WhatAFileKeptCountsUntilTheStoreHasIt) {
+    setSecret(KEY, u"from the file"_s);
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secretDirectory(), std::nullopt);
+    EXPECT_EQ(secret(KEY), u"from the file"_s);
+    setSecret(KEY, u"in the store"_s);
+    EXPECT_EQ(secret(KEY), u"in the store"_s);
+    EXPECT_FALSE(QFile::exists(m_home.filePath(u"data/ombru/secrets/device-token"_s)));
+    setSecret(KEY, std::nullopt);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+}
+
+TEST_F(SecretStore, AFileThatIsNoTextIsNone) {
+    setSecret(KEY, u"token"_s);
+    QFile file(m_home.filePath(u"data/ombru/secrets/device-token"_s));
+    ASSERT_TRUE(file.open(QFile::WriteOnly));
+    file.write("\xff\xfe");
+    file.close();
+    EXPECT_EQ(secret(KEY), std::nullopt);
 }
 
 TEST_F(SecretStore, IsFoundAgainAfterTheServiceWasRestarted) {
@@ -130,15 +161,27 @@ TEST_F(SecretStore, AServiceThatNeverAnswersIsGivenUp) {
     EXPECT_EQ(secret(KEY), u"token"_s);
 }
 
-TEST(SecretStoreWithoutABus, KeepsNothing) {
+TEST(SecretStoreWithoutABus, KeepsItInAFile) {
+    const QTemporaryDir home;
+    const Variable data("XDG_DATA_HOME", home.path().toUtf8());
     const Variable none("DBUS_SESSION_BUS_ADDRESS");
     const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
     setSecret(KEY, u"token"_s);
-    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_EQ(secret(KEY), u"token"_s);
     const Variable gone("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
-    setSecret(KEY, u"token"_s);
-    EXPECT_EQ(secret(KEY), std::nullopt);
+    setSecret(KEY, u"another"_s);
+    EXPECT_EQ(secret(KEY), u"another"_s);
     const Variable garbage("DBUS_SESSION_BUS_ADDRESS", "not an address");
+    EXPECT_EQ(secret(KEY), u"another"_s);
+    setSecret(KEY, std::nullopt);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+}
+
+TEST(SecretStoreWithoutABus, AFileThatCannotBeWrittenKeepsNothing) {
+    const Variable data("XDG_DATA_HOME", "/proc/nowhere");
+    const Variable none("DBUS_SESSION_BUS_ADDRESS");
+    const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
+    setSecret(KEY, u"token"_s);
     EXPECT_EQ(secret(KEY), std::nullopt);
 }
 
