@@ -22,6 +22,7 @@ struct FakePlatform {
     QString keeper;    // empty: there is none
     QString inputRelease;
     OwnerShell ownerShell;
+    QString hostName = QStringLiteral("desk");
 
     // What is on the screen. Called on a background thread; may wait there.
     std::function<Result<Picture>()> screenshot = [] { return plainPicture(640, 480, 0x336699); };

@@ -1,6 +1,6 @@
 #include "cloud/AgentClient.h"
 
-#include "tests/support/ChannelStandIn.h"
+#include "tests/support/AccountService.h"
 #include "tests/support/Wait.h"
 
 #include <QJsonArray>
@@ -11,8 +11,8 @@
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using test::AccountService;
 using test::ChannelFrame;
-using test::ChannelStandIn;
 using test::waitUntil;
 
 namespace {
@@ -33,7 +33,7 @@ protected:
 
     void begin() {
         client.emplace(AgentClient::Options{
-            .url = service.url(),
+            .url = service.channelURL(),
             .token = u"tökén"_s,
             .userAgent = "ombru/1 (here; there)",
             .onMessage =
@@ -65,7 +65,7 @@ protected:
         return waitUntil([&] { return std::ranges::count(connected(), false) == static_cast<std::ptrdiff_t>(count); });
     }
     bool attempts(std::size_t count) {
-        return waitUntil([&] { return service.connections.size() == count; });
+        return waitUntil([&] { return service.channels.size() == count; });
     }
     // What an open client did before has arrived, and so have the timers that were due.
     void catchUp() {
@@ -80,7 +80,7 @@ protected:
             test::settle();
     }
 
-    ChannelStandIn service;
+    AccountService service;
     std::shared_ptr<Told> told = std::make_shared<Told>();
     std::optional<AgentClient> client;
 };
@@ -91,7 +91,7 @@ const ChannelFrame HELLO{1, R"({"type":"hello"})"};
 
 TEST_F(AgentClientTest, ShowsItsTokenInTheHeadAndSaysHelloFirst) {
     open();
-    const auto &head = service.newest().head;
+    const auto &head = service.newest().request.head;
     EXPECT_TRUE(head.startsWith("GET /agent?x=1 HTTP/1.1\r\n")) << head.toStdString();
     EXPECT_TRUE(head.contains("\r\nAuthorization: Bearer tökén")) << head.toStdString();
     EXPECT_TRUE(head.contains("\r\nUser-Agent: ombru/1 (here; there)")) << head.toStdString();
@@ -137,12 +137,12 @@ TEST_F(AgentClientTest, TellsTheObjectsThatComeInAndIgnoresTheRest) {
 
 TEST_F(AgentClientTest, WhatIsSentWithoutAConnectionIsGone) {
     ManualClock clock;
-    service.manner = ChannelStandIn::Manner::hangsUp;
+    service.manner = AccountService::Manner::hangsUp;
     begin();
     ASSERT_TRUE(drops(1));
     client->send([] { return QJsonObject{{u"lost"_s, true}}; });
     client->sendAudio("lost");
-    service.manner = ChannelStandIn::Manner::answers;
+    service.manner = AccountService::Manner::answers;
     clock.advance(1s);
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 1; }));
     client->send([] { return QJsonObject{{u"kept"_s, true}}; });
@@ -152,20 +152,20 @@ TEST_F(AgentClientTest, WhatIsSentWithoutAConnectionIsGone) {
 
 TEST_F(AgentClientTest, ComesBackLaterEachTimeAndSoonAgainAfterAnOpening) {
     ManualClock clock;
-    service.manner = ChannelStandIn::Manner::hangsUp;
+    service.manner = AccountService::Manner::hangsUp;
     begin();
     std::size_t drop = 0;
     for (const auto delay : {1s, 2s, 4s, 8s, 16s, 30s, 30s}) {
         ASSERT_TRUE(drops(++drop));
-        EXPECT_EQ(service.connections.size(), drop);
+        EXPECT_EQ(service.channels.size(), drop);
         clock.advance(delay - 1ns);
         settle();
-        EXPECT_EQ(service.connections.size(), drop) << "not before " << delay.count() << " s";
+        EXPECT_EQ(service.channels.size(), drop) << "not before " << delay.count() << " s";
         clock.advance(1ns);
         ASSERT_TRUE(attempts(drop + 1));
     }
     ASSERT_TRUE(drops(++drop));
-    service.manner = ChannelStandIn::Manner::answers;
+    service.manner = AccountService::Manner::answers;
     clock.advance(30s);
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 1; }));
     service.newest().hangUp();
@@ -188,9 +188,9 @@ TEST_F(AgentClientTest, ACloseOfTheServicesIsALossLikeAnyOther) {
 
 TEST_F(AgentClientTest, GivesUpAnOpeningThatIsNotAnswered) {
     ManualClock clock;
-    service.manner = ChannelStandIn::Manner::stalls;
+    service.manner = AccountService::Manner::stalls;
     begin();
-    ASSERT_TRUE(waitUntil([this] { return !service.connections.empty() && !service.newest().head.isEmpty(); }));
+    ASSERT_TRUE(waitUntil([this] { return !service.channels.empty(); }));
     clock.advance(59s);
     settle();
     EXPECT_TRUE(connected().empty());
@@ -203,12 +203,12 @@ TEST_F(AgentClientTest, GivesUpAnOpeningThatIsNotAnswered) {
 
 TEST_F(AgentClientTest, ARefusedHandshakeIsALoss) {
     ManualClock clock;
-    service.manner = ChannelStandIn::Manner::stalls;
+    service.manner = AccountService::Manner::stalls;
     begin();
-    ASSERT_TRUE(waitUntil([this] { return !service.connections.empty() && !service.newest().head.isEmpty(); }));
+    ASSERT_TRUE(waitUntil([this] { return !service.channels.empty(); }));
     service.newest().socket->write("HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n");
     ASSERT_TRUE(drops(1));
-    service.manner = ChannelStandIn::Manner::answers;
+    service.manner = AccountService::Manner::answers;
     clock.advance(1s);
     EXPECT_TRUE(attempts(2));
 }
@@ -227,7 +227,7 @@ TEST_F(AgentClientTest, PingsWhileItIsOpen) {
     service.newest().hangUp();
     ASSERT_TRUE(drops(1));
     clock.advance(1s);
-    ASSERT_TRUE(waitUntil([&] { return service.connections.size() == 2 && service.frameCount() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return service.channels.size() == 2 && service.frameCount() == 1; }));
     clock.advance(25s);
     ASSERT_TRUE(waitUntil([&] { return service.frameCount() == 2; }));
     catchUp();
@@ -247,18 +247,18 @@ TEST_F(AgentClientTest, AStopSaysGoodbyeAndIsFinal) {
     clock.advance(60s);
     client->start();
     settle();
-    EXPECT_EQ(service.connections.size(), 1U);
+    EXPECT_EQ(service.channels.size(), 1U);
 }
 
 TEST_F(AgentClientTest, AStopWhileItWaitsToComeBackEndsThat) {
     ManualClock clock;
-    service.manner = ChannelStandIn::Manner::hangsUp;
+    service.manner = AccountService::Manner::hangsUp;
     begin();
     ASSERT_TRUE(drops(1));
     test::await(client->end());
     clock.advance(60s);
     settle();
-    EXPECT_EQ(service.connections.size(), 1U);
+    EXPECT_EQ(service.channels.size(), 1U);
 }
 
 TEST_F(AgentClientTest, TheEndWaitsAMomentOnlyForAServiceThatDoesNotRead) {

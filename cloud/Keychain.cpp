@@ -1,0 +1,56 @@
+#include "cloud/Keychain.h"
+
+#include "base/Background.h"
+#include "platform/SecretStore.h"
+
+namespace ombru {
+
+namespace {
+
+constexpr Clock::Duration OWNERS_TIME = std::chrono::hours(24); // to unlock a store; it gives up by itself before
+
+} // namespace
+
+Task<> Keychain::load(QString key, std::stop_token stop) {
+    const auto stored = co_await aloneWithin(OWNERS_TIME, stop, [key] { return secret(key); });
+    if (stored)
+        m_known.try_emplace(key, *stored);
+}
+
+std::optional<QString> Keychain::get(const QString &key) const {
+    const auto found = m_known.find(key);
+    return found == m_known.end() ? std::nullopt : found->second;
+}
+
+void Keychain::set(const QString &key, const std::optional<QString> &value) {
+    m_known[key] = value;
+    m_writes.push_back({key, value});
+    if (std::exchange(m_writing, true))
+        return;
+    m_written = {};
+    m_tasks.start(write());
+}
+
+// One after the other, each on a thread of its own while the owner may be asked.
+Task<> Keychain::write() {
+    const auto stop = m_tasks.token();
+    while (!m_writes.empty() && !stop.stop_requested()) {
+        const auto next = std::move(m_writes.front());
+        m_writes.pop_front();
+        co_await aloneWithin(OWNERS_TIME, stop, [next] {
+            setSecret(next.key, next.value);
+            return true;
+        });
+    }
+    m_writing = false;
+    m_written.fire();
+}
+
+Task<> Keychain::end(Clock::Duration limit) {
+    const auto timer = Loop::main().after(limit, [written = m_written] { written.fire(); });
+    if (m_writing)
+        co_await m_written;
+    co_await m_tasks.drain();
+}
+
+} // namespace ombru

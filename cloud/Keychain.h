@@ -1,0 +1,42 @@
+// The secrets of this computer's sign-in, which the owner's own store keeps. That store may ask the owner first, so it
+// is read once, off the main thread; from then on what is asked is answered at once from memory, and what is set is
+// written in that order. Main thread; end() before it is destroyed.
+#pragma once
+#include "base/Task.h"
+
+#include <QString>
+
+#include <deque>
+#include <map>
+#include <optional>
+
+namespace ombru {
+
+class Keychain {
+public:
+    // Reads the key from the store, however long its owner takes to unlock it, or until a stop. What was set meanwhile
+    // counts.
+    Task<> load(QString key, std::stop_token stop);
+
+    // None as long as it was neither loaded nor set, and when there is none.
+    std::optional<QString> get(const QString &key) const;
+    void set(const QString &key, const std::optional<QString> &value); // none deletes it
+
+    // Waits until all is written, that long at most: a store may never answer.
+    Task<> end(Clock::Duration limit);
+
+private:
+    struct Write {
+        QString key;
+        std::optional<QString> value;
+    };
+    Task<> write();
+
+    std::map<QString, std::optional<QString>> m_known;
+    std::deque<Write> m_writes;
+    bool m_writing = false;
+    Completion m_written;
+    TaskScope m_tasks;
+};
+
+} // namespace ombru

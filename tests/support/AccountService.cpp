@@ -1,0 +1,144 @@
+#include "tests/support/AccountService.h"
+
+#include <QCryptographicHash>
+#include <QJsonDocument>
+#include <QtEndian>
+
+#include <cstdlib>
+
+namespace ombru::test {
+
+namespace {
+
+constexpr auto GUID = "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
+
+// One whole frame from the front of `bytes`, which a client has to mask; none while more is needed.
+std::optional<ChannelFrame> takeFrame(QByteArray &bytes) {
+    if (bytes.size() < 2)
+        return std::nullopt;
+    const auto *data = reinterpret_cast<const uchar *>(bytes.constData());
+    if ((data[1] & 0x80) == 0)
+        std::abort();
+    quint64 length = data[1] & 0x7f;
+    qsizetype at = 2;
+    const qsizetype extended = length == 126 ? 2 : length == 127 ? 8 : 0;
+    if (bytes.size() < at + extended + 4)
+        return std::nullopt;
+    if (extended == 2)
+        length = qFromBigEndian<quint16>(data + at);
+    if (extended == 8)
+        length = qFromBigEndian<quint64>(data + at);
+    at += extended;
+    const auto *mask = data + at;
+    at += 4;
+    if (static_cast<quint64>(bytes.size() - at) < length)
+        return std::nullopt;
+    ChannelFrame frame{data[0] & 0x0f, bytes.mid(at, static_cast<qsizetype>(length)), (data[0] & 0x80) != 0};
+    for (qsizetype place = 0; place < frame.payload.size(); ++place)
+        frame.payload[place] = static_cast<char>(frame.payload[place] ^ mask[place % 4]);
+    bytes.remove(0, at + static_cast<qsizetype>(length));
+    return frame;
+}
+
+} // namespace
+
+QByteArray AccountRequest::header(const QByteArray &name) const {
+    for (const auto &each : head.split('\n')) {
+        const auto colon = each.indexOf(':');
+        if (each.first(std::max<qsizetype>(colon, 0)).toLower() == name.toLower())
+            return each.sliced(colon + 1).trimmed();
+    }
+    return {};
+}
+
+QJsonObject AccountRequest::json() const {
+    return QJsonDocument::fromJson(body).object();
+}
+
+void AccountService::Channel::send(const ChannelFrame &frame) {
+    QByteArray bytes(1, static_cast<char>((frame.last ? 0x80 : 0) | frame.opcode));
+    const auto length = frame.payload.size();
+    if (length < 126) {
+        bytes.append(static_cast<char>(length));
+    } else {
+        bytes.append(static_cast<char>(127));
+        const auto big = qToBigEndian<quint64>(static_cast<quint64>(length));
+        bytes.append(reinterpret_cast<const char *>(&big), sizeof big);
+    }
+    socket->write(bytes + frame.payload);
+    socket->flush();
+}
+
+AccountService::AccountService() {
+    if (!m_server.listen(QHostAddress::LocalHost))
+        std::abort();
+    QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] { accept(); });
+}
+
+QString AccountService::base() const {
+    return QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort());
+}
+
+QUrl AccountService::channelURL() const {
+    return QUrl(QStringLiteral("ws://127.0.0.1:%1/agent?x=1").arg(m_server.serverPort()));
+}
+
+void AccountService::accept() {
+    while (auto *socket = m_server.nextPendingConnection()) {
+        QObject::connect(socket, &QTcpSocket::readyRead, &m_server, [this, socket] { readHead(socket); });
+        readHead(socket);
+    }
+}
+
+// One request a connection.
+void AccountService::readHead(QTcpSocket *socket) {
+    const auto received = socket->peek(socket->bytesAvailable());
+    const auto end = received.indexOf("\r\n\r\n");
+    if (end < 0)
+        return;
+    AccountRequest request{received.first(end), {}};
+    const auto length = request.header("Content-Length").toLongLong();
+    if (received.size() < end + 4 + length)
+        return;
+    socket->disconnect(&m_server);
+    socket->readAll();
+    request.body = received.sliced(end + 4, length);
+    if (!request.header("Upgrade").isEmpty())
+        return openChannel(socket, request, received.sliced(end + 4 + length));
+    requests.push_back(request);
+    reply(socket, request);
+}
+
+void AccountService::reply(QTcpSocket *socket, const AccountRequest &request) {
+    const auto reply = answer(request);
+    if (reply.manner == AccountReply::Manner::silence)
+        return;
+    socket->write("HTTP/1.1 " + QByteArray::number(reply.status) + " -\r\nConnection: close\r\n" + reply.headers +
+                  "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n\r\n");
+    const bool whole = reply.manner == AccountReply::Manner::whole;
+    socket->write(whole ? reply.body : reply.body.first(reply.body.size() / 2));
+    socket->disconnectFromHost();
+}
+
+void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &request, const QByteArray &rest) {
+    socket->setParent(nullptr);
+    channels.push_back(std::make_unique<Channel>(std::unique_ptr<QTcpSocket>(socket), rest, request));
+    auto &channel = newest();
+    QObject::connect(socket, &QTcpSocket::disconnected, socket, [&channel] { channel.gone = true; });
+    if (manner == Manner::hangsUp)
+        socket->abort();
+    if (manner != Manner::answers)
+        return;
+    QObject::connect(socket, &QTcpSocket::readyRead, socket, [&channel] {
+        channel.unread += channel.socket->readAll();
+        while (auto frame = takeFrame(channel.unread))
+            channel.frames.push_back(std::move(*frame));
+    });
+    const auto key = request.header("Sec-WebSocket-Key") + GUID;
+    socket->write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                  "Sec-WebSocket-Accept: " +
+                  QCryptographicHash::hash(key, QCryptographicHash::Sha1).toBase64() + "\r\n\r\n");
+    socket->flush();
+}
+
+} // namespace ombru::test

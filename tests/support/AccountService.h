@@ -1,0 +1,84 @@
+// A stand-in for the account service on the loopback: its HTTP requests, which the test answers, and its end of the web
+// channel, frame by frame, so that a test sees and sends exactly what is on the wire. Main thread; ends with the
+// object.
+#pragma once
+#include <QByteArray>
+#include <QHostAddress>
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace ombru::test {
+
+struct AccountRequest {
+    QByteArray head; // without its empty line
+    QByteArray body;
+
+    QByteArray line() const { return head.first(head.indexOf("\r\n")); } // "POST /path HTTP/1.1"
+    QByteArray header(const QByteArray &name) const;
+    QJsonObject json() const;
+};
+
+struct AccountReply {
+    enum class Manner { whole, dropsMidway, silence };
+    int status = 200;
+    QByteArray body = "{}";
+    QByteArray headers = {}; // whole lines
+    Manner manner = Manner::whole;
+};
+
+struct ChannelFrame {
+    int opcode = 0; // 1 text, 2 binary, 8 close, 9 ping, 10 pong
+    QByteArray payload;
+    bool last = true;
+    bool operator==(const ChannelFrame &) const = default;
+};
+
+class AccountService {
+public:
+    using Answer = std::function<AccountReply(const AccountRequest &)>;
+
+    // Whoever asks for an upgrade gets a channel, unless this is not its manner.
+    enum class Manner { answers, stalls, hangsUp };
+
+    struct Channel {
+        std::unique_ptr<QTcpSocket> socket;
+        QByteArray unread;
+        AccountRequest request;
+        std::vector<ChannelFrame> frames;
+        bool gone = false;
+
+        void send(const ChannelFrame &frame);
+        void sendText(const QByteArray &text) { send({1, text}); }
+        void hangUp() { socket->abort(); }
+    };
+
+    AccountService();
+
+    QString base() const; // "http://127.0.0.1:PORT"
+    QUrl channelURL() const;
+
+    Answer answer = [](const AccountRequest &) { return AccountReply(); };
+    std::vector<AccountRequest> requests; // other than for channels
+
+    Manner manner = Manner::answers;
+    std::vector<std::unique_ptr<Channel>> channels; // in the order they came, those that were not answered included
+    Channel &newest() { return *channels.back(); }
+    std::size_t frameCount() const { return channels.empty() ? 0 : channels.back()->frames.size(); }
+
+private:
+    void accept();
+    void readHead(QTcpSocket *socket);
+    void reply(QTcpSocket *socket, const AccountRequest &request);
+    void openChannel(QTcpSocket *socket, const AccountRequest &request, const QByteArray &rest);
+
+    QTcpServer m_server;
+};
+
+} // namespace ombru::test
