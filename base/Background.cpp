@@ -30,6 +30,11 @@ public:
         m_changed.notify_one();
     }
 
+    bool isIdle() {
+        const std::lock_guard lock(m_mutex);
+        return m_jobs.empty() && m_idle == m_threads.size();
+    }
+
     bool finish(Clock::Duration limit) {
         std::unique_lock lock(m_mutex);
         m_jobs.clear();
@@ -77,6 +82,10 @@ public:
         --m_running;
         m_changed.notify_all();
     }
+    bool isIdle() {
+        const std::lock_guard lock(m_mutex);
+        return m_running == 0;
+    }
     bool finish(Clock::Duration limit) {
         std::unique_lock lock(m_mutex);
         return m_changed.wait_for(lock, limit, [this] { return m_running == 0; });
@@ -102,6 +111,10 @@ void runAlone(Job job) {
         job = {};
         loners->remove();
     }).detach();
+}
+
+bool backgroundIsIdle() {
+    return (!pool || pool->isIdle()) && loners()->isIdle();
 }
 
 bool finishBackground(Clock::Duration limit) {

@@ -20,6 +20,9 @@ void runInBackground(Job job);
 // On a thread of its own, outside the pool. Any thread.
 void runAlone(Job job);
 
+// Whether no job runs or waits to run: all that they had to report is on its way. Main thread.
+bool backgroundIsIdle();
+
 // Waits until no job runs any more; false when the time is over first. Blocks: for the end of the program, which must
 // then leave with std::_Exit, since a job that waits for something that never answers cannot be ended.
 bool finishBackground(Clock::Duration limit);

@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QNetworkProxyFactory>
 #include <QNetworkRequest>
+#include <QSslConfiguration>
 #include <QWebSocket>
 
 #include <algorithm>
@@ -31,6 +32,13 @@ QNetworkProxy proxyFor(QUrl url) {
     return QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0, QNetworkProxy::NoProxy);
 }
 
+QSslConfiguration encryption(const QString &authority) {
+    auto configuration = QSslConfiguration::defaultConfiguration();
+    if (!authority.isEmpty())
+        configuration.addCaCertificates(authority);
+    return configuration;
+}
+
 } // namespace
 
 // The connection and what becomes of it. On the queue, which it holds, so that a goodbye outlives the client.
@@ -47,7 +55,7 @@ public:
         m_task = std::make_unique<QWebSocket>();
         auto *task = m_task.get();
         task->setProxy(proxyFor(m_options.url));
-        task->setSslConfiguration(m_options.encryption);
+        task->setSslConfiguration(encryption(m_options.authority));
         task->setMaxAllowedIncomingMessageSize(LARGEST_MESSAGE);
         task->setMaxAllowedIncomingFrameSize(LARGEST_MESSAGE);
         task->setOutgoingFrameSize(QWebSocket::maxOutgoingFrameSize()); // a message is one frame

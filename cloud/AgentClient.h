@@ -8,7 +8,6 @@
 
 #include <QByteArray>
 #include <QJsonObject>
-#include <QSslConfiguration>
 #include <QString>
 #include <QUrl>
 
@@ -23,7 +22,7 @@ public:
         QUrl url;      // ws or wss
         QString token; // of this device
         QByteArray userAgent;
-        QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();
+        QString authority = {}; // a file with certificates that are trusted besides the system's; empty for none
         std::function<void(const QJsonObject &)> onMessage = {}; // each object that comes in
         std::function<void(bool)> onConnected = {};              // opened, dropped
     };

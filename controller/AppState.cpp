@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "controller/PermissionDesk.h"
 #include "controller/Prompts.h"
+#include "controller/ServiceLink.h"
 #include "controller/TaskLoop.h"
 #include "controller/WorkDirectory.h"
 #include "notifier/Notifier.h"
@@ -19,6 +20,7 @@ AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     settings.onTrouble([this](const QString &line) { emitFromAnywhere(u"✗ "_s + line, EventKind::warn); });
     m_loop = makeTaskLoop();
     m_desk = makePermissionDesk();
+    m_link = makeServiceLink();
     show(m_desk->view());
 }
 
@@ -32,7 +34,7 @@ void AppState::emit(const QString &text, EventKind kind) {
     if (updatesLastEvent(kind))
         lastEvent = firstLine(text);
     if (m_web.exists() && isForwarded(kind))
-        m_web.send(toJson(EventMessage{kindName(kind), text, event.time}));
+        m_web.send(EventMessage{kindName(kind), text, event.time});
     m_receivers.tell(event);
 }
 
@@ -67,7 +69,7 @@ void AppState::setTaskState(const TaskProgress &progress) {
 
 void AppState::sendState() {
     if (agentConnected)
-        m_web.send(toJson(StateMessage{busy, step, activeCalls, sharing, status}));
+        m_web.send(StateMessage{busy, step, activeCalls, sharing, status});
 }
 
 void AppState::applyConfig(const CloudConfig &received) {
@@ -93,9 +95,11 @@ Task<> AppState::drain() {
     // All are asked before one is waited for.
     const auto loop = m_loop->end();
     const auto desk = m_desk->end();
+    const auto link = m_link->end();
     const auto tasks = m_tasks.drain();
     co_await loop;
     co_await desk;
+    co_await link;
     co_await tasks;
     m_activityClear.cancel();
 }

@@ -3,7 +3,9 @@
 //   State and settings  AppState.cpp             fields, event log, activity line, state message, web channel
 //   The task loop       TaskLoop.*               one turn after the other; its doors here are in AppStateTask.cpp
 //   The claude tool     AppStateClaude.cpp       testClaude
-//   Permissions         PermissionDesk.*         looking and asking; its doors here are in AppStatePermissions.cpp
+//   The service         ServiceLink.*            sign-in, configuration, channel; its doors here are in
+//   AppStateLink.cpp Permissions         PermissionDesk.*         looking and asking; its doors here are in
+//   AppStatePermissions.cpp
 //
 // A concern is a class that this owns. It knows nothing of AppState: it tells by value through an interface of its own,
 // which AppState implements, and it can be ended alone. Only AppState writes the fields.
@@ -15,6 +17,7 @@
 #include "base/Published.h"
 #include "base/Subscribers.h"
 #include "base/Task.h"
+#include "cloud/Auth.h"
 #include "cloud/CloudConfig.h"
 #include "controller/Event.h"
 #include "controller/TaskResult.h"
@@ -22,6 +25,7 @@
 #include "permissions/AppAutomation.h"
 #include "permissions/Setup.h"
 #include "settings/Settings.h"
+#include "wire/AgentCommands.h"
 
 #include <QObject>
 #include <QStringList>
@@ -33,6 +37,7 @@
 namespace ombru {
 
 class PermissionDesk;
+class ServiceLink;
 class TaskLoop;
 struct Allowed;
 struct PermissionView;
@@ -48,8 +53,10 @@ public:
 
     Settings settings;
 
+    Published<AppState, Auth> auth{this};
     Published<AppState, CloudConfig> config{this};
-    Published<AppState, bool> busy{this, false}; // a task is running; at most one at a time
+    Published<AppState, bool> cloudReachable{this, false}; // the service answered the last request
+    Published<AppState, bool> busy{this, false};           // a task is running; at most one at a time
     Published<AppState, QString> status{this, QStringLiteral("idle")};
     Published<AppState, bool> cancelling{this, false};        // the running task was asked to stop and has not yet
     Published<AppState, int> step{this, 0};                   // turn of the running task, from 1; 0 before the first
@@ -84,6 +91,11 @@ public:
     Subscription onEvent(Subscribers<Event>::Receiver receiver) { return m_receivers.add(std::move(receiver)); }
 
     // --- The service
+    // At the start of an application that stays: what is allowed, and the sign-in that is kept.
+    Task<> boot();
+    void signIn(); // shows a code and asks the service until its owner has approved it
+    void cancelSignIn();
+    void signOut();
     void applyConfig(const CloudConfig &received); // what it said last
     // A channel to the web page exists from now on and takes every event; an empty function takes it away.
     void setWebChannel(WebChannel::Send send);
@@ -121,9 +133,12 @@ private:
 
     class TaskDoor;
     class PermissionDoor;
+    class LinkDoor;
 
     std::unique_ptr<TaskLoop> makeTaskLoop();
     std::unique_ptr<PermissionDesk> makePermissionDesk();
+    std::unique_ptr<ServiceLink> makeServiceLink();
+    void handleAgent(const AgentCommand &command);
     void willChange() { m_observers.tell(); }
     void setTaskState(const TaskProgress &progress);
     void noteResult(const TaskResult &result);
@@ -136,6 +151,7 @@ private:
     WebChannel m_web;
     std::unique_ptr<TaskLoop> m_loop;
     std::unique_ptr<PermissionDesk> m_desk;
+    std::unique_ptr<ServiceLink> m_link;
     TaskScope m_tasks; // of what is no concern of its own
 };
 

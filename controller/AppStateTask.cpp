@@ -22,7 +22,7 @@ public:
     bool wantsPictures() const override { return m_state.agentConnected; }
     void showPicture(int number, const QByteArray &jpeg) override {
         if (m_state.agentConnected)
-            m_state.m_web.send(toJson(ScreenshotMessage{number, Clock::unixSeconds(), jpeg}));
+            m_state.m_web.send(ScreenshotMessage{number, Clock::unixSeconds(), jpeg});
     }
     void blocked(const AppAutomation::Target &target) override {
         if (!m_state.blockedApps->contains(target))

@@ -18,4 +18,10 @@ bool Settings::isServiceAddress(const QString &text) {
     return url.isValid() && !url.host().isEmpty() && scheme && bare;
 }
 
+bool Settings::isChannelAddress(const QString &text) {
+    const QUrl url(text, QUrl::StrictMode);
+    const bool scheme = url.scheme() == "wss"_L1 || url.scheme() == "ws"_L1;
+    return text.isEmpty() || (url.isValid() && !url.host().isEmpty() && scheme);
+}
+
 } // namespace ombru

@@ -10,13 +10,22 @@ class Settings : public SettingsStore {
     static constexpr TextRule SERVICE_ADDRESS{isServiceAddress,
                                               u"an address such as https://ombru.example or http://localhost:8787"};
 
+    static bool isChannelAddress(const QString &text);
+    static constexpr TextRule CHANNEL_ADDRESS{isChannelAddress,
+                                              u"an address such as wss://ombru.example/agent, or nothing"};
+
 public:
     using SettingsStore::SettingsStore;
 
     static QString defaultFile(); // ombru/ombru.conf in the user's configuration directory
 
-    TextSetting serverURL{*this, u"serverURL", u"https://ombru.example",
+    TextSetting serverURL{*this, u"serverURL", u"http://localhost:8787",
                           u"address of the service this computer signs in to", SERVICE_ADDRESS};
+    TextSetting agentURL{*this, u"agentURL", u"", u"address of the web channel; empty: on the service's host",
+                         CHANNEL_ADDRESS};
+    TextSetting certificateAuthority{
+        *this, u"certificateAuthority", u"",
+        u"file with certificates that are trusted besides the system's, for a service of your own"};
     TextSetting model{*this, u"model", u"", u"model that claude is asked to use; empty for its own default"};
     IntegerSetting maxSteps{*this, u"maxSteps", 15, {1, 1000}, u"most turns the agent may take for one task"};
     RealSetting scriptTimeout{*this, u"scriptTimeout", 60, {0.1, 86400, u"seconds"}, u"how long one script may run"};

@@ -27,4 +27,8 @@ QJsonObject toJson(const ScreenshotMessage &message) {
             {u"jpeg"_s, QString::fromLatin1(message.jpeg.toBase64())}};
 }
 
+QJsonObject toJson(const AgentMessage &message) {
+    return std::visit([](const auto &each) { return toJson(each); }, message);
+}
+
 } // namespace ombru

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <variant>
+
 namespace ombru {
 
 // The first words on a channel.
@@ -34,9 +36,12 @@ struct ScreenshotMessage {
     QByteArray jpeg;
 };
 
+using AgentMessage = std::variant<HelloMessage, StateMessage, EventMessage, ScreenshotMessage>;
+
 QJsonObject toJson(const HelloMessage &message);
 QJsonObject toJson(const StateMessage &message);
 QJsonObject toJson(const EventMessage &message);
 QJsonObject toJson(const ScreenshotMessage &message);
+QJsonObject toJson(const AgentMessage &message);
 
 } // namespace ombru

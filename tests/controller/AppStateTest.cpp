@@ -12,7 +12,10 @@ class AppStateTest : public test::LoopFixture {
 protected:
     std::vector<QJsonObject> sent;
     void openWeb() {
-        state->setWebChannel([this](const QJsonObject &message) { sent.push_back(message); });
+        state->setWebChannel([this](const AgentMessage &told) {
+            const auto message = toJson(told);
+            sent.push_back(message);
+        });
     }
 };
 

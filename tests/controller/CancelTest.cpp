@@ -122,7 +122,10 @@ TEST_F(Cancel, WhileAFinalReplyIsRead) {
 
 TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
     QStringList sent;
-    state->setWebChannel([&](const QJsonObject &message) { sent.append(message[u"type"_s].toString()); });
+    state->setWebChannel([&](const AgentMessage &told) {
+        const auto message = toJson(told);
+        sent.append(message[u"type"_s].toString());
+    });
     state->setWebChannelOpen(true);
     cancelAt(u"screenshot "_s);
     state->startTask(u"go"_s);

@@ -15,7 +15,8 @@ using TaskDesktopTest = test::LoopFixture;
 TEST_F(TaskDesktopTest, ADesktopThatAnotherProcessUsesEndsTheTaskLikeAnyFailure) {
     FakePlatform::instance().desktopLock = [] { return std::optional<DesktopLock>(); };
     QStringList order;
-    state->setWebChannel([&](const QJsonObject &message) {
+    state->setWebChannel([&](const AgentMessage &told) {
+        const auto message = toJson(told);
         order.append(message[u"type"_s].toString() + u' ' +
                      (message.contains(u"busy"_s) ? QString::number(message[u"busy"_s].toBool())
                                                   : message[u"kind"_s].toString()));

@@ -9,7 +9,10 @@ TEST_F(TaskWebTest, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
     const auto began = Clock::unixSeconds();
     QList<int> steps;
     std::vector<QJsonObject> sent;
-    state->setWebChannel([&](const QJsonObject &message) { sent.push_back(message); });
+    state->setWebChannel([&](const AgentMessage &told) {
+        const auto message = toJson(told);
+        sent.push_back(message);
+    });
     state->setWebChannelOpen(true);
     reply({block(u"one"_s), u"DONE: ok"_s});
     runTask(u"go"_s);
@@ -36,7 +39,10 @@ TEST_F(TaskWebTest, TheWebPageIsToldOfEveryStepAndSeesTheScreen) {
 
 TEST_F(TaskWebTest, AChannelThatIsNotOpenGetsEventsAlone) {
     QStringList types;
-    state->setWebChannel([&](const QJsonObject &message) { types.append(message[u"type"_s].toString()); });
+    state->setWebChannel([&](const AgentMessage &told) {
+        const auto message = toJson(told);
+        types.append(message[u"type"_s].toString());
+    });
     reply({block(u"one"_s), u"DONE: ok"_s});
     runTask(u"go"_s);
     types.removeDuplicates();
@@ -45,7 +51,10 @@ TEST_F(TaskWebTest, AChannelThatIsNotOpenGetsEventsAlone) {
 
 TEST_F(TaskWebTest, ThePictureForTheWebPageDoesNotNeedTheFile) {
     QStringList types;
-    state->setWebChannel([&](const QJsonObject &message) { types.append(message[u"type"_s].toString()); });
+    state->setWebChannel([&](const AgentMessage &told) {
+        const auto message = toJson(told);
+        types.append(message[u"type"_s].toString());
+    });
     state->setWebChannelOpen(true);
     const auto listening = state->onEvent([](const Event &event) {
         if (event.text.startsWith(u"screenshot "_s))

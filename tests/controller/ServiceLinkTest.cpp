@@ -1,0 +1,204 @@
+// The start, the configuration and the heartbeat.
+
+#include "tests/controller/LinkFixture.h"
+
+#include <atomic>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using test::AccountReply;
+using test::settle;
+using test::waitUntil;
+
+namespace {
+
+const QByteArray CONFIG = "/api/device/config";
+
+class ServiceLinkTest : public test::LinkFixture {
+protected:
+    // One round of the heartbeat, whole.
+    void beat(std::size_t requests) {
+        comeToRest();
+        clock.advance(60s);
+        ASSERT_TRUE(requested(CONFIG, requests));
+        comeToRest();
+    }
+    // A base where nothing listens.
+    void unplug() { EXPECT_TRUE(state->settings.serverURL.write(u"http://127.0.0.1:1"_s)); }
+
+    ManualClock clock;
+};
+
+} // namespace
+
+TEST_F(ServiceLinkTest, BeginsByLoading) {
+    EXPECT_EQ(auth(), u"loading"_s);
+    EXPECT_FALSE(state->cloudReachable());
+    EXPECT_EQ(state->config(), CloudConfig());
+}
+
+TEST_F(ServiceLinkTest, AComputerThatNeverSignedInAsksNothing) {
+    test::await(state->boot());
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_FALSE(state->permStates->isEmpty()) << "permissions are looked at first";
+    clock.advance(10min);
+    comeToRest();
+    EXPECT_TRUE(service.requests.empty());
+    EXPECT_TRUE(service.channels.empty());
+}
+
+TEST_F(ServiceLinkTest, AKeptTokenSignsInAndOpensTheChannel) {
+    config = json(R"({"email": "ann@host", "trusted": true, "system_prompt": "be brief", "ws_token": "w"})");
+    boot();
+    EXPECT_EQ(auth(), u"in ann@host"_s);
+    EXPECT_TRUE(state->cloudReachable());
+    EXPECT_EQ(state->config->wsToken, u"w"_s);
+    EXPECT_EQ(state->systemPrompt(), u"be brief"_s);
+    EXPECT_EQ(state->settings.cachedPrompt(), u"be brief"_s);
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    EXPECT_EQ(service.newest().request.header("Authorization"), "Bearer tok") << "not the call server's";
+    ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 2; }));
+    EXPECT_EQ(service.newest().frames[0].payload, R"({"type":"hello"})");
+    EXPECT_TRUE(service.newest().frames[1].payload.contains(R"("type":"state")"));
+}
+
+TEST_F(ServiceLinkTest, StaysLoadingWhileTheStoreWaitsForItsOwner) {
+    const auto gate = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().desktop->secrets[u"device-token"_s] = u"tok"_s;
+    FakePlatform::instance().desktop->beforeTellingSecrets = [gate] { gate->wait(false); };
+    const auto booted = std::make_shared<bool>(false);
+    const auto booting = test::mark(state->boot(), booted);
+    settle();
+    clock.advance(1h);
+    settle();
+    EXPECT_EQ(auth(), u"loading"_s);
+    EXPECT_TRUE(service.requests.empty());
+    *gate = true;
+    gate->notify_all();
+    ASSERT_TRUE(waitUntil([&] { return *booted; }));
+    EXPECT_EQ(auth(), u"in ann@host"_s);
+}
+
+TEST_F(ServiceLinkTest, AnEmptyPromptLeavesTheKeptOne) {
+    ASSERT_TRUE(state->settings.cachedPrompt.write(u"kept"_s));
+    config = json(R"({"email": "a", "system_prompt": ""})");
+    boot();
+    EXPECT_EQ(state->systemPrompt(), u"kept"_s);
+    EXPECT_EQ(state->settings.cachedPrompt(), u"kept"_s);
+}
+
+TEST_F(ServiceLinkTest, AServiceThatIsDownAtTheStartLeavesItOfflineAndKeepsTrying) {
+    const auto working = service.base();
+    unplug();
+    boot();
+    EXPECT_EQ(auth(), u"in offline"_s);
+    EXPECT_FALSE(state->cloudReachable());
+    ASSERT_EQ(events.size(), 1);
+    EXPECT_TRUE(events[0].startsWith(u"bad: ✗ couldn't reach http://127.0.0.1:1: "_s)) << events[0].toStdString();
+    comeToRest();
+    clock.advance(60s);
+    ASSERT_TRUE(waitUntil([this] { return events.size() == 2; })) << "once a minute";
+    EXPECT_TRUE(state->settings.serverURL.write(working));
+    comeToRest();
+    clock.advance(60s);
+    EXPECT_TRUE(becomes(u"in ann@host"_s));
+    EXPECT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    EXPECT_EQ(storedToken(), u"tok"_s);
+}
+
+TEST_F(ServiceLinkTest, AServiceThatGoesAwayLaterChangesOnlyThatItIsReached) {
+    boot();
+    const auto known = state->config();
+    unplug();
+    comeToRest();
+    clock.advance(60s);
+    ASSERT_TRUE(waitUntil([this] { return !state->cloudReachable(); }));
+    EXPECT_EQ(auth(), u"in ann@host"_s);
+    EXPECT_EQ(state->config(), known);
+}
+
+TEST_F(ServiceLinkTest, ARefusedTokenSignsOutAndKeepsTheRest) {
+    config = json(R"({"email": "ann@host", "ws_token": "w"})");
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    config = {.status = 401};
+    beat(2);
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_EQ(events.last(), u"warn: This Mac was disconnected from your ombru account — sign in again."_s);
+    EXPECT_EQ(state->config->wsToken, u"w"_s);
+    EXPECT_TRUE(state->cloudReachable());
+    EXPECT_TRUE(state->agentConnected()) << "the service closes the channel";
+    EXPECT_TRUE(waitUntil([] { return !storedToken(); }));
+    const auto before = events;
+    clock.advance(60s);
+    comeToRest();
+    clock.advance(60s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(CONFIG), 2U) << "later rounds find no token";
+    EXPECT_EQ(events, before);
+    EXPECT_EQ(auth(), u"out"_s);
+}
+
+TEST_F(ServiceLinkTest, AnErrorWithAnObjectIsAConfiguration) {
+    config = {.status = 500, .body = R"({"error": "down"})"};
+    boot();
+    EXPECT_EQ(auth(), u"in "_s);
+    EXPECT_TRUE(state->cloudReachable());
+    EXPECT_EQ(state->config(), CloudConfig());
+}
+
+TEST_F(ServiceLinkTest, ABadReplyIsAsGoodAsNone) {
+    for (const auto &[body, why] :
+         {std::pair("[]", u"bad response from "_s + service.base()), std::pair("", QString())}) {
+        events.clear();
+        config = json(body);
+        boot();
+        EXPECT_EQ(auth(), u"in offline"_s);
+        ASSERT_FALSE(events.isEmpty());
+        EXPECT_TRUE(events[0].startsWith(u"bad: ✗ couldn't reach "_s + service.base() + u": "_s + why))
+            << events[0].toStdString();
+    }
+}
+
+TEST_F(ServiceLinkTest, AsksOnceAMinuteForADayWithoutASecondChannel) {
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    constexpr std::size_t MINUTES = 200;
+    for (std::size_t minute = 1; minute <= MINUTES; ++minute)
+        beat(minute + 1);
+    EXPECT_EQ(requestsFor(CONFIG), MINUTES + 1);
+    EXPECT_EQ(service.channels.size(), 1U);
+    EXPECT_TRUE(events.isEmpty()) << events.join(u'\n').toStdString();
+}
+
+TEST_F(ServiceLinkTest, EachBeatLooksAtThePermissions) {
+    boot();
+    FakePlatform::instance().desktop->inputAllowed = false;
+    beat(2);
+    EXPECT_TRUE(
+        waitUntil([this] { return state->permStates->value(u"accessibility"_s) == Permission::State::missing; }));
+}
+
+TEST_F(ServiceLinkTest, SigningOutEndsTheHeartbeatAfterItsRound) {
+    boot();
+    state->signOut();
+    comeToRest();
+    clock.advance(10min);
+    comeToRest();
+    EXPECT_EQ(requestsFor(CONFIG), 1U);
+    EXPECT_EQ(auth(), u"out"_s);
+}
+
+TEST_F(ServiceLinkTest, TheEndSaysGoodbyeAndBreaksARequestOff) {
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    config = {.manner = AccountReply::Manner::silence};
+    comeToRest();
+    clock.advance(60s);
+    ASSERT_TRUE(requested(CONFIG, 2)); // and is not answered
+    test::await(state->drain());
+    EXPECT_TRUE(waitUntil([this] { return service.newest().gone; }));
+    EXPECT_EQ(service.newest().frames.back(), (test::ChannelFrame{8, "\x03\xe9"}));
+    EXPECT_EQ(storedToken(), u"tok"_s);
+}

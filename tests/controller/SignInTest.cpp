@@ -1,0 +1,242 @@
+#include "tests/controller/LinkFixture.h"
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using test::AccountReply;
+using test::AccountRequest;
+using test::waitUntil;
+
+namespace {
+
+const QByteArray START = "/api/device/start";
+const QByteArray POLL = "/api/device/poll";
+const QByteArray CONFIG = "/api/device/config";
+const QString CODE = u"pairing AB-CD https://host/verify"_s;
+
+class SignIn : public test::LinkFixture {
+protected:
+    // Until the code is shown and the first wait has begun.
+    void begin() {
+        state->signIn();
+        ASSERT_TRUE(becomes(CODE));
+        comeToRest();
+    }
+    void pass(Clock::Duration time) {
+        comeToRest();
+        clock.advance(time);
+    }
+
+    ManualClock clock;
+};
+
+} // namespace
+
+TEST_F(SignIn, ShowsACodeAsksAndSignsIn) {
+    polls = {json("{}"), json(R"({"status": "pending"})"), json(R"({"status": "ok", "token": "new-token"})")};
+    begin();
+    EXPECT_EQ(service.requests.at(0).json(), (QJsonObject{{u"name"_s, u"desk"_s}}));
+    EXPECT_EQ(FakePlatform::instance().desktop->openedURLs, QStringList{u"https://host/verify"_s});
+    for (std::size_t poll = 1; poll <= 3; ++poll) {
+        EXPECT_EQ(requestsFor(POLL), poll - 1);
+        pass(2s);
+        ASSERT_TRUE(requested(POLL, poll));
+    }
+    EXPECT_EQ(service.requests.at(1).json(), (QJsonObject{{u"device_code"_s, u"dev"_s}}));
+    ASSERT_TRUE(waitUntil([this] { return events.contains(u"good: signed in as ann@host"_s); }));
+    EXPECT_EQ(auth(), u"in ann@host"_s);
+    EXPECT_TRUE(state->cloudReachable());
+    EXPECT_TRUE(waitUntil([] { return storedToken() == u"new-token"_s; }));
+    EXPECT_EQ(service.requests.back().header("Authorization"), "Bearer new-token");
+    pass(60s);
+    EXPECT_TRUE(requested(CONFIG, 2)) << "the heartbeat has begun";
+}
+
+TEST_F(SignIn, AComputerWithoutANameIsAMac) {
+    FakePlatform::instance().hostName.clear();
+    begin();
+    EXPECT_EQ(service.requests.at(0).json(), (QJsonObject{{u"name"_s, u"Mac"_s}}));
+}
+
+TEST_F(SignIn, PollsAsOftenAsTheServiceSays) {
+    struct Case {
+        QByteArray interval;
+        Clock::Duration time;
+    };
+    for (const auto &[interval, time] : {Case{R"(, "interval": 5)", 5s}, Case{R"(, "interval": 0.5)", 500ms},
+                                         Case{R"(, "interval": "5")", 2s}, Case{"", 2s}}) {
+        service.requests.clear();
+        FakePlatform::instance().desktop->openedURLs.clear();
+        start = json(R"({"device_code": "dev", "user_code": "AB-CD", "verify_url": "https://host/verify")" + interval +
+                     "}");
+        begin();
+        pass(time - 1ms);
+        comeToRest();
+        EXPECT_EQ(requestsFor(POLL), 0U) << interval.toStdString();
+        pass(1ms);
+        EXPECT_TRUE(requested(POLL, 1)) << interval.toStdString();
+        state->cancelSignIn();
+        pass(time); // the poll that is due after the cancel
+        comeToRest();
+    }
+}
+
+TEST_F(SignIn, AReplyThatIsNoCodeChangesNothing) {
+    boot();
+    ASSERT_EQ(auth(), u"in ann@host"_s);
+    for (const auto *body : {"{}", "[]", R"({"user_code": "u", "verify_url": "https://h"})",
+                             R"({"device_code": 1, "user_code": "u", "verify_url": "https://h"})",
+                             R"({"device_code": "d", "user_code": null, "verify_url": "https://h"})",
+                             R"({"device_code": "d", "user_code": "u", "verify_url": "https://a b/"})",
+                             R"({"device_code": "d", "user_code": "u", "verify_url": ""})",
+                             R"({"device_code": "d", "user_code": "u", "verify_url": "file:///etc/passwd"})",
+                             R"({"device_code": "d", "user_code": "u", "verify_url": 7})"}) {
+        events.clear();
+        start = json(body);
+        state->signIn();
+        ASSERT_TRUE(waitUntil([this] { return !events.isEmpty(); })) << body;
+        EXPECT_EQ(events, QStringList{u"bad: ✗ sign-in failed: unexpected reply from "_s + service.base()}) << body;
+        EXPECT_EQ(auth(), u"in ann@host"_s) << body;
+    }
+    EXPECT_TRUE(FakePlatform::instance().desktop->openedURLs.isEmpty());
+}
+
+TEST_F(SignIn, AStartThatFailsSignsOut) {
+    start = json("no json");
+    state->signIn();
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ sign-in failed: "_s)) << events.last().toStdString();
+    start = {.manner = AccountReply::Manner::silence};
+    state->signIn();
+    ASSERT_TRUE(requested(START, 2));
+    clock.advance(60s);
+    ASSERT_TRUE(waitUntil([this] { return events.last() == u"bad: ✗ sign-in failed: The request timed out."_s; }));
+}
+
+TEST_F(SignIn, APollThatFailsSignsOut) {
+    polls = {json("<html>")};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ sign-in failed: "_s));
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 1U);
+}
+
+TEST_F(SignIn, ACodeThatExpiredEndsIt) {
+    polls = {json(R"({"status": "expired"})")};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_EQ(events.last(), u"warn: Sign-in code expired — try again."_s);
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 1U);
+}
+
+TEST_F(SignIn, OnlyTheExactWordsEndTheWait) {
+    polls = {json(R"({"status": "OK"})"),
+             json(R"({"status": "Expired"})"),
+             json(R"({"status": " ok"})"),
+             json(R"({"status": true})"),
+             json("[]"),
+             json("{}")};
+    begin();
+    for (std::size_t poll = 1; poll <= 7; ++poll) {
+        pass(2s);
+        ASSERT_TRUE(requested(POLL, poll));
+        comeToRest();
+        EXPECT_EQ(auth(), CODE);
+    }
+}
+
+TEST_F(SignIn, ACancelSendsOneMorePollAndEndsSilently) {
+    begin();
+    state->cancelSignIn();
+    EXPECT_EQ(auth(), u"out"_s);
+    const auto before = events;
+    pass(2s);
+    ASSERT_TRUE(requested(POLL, 1));
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 1U);
+    EXPECT_EQ(events, before);
+    EXPECT_EQ(auth(), u"out"_s);
+}
+
+TEST_F(SignIn, AnApprovalThatComesWithThatPollSignsInAfterAll) {
+    polls = {json(R"({"status": "ok", "token": "late"})")};
+    begin();
+    state->cancelSignIn();
+    pass(2s);
+    EXPECT_TRUE(becomes(u"in ann@host"_s));
+    EXPECT_TRUE(waitUntil([] { return storedToken() == u"late"_s; }));
+}
+
+TEST_F(SignIn, AnApprovalWithoutATokenDeletesTheStoredOne) {
+    boot(u"old"_s);
+    polls = {json(R"({"status": "ok"})")};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(becomes(u"out"_s));
+    ASSERT_TRUE(waitUntil([this] { return events.last().startsWith(u"good: signed in as "_s); }));
+    EXPECT_TRUE(waitUntil([] { return !storedToken(); }));
+    EXPECT_EQ(requestsFor(CONFIG), 1U) << "the start's";
+}
+
+TEST_F(SignIn, ANewSignInDropsTheChannelOfTheOldToken) {
+    boot(u"old"_s);
+    ASSERT_TRUE(waitUntil([this] { return service.channels.size() == 1 && service.frameCount() >= 1; }));
+    EXPECT_EQ(service.newest().request.header("Authorization"), "Bearer old");
+    polls = {json(R"({"status": "ok", "token": "new"})")};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(waitUntil([this] { return service.channels.size() == 2; }));
+    EXPECT_EQ(service.newest().request.header("Authorization"), "Bearer new");
+    EXPECT_TRUE(waitUntil([this] { return service.channels[0]->gone; }));
+    EXPECT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+}
+
+TEST_F(SignIn, WithoutABrowserTheAddressIsInTheLog) {
+    FakePlatform::instance().desktop->openingURL = std::unexpected(Failure{u"workspace"_s, 1, u"no browser"_s});
+    state->signIn();
+    EXPECT_TRUE(
+        waitUntil([this] { return events.contains(u"warn: Open this page to sign in: https://host/verify"_s); }));
+}
+
+TEST_F(SignIn, TheEndOfTheProgramBreaksItOff) {
+    begin();
+    test::await(state->drain());
+    EXPECT_EQ(requestsFor(POLL), 0U);
+}
+
+TEST_F(SignIn, SigningOutWithoutAnythingResetsAndSaysNothing) {
+    CloudConfig received;
+    received.email = u"a@b"_s;
+    state->applyConfig(received);
+    const auto before = events;
+    state->signOut();
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_EQ(state->config(), CloudConfig());
+    EXPECT_FALSE(state->cloudReachable());
+    EXPECT_FALSE(state->agentConnected());
+    comeToRest();
+    EXPECT_EQ(events, before);
+}
+
+TEST_F(SignIn, SigningOutForgetsTheTokenAndEndsTheChannelButNoTask) {
+    answerQuestions({u"DONE: ok"_s}, true);
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    EXPECT_TRUE(state->startTask(u"go"_s));
+    state->signOut();
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_FALSE(state->agentConnected());
+    EXPECT_TRUE(waitUntil([this] { return service.newest().gone; }));
+    EXPECT_EQ(service.newest().frames.back().opcode, 8);
+    EXPECT_TRUE(waitUntil([] { return !storedToken(); }));
+    EXPECT_TRUE(state->busy);
+    go();
+    EXPECT_EQ(finish().answer, u"ok"_s);
+}
