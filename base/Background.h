@@ -59,6 +59,7 @@ Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration
     using Value = std::invoke_result_t<Work>;
     if (stop.stop_requested())
         co_return std::nullopt;
+    Loop::main(); // made here, where it belongs, before the job looks for it
     const Completion over;
     const auto value = std::make_shared<std::optional<Value>>();
     run([over, value, work = std::move(work)]() mutable {
