@@ -12,6 +12,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr std::chrono::milliseconds SHELL_GRACE(200); // an interactive one does not hear that it is to end
+
 bool isExecutableFile(const QString &path) {
     const QFileInfo file(path);
     return file.isFile() && file.isExecutable();
@@ -47,8 +49,10 @@ Task<std::optional<QString>> Claude::shellLookup(std::stop_token stop) {
     const auto shell = ownerShell();
     if (shell.program.isEmpty())
         co_return std::nullopt;
-    const auto process = Process::make(
-        {.program = shell.program, .arguments = {u"-ilc"_s, shell.where + u" claude"_s}, .outputLimit = QUICK_OUTPUT});
+    const auto process = Process::make({.program = shell.program,
+                                        .arguments = {u"-ilc"_s, shell.where + u" claude"_s},
+                                        .outputLimit = QUICK_OUTPUT,
+                                        .grace = SHELL_GRACE});
     const auto answer = co_await collectWithin(process, LOOKUP, std::move(stop));
     if (!answer)
         co_return std::nullopt;

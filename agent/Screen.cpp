@@ -54,13 +54,17 @@ Task<Result<Shot>> capture(QString into, int step, std::stop_token stop) {
     const auto shot = co_await backgroundWithin(LIMIT, stop, [path] { return shoot(path); });
     if (shot && *shot)
         co_return **shot;
+    if (!shot && stop.stop_requested())
+        co_return std::unexpected(captureFailure());
     const QString cause = shot ? shot->error().description : QStringLiteral("the display does not answer");
     logger::error(QStringLiteral("screenshot: ") + cause);
     co_return std::unexpected(captureFailure());
 }
 
-Task<std::optional<QByteArray>> previewJPEG(Picture picture, int maxSide, double quality) {
-    co_return co_await background([picture, maxSide, quality] { return preview(picture, maxSide, quality); });
+Task<std::optional<QByteArray>> previewJPEG(Picture picture, int maxSide, double quality, std::stop_token stop) {
+    const auto jpeg =
+        co_await backgroundUntil(stop, [picture, maxSide, quality] { return preview(picture, maxSide, quality); });
+    co_return jpeg.value_or(std::nullopt);
 }
 
 Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide, double quality) {

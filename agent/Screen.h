@@ -18,6 +18,9 @@ constexpr int maxImageDim = 1568; // the longer side, in pixels, of a picture fo
 
 constexpr Clock::Duration LIMIT = std::chrono::seconds(15); // for a display that does not answer
 
+constexpr int previewSide = 1280; // the longer side of a picture for the web page, at most
+constexpr double previewQuality = 0.6;
+
 // What the owner is told when there is no picture.
 Failure captureFailure();
 
@@ -30,14 +33,15 @@ struct Shot {
 
 // Takes the primary monitor's picture for that step into the directory, which is made when it is missing. The longer
 // side is always maxImageDim. Whatever goes wrong, the Failure is the same one for the owner, no part of a file is left
-// behind, and the cause is in the system log.
+// behind, and the cause is in the system log, unless it was a stop.
 Task<Result<Shot>> capture(QString into, int step, std::stop_token stop = {});
 
 // The picture as a JPEG whose longer side is at most maxSide; it never grows. `quality` from 0 to 1. None when it
-// cannot be encoded.
-Task<std::optional<QByteArray>> previewJPEG(Picture picture, int maxSide = 1280, double quality = 0.6);
+// cannot be encoded, or a stop is asked for.
+Task<std::optional<QByteArray>> previewJPEG(Picture picture, int maxSide = previewSide, double quality = previewQuality,
+                                            std::stop_token stop = {});
 
 // The same of a PNG file. None also when the file is missing, cut off or no picture.
-Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide = 1280, double quality = 0.6);
+Task<std::optional<QByteArray>> previewJPEG(QString file, int maxSide = previewSide, double quality = previewQuality);
 
 } // namespace ombru::Screen

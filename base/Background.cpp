@@ -10,6 +10,7 @@ namespace ombru {
 namespace {
 
 constexpr std::size_t MOST_THREADS = 4;
+constexpr int MOST_ALONE = 32;
 
 class Pool {
 public:
@@ -71,16 +72,19 @@ private:
 std::unique_ptr<Pool> pool;
 
 // The threads outside the pool. Each holds this, so that it outlives them.
-class Loners {
+class Loners : public std::enable_shared_from_this<Loners> {
 public:
-    void add() {
+    bool add(Job job) {
         const std::lock_guard lock(m_mutex);
+        if (m_running == MOST_ALONE) {
+            m_waiting.push_back(std::move(job));
+            return false;
+        }
         ++m_running;
-    }
-    void remove() {
-        const std::lock_guard lock(m_mutex);
-        --m_running;
-        m_changed.notify_all();
+        std::thread([self = shared_from_this(), job = std::move(job)]() mutable {
+            self->work(std::move(job));
+        }).detach();
+        return true;
     }
     bool isIdle() {
         const std::lock_guard lock(m_mutex);
@@ -88,12 +92,27 @@ public:
     }
     bool finish(Clock::Duration limit) {
         std::unique_lock lock(m_mutex);
+        m_waiting.clear();
         return m_changed.wait_for(lock, limit, [this] { return m_running == 0; });
     }
 
 private:
+    void work(Job job) {
+        while (job) {
+            job();
+            job = {};
+            const std::lock_guard lock(m_mutex);
+            if (!m_waiting.empty()) {
+                job = std::move(m_waiting.front());
+                m_waiting.pop_front();
+            } else if (--m_running == 0)
+                m_changed.notify_all();
+        }
+    }
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
+    std::deque<Job> m_waiting;
     int m_running = 0;
 };
 
@@ -104,13 +123,8 @@ std::shared_ptr<Loners> loners() {
 
 } // namespace
 
-void runAlone(Job job) {
-    loners()->add();
-    std::thread([loners = loners(), job = std::move(job)]() mutable {
-        job();
-        job = {};
-        loners->remove();
-    }).detach();
+bool runAlone(Job job) {
+    return loners()->add(std::move(job));
 }
 
 bool backgroundIsIdle() {
@@ -122,7 +136,7 @@ bool finishBackground(Clock::Duration limit) {
     return loners()->finish(poolDone ? limit : Clock::Duration::zero()) && poolDone;
 }
 
-void runInBackground(Job job) {
+bool runInBackground(Job job) {
     if (!pool) {
         // The loop is made first and so ends last: jobs that finish late still find it.
         Loop::main();
@@ -130,6 +144,7 @@ void runInBackground(Job job) {
         qAddPostRoutine([] { pool.reset(); });
     }
     pool->add(std::move(job));
+    return false;
 }
 
 } // namespace ombru

@@ -7,6 +7,7 @@
 #pragma once
 #include "base/Task.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -14,11 +15,13 @@
 
 namespace ombru {
 
-// Queues the job for the next free thread of the pool; jobs not begun when the application ends are dropped.
-void runInBackground(Job job);
+// Queues the job for the next free thread of the pool; jobs not begun when the application ends are dropped. Gives
+// false: it may begin late.
+bool runInBackground(Job job);
 
-// On a thread of its own, outside the pool. Any thread.
-void runAlone(Job job);
+// On a thread of its own, outside the pool. Any thread. When so many of them wait for something that never comes that
+// the program would suffer, the job waits for one of them. Whether it began at once.
+bool runAlone(Job job);
 
 // Whether no job runs or waits to run: all that they had to report is on its way. Main thread.
 bool backgroundIsIdle();
@@ -49,20 +52,24 @@ Task<std::invoke_result_t<Work>> background(Work work) {
 }
 
 // Where a job runs: runInBackground or runAlone.
-using Runner = void (*)(Job job);
+using Runner = bool (*)(Job job);
 
-// The same for a job that may wait for another program: none when the limit passes or a stop is asked for first. The
-// job is then left to itself and its value dropped.
+// For a job that may wait for another program, or for the owner, so long that others would miss its thread: none when
+// the limit passes or a stop is asked for first. The job is then left to itself and its value dropped; one that had to
+// wait for a thread never begins then.
 template <class Work>
 Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration limit, std::stop_token stop, Work work,
-                                                                 Runner run = runInBackground) {
+                                                                 Runner run = runAlone) {
     using Value = std::invoke_result_t<Work>;
     if (stop.stop_requested())
         co_return std::nullopt;
     Loop::main(); // made here, where it belongs, before the job looks for it
     const Completion over;
     const auto value = std::make_shared<std::optional<Value>>();
-    run([over, value, work = std::move(work)]() mutable {
+    const auto wanted = std::make_shared<std::atomic<bool>>(true);
+    const bool begun = run([over, value, wanted, work = std::move(work)]() mutable {
+        if (!*wanted)
+            return;
         auto result = work();
         Loop::main().post([over, value = std::move(value), result = std::move(result)]() mutable {
             value->emplace(std::move(result));
@@ -72,13 +79,15 @@ Task<std::optional<std::invoke_result_t<Work>>> backgroundWithin(Clock::Duration
     const auto timer = Loop::main().after(limit, [over] { over.fire(); });
     const std::stop_callback onStop(stop, [over] { over.fire(); });
     co_await over;
+    *wanted = begun;
     co_return std::move(*value);
 }
 
-// The same for a job that waits for the owner, which may take minutes: it keeps no thread of the pool from others.
+// background() that is given up when a stop is asked for: then none.
 template <class Work>
-Task<std::optional<std::invoke_result_t<Work>>> aloneWithin(Clock::Duration limit, std::stop_token stop, Work work) {
-    return backgroundWithin(limit, std::move(stop), std::move(work), runAlone);
+Task<std::optional<std::invoke_result_t<Work>>> backgroundUntil(std::stop_token stop, Work work) {
+    constexpr auto UNLIMITED = std::chrono::hours(24 * 365);
+    return backgroundWithin(UNLIMITED, std::move(stop), std::move(work), runInBackground);
 }
 
 // For jobs that need an answer from a program that may never give one. Its questions are put one at a time, each on a

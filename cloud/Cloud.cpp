@@ -21,7 +21,7 @@ Failure failure(const QString &description, int code = 1) {
 
 Task<Result<HttpReply>> exchangeElsewhere(HttpRequest request, std::stop_token stop) {
     std::stop_source given; // the thread's: it is told when nobody waits any more
-    auto reply = co_await aloneWithin(
+    auto reply = co_await backgroundWithin(
         LIMIT, stop, [request = std::move(request), token = given.get_token()] { return exchange(request, token); });
     given.request_stop();
     if (reply)

@@ -12,7 +12,7 @@ constexpr Clock::Duration OWNERS_TIME = std::chrono::hours(24); // to unlock a s
 } // namespace
 
 Task<> Keychain::load(QString key, std::stop_token stop) {
-    const auto stored = co_await aloneWithin(OWNERS_TIME, stop, [key] { return secret(key); });
+    const auto stored = co_await backgroundWithin(OWNERS_TIME, stop, [key] { return secret(key); });
     if (stored)
         m_known.try_emplace(key, *stored);
 }
@@ -37,7 +37,7 @@ Task<> Keychain::write() {
     while (!m_writes.empty() && !stop.stop_requested()) {
         const auto next = std::move(m_writes.front());
         m_writes.pop_front();
-        co_await aloneWithin(OWNERS_TIME, stop, [next] {
+        co_await backgroundWithin(OWNERS_TIME, stop, [next] {
             setSecret(next.key, next.value);
             return true;
         });

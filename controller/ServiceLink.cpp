@@ -112,7 +112,7 @@ Task<Result<std::optional<ServiceLink::Code>>> ServiceLink::requestCode() {
 // Where there is no browser the owner finds the address in the event log.
 Task<> ServiceLink::openPage(QUrl page) {
     const auto address = page.toString(QUrl::FullyEncoded);
-    const auto opened = co_await aloneWithin(OPENING, m_tasks.token(), [address] { return openURL(address); });
+    const auto opened = co_await backgroundWithin(OPENING, m_tasks.token(), [address] { return openURL(address); });
     if (!ending() && (!opened || !*opened))
         m_reports->emit(u"Open this page to sign in: "_s + address, EventKind::warn);
 }

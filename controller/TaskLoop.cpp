@@ -154,12 +154,12 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::takeTurn(QString binary, QStri
     const auto reply = co_await ask(binary, message);
     if (!reply)
         co_return std::unexpected(reply.error());
-    auto split = co_await background([text = *reply] { return splitReply(text); });
-    if (isCancelled())
+    auto split = co_await backgroundUntil(m_stop.get_token(), [text = *reply] { return splitReply(text); });
+    if (isCancelled() || !split)
         co_return std::unexpected(Cancelled{});
-    if (!split.script)
+    if (!split->script)
         co_return Turn{finalAnswer(*reply, started), {}};
-    co_return co_await act(*split.script, split.prose);
+    co_return co_await act(*split->script, split->prose);
 }
 
 Task<TaskLoop::Attempt<Screen::Shot>> TaskLoop::look() {
@@ -171,7 +171,8 @@ Task<TaskLoop::Attempt<Screen::Shot>> TaskLoop::look() {
         co_return std::unexpected(shot.error());
     m_reports->emit(u"screenshot "_s + QFileInfo(shot->file).fileName(), EventKind::dim);
     if (m_reports->wantsPictures()) {
-        const auto preview = co_await Screen::previewJPEG(shot->picture);
+        const auto preview = co_await Screen::previewJPEG(shot->picture, Screen::previewSide, Screen::previewQuality,
+                                                          m_stop.get_token());
         if (isCancelled())
             co_return std::unexpected(Cancelled{});
         if (preview)
@@ -248,6 +249,8 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::runScript(QString script) {
             co_return std::unexpected(Cancelled{});
         noteRefusal(result.text);
     }
+    if (!result.left.isEmpty())
+        m_reports->emit(u"left running by the script: "_s + result.left.join(u", "_s), EventKind::dim);
     reportScript(result.ok, result.text, seconds);
     co_await sleep(Clock::seconds(m_settings.settle()), m_stop.get_token());
     if (isCancelled())

@@ -86,7 +86,7 @@ Task<State> AppAutomation::request(QString id, std::stop_token stop) {
         co_await startHidden(id, stop);
     if (stop.stop_requested())
         co_return State::unknown;
-    const auto code = co_await aloneWithin(Permissions::ANSWERING, stop, [id] { return determine(id, true); });
+    const auto code = co_await backgroundWithin(Permissions::ANSWERING, stop, [id] { return determine(id, true); });
     co_return code ? stateOf(*code) : State::unknown;
 }
 

@@ -69,7 +69,8 @@ Task<std::optional<QString>> AppAutomation::bundleID(QString name, std::stop_tok
 }
 
 Task<std::vector<AppAutomation::Target>> AppAutomation::targets(QString script, std::stop_token stop) {
-    const auto mentioned = co_await background([script] { return mentions(script); });
+    const auto answer = co_await backgroundUntil(stop, [script] { return mentions(script); });
+    const auto mentioned = answer.value_or(Mentions());
     std::vector<Target> found;
     for (const auto &id : mentioned.ids) {
         if (stop.stop_requested())

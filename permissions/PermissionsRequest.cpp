@@ -30,9 +30,9 @@ Task<bool> sendAnyEvent(std::stop_token stop) {
 
 Task<bool> ask(QString id, std::stop_token stop) {
     if (id == u"screen"_s)
-        co_return (co_await aloneWithin(Permissions::ANSWERING, stop, requestScreenCapture)).value_or(false);
+        co_return (co_await backgroundWithin(Permissions::ANSWERING, stop, requestScreenCapture)).value_or(false);
     if (id == u"accessibility"_s)
-        co_return (co_await aloneWithin(Permissions::ANSWERING, stop, requestInput)).value_or(false);
+        co_return (co_await backgroundWithin(Permissions::ANSWERING, stop, requestInput)).value_or(false);
     if (id == u"automation"_s)
         co_return co_await sendAnyEvent(stop);
     co_return false;

@@ -137,7 +137,7 @@ Task<int> ConsentCommand::change() {
     for (const QString &id : ids) {
         // On a thread of its own, since the owner may be asked.
         const auto done =
-            co_await aloneWithin(ANSWERING, m_stop.get_token(), [this, client, id] { return apply(client, id); });
+            co_await backgroundWithin(ANSWERING, m_stop.get_token(), [this, client, id] { return apply(client, id); });
         if (!done)
             co_return STOPPED;
         if (!*done)

@@ -114,7 +114,7 @@ Task<> RunCommand::offerConsent(bool asking) {
 
 Task<bool> RunCommand::allow(AppAutomation::Target application) {
     m_terminal.print(u"You are asked whether scripts may control %1 (%2)."_s.arg(application.name, application.id));
-    const auto allowed = co_await aloneWithin(
+    const auto allowed = co_await backgroundWithin(
         24h, m_stop.get_token(), [id = application.id] { return ombru::offerConsent(ownConsentClient(), id); });
     if (allowed && !*allowed)
         m_terminal.print(allowed->error().description, Colour::red);

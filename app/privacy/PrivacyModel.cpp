@@ -143,7 +143,7 @@ void PrivacyModel::offer(std::function<Result<bool>()> job) {
 }
 
 Task<> PrivacyModel::await(std::function<Result<bool>()> job) {
-    const auto done = co_await aloneWithin(Permissions::ANSWERING, m_tasks.token(), std::move(job));
+    const auto done = co_await backgroundWithin(Permissions::ANSWERING, m_tasks.token(), std::move(job));
     m_offering = false;
     finish(done && !*done ? std::unexpected(done->error()) : Result<>());
 }

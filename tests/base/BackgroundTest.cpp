@@ -65,11 +65,11 @@ TEST(Background, ABlockedJobDoesNotHoldUpTheNext) {
     test::await(std::move(blocked));
 }
 
-TEST(Background, JobsThatWaitForTheOwnerKeepNoThreadOfThePool) {
+TEST(Background, JobsThatMayWaitLongKeepNoThreadOfThePool) {
     const auto release = std::make_shared<std::atomic<bool>>(false);
     std::vector<Task<std::optional<int>>> waiting;
     for (int count = 0; count < 10; ++count)
-        waiting.push_back(aloneWithin(std::chrono::minutes(1), {}, [release] {
+        waiting.push_back(backgroundWithin(std::chrono::minutes(1), {}, [release] {
             release->wait(false);
             return 1;
         }));
@@ -91,6 +91,42 @@ TEST(Background, NoJobBeginsAfterAStop) {
     EXPECT_FALSE(value);
     ASSERT_TRUE(finishBackground(std::chrono::minutes(1)));
     EXPECT_FALSE(*ran);
+}
+
+TEST(Background, OnlySoManyJobsWaitAtOnceAndOneThatWasGivenUpBeforeNeverBegins) {
+    ManualClock clock;
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    const auto begun = std::make_shared<std::atomic<int>>(0);
+    std::vector<Task<std::optional<int>>> waiting;
+    for (int count = 0; count < 100; ++count)
+        waiting.push_back(backgroundWithin(std::chrono::minutes(1), {}, [release, begun] {
+            ++*begun;
+            release->wait(false);
+            return 1;
+        }));
+    ASSERT_TRUE(test::waitUntil([&] { return *begun == 32; }));
+    clock.advance(std::chrono::minutes(1));
+    for (auto &job : waiting)
+        EXPECT_EQ(test::await(std::move(job)), std::nullopt);
+    auto next = backgroundWithin(std::chrono::minutes(1), {}, [] { return 7; });
+    *release = true;
+    release->notify_all();
+    EXPECT_EQ(test::await(std::move(next)), 7) << "once others have ended";
+    EXPECT_EQ(*begun, 32);
+}
+
+TEST(Background, AJobThatIsStoppedIsNotWaitedFor) {
+    std::stop_source stop;
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    auto stopped = backgroundUntil(stop.get_token(), [release] {
+        release->wait(false);
+        return 1;
+    });
+    EXPECT_EQ(test::await(backgroundUntil(stop.get_token(), [] { return 7; })), 7);
+    stop.request_stop();
+    EXPECT_EQ(test::await(std::move(stopped)), std::nullopt);
+    *release = true;
+    release->notify_all();
 }
 
 TEST(Background, AnInquiryBringsTheAnswerFromAnotherThread) {

@@ -2,11 +2,45 @@
 #include "tests/support/Processes.h"
 
 #include <atomic>
+#include <vector>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using Outcome = TaskResult::Outcome;
 using test::waitUntil;
+
+namespace {
+
+// Jobs that wait for something which never comes, on every thread that there is for jobs.
+class StuckJobs {
+public:
+    StuckJobs() {
+        const auto stuck = [released = m_released] { released->wait(false); };
+        for (int count = 0; count < 50; ++count) {
+            runInBackground(stuck);
+            runAlone(stuck);
+        }
+    }
+    ~StuckJobs() {
+        *m_released = true;
+        m_released->notify_all();
+    }
+    StuckJobs(const StuckJobs &) = delete;
+    StuckJobs &operator=(const StuckJobs &) = delete;
+
+private:
+    std::shared_ptr<std::atomic<bool>> m_released = std::make_shared<std::atomic<bool>>(false);
+};
+
+// Ends what a test's processes have left behind.
+struct Kept {
+    Kept() { Process::setKeeper(qEnvironmentVariable("OMBRU_BIN") + u"/ombru-keeper"_s); }
+    ~Kept() { Process::setKeeper({}); }
+    Kept(const Kept &) = delete;
+    Kept &operator=(const Kept &) = delete;
+};
+
+} // namespace
 
 class Cancel : public test::LoopFixture {
 protected:
@@ -82,6 +116,74 @@ TEST_F(Cancel, WhileADisplayDoesNotAnswer) {
     expectStopped();
     *release = true;
     release->notify_all();
+}
+
+TEST_F(Cancel, AScreenshotThatIsCalledOffIsNoFailureInTheLog) {
+    const auto release = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().screenshot = [release]() -> Result<Picture> {
+        release->wait(false);
+        return FakePlatform::plainPicture(64, 48, 0);
+    };
+    state->startTask(u"go"_s);
+    ASSERT_TRUE(until(u"rule: ── step 1"_s));
+    state->cancelTask();
+    expectStopped();
+    *release = true;
+    release->notify_all();
+    ASSERT_TRUE(finishBackground(std::chrono::minutes(1)));
+    for (const auto &line : FakePlatform::instance().logged)
+        EXPECT_FALSE(line.text.startsWith(u"screenshot: "_s)) << line.text.toStdString();
+}
+
+TEST_F(Cancel, AtEveryAwaitWhateverOtherJobsDo) {
+    state->setWebChannel([](const AgentMessage &) {});
+    state->setWebChannelOpen(true);
+    reply({block(u"x"_s), block(u"x"_s)});
+    // What the task says just before it waits for the lock, the screenshot, the preview, the split and the check.
+    for (const QString &before : {u"you ❯ "_s, u"── step 1"_s, u"screenshot "_s, u"replied in "_s, u"script:\n"_s}) {
+        std::optional<StuckJobs> stuck;
+        cancelling = state->onEvent([&](const Event &event) {
+            if (!event.text.startsWith(before))
+                return;
+            stuck.emplace();
+            Loop::main().post([this] { state->cancelTask(); });
+        });
+        state->startTask(u"go"_s);
+        expectStoppedAtOnce();
+        EXPECT_TRUE(stuck) << before.toStdString();
+        stuck.reset();
+        ASSERT_TRUE(finishBackground(std::chrono::minutes(1)));
+    }
+    EXPECT_EQ(osascript.calls(), 0);
+}
+
+TEST_F(Cancel, EndsWhatAScriptPutIntoASessionOfItsOwn) {
+    const Kept kept;
+    qputenv("OMBRU_TEST_TASK", home.path().toUtf8());
+    reply({block(u"x"_s)});
+    osascript.play(1, "timeout 300 sleep 338 & (nohup setsid sleep 338 >/dev/null 2>&1 &)\n"
+                      "echo $$ >\"$HOME/script.pid\"; sleep 338");
+    state->startTask(u"go"_s);
+    processIn(u"script.pid"_s);
+    state->cancelTask();
+    expectStopped();
+    EXPECT_EQ(test::processesMarked("OMBRU_TEST_TASK=" + home.path().toUtf8()), QList<qint64>());
+    qunsetenv("OMBRU_TEST_TASK");
+}
+
+TEST_F(Cancel, LeavesWhatAnEarlierScriptPutIntoTheBackgroundWhichTheLogNames) {
+    const Kept kept;
+    reply({block(u"x"_s)});
+    osascript.play(1, "sleep 338 & echo $! >\"$HOME/left.pid\"");
+    claude.play(2, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
+    state->startTask(u"go"_s);
+    const auto left = processIn(u"left.pid"_s);
+    processIn(u"claude.pid"_s);
+    EXPECT_TRUE(events.contains(u"dim: left running by the script: sleep (%1)"_s.arg(left)));
+    state->cancelTask();
+    expectStopped();
+    EXPECT_TRUE(test::isAlive(left));
+    ::kill(static_cast<pid_t>(left), SIGKILL);
 }
 
 TEST_F(Cancel, WhileTheToolIsLookedFor) {
