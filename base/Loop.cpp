@@ -11,6 +11,8 @@ namespace {
 
 std::unique_ptr<Loop> mainLoop;
 
+constexpr std::size_t FEW_TIMERS = 64; // more of them are looked through for those that were cancelled
+
 // Every loop that runs, for who moves the clock.
 struct All {
     std::mutex mutex;
@@ -72,7 +74,24 @@ bool Loop::runJobs() {
     return !jobs.empty();
 }
 
+// Limits of a day or a year are nearly always cancelled; none may stay behind until then.
+void Loop::dropCancelledTimers() {
+    if (m_timers.size() < m_mostTimers)
+        return;
+    std::vector<Pending> dropped; // what they hold may add timers when it goes
+    for (auto timer = m_timers.begin(); timer != m_timers.end();) {
+        if (*timer->second.active) {
+            ++timer;
+        } else {
+            dropped.push_back(std::move(timer->second));
+            timer = m_timers.erase(timer);
+        }
+    }
+    m_mostTimers = std::max(FEW_TIMERS, 2 * m_timers.size());
+}
+
 Timer Loop::after(Clock::Duration delay, Job job) {
+    dropCancelledTimers();
     auto active = std::make_shared<bool>(true);
     m_timers.emplace(Clock::now() + delay, Pending{active, std::move(job)});
     arm();

@@ -57,6 +57,7 @@ private:
     Loop();
     bool runJobs(); // whether there were any
     void runTimers();
+    void dropCancelledTimers();
     void arm();
 
     struct Pending {
@@ -68,7 +69,8 @@ private:
     std::unique_ptr<QSocketNotifier> m_onWake;
     std::unique_ptr<QSocketNotifier> m_onAlarm;
     std::multimap<Clock::Time, Pending> m_timers;
-    std::mutex m_mutex; // guards the rest
+    std::size_t m_mostTimers = 0; // from so many on they are looked through
+    std::mutex m_mutex;           // guards the rest
     std::deque<Job> m_jobs;
     bool m_awake = false;
 };

@@ -105,3 +105,16 @@ TEST(Clock, SecondsAreCappedAndNeverNegative) {
     EXPECT_EQ(Clock::seconds(std::nan("")), 0s);
     EXPECT_GT(Clock::seconds(1e300), 24h);
 }
+
+TEST(Loop, CancelledTimersDoNotPileUpUntilTheirTime) {
+    const auto held = std::make_shared<int>();
+    bool ran = false;
+    const auto kept = Loop::main().after(24h, [&ran] { ran = true; });
+    for (int number = 0; number < 10'000; ++number)
+        Loop::main().after(24h * 365, [held] {}).cancel();
+    EXPECT_LT(held.use_count(), 1000);
+    ManualClock clock;
+    clock.advance(24h);
+    settle();
+    EXPECT_TRUE(ran) << "one that was not cancelled stays";
+}
