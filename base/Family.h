@@ -4,6 +4,7 @@
 #pragma once
 #include <chrono>
 #include <functional>
+#include <set>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -42,6 +43,9 @@ private:
     Family(pid_t ancestor, pid_t session, std::string ownersMark)
         : m_ancestor(ancestor), m_session(session), m_ownersMark(std::move(ownersMark)) {}
     std::vector<FamilyMember> stopAll() const;
+    std::vector<pid_t> livingChildren(const std::set<pid_t> &children) const;
+    bool isOver() const;
+    void killAll() const;
 
     pid_t m_ancestor; // 0: none; a member unless it is this process
     pid_t m_session;  // 0: none

@@ -15,8 +15,8 @@ constexpr int LIFELINE = 3;
 // The program finds here the word that marks what it opens for the owner: base/Program.h.
 constexpr const char *WORD_VARIABLE = "OMBRU_KEEPER";
 
-// From the one that keeps: the program and all that it started are to end, asked now and killed after so long. The last
-// one counts.
+// From the one that keeps: the program and all that it started are to end, asked now and killed after so long. The earliest
+// end counts.
 struct End {
     std::uint32_t graceMilliseconds = 0;
 };

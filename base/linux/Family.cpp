@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -24,6 +25,7 @@ namespace {
 constexpr auto GLANCE = 5ms;
 constexpr auto KILLING = 3s; // a killed process is gone at once, unless a device keeps it
 constexpr int MOST_ROUNDS = 50;
+constexpr int MOST_KILLS = 500; // looks at the children in a row
 
 struct Stat {
     FamilyMember member;
@@ -87,6 +89,21 @@ void signalTo(const FamilyMember &member, int signal) {
     ::close(process);
 }
 
+// This process's, those that have ended and were not waited for included. The kernel's own list misses none, unlike a
+// walk through /proc.
+std::set<pid_t> ownChildren() {
+    std::set<pid_t> children;
+    DIR *threads = ::opendir("/proc/self/task");
+    while (const auto *entry = threads ? ::readdir(threads) : nullptr) {
+        std::istringstream list(contentOf(::getpid(), ("/task/" + std::string(entry->d_name) + "/children").c_str()));
+        for (pid_t child = 0; list >> child;)
+            children.insert(child);
+    }
+    if (threads)
+        ::closedir(threads);
+    return children;
+}
+
 } // namespace
 
 Family Family::ofThisProcess(std::string ownersMark) {
@@ -133,6 +150,34 @@ std::vector<FamilyMember> Family::stopAll() const {
     }
 }
 
+std::vector<pid_t> Family::livingChildren(const std::set<pid_t> &children) const {
+    std::vector<pid_t> living;
+    for (const pid_t child : children)
+        if (statOf(child) && (m_ownersMark.empty() || !hasVariable(child, m_ownersMark)))
+            living.push_back(child);
+    return living;
+}
+
+// One that forks and ends again and again may be in no single look through /proc, and neither is one whose parent ends
+// meanwhile. Of this process's own family the orphans come here: none is left when nobody came while all were looked
+// at.
+bool Family::isOver() const {
+    const auto before = ownChildren();
+    if (!members().empty())
+        return false;
+    const bool isOwn = m_ancestor == ::getpid();
+    return isOwn ? livingChildren(before).empty() && ownChildren() == before : members().empty();
+}
+
+// Without a pause, so that one that forks and ends is met between the two.
+void Family::killAll() const {
+    if (m_ancestor != ::getpid())
+        return;
+    for (int round = 0; round < MOST_KILLS && !isOver(); ++round)
+        for (const pid_t child : livingChildren(ownChildren()))
+            ::kill(child, SIGKILL); // not waited for yet: the number is still its own
+}
+
 void Family::end(const Deadline &deadline) const {
     const auto signalAll = [this](std::initializer_list<int> signals) {
         const auto all = stopAll();
@@ -142,13 +187,15 @@ void Family::end(const Deadline &deadline) const {
     };
     // One that is stopped hears the request only when it goes on.
     signalAll({SIGTERM, SIGCONT});
-    while (!members().empty()) {
+    while (!isOver()) {
         const auto now = std::chrono::steady_clock::now();
         const auto end = deadline();
         if (now >= end + KILLING)
             return;
-        if (now >= end)
+        if (now >= end) {
             signalAll({SIGKILL});
+            killAll();
+        }
         std::this_thread::sleep_for(GLANCE);
     }
 }

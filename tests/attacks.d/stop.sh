@@ -32,7 +32,7 @@ underway() {
 left() {
   local process
   for process in /proc/[0-9]*; do
-    tr '\0' '\n' <"$process/environ" 2>/dev/null | grep -qx OMBRU_ATTACK=stop && cat "$process/comm"
+    tr '\0' '\n' 2>/dev/null <"$process/environ" | grep -qx OMBRU_ATTACK=stop && cat "$process/comm"
   done
 }
 keysHeld() { "$BIN/ombru-input-release"; }

@@ -238,3 +238,17 @@ TEST_F(Keeper, OnlyAForcedEndIsFollowedByTheProgramForThat) {
     EXPECT_TRUE(followed(u"sleep 338"_s, true));
     EXPECT_TRUE(followed(u"kill -KILL $PPID; sleep 338"_s, false)) << "also when the keeper was killed";
 }
+
+// A process of its own session that asks for no other than itself, over and over, and ends each time.
+TEST_F(Keeper, MeetsOneThatForksAndEndsAgainAndAgain) {
+    const auto process = start(marked(u"echo $$ > ready.new; mv ready.new ready; "
+                                      "setsid sh -c 'trap \"\" TERM; f() { [ $1 -gt 0 ] && { printf . >>hops; f "
+                                      "$(($1 - 1)) & }; }; f 20000' & sleep 338"_s));
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo(m_scratch.path(u"hops"_s)).size() > 100; }));
+    process->terminate();
+    await(process->ended());
+    const auto hops = QFileInfo(m_scratch.path(u"hops"_s)).size();
+    run(shell(u"sleep 0.2"_s));
+    QFileInfo later(m_scratch.path(u"hops"_s));
+    EXPECT_EQ(later.size(), hops) << "it goes on";
+}

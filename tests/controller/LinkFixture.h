@@ -13,6 +13,8 @@ namespace ombru::test {
 class LinkFixture : public LoopFixture {
 protected:
     LinkFixture() {
+        // Looking at the tool takes processes, which know nothing of a clock that stands still.
+        EXPECT_TRUE(QFile::rename(CLAUDE, CLAUDE + u".away"_s));
         EXPECT_TRUE(state->settings.serverURL.write(service.base()));
         service.answer = [this](const AccountRequest &request) { return answer(request); };
         watched = state->onWillChange([this] {
@@ -57,6 +59,7 @@ protected:
     // Claude's replies to questions, one after the other, each once the file "go" is there if it has to wait; looks at
     // the tool itself are no questions.
     void answerQuestions(const QStringList &texts, bool waitForGo = false) {
+        EXPECT_TRUE(QFile::rename(CLAUDE + u".away"_s, CLAUDE));
         for (int number = 1; number <= texts.size(); ++number)
             claude.file(u"reply.%1"_s.arg(number), resultJson(texts[number - 1]));
         claude.playAlways("case $1 in --help|auth) exit 1;; esac\n"
@@ -90,13 +93,14 @@ protected:
     }
     // Whatever can happen without a passing of time has happened: replies have come and been taken, waits have begun.
     static void comeToRest() {
-        for (int turn = 0; turn < 3; ++turn) {
+        for (int turn = 0; turn < 40; ++turn) { // a look at what is allowed has many steps
             EXPECT_TRUE(waitUntil([] { return backgroundIsIdle(); }));
             settle();
         }
     }
     static AccountReply json(const QByteArray &body) { return {.body = body}; }
 
+    const QString CLAUDE = home.filePath(u".local/bin/claude"_s);
     AccountService service;
     AccountReply start = json(R"({"device_code": "dev", "user_code": "AB-CD", "verify_url": "https://host/verify"})");
     std::vector<AccountReply> polls = {json("{}")}; // the last one again and again
