@@ -33,7 +33,10 @@ std::unique_ptr<ServiceLink> AppState::makeServiceLink() {
 
 Task<> AppState::boot() {
     co_await refreshPermissions();
-    co_await m_link->resume();
+    if (!co_await m_link->restoreSignIn())
+        co_return;
+    co_await m_link->loadConfig();
+    m_link->startHeartbeat();
 }
 
 void AppState::signIn() {

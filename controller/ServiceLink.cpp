@@ -48,17 +48,11 @@ void ServiceLink::showAuth(const Auth &auth) {
     m_reports->showAuth(auth);
 }
 
-Task<> ServiceLink::resume() {
+Task<bool> ServiceLink::restoreSignIn() {
     co_await m_keychain.load(TOKEN, m_tasks.token());
-    if (ending())
-        co_return;
-    if (!m_keychain.get(TOKEN)) {
+    if (!m_keychain.get(TOKEN) && !ending())
         showAuth({Auth::SignedOut{}});
-        co_return;
-    }
-    co_await loadConfig();
-    if (!ending())
-        startHeartbeat();
+    co_return m_keychain.get(TOKEN) && !ending();
 }
 
 Task<> ServiceLink::end() {
@@ -223,6 +217,8 @@ void ServiceLink::unreachable(const QString &base, const QString &why) {
 }
 
 void ServiceLink::startHeartbeat() {
+    if (ending())
+        return;
     m_heartbeat.request_stop();
     m_heartbeat = {};
     m_tasks.start(beat(m_heartbeat.get_token()));

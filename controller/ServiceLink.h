@@ -38,8 +38,16 @@ class ServiceLink {
 public:
     ServiceLink(Settings &settings, std::unique_ptr<LinkReports> reports);
 
-    // Once, at the start: takes up the sign-in that is kept, if there is one, however long its store takes.
-    Task<> resume();
+    // Once, at the start: whether a sign-in is kept, however long its store takes to tell. Without one this computer is
+    // signed out.
+    Task<bool> restoreSignIn();
+
+    // Asks the service for its configuration. That tells whether the sign-in counts, and starts the channel when it
+    // does.
+    Task<> loadConfig();
+
+    // Asks again once a minute from now on, and looks at what is allowed; instead of the one that runs.
+    void startHeartbeat();
 
     void signIn();
     void cancelSignIn();
@@ -65,13 +73,11 @@ private:
     Task<> poll(Code code);
     Task<> finishSignIn(QJsonValue token);
     void signInFailed(const QString &why);
-    Task<> loadConfig();
     void take(const CloudConfig &config);
     void applyConfig(const CloudConfig &config);
     void keepPrompt(const QString &prompt);
     void refused();
     void unreachable(const QString &base, const QString &why);
-    void startHeartbeat();
     Task<> beat(std::stop_token cancelled);
     void startAgent();
     void stopAgent();

@@ -24,6 +24,7 @@ Examples:
   ombru settings maxSteps 30       change one
   ombru consent list               which applications scripts may control
   ombru consent allow TextEdit     be asked whether they may
+  ombru --headless                 stay, and take tasks from the web page of your account
 
 While a task runs, Ctrl-C stops it. The agent sees your screen and types for you: watch it.)";
 
@@ -77,6 +78,7 @@ struct Grammar {
     std::string value;
     std::string client;
     bool json = false;
+    bool headless = false;
 
     Grammar();
 
@@ -88,6 +90,7 @@ Grammar::Grammar() {
     app.footer(EXAMPLES);
     app.set_version_flag("--version", "ombru " + QCoreApplication::applicationVersion().toStdString());
     app.require_subcommand(1);
+    app.add_flag("--headless", headless, "Run the application without a panel, until Ctrl-C or SIGTERM ends it");
 
     run = app.add_subcommand("run", "Have the agent do a task on this computer, and print what happens");
     run->add_option("TASK", words, "What to do, in plain words")->required();
@@ -164,6 +167,13 @@ Farewell withoutCommand(const CLI::App &app) {
     return {{}, u"%1%2 takes one of: %3\n"_s.arg(problem, name, commands.join(u", "_s)), 2};
 }
 
+// It is no command, so that the parser misses one.
+Command readWithoutCommand(const Grammar &grammar) {
+    if (grammar.headless && grammar.app.remaining().empty())
+        return HeadlessOptions{};
+    return withoutCommand(grammar.app);
+}
+
 Command readTask(const Grammar &grammar) {
     const auto text = wordsOf(grammar).join(u' ').trimmed();
     if (text.isEmpty())
@@ -181,11 +191,15 @@ Command readCommandLine(const QStringList &arguments) {
     try {
         grammar.app.parse(reversed(arguments));
     } catch (const CLI::RequiredError &error) {
-        const auto &app = grammar.consent->parsed() ? *grammar.consent : grammar.app;
-        return app.get_subcommands().empty() ? withoutCommand(app) : farewell(grammar.app, error);
+        if (grammar.app.get_subcommands().empty())
+            return readWithoutCommand(grammar);
+        const bool inConsent = grammar.consent->parsed() && grammar.consent->get_subcommands().empty();
+        return inConsent ? withoutCommand(*grammar.consent) : farewell(grammar.app, error);
     } catch (const CLI::ParseError &error) {
         return farewell(grammar.app, error);
     }
+    if (grammar.headless)
+        return Farewell{{}, u"ombru --headless takes no command.\n"_s, 2};
     if (grammar.test->parsed())
         return TestClaudeOptions{};
     if (grammar.doctor->parsed())

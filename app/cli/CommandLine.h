@@ -32,6 +32,8 @@ struct StatusOptions {
     bool json = false;
 };
 
+struct HeadlessOptions {}; // the application that stays
+
 // Nothing to do but to print and exit: help, version, or what was wrong with the words.
 struct Farewell {
     QString output;
@@ -40,7 +42,7 @@ struct Farewell {
 };
 
 using Command = std::variant<RunOptions, SettingsOptions, ConsentOptions, TestClaudeOptions, DoctorOptions,
-                             StatusOptions, Farewell>;
+                             StatusOptions, HeadlessOptions, Farewell>;
 
 Command readCommandLine(const QStringList &arguments); // without the program's name
 
@@ -51,6 +53,7 @@ int runCommand(ConsentOptions options);
 int runCommand(TestClaudeOptions options);
 int runCommand(DoctorOptions options);
 int runCommand(StatusOptions options);
+int runCommand(HeadlessOptions options); // in app/resident
 int runCommand(Farewell farewell);
 
 } // namespace ombru

@@ -36,8 +36,11 @@ Interrupt::Interrupt(std::function<void()> interrupted) {
                          }
                          interrupted();
                      });
-    for (const int signal : SIGNALS)
-        std::signal(signal, noteSignal);
+    for (const int signal : SIGNALS) {
+        const auto before = std::signal(signal, noteSignal);
+        if (signal == SIGHUP && before == SIG_IGN) // `nohup`: the owner wants it to stay
+            std::signal(signal, SIG_IGN);
+    }
 }
 
 Interrupt::~Interrupt() {

@@ -73,6 +73,13 @@ TEST(CommandLine, UnknownWordsAreRefused) {
     }
 }
 
+TEST(CommandLine, TheApplicationWithoutAPanelIsNoCommandButAnOption) {
+    read<HeadlessOptions>({u"--headless"_s});
+    EXPECT_TRUE(read<Farewell>({u"--help"_s}).output.contains(u"ombru --headless "_s));
+    EXPECT_EQ(read<Farewell>({u"--headless"_s, u"status"_s}).error, u"ombru --headless takes no command.\n"_s);
+    EXPECT_TRUE(read<Farewell>({u"--headless"_s, u"fly"_s}).error.startsWith(u"\"fly\" is no command of ombru."_s));
+}
+
 TEST(CommandLine, AMistypedCommandIsNamedWithThoseThereAre) {
     const std::pair<QStringList, QString> cases[] = {
         {{u"statsu"_s},

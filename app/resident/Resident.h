@@ -1,0 +1,31 @@
+// `ombru --headless`: the whole application without a panel, until its owner ends it. Owns the controller. Main thread.
+#pragma once
+#include "app/cli/Terminal.h"
+#include "controller/AppState.h"
+
+namespace ombru {
+
+class Resident {
+public:
+    Resident();
+
+    // The exit status: 0 once it was asked to end and everything has ended.
+    Task<int> run();
+
+    // Ends it: the channel says goodbye, what was started is ended, and after two seconds the program leaves in any
+    // case.
+    void interrupt();
+
+private:
+    Task<> end();
+
+    Terminal m_terminal;
+    AppState m_state;
+    Completion m_asked; // to end
+    TaskScope m_tasks;
+    Timer m_killing;
+    Timer m_leaving;
+    Subscription m_heard;
+};
+
+} // namespace ombru
