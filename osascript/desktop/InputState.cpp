@@ -24,6 +24,25 @@ void tapKey(const X11 &x11, xcb_keycode_t key) {
     sendKey(x11, key, false);
 }
 
+// When a key is pressed the server looks whether it repeats, and not again. So it is told only for that moment, and
+// nothing is left to be undone by whoever outlives this program. (Told of the XTEST keyboard alone, it goes on
+// repeating.)
+void pressToHold(const X11 &x11, xcb_keycode_t key) {
+    auto *connection = x11.connection();
+    const auto keyboard = Reply<xcb_get_keyboard_control_reply_t>(
+        xcb_get_keyboard_control_reply(connection, xcb_get_keyboard_control(connection), nullptr));
+    const bool repeats = keyboard && (keyboard->auto_repeats[key / 8] >> key % 8 & 1) != 0;
+    const auto repeat = [&](std::uint32_t mode) {
+        const std::array<std::uint32_t, 2> values{key, mode};
+        xcb_change_keyboard_control(connection, XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, values.data());
+    };
+    if (repeats)
+        repeat(XCB_AUTO_REPEAT_MODE_OFF);
+    sendKey(x11, key, true);
+    if (repeats)
+        repeat(XCB_AUTO_REPEAT_MODE_ON);
+}
+
 InputState::~InputState() {
     if (m_isolated)
         lock(m_locks, m_group);

@@ -37,4 +37,8 @@ private:
 void sendKey(const X11 &x11, xcb_keycode_t key, bool down);
 void tapKey(const X11 &x11, xcb_keycode_t key);
 
+// Presses a key that stays down and does not repeat: whatever gets the focus later would get it then. The caller has
+// grabbed the server.
+void pressToHold(const X11 &x11, xcb_keycode_t key);
+
 } // namespace ombru

@@ -95,7 +95,7 @@ Result<> Keyboard::hold(xcb_keycode_t key, bool down) {
     // What is let go of may be anybody's: the server lets go only of what a program holds, not of a person's key.
     if (!down)
         sendKey(*m_x11, key, false);
-    else if (auto pressed = m_aim->keys([&] { sendKey(*m_x11, key, true); }); !pressed)
+    else if (auto pressed = m_aim->keys([&] { pressToHold(*m_x11, key); }); !pressed)
         return pressed;
     (*m_held)[key] = down;
     return m_x11->flush();

@@ -1,6 +1,7 @@
 // Keys, clicks and changes of windows go only where the owner lets them.
 #include "platform/linux/x11/Display.h"
 #include "tests/support/DesktopModule.h"
+#include "tests/support/PersonsKeyboard.h"
 
 #include <atomic>
 
@@ -13,6 +14,7 @@ namespace {
 
 const Failure REFUSED{u"consent"_s, -1743, u"the owner's answer"_s};
 constexpr int KEY_A = 0;
+constexpr std::uint8_t SERVERS_KEY_A = 38;
 
 class Aim : public testing::Test {
 protected:
@@ -93,6 +95,22 @@ private:
     xcb_window_t m_window = xcb_generate_id(m_display->connection());
 };
 
+// Keys that are held repeat every five milliseconds: as often as not while a window gets the focus.
+class FastRepeat {
+public:
+    FastRepeat() { runProgram("xset r rate 5 200"); }
+    ~FastRepeat() { runProgram("xset r rate 660 25"); }
+    FastRepeat(const FastRepeat &) = delete;
+    FastRepeat &operator=(const FastRepeat &) = delete;
+
+    static bool repeats(std::uint8_t key) {
+        const auto display = Display::open();
+        const auto reply = Reply<xcb_get_keyboard_control_reply_t>(xcb_get_keyboard_control_reply(
+            display->connection(), xcb_get_keyboard_control(display->connection()), nullptr));
+        return (reply->auto_repeats[key / 8] >> key % 8 & 1) != 0;
+    }
+};
+
 } // namespace
 
 TEST_F(Aim, KeysReachNoWindowThatIsRefused) {
@@ -164,6 +182,44 @@ TEST_F(Aim, WhatIsHeldIsReleasedAlsoOverAWindowThatIsRefused) {
     refused = -1;
     ASSERT_TRUE(desktop->input().pressKey(KEY_A, 0));
     EXPECT_TRUE(waitUntil([&] { return one.text() == "a"; })) << one.text().toStdString();
+}
+
+TEST_F(Aim, AKeyThatIsHeldGoesToNoWindowThatComesLater) {
+    const FastRepeat fast;
+    const auto one = target();
+    const auto two = target();
+    focus(*desktop, one);
+    ASSERT_TRUE(desktop->input().holdKey(KEY_A, true));
+    focus(*desktop, two);
+    ASSERT_TRUE(desktop->input().type(u"x"_s, 0));
+    EXPECT_TRUE(waitUntil([&] { return two.text().contains('x') && !one.text().isEmpty(); }));
+    EXPECT_EQ(one.text(), "a");
+    EXPECT_EQ(two.text(), "x");
+    EXPECT_TRUE(desktop->input().holdKey(KEY_A, false));
+}
+
+TEST_F(Aim, ThePersonsKeyRepeatsAsBeforeAlsoWhileAScriptHoldsOne) {
+    const FastRepeat fast;
+    const PersonsKeyboard person;
+    const auto one = target();
+    for (const bool held : {true, false}) {
+        ASSERT_TRUE(desktop->input().holdKey(KEY_A, held));
+        const auto before = one.text().size();
+        person.press(SERVERS_KEY_A, true);
+        EXPECT_TRUE(waitUntil([&] { return one.text().size() > before + 3; })) << held;
+        person.press(SERVERS_KEY_A, false);
+    }
+}
+
+TEST_F(Aim, AKeyThatTheOwnerDoesNotLetRepeatStaysSo) {
+    ASSERT_TRUE(FastRepeat::repeats(SERVERS_KEY_A));
+    for (const bool repeats : {false, true}) {
+        runProgram(repeats ? "xset r 38" : "xset -r 38");
+        ASSERT_TRUE(desktop->input().holdKey(KEY_A, true));
+        EXPECT_EQ(FastRepeat::repeats(SERVERS_KEY_A), repeats);
+        ASSERT_TRUE(desktop->input().holdKey(KEY_A, false));
+        EXPECT_EQ(FastRepeat::repeats(SERVERS_KEY_A), repeats);
+    }
 }
 
 TEST_F(Aim, ClicksReachNoWindowThatIsRefusedNorItsFrame) {
