@@ -1,5 +1,5 @@
-// What is done when a signal ends this program: SIGTERM, SIGINT, SIGHUP or SIGQUIT, as far as whoever started it did not want it
-// to outlive that one.
+// What is done when a signal ends this program: SIGTERM, SIGINT, SIGHUP or SIGQUIT, as far as whoever started it did
+// not want it to outlive that one.
 #pragma once
 #include <functional>
 

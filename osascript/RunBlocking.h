@@ -1,6 +1,6 @@
 // Runs a child process to its end while this thread waits, as a script does. The child stays in this program's process
-// group, so that whoever ends the group ends it too; a signal that ends this program alone first ends everything that the
-// script has started, but what it opened for the owner. One thread.
+// group, so that whoever ends the group ends it too; a signal that ends this program alone first ends everything that
+// the script has started, but what it opened for the owner. One thread.
 #pragma once
 #include "applescript/host/System.h"
 #include "base/Clock.h"

@@ -1,6 +1,6 @@
 // Starts programs that are the owner's from then on: in a session of their own, nobody's child, with the null device as
-// standard streams, and marked as no part of a task. Nothing that later happens to this process or its group reaches them.
-// Any thread.
+// standard streams, and marked as no part of a task. Nothing that later happens to this process or its group reaches
+// them. Any thread.
 #pragma once
 #include "base/Failure.h"
 
