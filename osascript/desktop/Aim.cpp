@@ -23,21 +23,23 @@ Result<> Aim::place(QPoint place) {
     return mayReach(windowAt(*m_x11, place));
 }
 
-// Who gets it is looked at while others are served; only when it still is the one is anything sent.
+// Who gets it is looked at while others are served; only when it still is the one, and no window has come since that
+// could be a menu, is anything sent.
 Result<> Aim::at(xcb_window_t (*receiver)(X11 &x11), const std::function<void()> &send) {
-    if (const auto may = menusMayBeReached(); !may)
-        return may;
     for (int tries = 0; tries < TRIES; ++tries) {
+        if (const auto may = menusMayBeReached(); !may)
+            return may;
         // Besides telling the receiver, an answer that comes before the server is taken lets it serve others in
         // between: it would go from one grab to the next at once.
         const auto before = receiver(*m_x11);
         if (const auto may = mayReach(before); !may)
             return may;
         const ServerGrab alone(*m_x11);
-        if (receiver(*m_x11) == before) {
+        if (receiver(*m_x11) == before && !m_x11->hasNewWindows()) {
             send();
             return m_x11->flush();
         }
+        m_menusSeen = false;
     }
     return std::unexpected(desktopFailure(CANNOT_DO_IT, u"The keyboard goes from window to window."_s));
 }

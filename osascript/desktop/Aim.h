@@ -14,7 +14,7 @@ namespace ombru {
 class Aim {
 public:
     // Both outlive this.
-    Aim(X11 &x11, const MayReach &mayReach) : m_x11(&x11), m_mayReach(&mayReach) {}
+    Aim(X11 &x11, const MayReach &mayReach) : m_x11(&x11), m_mayReach(&mayReach) { x11.listenToRoot(); }
 
     // Calls `send`, which puts events on the connection, when whoever has the keyboard may be reached; else a Failure.
     Result<> keys(const std::function<void()> &send);
@@ -33,7 +33,7 @@ private:
     X11 *m_x11;
     const MayReach *m_mayReach;
     std::map<xcb_window_t, std::vector<DesktopWindow>> m_owners; // of windows that were looked at
-    bool m_menusSeen = false;
+    bool m_menusSeen = false;                                    // all that are open now
 };
 
 } // namespace ombru

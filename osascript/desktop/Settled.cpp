@@ -14,9 +14,7 @@ constexpr int PAUSE_AFTER_ANSWER = 10; // for a menu or launcher that holds the 
 } // namespace
 
 Settled::Settled(X11 &x11) : m_x11(&x11) {
-    // Answers to a ping are sent to the root window, by Qt to those who listen for its own structure only.
-    const std::uint32_t listen = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    xcb_change_window_attributes(m_x11->connection(), m_x11->root(), XCB_CW_EVENT_MASK, &listen);
+    m_x11->listenToRoot();
 }
 
 Result<> Settled::wait(int milliseconds) {
@@ -45,7 +43,7 @@ Settled::Answer Settled::ping(xcb_window_t window) {
 
     Answer answer = Answer::late;
     m_x11->waitFor(PATIENCE_MILLISECONDS, [&] {
-        while (const auto event = Reply<xcb_generic_event_t>(xcb_poll_for_event(m_x11->connection()))) {
+        while (const auto event = m_x11->takeEvent()) {
             const auto *reply = reinterpret_cast<const xcb_client_message_event_t *>(event.get());
             if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && reply->type == message.type &&
                 reply->data.data32[0] == message.data.data32[0] && reply->data.data32[1] == number)

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <thread>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -119,13 +120,31 @@ void X11::pause(int milliseconds) const {
         std::this_thread::sleep_for(std::chrono::milliseconds(std::min(milliseconds, SLICE)));
 }
 
-Reply<xcb_generic_event_t> X11::nextEvent(int milliseconds) const {
+void X11::listenToRoot() {
+    // Answers to a ping are sent to the root window, by Qt to those who listen for its own structure only.
+    const std::uint32_t listen = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection(), root(), XCB_CW_EVENT_MASK, &listen);
+}
+
+Reply<xcb_generic_event_t> X11::takeEvent() {
+    Reply<xcb_generic_event_t> event(xcb_poll_for_event(connection()));
+    m_newWindows = m_newWindows || (event && (event->response_type & 0x7f) == XCB_MAP_NOTIFY);
+    return event;
+}
+
+Reply<xcb_generic_event_t> X11::nextEvent(int milliseconds) {
     Reply<xcb_generic_event_t> event;
     waitFor(milliseconds, [&] {
-        event.reset(xcb_poll_for_event(connection()));
+        event = takeEvent();
         return event != nullptr;
     });
     return event;
+}
+
+bool X11::hasNewWindows() {
+    while (takeEvent()) {
+    }
+    return std::exchange(m_newWindows, false);
 }
 
 } // namespace ombru

@@ -81,8 +81,16 @@ public:
     }
     void pause(int milliseconds) const; // returns early once `stop` is set
 
-    // The next event, or null when none comes in that time.
-    Reply<xcb_generic_event_t> nextEvent(int milliseconds) const;
+    // From now on there are events of the root window and of those on it.
+    void listenToRoot();
+
+    // An event that is here, or null; the next one, or null when none comes in that time.
+    Reply<xcb_generic_event_t> takeEvent();
+    Reply<xcb_generic_event_t> nextEvent(int milliseconds);
+
+    // Whether a window has come onto the screen since that was asked last: by all that happened before the server's
+    // last answer, without asking it. Takes the events that are here.
+    bool hasNewWindows();
 
 private:
     X11(Display display, const std::atomic<bool> &stop) : m_display(std::move(display)), m_stop(&stop) {}
@@ -91,6 +99,7 @@ private:
     const std::atomic<bool> *m_stop;
     const WaitLimit *m_limit = &UNLIMITED;
     std::map<const char *, xcb_atom_t> m_atoms;
+    bool m_newWindows = false;
 };
 
 // While it lives the server listens to nobody else, so that what was read stays so until something is written. One

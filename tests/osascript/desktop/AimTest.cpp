@@ -248,6 +248,37 @@ TEST_F(Aim, AMenuBelongsToWhoShowsIt) {
     EXPECT_TRUE(waitUntil([&] { return one.text() == "b"; })) << one.text().toStdString();
 }
 
+TEST_F(Aim, AMenuThatOpensBetweenTwoKeysGetsNone) {
+    const auto one = target();
+    refused = QCoreApplication::applicationPid();
+    watched = one.window.pid;
+    const auto text = u"the text goes on and on. "_s.repeated(8);
+    for (const int after : {1, 3}) {
+        std::optional<Menu> menu;
+        afterLooks = [&] { menu.emplace(QRect(one.middle(), QSize(40, 40))); };
+        looks = after;
+        expectRefused(desktop->input().type(text, 0));
+        ASSERT_TRUE(menu);
+    }
+    ASSERT_TRUE(desktop->input().type(u"!"_s, 0));
+    EXPECT_TRUE(waitUntil([&] { return one.text().endsWith('!'); }));
+    EXPECT_TRUE(text.startsWith(QString::fromUtf8(one.text().chopped(1)))) << one.text().toStdString();
+    EXPECT_GT(one.text().size(), 10);
+    EXPECT_LT(one.text().size(), text.size() / 2);
+}
+
+TEST_F(Aim, AMenuThatMayBeReachedIsInNobodysWay) {
+    const auto one = target();
+    std::optional<Menu> menu;
+    watched = one.window.pid;
+    afterLooks = [&] { menu.emplace(QRect(one.middle(), QSize(40, 40))); };
+    looks = 2;
+    const auto text = u"the text goes on and on. "_s.repeated(8);
+    ASSERT_TRUE(desktop->input().type(text, 0));
+    EXPECT_TRUE(menu);
+    EXPECT_TRUE(waitUntil([&] { return one.text() == text.toUtf8(); })) << one.text().toStdString();
+}
+
 TEST_F(Aim, NoWindowThatIsRefusedIsChanged) {
     const auto one = target();
     const auto handle = one.window.handle;
