@@ -35,9 +35,10 @@ private:
         m_loop = &loop;
         ready.count_down();
         events.exec();
-        do
+        do {
             loop.m_timers.clear();
-        while (loop.runJobs());
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        } while (loop.runJobs());
     }
 
     Loop *m_loop = nullptr; // the thread's own, as long as it runs

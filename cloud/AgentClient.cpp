@@ -71,8 +71,7 @@ public:
         if (!isOpen())
             return ended();
         m_task->close(QWebSocketProtocol::CloseCodeGoingAway);
-        m_self = shared_from_this();
-        m_goodbye = m_queue->after(CLOSING, [this] { ended(); });
+        m_goodbye = m_queue->after(CLOSING, [self = shared_from_this()] { self->ended(); }); // whoever else lets go
     }
 
     void onEnded(Job job) {
@@ -157,7 +156,6 @@ private:
         m_ended = true;
         for (auto &job : std::exchange(m_atEnd, {}))
             job();
-        const auto last = std::exchange(m_self, nullptr);
     }
 
     std::unique_ptr<SerialQueue> m_queue;
@@ -171,7 +169,6 @@ private:
     Timer m_reconnect;
     Timer m_goodbye;
     std::vector<Job> m_atEnd;
-    std::shared_ptr<Link> m_self; // while it says goodbye, whoever else lets go
 };
 
 AgentClient::AgentClient(Options options) {
