@@ -13,10 +13,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QByteArray MARKER_BYTES = MARKER.toUtf8();
+
 // The number after the marker, for a line that is nothing else; as strict as the marker's writer.
 std::optional<int> markedLine(const QString &line) {
-    if (!line.startsWith(MARKER))
-        return {};
     const auto number = QStringView(line).sliced(MARKER.size());
     const auto digits = number.startsWith(u'+') || number.startsWith(u'-') ? number.sliced(1) : number;
     const bool allDigits = std::ranges::all_of(digits, [](QChar unit) { return unit >= u'0' && unit <= u'9'; });
@@ -34,7 +34,7 @@ public:
         m_rest += piece;
         qsizetype start = 0;
         for (auto end = m_rest.indexOf('\n', m_searched); end >= 0; end = m_rest.indexOf('\n', start)) {
-            take(repairedUtf8(QByteArrayView(m_rest).sliced(start, end - start)));
+            take(QByteArrayView(m_rest).sliced(start, end - start));
             start = end + 1;
         }
         m_rest.remove(0, start);
@@ -46,29 +46,27 @@ public:
     // All lines without those that begin with the marker. What came last without a line end is a line too, but a
     // marker there is not reported: the script may have died while it wrote it.
     QString text() {
-        if (!m_rest.isEmpty())
-            keep(repairedUtf8(std::exchange(m_rest, {})));
-        return m_text.trimmed();
+        if (!m_rest.startsWith(MARKER_BYTES))
+            m_text += m_rest;
+        m_rest.clear();
+        return repairedUtf8(m_text).trimmed();
     }
 
 private:
-    void take(const QString &line) {
-        if (const auto number = markedLine(line)) {
+    // There may be millions of lines: only what is marked is looked at as text.
+    void take(QByteArrayView line) {
+        if (!line.startsWith(MARKER_BYTES)) {
+            m_text.append(line).append('\n');
+        } else if (const auto number = markedLine(repairedUtf8(line))) {
             m_markerSeen = true;
             m_onLine(*number);
-        } else {
-            keep(line);
         }
-    }
-    void keep(const QString &line) {
-        if (!line.startsWith(MARKER))
-            m_text += line + u'\n';
     }
 
     AppleScriptRunner::LineReached m_onLine;
     QByteArray m_rest; // the line that has not ended yet
     qsizetype m_searched = 0;
-    QString m_text;
+    QByteArray m_text;
     bool m_markerSeen = false;
 };
 
