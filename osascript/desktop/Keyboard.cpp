@@ -11,7 +11,29 @@ namespace ombru {
 using applescript::Modifier;
 using applescript::Modifiers;
 
+namespace {
+
+constexpr int HAND_OVER_MILLISECONDS = 1'000;
+
+// Nobody has it who was given it: it is with the window manager, or with none.
+bool isBetweenWindows(X11 &x11) {
+    const xcb_window_t focus = x11.inputFocus();
+    return (focus == XCB_NONE || focus == x11.number(x11.root(), "_NET_SUPPORTING_WM_CHECK")) &&
+           x11.number(x11.root(), "_NET_ACTIVE_WINDOW") != XCB_NONE;
+}
+
+// Window managers name the active window a moment before it has the keyboard; what is typed in between is lost. Where
+// it stays with them, they mean it.
+Result<> awaitHandOver(X11 &x11) {
+    x11.waitFor(HAND_OVER_MILLISECONDS, [&] { return !isBetweenWindows(x11); });
+    return x11.flush();
+}
+
+} // namespace
+
 Result<Keyboard> Keyboard::open(X11 &x11, Aim &aim, KeySet &held) {
+    if (const auto alive = awaitHandOver(x11); !alive)
+        return std::unexpected(alive.error());
     auto map = KeyMap::read(x11);
     if (!map)
         return std::unexpected(map.error());
