@@ -4,6 +4,7 @@
 #include "base/Text.h"
 #include "platform/linux/applications/KnownApplication.h"
 #include "platform/linux/consent/ConsentCheck.h"
+#include "platform/linux/consent/DisplayAbove.h"
 #include "platform/linux/consent/TerminalPrompt.h"
 
 #include <QFileInfo>
@@ -55,6 +56,10 @@ Result<bool> askOwner(Ask ask, const QString &question, const Key &key) {
         const auto answer = ask({key.first, std::nullopt}, key.second, runForOwner);
         if (answer != ConsentAnswer::nobodyThere)
             return answer == ConsentAnswer::allowed;
+    } else if (isBelowADisplay()) {
+        return std::unexpected(Failure{u"consent"_s, 3,
+                                       u"The question could not be put to you here: what started this has a display, "
+                                       u"where it belongs. Run it with DISPLAY or WAYLAND_DISPLAY as it is there."_s});
     } else if (const auto yes = askAtTerminal(
                    question.arg(shownLine(key.first, LONGEST), shownLine(key.second, LONGEST)), consentDatabase())) {
         return *yes;

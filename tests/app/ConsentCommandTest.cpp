@@ -4,6 +4,7 @@
 #include "tests/support/Consent.h"
 #include "tests/support/Outcome.h"
 #include "tests/support/Processes.h"
+#include "tests/support/Wait.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -35,23 +36,28 @@ protected:
     }
     Outcome consent(const QStringList &words) { return run(QStringList{u"consent"_s} + words); }
 
-    // Typed once the question is there; a "yes" was typed before. Gives all that the terminal showed.
+    // Typed on a terminal once the question is there; a "yes" was typed before. Below nothing that has a display: a
+    // desktop's own terminal is no such place. Gives all that the terminal showed.
     Outcome onTerminal(const QString &words, const QByteArray &answer) {
         auto environment = ownEnvironment();
         environment["OMBRU"] = qgetenv("OMBRU_BIN") + "/ombru";
         environment["ANSWER"] = answer;
-        const auto line =
-            u"rm -f keys log; mkfifo keys\nscript -qefc '\"$OMBRU\" consent %1' log <keys >/dev/null & exec 3>keys\n"
-            "until grep -qF '?' log; do sleep 0.05; done\nprintf 'yes\\n' >&3\n"
-            "until grep -qF 'Type \"yes\"' log; do sleep 0.05; done\n"
-            "printf '%s\\n' \"$ANSWER\" >&3; wait $!; s=$?; cat log; exit $s"_s.arg(words);
-        auto process = Process::make({.program = u"/bin/sh"_s,
-                                      .arguments = {u"-c"_s, line},
+        const auto line = u"rm -f keys log; mkfifo keys\n"
+                          "script -qefc '\"$OMBRU\" consent %1' log <keys >/dev/null & exec 3>keys\n"
+                          "until grep -qF '?' log; do sleep 0.05; done\nprintf 'yes\\n' >&3\n"
+                          "until grep -qF 'Type \"yes\"' log; do sleep 0.05; done\n"
+                          "printf '%s\\n' \"$ANSWER\" >&3; wait $!; echo $? >ended; mv ended status"_s.arg(words);
+        QFile::remove(scratch.path(u"status"_s));
+        auto process = Process::make({.program = u"/usr/bin/setsid"_s,
+                                      .arguments = {u"-f"_s, u"/bin/sh"_s, u"-c"_s, line},
                                       .directory = scratch.directory(),
                                       .environment = environment});
         EXPECT_TRUE(process->start());
         await(process->ended());
-        return {process->status(), QString::fromUtf8(process->takeOutput()), QString::fromUtf8(process->takeErrors())};
+        EXPECT_TRUE(waitUntil([&] { return QFile::exists(scratch.path(u"status"_s)); }));
+        return {contents(scratch.path(u"status"_s)).trimmed().toInt(),
+                QString::fromUtf8(contents(scratch.path(u"log"_s))),
+                {}};
     }
 
     // "client application allowed", a decision an entry.
@@ -97,6 +103,23 @@ TEST_F(ConsentCommandTest, OnATerminalWithoutADisplayAnOwnerWhoTypesYesAllows) {
     EXPECT_TRUE(allowed.out.contains(u"Let com.ombru.mac control org.example.Editor?"_s)) << allowed;
     EXPECT_TRUE(allowed.out.contains(u": allowed for com.ombru.mac"_s)) << allowed;
     EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor yes"_s));
+}
+
+TEST_F(ConsentCommandTest, ATerminalOfAProgramThatHasADisplayGivesNoAnswer) {
+    consent({u"deny"_s, u"TextEdit"_s});
+    const Variable program("OMBRU", qgetenv("OMBRU_BIN") + "/ombru");
+    for (const auto &name : {u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s}) {
+        for (const auto &action : {u"allow"_s, u"forget"_s}) {
+            const auto asked = run({u"%1=:77"_s.arg(name), u"sh"_s, u"-c"_s,
+                                    u"echo yes | env -u %1 script -qefc '\"$OMBRU\" consent %2 TextEdit' /dev/null; "
+                                    "exit $?"_s.arg(name, action)},
+                                   u"/usr/bin/env"_s);
+            EXPECT_EQ(asked.status, 1) << asked;
+            EXPECT_FALSE(asked.out.contains(u"Type"_s)) << asked;
+            EXPECT_TRUE(asked.out.contains(u"has a display"_s)) << asked;
+        }
+    }
+    EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
 }
 
 TEST_F(ConsentCommandTest, NothingElseThatIsTypedIsAYesAndNothingThatWasTypedBefore) {

@@ -35,3 +35,21 @@ scriptDecides() {
   [[ $said == *"cannot decide"* ]] && held "$(oneLine "$said")"
   through "$said"
 }
+
+attack ownTerminal "ombru consent allow on a terminal that a program answers on" "refused, nothing recorded"
+ownTerminal() {
+  application Probe
+  printf '%s\n' "{ sleep 3; echo \"\$1\"; } | env -u DISPLAY -u WAYLAND_DISPLAY script -qefc \\
+    \"'$BIN/ombru' consent allow --for '$CLIENT' Probe\" \"\$1.log\" >/dev/null" >answer
+  local tries=200
+  setsid -f env -u DISPLAY -u WAYLAND_DISPLAY sh answer no
+  until grep -q 'Type "yes"' no.log 2>/dev/null; do
+    tries=$((tries - 1))
+    [ $tries -gt 0 ] || untried "nobody is asked where there is no display either"
+    sleep 0.05
+  done
+  sh answer yes
+  "$BIN/ombru" consent list | grep -q probe && through "it is recorded"
+  grep -q "has a display" yes.log && held "$(grep -a "has a display" yes.log)"
+  through "$(cat yes.log)"
+}

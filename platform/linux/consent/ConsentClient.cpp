@@ -1,7 +1,7 @@
 #include "platform/linux/consent/ConsentClient.h"
 
+#include "platform/linux/consent/Ancestry.h"
 #include "platform/linux/consent/ScriptMark.h"
-#include "platform/linux/system/ProcessStat.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -16,33 +16,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Ancestor {
-    qint64 pid = 0;
-    QString program; // full path; empty when it may not be looked at
-};
-
 QByteArray contentOf(const QString &path) {
     QFile file(path);
     return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// The parent first. A process's number may be given anew while we look: one that is younger than its child is not its
-// parent, and one that changed meanwhile was not seen at all.
-std::vector<Ancestor> ancestorsOf(const QString &processes, qint64 pid) {
-    std::vector<Ancestor> ancestors;
-    QSet<qint64> seen{pid};
-    auto child = processStat(processes + u'/' + QString::number(pid));
-    while (child && child->parent > 0 && !seen.contains(child->parent)) {
-        seen.insert(child->parent);
-        const auto process = processes + u'/' + QString::number(child->parent);
-        const auto before = processStat(process);
-        const auto program = processProgram(process);
-        if (!before || before->start > child->start || processStat(process) != before)
-            break;
-        ancestors.push_back({child->parent, program});
-        child = before;
-    }
-    return ancestors;
 }
 
 // Runs what another program wants.
@@ -57,24 +33,6 @@ bool isWrapper(const QString &program) {
     return names.contains(QFileInfo(program).fileName());
 }
 
-Environment environmentOf(const QString &process) {
-    Environment environment;
-    for (const auto &variable : contentOf(process + u"/environ"_s).split('\0')) {
-        if (const auto equals = variable.indexOf('='); equals > 0)
-            environment[variable.first(equals)] = variable.sliced(equals + 1);
-    }
-    return environment;
-}
-
-// Of the lines "NAME:\t..." the words behind that name.
-QList<QByteArray> wordsOf(const QByteArray &text, const QByteArray &name) {
-    for (const auto &line : text.split('\n')) {
-        if (line.startsWith(name + ':'))
-            return line.sliced(name.size() + 1).simplified().split(' ');
-    }
-    return {};
-}
-
 // A namespace that any user can make shows other processes, or other files in the places that are fixed. One of process
 // numbers has them twice; one of users knows only its maker, while a container's knows thousands.
 bool isInNamespaceOfItsOwn(const QString &processes, qint64 pid) {
@@ -85,17 +43,12 @@ bool isInNamespaceOfItsOwn(const QString &processes, qint64 pid) {
         const auto words = line.simplified().split(' ');
         users += words.size() == 3 ? words[2].toLongLong() : 0;
     }
-    return wordsOf(contentOf(process + u"/status"_s), "NSpid").size() > 1 || (users > 0 && users < SYSTEM);
+    return statusOf(process, "NSpid").size() > 1 || (users > 0 && users < SYSTEM);
 }
 
 bool isOfAScript(const Ancestor &ancestor) {
     const auto name = QFileInfo(ancestor.program).fileName();
     return name == u"osascript" || name == u"ombru";
-}
-
-// As /proc counts: in a namespace of processes, this one goes by another number there.
-qint64 ownNumber() {
-    return QFileInfo(QFile::symLinkTarget(u"/proc/self"_s)).fileName().toLongLong();
 }
 
 // The one whose mark was inherited is an ancestor, and above it there is none that it could work for.
@@ -118,7 +71,7 @@ ConsentClient elsewhere(const QString &program, const std::vector<Ancestor> &anc
 } // namespace
 
 ConsentClient askingClient(const ClientSurroundings &here) {
-    const auto ancestors = ancestorsOf(here.processes, here.pid);
+    const auto ancestors = ancestryOf(here.processes, here.pid).all;
     const auto placeOf = [&](const Ancestor &ancestor) {
         return here.processes + u'/' + QString::number(ancestor.pid);
     };
@@ -127,11 +80,12 @@ ConsentClient askingClient(const ClientSurroundings &here) {
     });
     if (outermost == ancestors.rend())
         return elsewhere(here.program, ancestors);
-    return {OMBRU_CLIENT.toString(), environmentOf(placeOf(*outermost)), isHandedDown(here, ancestors)};
+    return {OMBRU_CLIENT.toString(), environmentOf(placeOf(*outermost)).value_or(Environment()),
+            isHandedDown(here, ancestors)};
 }
 
 bool mayServeAScript(const QString &processes, qint64 pid) {
-    return std::ranges::any_of(ancestorsOf(processes, pid), isOfAScript) || isInNamespaceOfItsOwn(processes, pid);
+    return std::ranges::any_of(ancestryOf(processes, pid).all, isOfAScript) || isInNamespaceOfItsOwn(processes, pid);
 }
 
 bool mayServeAScript() {

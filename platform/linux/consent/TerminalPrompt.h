@@ -1,5 +1,5 @@
-// Asks the owner on the terminal that this program was started from, where there is no display for a window. Any thread
-// but the main one: blocks until there is a line, for ten minutes at most.
+// Asks the owner on the terminal that this program was started from, where there is no display for a window, also not
+// above it: see DisplayAbove.h. Any thread but the main one: blocks until there is a line, for ten minutes at most.
 #pragma once
 #include <QString>
 

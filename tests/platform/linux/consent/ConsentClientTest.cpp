@@ -2,6 +2,7 @@
 #include "platform/linux/consent/ConsentClient.h"
 
 #include "base/Process.h"
+#include "platform/linux/consent/DisplayAbove.h"
 #include "tests/support/Processes.h"
 
 using namespace ombru;
@@ -193,4 +194,66 @@ TEST_F(ConsentClientTest, OfARealProcessIsTheProgramThatStartedIt) {
     shell->terminate();
     test::await(shell->ended());
     EXPECT_FALSE(askingClient().id.isEmpty());
+}
+
+// --- whether the owner has a display
+
+class DisplayAbove : public ConsentClientTest {
+protected:
+    DisplayAbove() {
+        process(1, 0, u"/sbin/init"_s, DISPLAY);
+        hide(1, "0"); // who the system's first belongs to does not matter in a container
+        owned(20, 1, "HOME=/home/me");
+        owned(30, 20, "HOME=/home/me");
+        owned(40, 30, "HOME=/home/me");
+    }
+    void owned(int pid, int parent, const QByteArray &environment, const QByteArray &user = "1000") {
+        process(pid, parent, u"/bin/bash"_s, environment);
+        scratch.write(u"%1/status"_s.arg(pid), "Name:\tbash\nUid:\t" + user + "\t" + user + "\n");
+    }
+    // Not to be looked at.
+    void hide(int pid, const QByteArray &user = "1000") {
+        QFile::remove(scratch.path(u"%1/environ"_s.arg(pid)));
+        scratch.write(u"%1/status"_s.arg(pid), "Name:\tbash\nUid:\t" + user + "\t" + user + "\n");
+    }
+    bool found() const { return isBelowADisplay(scratch.directory(), 40); }
+
+    static inline const QByteArray DISPLAY = "HOME=/home/me\0DISPLAY=:0"_ba;
+};
+
+TEST_F(DisplayAbove, IsThatOfAnyAncestor) {
+    EXPECT_FALSE(found());
+    for (const auto &variable : {"DISPLAY=:0"_ba, "WAYLAND_DISPLAY=wayland-0"_ba}) {
+        for (const int parent : {20, 30}) {
+            owned(parent, parent - 10, "A=b" + QByteArray(1, 0) + variable);
+            EXPECT_TRUE(found()) << variable.toStdString();
+            owned(parent, parent - 10, "DISPLAY=" + QByteArray(1, 0) + "WAYLAND_DISPLAY=");
+            EXPECT_FALSE(found()) << "an empty one is none";
+        }
+    }
+}
+
+TEST_F(DisplayAbove, MayBeThatOfAnAncestorThatHidesFromItsOwner) {
+    for (const int parent : {20, 30}) {
+        hide(parent);
+        EXPECT_TRUE(found()) << parent;
+        hide(parent, "0");
+        EXPECT_FALSE(found()) << "another user's session is not the owner's";
+        owned(parent, 1, "A=b");
+    }
+}
+
+TEST_F(DisplayAbove, IsNotLookedForInALoginOverTheNetwork) {
+    hide(20);
+    owned(15, 1, "A=b", "0");
+    owned(20, 15, "A=b");
+    hide(20);
+    EXPECT_FALSE(found());
+    hide(30);
+    EXPECT_TRUE(found()) << "only the one that the system has started";
+}
+
+TEST_F(DisplayAbove, MayBeThereWhenNotAllAncestorsWereSeen) {
+    process(30, 20, u"/bin/bash"_s, "A=b", 50); // somebody else's number by now
+    EXPECT_TRUE(found());
 }
