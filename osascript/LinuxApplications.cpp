@@ -219,7 +219,11 @@ Result<> LinuxApplications::openWith(const DesktopEntry &entry, const QStringLis
     return {};
 }
 
+// To start is all that the address can do, so that nobody is asked; but it starts nothing that the owner has refused.
 Result<> LinuxApplications::openLocation(const QString &url) {
+    const auto opener = m_applications.openerOfLocation(url);
+    if (opener && m_consent->decision(opener->id) == false)
+        return std::unexpected(notAllowed(opener->name));
     return m_applications.openLocation(url);
 }
 

@@ -24,13 +24,6 @@ bool isOneOf(const std::array<QStringView, COUNT> &names, const QString &name) {
     return std::ranges::any_of(names, [&](QStringView known) { return known.compare(name, Qt::CaseInsensitive) == 0; });
 }
 
-Failure notAllowed(const QString &name) {
-    return {
-        u"consent"_s, AUTOMATION_REFUSED,
-        u"Not authorized to send Apple events to %1. The owner has not allowed scripts to use this application: ask "
-        u"the owner instead of trying another way."_s.arg(name)};
-}
-
 } // namespace
 
 Result<> Reach::mayReach(const DesktopWindow &window) {

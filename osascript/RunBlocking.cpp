@@ -1,5 +1,6 @@
 #include "osascript/RunBlocking.h"
 
+#include "base/ChildExit.h"
 #include "base/Family.h"
 #include "base/KeeperWire.h"
 #include "base/Program.h"
@@ -10,11 +11,11 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -206,15 +207,19 @@ Result<applescript::ShellOutcome> runBlocking(const QStringList &words, const QB
     streams->out.writing.close();
     streams->err.writing.close();
 
-    const Descriptor child(int(::syscall(SYS_pidfd_open, *pid, 0)));
+    const auto child = watchExit(*pid, words.first());
     applescript::ShellOutcome outcome;
-    const bool ended = attend(child, *streams, input, end, outcome);
+    const bool ended = child && attend(*child, *streams, input, end, outcome);
     if (!ended)
         endAwaited();
+    if (!child) // then there may have been no descriptor for the ending either
+        ::kill(*pid, SIGKILL);
     // All it wrote is in the pipes by now; what others go on writing is not waited for.
     drain(streams->out.reading, bytesIn(streams->out.reading), outcome.out);
     drain(streams->err.reading, bytesIn(streams->err.reading), outcome.err);
     outcome.status = statusOf(*pid);
+    if (!child)
+        return std::unexpected(child.error());
     if (!ended)
         return std::unexpected(processFailure(ETIMEDOUT, words.first()));
     return outcome;

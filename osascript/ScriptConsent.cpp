@@ -4,6 +4,15 @@
 
 namespace ombru {
 
+using namespace Qt::StringLiterals;
+
+Failure notAllowed(const QString &application) {
+    return {
+        u"consent"_s, AUTOMATION_REFUSED,
+        u"Not authorized to send Apple events to %1. The owner has not allowed scripts to use this application: ask "
+        u"the owner instead of trying another way."_s.arg(application)};
+}
+
 bool ScriptConsent::allows(const QString &application) {
     return check().automation(application, true) == AUTOMATION_ALLOWED;
 }

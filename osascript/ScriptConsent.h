@@ -6,6 +6,10 @@
 
 namespace ombru {
 
+// What a script is told when it cannot reach an application by another way than events: code -1743, the name, and what
+// its author should do about it.
+Failure notAllowed(const QString &application);
+
 class ScriptConsent {
 public:
     explicit ScriptConsent(const WaitLimit &limit) : m_limit(&limit) {} // which outlives it

@@ -5,6 +5,7 @@
 #include "base/Process.h"
 #include "tests/support/Consent.h"
 #include "tests/support/Processes.h"
+#include "tests/support/RefusedCall.h"
 #include "tests/support/Variable.h"
 
 using namespace ombru;
@@ -49,6 +50,14 @@ TEST_F(LinuxHostTest, TheShellHasNothingToRead) {
 
 TEST_F(LinuxHostTest, ASignalledShellHasTheShellsOwnStatusForIt) {
     EXPECT_EQ(shell(u"kill -TERM $$"_s).status, 143);
+}
+
+TEST_F(LinuxHostTest, AShellThatCannotBeWatchedIsEndedAndNotWaitedForInVain) {
+    test::withoutCall(SYS_pidfd_open, EMFILE, [this] {
+        const auto outcome = host.system().shell(u"sleep 600"_s);
+        ASSERT_FALSE(outcome);
+        EXPECT_EQ(outcome.error().code, EMFILE) << outcome.error().description.toStdString();
+    });
 }
 
 TEST_F(LinuxHostTest, FiftyMegabytesOnEachStreamArrive) {
@@ -184,6 +193,37 @@ TEST_F(OpeningFiles, AnApplicationGetsTheFiles) {
     const auto two = scratch.write(u"two words.txt"_s, "2");
     ASSERT_TRUE(host.applications().open(u"editor"_s, {one, two}));
     EXPECT_EQ(opened(u"editor"_s), (one + u'\n' + two + u'\n').toUtf8());
+}
+
+TEST_F(OpeningFiles, AnAddressStartsItsApplicationUnlessThatWasRefused) {
+    const test::Variable display("DISPLAY", ":0");
+    install(u"notes"_s, "MimeType=x-scheme-handler/notes;\n");
+    ASSERT_TRUE(host.applications().openLocation(u"notes:one"_s));
+    EXPECT_EQ(opened(u"notes"_s), "notes:one\n");
+    QFile::remove(scratch.path(u"notes.opened"_s));
+    test::decide(scratch.directory(), askingClient().id, {u"notes"_s}, false);
+    for (const auto &address : {u"notes:two"_s, u"NOTES:two"_s}) {
+        const auto refused = host.applications().openLocation(address);
+        ASSERT_FALSE(refused);
+        EXPECT_EQ(refused.error().code, -1743);
+        EXPECT_EQ(refused.error().description, notAllowed(u"notes"_s).description);
+    }
+    EXPECT_FALSE(QFile::exists(scratch.path(u"notes.opened"_s)));
+}
+
+TEST_F(LinuxHostTest, OnlyTheWebAndMailGoToAGeneralOpener) {
+    const test::Variable display("DISPLAY", ":0");
+    const test::Variable path("PATH", scratch.directory().toUtf8() + ":/usr/bin:/bin");
+    const test::Variable data("XDG_DATA_HOME", scratch.directory().toUtf8());
+    const test::Variable system("XDG_DATA_DIRS", scratch.path(u"none"_s).toUtf8());
+    scratch.script(u"xdg-open"_s, "echo \"$1\" >>'" + scratch.path(u"opened"_s).toUtf8() + "'");
+    EXPECT_FALSE(host.applications().openLocation(u"steam:run"_s));
+    QByteArray all;
+    for (const auto &address : {u"http://a"_s, u"https://b"_s, u"mailto:c"_s}) {
+        ASSERT_TRUE(host.applications().openLocation(address));
+        all += address.toUtf8() + '\n';
+        EXPECT_TRUE(test::waitUntil([&] { return test::contents(scratch.path(u"opened"_s)) == all; }));
+    }
 }
 
 TEST_F(OpeningFiles, AFileThatIsNotThereIsSaid) {

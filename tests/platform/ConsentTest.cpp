@@ -1,6 +1,7 @@
 // The owner's decisions as a file: written, read, and edited by others meanwhile.
 #include "base/Process.h"
 #include "tests/platform/ConsentFixture.h"
+#include "tests/support/RefusedCall.h"
 
 #include <chrono>
 #include <thread>
@@ -260,4 +261,12 @@ TEST_F(ConsentTest, TheProgramThatAsksIsWaitedForAndItsStatusTaken) {
 
 TEST_F(ConsentTest, AProgramThatGetsNoAnswerIsEnded) {
     EXPECT_EQ(runApart({u"/bin/sleep"_s, u"600"_s}, {}, std::chrono::milliseconds(1)), 128 + SIGKILL);
+}
+
+TEST_F(ConsentTest, AProgramThatCannotBeWatchedIsEnded) {
+    withoutCall(SYS_pidfd_open, EMFILE, [] {
+        const auto outcome = runApart({u"/bin/sleep"_s, u"600"_s}, {}, std::chrono::minutes(10));
+        ASSERT_FALSE(outcome);
+        EXPECT_EQ(outcome.error().code, EMFILE);
+    });
 }

@@ -108,17 +108,21 @@ Result<> DesktopApplications::start(const DesktopEntry &entry, const QStringList
     return {};
 }
 
+std::optional<DesktopEntry> DesktopApplications::openerOfLocation(const QString &url) const {
+    const auto scheme = QUrl(url).scheme();
+    const bool opens = !scheme.isEmpty() && scheme != u"file";
+    return opens ? defaultFor(u"x-scheme-handler/"_s + scheme) : std::nullopt;
+}
+
 Result<> DesktopApplications::openLocation(const QString &url) const {
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return std::unexpected(
             Failure{u"applications"_s, COULD_NOT_LAUNCH,
                     u"There is no display to open “%1” on. Run this inside a desktop session."_s.arg(url)});
-    const auto scheme = QUrl(url).scheme();
-    const bool opens = !scheme.isEmpty() && scheme != u"file";
-    const auto entry = opens ? defaultFor(u"x-scheme-handler/"_s + scheme) : std::nullopt;
-    if (entry)
+    if (const auto entry = openerOfLocation(url))
         return start(*entry, {url});
-    if (opens && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
+    const bool isKnown = QStringList{u"http"_s, u"https"_s, u"mailto"_s}.contains(QUrl(url).scheme());
+    if (isKnown && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
         return startDetached({u"xdg-open"_s, url});
     return std::unexpected(
         Failure{u"applications"_s, NO_APPLICATION, u"No application is installed that opens “%1”."_s.arg(url)});

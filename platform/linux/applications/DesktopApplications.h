@@ -45,7 +45,11 @@ public:
     // where it was. Returns then, or when it has shown nothing for some seconds; nothing to do when it runs.
     Result<> openHidden(const QString &id) const;
 
-    // With the owner's application for such addresses. A Failure for a file, which is for the application of its kind.
+    // The owner's application for such addresses.
+    std::optional<DesktopEntry> openerOfLocation(const QString &url) const;
+
+    // With that; without one addresses of the web and of mail go to the desktop's own opener. A Failure for a file,
+    // which is for the application of its kind.
     Result<> openLocation(const QString &url) const;
 
 private:

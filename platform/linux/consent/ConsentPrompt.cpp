@@ -1,12 +1,13 @@
 #include "platform/linux/consent/ConsentPrompt.h"
 
+#include "base/ChildExit.h"
+
 #include <QCoreApplication>
 #include <QFileInfo>
 
 #include <cerrno>
 #include <csignal>
 #include <poll.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,9 +19,8 @@ namespace {
 
 constexpr std::chrono::minutes ANSWERING(10);
 
-// Whether the child has ended when the limit passes.
-bool endsWithin(pid_t child, std::chrono::milliseconds limit) {
-    const Descriptor ended(int(::syscall(SYS_pidfd_open, child, 0)));
+// Whether the child of which that tells has ended when the limit passes.
+bool endsWithin(const Descriptor &ended, std::chrono::milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (true) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
@@ -60,13 +60,16 @@ Result<int> runApart(const QStringList &words, const Environment &environment, s
         spawn({.program = words.first(), .arguments = words.sliced(1), .directory = {}, .environment = environment});
     if (!pid)
         return std::unexpected(pid.error());
-    if (!endsWithin(*pid, limit))
+    const auto ended = watchExit(*pid, words.first());
+    if (!ended || !endsWithin(*ended, limit))
         ::kill(*pid, SIGKILL);
     int status = 0;
     while (::waitpid(*pid, &status, 0) < 0) {
         if (errno != EINTR)
             return std::unexpected(processFailure(errno, words.first()));
     }
+    if (!ended)
+        return std::unexpected(ended.error());
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
