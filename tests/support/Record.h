@@ -19,9 +19,11 @@ inline QString accountsHome() {
 
 // Refuses the account's own record.
 inline Result<> mayWriteRecord() {
-    const auto directory = QFileInfo(QFileInfo(consentDatabase()).path()).canonicalFilePath();
-    const bool own =
-        !directory.isEmpty() && directory.startsWith(accountsHome() + QStringLiteral("/.local/share/ombru"));
+    const QFileInfo directory(QFileInfo(consentDatabase()).path());
+    const auto owns = [](const QString &path) {
+        return path.startsWith(accountsHome() + QStringLiteral("/.local/share/ombru"));
+    };
+    const bool own = owns(directory.canonicalFilePath()) || owns(QDir::cleanPath(directory.absoluteFilePath()));
     if (!own && !accountsHome().isEmpty())
         return {};
     return std::unexpected(
