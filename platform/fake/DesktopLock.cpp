@@ -8,4 +8,8 @@ Result<std::optional<DesktopLock>> lockDesktop() {
     return FakePlatform::instance().desktopLock();
 }
 
+QString desktopName() {
+    return FakePlatform::instance().desktopName;
+}
+
 } // namespace ombru

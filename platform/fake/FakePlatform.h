@@ -5,6 +5,7 @@
 #include "platform/Diagnosis.h"
 #include "platform/Notifications.h"
 #include "platform/OwnerShell.h"
+#include "platform/PeerProcess.h"
 #include "platform/Screenshot.h"
 #include "platform/SystemLog.h"
 #include "platform/Workspace.h"
@@ -30,6 +31,11 @@ struct FakePlatform {
 
     // What a task that wants the desktop for itself is answered. Called on a background thread; may wait there.
     std::function<Result<std::optional<DesktopLock>>()> desktopLock = [] { return DesktopLock(); };
+
+    QString desktopName;
+    Result<QString> runtimeDirectory = std::unexpected(Failure{QStringLiteral("runtime"), 1, QStringLiteral("none")});
+    std::optional<Peer> peer = Peer{1, true}; // at the other end of every socket
+    bool servesAScript = false;               // every process
 
     struct Logged {
         LogLevel level;

@@ -93,6 +93,18 @@ Result<std::optional<DesktopLock>> lockBesideSocket(const QString &socket) {
                 u"Cannot write %1: check that its directory is yours and the disk is not full."_s.arg(path)});
 }
 
+// "unix:1.0" is ":1", too.
+QString displayName() {
+    const auto name = qEnvironmentVariable("DISPLAY");
+    const auto colon = name.lastIndexOf(u':');
+    if (colon < 0)
+        return name;
+    auto host = name.first(colon);
+    if (host == "unix"_L1 || host.endsWith("/unix"_L1) || host.endsWith(u'/'))
+        host.clear();
+    return host + u':' + name.sliced(colon + 1).section(u'.', 0, 0);
+}
+
 } // namespace
 
 // The file first: also a program of the session that cannot reach the X server asks for it.
@@ -106,6 +118,11 @@ Result<std::optional<DesktopLock>> lockDesktop() {
     if (!selection || !file)
         return selection; // what the X server says counts where the file cannot be made
     return DesktopLock(std::make_shared<std::pair<DesktopLock, DesktopLock>>(**file, *selection));
+}
+
+QString desktopName() {
+    const auto socket = waylandSocket();
+    return socket.isEmpty() ? displayName() : socket;
 }
 
 } // namespace ombru

@@ -116,6 +116,18 @@ TEST(DesktopLock, BelongsToTheDisplayWhateverItIsCalled) {
     }
 }
 
+TEST(DesktopLock, ADisplayHasOneNameWhateverItIsCalled) {
+    const Variable wayland("WAYLAND_DISPLAY");
+    for (const auto *name : {":7", ":7.0", "unix:7", "unix:7.1", "host/unix:7"}) {
+        const Variable display("DISPLAY", name);
+        EXPECT_EQ(desktopName(), u":7"_s) << name;
+    }
+    const Variable display("DISPLAY", "host:7.0");
+    EXPECT_EQ(desktopName(), u"host:7"_s) << "another computer's";
+    qunsetenv("DISPLAY");
+    EXPECT_EQ(desktopName(), QString());
+}
+
 TEST(DesktopLock, DisplaysDoNotShareIt) {
     const XServer one("640x480x24");
     const Held held = lock();
