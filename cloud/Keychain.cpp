@@ -44,6 +44,15 @@ Task<> Keychain::write() {
     }
     m_writing = false;
     m_written.fire();
+    for (const auto &waiting : std::exchange(m_waiting, {}))
+        waiting.fire();
+}
+
+Task<> Keychain::written() {
+    if (!m_writing)
+        co_return;
+    const auto over = m_waiting.emplace_back();
+    co_await over;
 }
 
 Task<> Keychain::end(Clock::Duration limit) {

@@ -9,6 +9,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <vector>
 
 namespace ombru {
 
@@ -25,6 +26,9 @@ public:
     // Waits until all is written, that long at most: a store may never answer.
     Task<> end(Clock::Duration limit);
 
+    // Once all that was set so far has been written.
+    Task<> written();
+
 private:
     struct Write {
         QString key;
@@ -36,6 +40,7 @@ private:
     std::deque<Write> m_writes;
     bool m_writing = false;
     Completion m_written;
+    std::vector<Completion> m_waiting;
     TaskScope m_tasks;
 };
 

@@ -20,6 +20,7 @@
 #include "cloud/Auth.h"
 #include "cloud/CloudConfig.h"
 #include "controller/Event.h"
+#include "controller/SignInView.h"
 #include "controller/TaskResult.h"
 #include "controller/WebChannel.h"
 #include "permissions/AppAutomation.h"
@@ -54,6 +55,7 @@ public:
     Settings settings;
 
     Published<AppState, Auth> auth{this};
+    Published<AppState, SignInView> signingIn{this};
     Published<AppState, CloudConfig> config{this};
     Published<AppState, bool> cloudReachable{this, false}; // the service answered the last request
     Published<AppState, bool> busy{this, false};           // a task is running; at most one at a time
@@ -90,12 +92,16 @@ public:
     Subscription onWillChange(Subscribers<>::Receiver observer) { return m_observers.add(std::move(observer)); }
     Subscription onEvent(Subscribers<Event>::Receiver receiver) { return m_receivers.add(std::move(receiver)); }
 
+    Subscription onTaskEnded(Subscribers<TaskResult>::Receiver receiver) { return m_ends.add(std::move(receiver)); }
+
     // --- The service
     // At the start of an application that stays: what is allowed, and the sign-in that is kept.
     Task<> boot();
     void signIn(); // shows a code and asks the service until its owner has approved it
     void cancelSignIn();
     void signOut();
+    void keepToRequests();                         // of a program that does not stay: neither heartbeat nor channel
+    Task<> secretsKept();                          // once the store of secrets has the token, or has lost it
     void applyConfig(const CloudConfig &received); // what it said last
     // A channel to the web page exists from now on and takes every event; an empty function takes it away.
     void setWebChannel(WebChannel::Send send);
@@ -148,6 +154,7 @@ private:
     Timer m_activityClear;
     Subscribers<> m_observers;
     Subscribers<Event> m_receivers;
+    Subscribers<TaskResult> m_ends;
     WebChannel m_web;
     std::unique_ptr<TaskLoop> m_loop;
     std::unique_ptr<PermissionDesk> m_desk;

@@ -13,6 +13,7 @@ public:
 
     void emit(const QString &text, EventKind kind) override { m_state.emit(text, kind); }
     void showAuth(const Auth &now) override { m_state.auth = now; }
+    void showSignIn(const SignInView &view) override { m_state.signingIn = view; }
     void showReachable(bool reachable) override { m_state.cloudReachable = reachable; }
     void applyConfig(const CloudConfig &received) override { m_state.applyConfig(received); }
     void channelExists(WebChannel::Send send) override { m_state.setWebChannel(std::move(send)); }
@@ -49,6 +50,14 @@ void AppState::cancelSignIn() {
 
 void AppState::signOut() {
     m_link->signOut();
+}
+
+void AppState::keepToRequests() {
+    m_link->keepToRequests();
+}
+
+Task<> AppState::secretsKept() {
+    return m_link->secretsKept();
 }
 
 void AppState::handleAgent(const AgentCommand &command) {

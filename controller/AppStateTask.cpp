@@ -61,6 +61,7 @@ void AppState::noteResult(const TaskResult &result) {
     setActivity(finishTitle(result.answer), 4, true, result.answer);
     caller = std::nullopt;
     lastResult = result;
+    m_ends.tell(result);
 }
 
 } // namespace ombru

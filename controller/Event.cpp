@@ -34,6 +34,14 @@ QString kindName(EventKind kind) {
     Q_UNREACHABLE();
 }
 
+std::optional<EventKind> kindNamed(const QString &name) {
+    for (int kind = 0; kind <= static_cast<int>(EventKind::warn); ++kind) {
+        if (kindName(static_cast<EventKind>(kind)) == name)
+            return static_cast<EventKind>(kind);
+    }
+    return {};
+}
+
 LogLevel logLevel(EventKind kind) {
     switch (kind) {
     case EventKind::bad:

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <optional>
+
 namespace ombru {
 
 enum class EventKind { user, call, heard, said, rule, dim, claude, code, result, good, bad, warn };
@@ -12,9 +14,12 @@ struct Event {
     EventKind kind = EventKind::dim;
     QString text;
     double time = 0; // seconds since 1970
+
+    bool operator==(const Event &) const = default;
 };
 
 QString kindName(EventKind kind);
+std::optional<EventKind> kindNamed(const QString &name);
 LogLevel logLevel(EventKind kind);
 bool updatesLastEvent(EventKind kind);
 bool isForwarded(EventKind kind); // goes to the web page

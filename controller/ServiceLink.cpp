@@ -67,7 +67,21 @@ Task<> ServiceLink::end() {
 // --- Signing in and out
 
 void ServiceLink::signIn() {
-    m_tasks.start(pair());
+    m_tasks.start(followSignIn());
+}
+
+Task<> ServiceLink::followSignIn() {
+    ++m_signIns;
+    m_signIn = {.running = true};
+    m_reports->showSignIn(m_signIn);
+    co_await pair();
+    m_signIn.running = --m_signIns > 0;
+    m_reports->showSignIn(m_signIn);
+}
+
+void ServiceLink::endSignIn(const QString &text, EventKind kind) {
+    m_signIn.outcome = {kind, text, Clock::unixSeconds()};
+    m_reports->emit(text, kind);
 }
 
 Task<> ServiceLink::pair() {
@@ -77,7 +91,7 @@ Task<> ServiceLink::pair() {
     if (!code)
         co_return signInFailed(code.error().description);
     if (!*code) {
-        m_reports->emit(u"✗ sign-in failed: unexpected reply from "_s + m_settings.serverURL(), EventKind::bad);
+        endSignIn(u"✗ sign-in failed: unexpected reply from "_s + m_settings.serverURL(), EventKind::bad);
         co_return;
     }
     showAuth({Auth::Pairing{(*code)->user, (*code)->verifyURL}});
@@ -129,7 +143,7 @@ Task<> ServiceLink::poll(Code code) {
             co_return co_await finishSignIn((*reply)["token"_L1]);
         if (status == "expired"_L1) {
             showAuth({Auth::SignedOut{}});
-            m_reports->emit(u"Sign-in code expired — try again."_s, EventKind::warn);
+            endSignIn(u"Sign-in code expired — try again."_s, EventKind::warn);
             co_return;
         }
     }
@@ -142,12 +156,13 @@ Task<> ServiceLink::finishSignIn(QJsonValue token) {
     if (ending())
         co_return;
     startHeartbeat();
-    m_reports->emit(u"signed in as "_s + m_email, EventKind::good);
+    m_signIn.accepted = m_keychain.get(TOKEN).has_value();
+    endSignIn(u"signed in as "_s + m_email, EventKind::good);
 }
 
 void ServiceLink::signInFailed(const QString &why) {
     showAuth({Auth::SignedOut{}});
-    m_reports->emit(u"✗ sign-in failed: "_s + why, EventKind::bad);
+    endSignIn(u"✗ sign-in failed: "_s + why, EventKind::bad);
 }
 
 void ServiceLink::cancelSignIn() {
@@ -217,7 +232,7 @@ void ServiceLink::unreachable(const QString &base, const QString &why) {
 }
 
 void ServiceLink::startHeartbeat() {
-    if (ending())
+    if (m_requestsOnly || ending())
         return;
     m_heartbeat.request_stop();
     m_heartbeat = {};
@@ -242,7 +257,7 @@ Task<> ServiceLink::beat(std::stop_token cancelled) {
 void ServiceLink::startAgent() {
     const auto token = m_keychain.get(TOKEN);
     const auto address = agentAddress(m_settings.agentURL(), m_settings.serverURL());
-    if (m_agent || !token || !address)
+    if (m_requestsOnly || m_agent || !token || !address)
         return;
     m_listener = std::make_shared<Listener>(*m_reports);
     const std::weak_ptr weak = m_listener;

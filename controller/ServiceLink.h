@@ -10,7 +10,7 @@
 #include "cloud/Auth.h"
 #include "cloud/Cloud.h"
 #include "cloud/Keychain.h"
-#include "controller/Event.h"
+#include "controller/SignInView.h"
 #include "controller/WebChannel.h"
 #include "settings/Settings.h"
 #include "wire/AgentCommands.h"
@@ -26,6 +26,7 @@ public:
     virtual ~LinkReports() = default;
     virtual void emit(const QString &text, EventKind kind) = 0;
     virtual void showAuth(const Auth &auth) = 0;
+    virtual void showSignIn(const SignInView &view) = 0;
     virtual void showReachable(bool reachable) = 0; // the service answered the last request
     virtual void applyConfig(const CloudConfig &config) = 0;
     virtual void channelExists(WebChannel::Send send) = 0; // from now on; empty: no more
@@ -53,6 +54,12 @@ public:
     void cancelSignIn();
     void signOut();
 
+    // From now on neither heartbeat nor channel begins: for a program that only signs in, or out.
+    void keepToRequests() { m_requestsOnly = true; }
+
+    // Once the store of secrets has all that was decided so far.
+    Task<> secretsKept() { return m_keychain.written(); }
+
     const Auth &auth() const { return m_auth; }
 
     // Says goodbye on the channel, breaks every wait off, and waits until all has ended.
@@ -69,10 +76,12 @@ private:
     Cloud cloud() const;
     Task<Result<std::optional<Code>>> requestCode();
     Task<> pair();
+    Task<> followSignIn();
     Task<> openPage(QUrl page);
     Task<> poll(Code code);
     Task<> finishSignIn(QJsonValue token);
     void signInFailed(const QString &why);
+    void endSignIn(const QString &text, EventKind kind); // with this line
     void take(const CloudConfig &config);
     void applyConfig(const CloudConfig &config);
     void keepPrompt(const QString &prompt);
@@ -87,6 +96,9 @@ private:
     Settings &m_settings;
     std::unique_ptr<LinkReports> m_reports;
     Auth m_auth;
+    SignInView m_signIn;
+    int m_signIns = 0; // that run
+    bool m_requestsOnly = false;
     Keychain m_keychain;
     std::shared_ptr<AgentClient> m_agent; // whoever sends refers to it weakly
     std::shared_ptr<Listener> m_listener; // its way back here, as long as it is the one

@@ -36,6 +36,7 @@ bool TaskLoop::start(TaskRequest request) {
         return false;
     m_stop = {}; // no earlier: it may be the running task's
     m_scriptRefused = false;
+    m_blocked.clear();
     showProgress({.busy = true});
     m_tasks.start(run(std::move(request)));
     return true;
@@ -224,7 +225,7 @@ TaskLoop::Turn TaskLoop::refuseScript(const std::vector<AppAutomation::Refusal> 
     QStringList list;
     for (const auto &refusal : refusals) {
         list.append(refusal.target.name);
-        m_reports->blocked(refusal.target);
+        block(refusal.target);
     }
     const auto names = list.join(u", "_s);
     const auto advice = automationAdvice(std::ranges::any_of(refusals, &AppAutomation::Refusal::denied));
@@ -265,8 +266,14 @@ Task<> TaskLoop::noteBlocked(QStringList names) {
         if (isCancelled())
             co_return;
         if (id)
-            m_reports->blocked({*id, name});
+            block({*id, name});
     }
+}
+
+void TaskLoop::block(const AppAutomation::Target &target) {
+    if (!m_blocked.contains(target))
+        m_blocked.append(target);
+    m_reports->blocked(target);
 }
 
 // The system did not let the script control an application: the next turn hears what the owner can do.
@@ -331,6 +338,7 @@ void TaskLoop::finish(const TaskResult &result, const std::function<void(QString
     m_desktop.reset();
     auto told = result;
     told.scriptRefused = m_scriptRefused;
+    told.blocked = m_blocked;
     m_reports->ended(told);
     showProgress({false, m_progress.step, false});
     if (remote) {

@@ -88,6 +88,7 @@ private:
     Turn refuseScript(const std::vector<AppAutomation::Refusal> &refusals);
     TaskResult finalAnswer(const QString &reply, Clock::Time started);
     Task<> noteBlocked(QStringList names);
+    void block(const AppAutomation::Target &target);
     void noteRefusal(QString &output);
     void reportScript(bool ok, const QString &output, double seconds);
     std::optional<TaskResult> outOfSteps();
@@ -107,6 +108,7 @@ private:
     std::shared_ptr<AppleScriptRunner::Run> m_scriptRun; // its scripts
     std::stop_source m_stop;                             // it is to end: the owner asked
     bool m_scriptRefused = false;                        // by the system, in this task
+    QList<AppAutomation::Target> m_blocked;              // in this task
     std::optional<QString> m_sessionID;                  // the conversation to continue
     int m_newSessions = 0;                               // how often the owner asked for another one
     TaskScope m_tasks;

@@ -1,5 +1,8 @@
 // How a task ended. A plain value.
 #pragma once
+#include "permissions/AppAutomation.h"
+
+#include <QList>
 #include <QString>
 
 namespace ombru {
@@ -7,8 +10,9 @@ namespace ombru {
 struct TaskResult {
     enum class Outcome { answered, outOfSteps, cancelled, failed, desktopInUse };
     Outcome outcome = Outcome::answered;
-    QString answer;             // for whoever asked
-    bool scriptRefused = false; // the system did not let a script control an application
+    QString answer;                            // for whoever asked
+    bool scriptRefused = false;                // the system did not let a script control an application
+    QList<AppAutomation::Target> blocked = {}; // the applications that its scripts were refused, each once
 
     bool operator==(const TaskResult &) const = default;
 };

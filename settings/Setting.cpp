@@ -44,6 +44,10 @@ Result<> Setting::overrideTyped(const QString &typed) {
     return {};
 }
 
+void Setting::endOverride() {
+    m_store.m_overrides.erase(key);
+}
+
 // --- Boolean
 
 BooleanSetting::BooleanSetting(SettingsStore &store, QStringView name, bool initial, QStringView says)

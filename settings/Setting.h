@@ -37,6 +37,7 @@ public:
     // The same as write() and override() of the kinds, with what a person typed.
     Result<> writeTyped(const QString &typed);
     Result<> overrideTyped(const QString &typed);
+    void endOverride(); // the file's value counts again
 
 private:
     virtual std::optional<QString> kept(const QString &typed) const = 0; // none when it is not allowed

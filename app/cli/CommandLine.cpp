@@ -64,8 +64,15 @@ struct Grammar {
     CLI::App *test = nullptr;
     CLI::App *doctor = nullptr;
     CLI::App *status = nullptr;
+    CLI::App *signIn = nullptr;
+    CLI::App *signOut = nullptr;
+    CLI::App *stop = nullptr;
+    CLI::App *newSession = nullptr;
+    CLI::App *shareAudio = nullptr;
+    CLI::App *log = nullptr;
     CLI::App *settings = nullptr;
     CLI::App *consent = nullptr;
+    CLI::Option *serverOption = nullptr;
     CLI::Option *modelOption = nullptr;
     CLI::Option *stepsOption = nullptr;
     CLI::Option *keyOption = nullptr;
@@ -77,12 +84,18 @@ struct Grammar {
     std::string key;
     std::string value;
     std::string client;
+    std::string server;
+    std::string onOrOff;
     bool json = false;
     bool headless = false;
+    bool detach = false;
+    bool follow = false;
 
     Grammar();
 
 private:
+    void addAccount();
+    void addApplication();
     void addConsent();
 };
 
@@ -97,6 +110,7 @@ Grammar::Grammar() {
     modelOption = run->add_option("--model", model, "Model to ask for, this time only");
     stepsOption = run->add_option("--max-steps", maxSteps, "Most turns the agent may take, this time only");
     run->add_flag("--json", json, "Print each event as one line of JSON: kind, text, ts (seconds since 1970)");
+    run->add_flag("--detach", detach, "Let the application go on with it, whatever becomes of this terminal");
     run->footer(RUN_NOTES);
 
     test = app.add_subcommand("test-claude", "Ask the claude tool for one short reply, to see that it works");
@@ -109,7 +123,26 @@ Grammar::Grammar() {
     keyOption = settings->add_option("KEY", key, "Setting to read");
     valueOption = settings->add_option("VALUE", value, "What to change it to");
 
+    addAccount();
+    addApplication();
     addConsent();
+}
+
+void Grammar::addAccount() {
+    signIn = app.add_subcommand("sign-in", "Sign this computer in to your account: approve a code in the browser");
+    serverOption = signIn->add_option("--server", server, "Address of the service, kept as the setting serverURL");
+    signOut = app.add_subcommand("sign-out", "Forget the sign-in");
+}
+
+void Grammar::addApplication() {
+    stop = app.add_subcommand("stop", "Stop the task that the application works on");
+    newSession = app.add_subcommand("new-session", "Have the application's next task begin a new conversation");
+    shareAudio =
+        app.add_subcommand("share-audio", "Share the computer's sound into the calls that are open, or no more");
+    shareAudio->add_option("on|off", onOrOff, "Whether")->required()->check(CLI::IsMember({"on", "off"}));
+    log = app.add_subcommand("log", "Print the last events of the application");
+    log->add_flag("-f,--follow", follow, "And those to come, until Ctrl-C");
+    log->add_flag("--json", json, "Print each as one line of JSON: kind, text, ts (seconds since 1970)");
 }
 
 void Grammar::addConsent() {
@@ -179,7 +212,30 @@ Command readTask(const Grammar &grammar) {
     if (text.isEmpty())
         return Farewell{{}, u"Say what to do: ombru run \"open the text editor\"\n"_s, 2};
     return RunOptions{text, given(grammar.modelOption, grammar.model), given(grammar.stepsOption, grammar.maxSteps),
-                      grammar.json};
+                      grammar.json, grammar.detach};
+}
+
+// Commands with nothing to look at but their options; none: it is another one.
+std::optional<Command> readPlain(const Grammar &grammar) {
+    if (grammar.test->parsed())
+        return TestClaudeOptions{};
+    if (grammar.doctor->parsed())
+        return DoctorOptions{};
+    if (grammar.status->parsed())
+        return StatusOptions{grammar.json};
+    if (grammar.signIn->parsed())
+        return SignInOptions{given(grammar.serverOption, grammar.server)};
+    if (grammar.signOut->parsed())
+        return SignOutOptions{};
+    if (grammar.stop->parsed())
+        return StopOptions{};
+    if (grammar.newSession->parsed())
+        return NewSessionOptions{};
+    if (grammar.shareAudio->parsed())
+        return ShareAudioOptions{grammar.onOrOff == "on"};
+    if (grammar.log->parsed())
+        return LogOptions{grammar.follow, grammar.json};
+    return {};
 }
 
 } // namespace
@@ -200,12 +256,8 @@ Command readCommandLine(const QStringList &arguments) {
     }
     if (grammar.headless)
         return Farewell{{}, u"ombru --headless takes no command.\n"_s, 2};
-    if (grammar.test->parsed())
-        return TestClaudeOptions{};
-    if (grammar.doctor->parsed())
-        return DoctorOptions{};
-    if (grammar.status->parsed())
-        return StatusOptions{grammar.json};
+    if (auto plain = readPlain(grammar))
+        return *std::move(plain);
     if (grammar.settings->parsed())
         return SettingsOptions{given(grammar.keyOption, grammar.key), given(grammar.valueOption, grammar.value)};
     if (grammar.consent->parsed())

@@ -14,6 +14,8 @@ struct RunOptions {
     std::optional<QString> model;
     std::optional<QString> maxSteps;
     bool json = false;
+    bool detach = false;  // the application goes on with it, whatever becomes of the terminal
+    QString display = {}; // NOLINT(readability-redundant-member-init): where it was typed; set when it is handed over
 };
 struct SettingsOptions {
     std::optional<QString> key;
@@ -32,6 +34,19 @@ struct StatusOptions {
     bool json = false;
 };
 
+struct SignInOptions {
+    std::optional<QString> server;
+};
+struct SignOutOptions {};
+struct StopOptions {};
+struct NewSessionOptions {};
+struct ShareAudioOptions {
+    bool on = false;
+};
+struct LogOptions {
+    bool follow = false;
+    bool json = false;
+};
 struct HeadlessOptions {}; // the application that stays
 
 // Nothing to do but to print and exit: help, version, or what was wrong with the words.
@@ -42,7 +57,8 @@ struct Farewell {
 };
 
 using Command = std::variant<RunOptions, SettingsOptions, ConsentOptions, TestClaudeOptions, DoctorOptions,
-                             StatusOptions, HeadlessOptions, Farewell>;
+                             StatusOptions, SignInOptions, SignOutOptions, StopOptions, NewSessionOptions,
+                             ShareAudioOptions, LogOptions, HeadlessOptions, Farewell>;
 
 Command readCommandLine(const QStringList &arguments); // without the program's name
 
@@ -53,6 +69,12 @@ int runCommand(ConsentOptions options);
 int runCommand(TestClaudeOptions options);
 int runCommand(DoctorOptions options);
 int runCommand(StatusOptions options);
+int runCommand(SignInOptions options);
+int runCommand(SignOutOptions options);
+int runCommand(StopOptions options);
+int runCommand(NewSessionOptions options);
+int runCommand(ShareAudioOptions options);
+int runCommand(LogOptions options);
 int runCommand(HeadlessOptions options); // in app/resident
 int runCommand(Farewell farewell);
 

@@ -34,9 +34,12 @@ Colour colourOf(EventKind kind) {
     Q_UNREACHABLE();
 }
 
+QJsonObject toJson(const Event &event) {
+    return {{u"kind"_s, kindName(event.kind)}, {u"text"_s, event.text}, {u"ts"_s, event.time}};
+}
+
 QByteArray jsonLine(const Event &event) {
-    const QJsonObject object{{u"kind"_s, kindName(event.kind)}, {u"text"_s, event.text}, {u"ts"_s, event.time}};
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return QJsonDocument(toJson(event)).toJson(QJsonDocument::Compact);
 }
 
 } // namespace ombru

@@ -88,25 +88,25 @@ QString claudeStateName(const Claude::State &claude) {
     return names.at(qsizetype(claude.index()));
 }
 
-void printApplications(Terminal &terminal, const Allowed &allowed) {
+void printApplications(Output &output, const Allowed &allowed) {
     for (const auto &[application, state] : allowed.allApplications())
-        print(terminal, finding(application, state));
+        print(output, finding(application, state));
     if (!allowed.problem.isEmpty())
-        print(terminal, finding(u"decisions"_s, Check{false, u"no script may control anything"_s, allowed.problem}));
+        print(output, finding(u"decisions"_s, Check{false, u"no script may control anything"_s, allowed.problem}));
 }
 
-void print(Terminal &terminal, const Finding &finding, const QString &detail) {
+void print(Output &output, const Finding &finding, const QString &detail) {
     const bool known = finding.state != State::unknown;
     const bool well = finding.state == State::granted;
     const auto mark = well ? u"✓"_s : known ? u"✗"_s : u"?"_s;
-    terminal.print(u"%1 %2 %3"_s.arg(mark, finding.name.leftJustified(NAME_WIDTH), finding.what), well ? Colour::green
-                                                                                                  : known
-                                                                                                      ? Colour::red
-                                                                                                      : Colour::yellow);
+    output.print(u"%1 %2 %3"_s.arg(mark, finding.name.leftJustified(NAME_WIDTH), finding.what), well ? Colour::green
+                                                                                                : known
+                                                                                                    ? Colour::red
+                                                                                                    : Colour::yellow);
     if (!detail.isEmpty())
-        terminal.print(INDENT + detail, Colour::dim);
+        output.print(INDENT + detail, Colour::dim);
     if (!finding.remedy.isEmpty())
-        terminal.print(INDENT + u"→ "_s + finding.remedy);
+        output.print(INDENT + u"→ "_s + finding.remedy);
 }
 
 } // namespace ombru

@@ -2,7 +2,7 @@
 // Pure functions, but for print().
 #pragma once
 #include "agent/Claude.h"
-#include "app/cli/Terminal.h"
+#include "app/cli/Output.h"
 #include "permissions/Allowed.h"
 #include "permissions/Setup.h"
 #include "platform/Diagnosis.h"
@@ -25,9 +25,9 @@ Finding finding(const AutomationApp &application, Permission::State state);
 QString claudeStateName(const Claude::State &claude); // "unknown", "missing", "outdated", "signedOut" or "ready"
 
 // Each application in a line, and decisions that cannot be read in one.
-void printApplications(Terminal &terminal, const Allowed &allowed);
+void printApplications(Output &output, const Allowed &allowed);
 
 // `detail` is a line that says more about the name.
-void print(Terminal &terminal, const Finding &finding, const QString &detail = {});
+void print(Output &output, const Finding &finding, const QString &detail = {});
 
 } // namespace ombru

@@ -2,10 +2,14 @@
 
 #include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
+#include "app/cli/Request.h"
+#include "app/control/TaskReport.h"
 #include "base/Background.h"
 #include "controller/TaskText.h"
 #include "notifier/Notifier.h"
 #include "platform/Consent.h"
+#include "platform/DesktopLock.h"
+#include "platform/PeerProcess.h"
 
 #include <QSet>
 
@@ -25,49 +29,95 @@ bool isWatched(const Terminal &terminal) {
 
 } // namespace
 
-RunCommand::RunCommand(RunOptions options) : m_options(std::move(options)) {
-    m_heard = m_state.onEvent([this](const Event &event) { print(event); });
-    m_watched = m_state.onWillChange([this] { noteChange(); });
-}
+struct RunCommand::Here {
+    AppState state;
+    std::unique_ptr<TaskWatch> watch;
+    Completion ended;
+};
 
 void RunCommand::interrupt() {
-    if (m_state.busy)
-        m_state.cancelTask();
-    else
+    if (m_result)
         m_stop.request_stop();
+    else if (m_door)
+        m_door->cancel();
+    else if (m_here)
+        m_here->watch->cancel();
 }
 
-Result<> RunCommand::applyOptions() {
-    if (m_options.model) {
-        if (auto done = m_state.settings.model.override(*m_options.model); !done)
-            return done;
-    }
-    if (m_options.maxSteps)
-        return m_state.settings.maxSteps.overrideTyped(*m_options.maxSteps);
-    return {};
-}
-
+// A script's process hands nothing over: what the application may do is not for scripts of others.
 Task<int> RunCommand::run() {
-    if (const auto done = applyOptions(); !done) {
-        qCritical("%s", qUtf8Printable(done.error().description));
-        co_return 2;
+    if (!servesAScript())
+        m_door = Door::open();
+    std::optional<int> status;
+    if (m_door)
+        status = co_await handOver();
+    if (m_options.detach && !status && !m_result) {
+        qCritical("Only the application can go on without a terminal: `ombru --headless` starts it on this display.");
+        co_return 1;
     }
-    m_state.startTask(m_options.task);
-    showProgress();
-    co_await m_finished;
+    if (!status && !m_result)
+        status = co_await doHere();
     m_tick.cancel();
     m_terminal.showLive({});
-    co_await m_state.drain();
+    co_return status ? *status : co_await settle();
+}
+
+Task<std::optional<int>> RunCommand::handOver() {
+    m_options.display = desktopName();
+    const int status =
+        co_await m_door->ask(request(m_options), m_terminal, [this](const QJsonObject &line) { take(line); });
+    if (!m_result && !m_elsewhere)
+        co_return m_terminal.statusWhenSeen(status);
+    m_door.reset();
+    co_return std::nullopt;
+}
+
+void RunCommand::take(const QJsonObject &line) {
+    if (const auto event = eventOf(line))
+        print(*event);
+    else if (const auto result = reportedResult(line))
+        m_result = *result;
+    else if (line.contains("progress"_L1))
+        showProgress(line["progress"_L1].toString());
+    else if (line.contains("elsewhere"_L1))
+        m_elsewhere = true;
+    else
+        show(m_terminal, line);
+}
+
+Task<std::optional<int>> RunCommand::doHere() {
+    m_here = std::make_shared<Here>();
+    auto &here = *m_here;
+    here.watch = std::make_unique<TaskWatch>(
+        here.state, TaskWatch::Listener{.onEvent = [this](const Event &event) { print(event); },
+                                        .onProgress = [this](const QString &line) { showProgress(line); },
+                                        .onEnd =
+                                            [this](const TaskResult &result) {
+                                                m_result = result;
+                                                m_here->ended.fire();
+                                            }});
+    if (const auto started = here.watch->start(m_options); !started) {
+        qCritical("%s", qUtf8Printable(started.error().description));
+        co_return 2;
+    }
+    co_await here.ended;
+    m_tick.cancel();
+    m_terminal.showLive({});
+    co_await here.state.drain();
     co_await Notifier::delivered();
+    co_return std::nullopt;
+}
+
+Task<int> RunCommand::settle() {
     if (m_terminal.isBroken()) {
         qCritical("The output could not be written, so the task was stopped.");
         co_return 1;
     }
     if (!m_options.json) {
-        co_await offerConsent(m_state.lastResult->value().outcome != TaskResult::Outcome::cancelled);
+        co_await offerConsent(m_result->outcome != TaskResult::Outcome::cancelled);
         advise();
     }
-    co_return statusOf(m_state.lastResult->value().outcome);
+    co_return statusOf(m_result->outcome);
 }
 
 int RunCommand::statusOf(TaskResult::Outcome outcome) const {
@@ -92,7 +142,7 @@ int RunCommand::statusOf(TaskResult::Outcome outcome) const {
 // told, but asked nothing.
 Task<> RunCommand::offerConsent(bool asking) {
     const auto stop = m_stop.get_token();
-    const auto applications = m_state.blockedApps();
+    const auto applications = m_result->blocked;
     QSet<QString> offered; // a script may call the same one by several names
     for (const auto &application : applications) {
         if (offered.contains(application.id))
@@ -105,7 +155,7 @@ Task<> RunCommand::offerConsent(bool asking) {
                 u"To let scripts control %1: `ombru consent allow %2`"_s.arg(application.name, application.id),
                 Colour::dim);
     }
-    if (m_state.lastResult->value().scriptRefused)
+    if (m_result->scriptRefused)
         m_terminal.print(
             u"A script was not allowed to control an application. `ombru consent list` shows what you have "
             "decided, and `ombru consent allow APP` lets scripts control one."_s,
@@ -122,7 +172,7 @@ Task<bool> RunCommand::allow(AppAutomation::Target application) {
 }
 
 void RunCommand::advise() {
-    if (m_state.lastResult->value().outcome == TaskResult::Outcome::failed)
+    if (m_result->outcome == TaskResult::Outcome::failed)
         m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
 }
 
@@ -136,29 +186,17 @@ void RunCommand::print(const Event &event) {
         interrupt();
 }
 
-// A change is announced before it takes effect, and several come together: look once they have.
-void RunCommand::noteChange() {
-    if (std::exchange(m_changeNoted, true))
-        return;
-    onMain(&m_state, [this] {
-        m_changeNoted = false;
-        if (!m_state.busy && m_state.lastResult())
-            m_finished.fire();
-        else
-            showProgress();
-    });
+void RunCommand::showProgress(const QString &line) {
+    m_activity = line;
+    m_activitySince = Clock::now();
+    tick();
 }
 
-void RunCommand::showProgress() {
-    const auto activity = m_state.cancelling ? m_state.status() : m_state.taskActivity->value_or(QString());
-    if (activity != m_activity) {
-        m_activity = activity;
-        m_activitySince = Clock::now();
-    }
+void RunCommand::tick() {
     const auto seconds = int(Clock::secondsSince(m_activitySince));
     if (!m_options.json)
         m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity, QString::number(seconds)));
-    m_tick = Loop::main().after(1s, [this] { showProgress(); });
+    m_tick = Loop::main().after(1s, [this] { tick(); });
 }
 
 int runCommand(RunOptions options) {

@@ -1,14 +1,16 @@
-// `ombru run`: one task in this process, its event log on the terminal.
+// `ombru run`: one task and its event log on the terminal. The application does it when it runs on this display, and
+// this process otherwise.
 #pragma once
 #include "app/cli/CommandLine.h"
+#include "app/cli/Door.h"
+#include "app/cli/TaskWatch.h"
 #include "app/cli/Terminal.h"
-#include "controller/AppState.h"
 
 namespace ombru {
 
 class RunCommand {
 public:
-    explicit RunCommand(RunOptions options);
+    explicit RunCommand(RunOptions options) : m_options(std::move(options)) {}
 
     // The exit status: 0 answered, 1 failed or out of steps, 2 for words that cannot be, 130 stopped by the owner.
     Task<int> run();
@@ -17,26 +19,30 @@ public:
     void interrupt();
 
 private:
+    struct Here; // what it works with in this process
+
+    Task<std::optional<int>> handOver(); // none: the application works on another display
+    Task<std::optional<int>> doHere();   // none: the task has ended
+    Task<int> settle();                  // what follows the task
+    void take(const QJsonObject &line);
     void print(const Event &event);
     Task<> offerConsent(bool asking); // to control what a script was refused
     Task<bool> allow(AppAutomation::Target application);
     void advise(); // what the owner can do about a task that did not go well
-    void showProgress();
-    void noteChange();
-    Result<> applyOptions();
+    void showProgress(const QString &line);
+    void tick();
     int statusOf(TaskResult::Outcome outcome) const; // the program's; also says what the log did not
 
     RunOptions m_options;
     Terminal m_terminal;
-    AppState m_state;
-    Completion m_finished;
+    std::unique_ptr<Door> m_door;
+    std::shared_ptr<Here> m_here;
+    bool m_elsewhere = false; // where the application works
+    std::optional<TaskResult> m_result;
     std::stop_source m_stop; // ends what follows the task
-    bool m_changeNoted = false;
-    QString m_activity; // what the live line says
+    QString m_activity;      // what the live line says
     Clock::Time m_activitySince{};
     Timer m_tick;
-    Subscription m_heard;
-    Subscription m_watched;
 };
 
 } // namespace ombru

@@ -1,7 +1,10 @@
 // `ombru settings`: lists, reads and writes what the owner may change.
 
 #include "app/cli/CommandLine.h"
+#include "app/cli/SignInCommand.h"
 #include "app/cli/Terminal.h"
+#include "cloud/PlainHttp.h"
+#include "platform/PeerProcess.h"
 #include "settings/Settings.h"
 
 namespace ombru {
@@ -27,9 +30,9 @@ void list(const Settings &settings, Terminal &terminal) {
     terminal.print(u"Kept in %1"_s.arg(settings.file()), Colour::dim);
 }
 
-int refuse(const QString &why) {
+int refuse(const QString &why, int status = 2) {
     qCritical("%s", qUtf8Printable(why));
-    return 2;
+    return status;
 }
 
 } // namespace
@@ -49,8 +52,13 @@ int runCommand(SettingsOptions options) {
         terminal.print(setting->text());
         return 0;
     }
+    const bool service = setting == &settings.serverURL || setting == &settings.agentURL;
+    if (service && servesAScript())
+        return refuse(notForScriptsText(), 1);
     if (const auto done = setting->writeTyped(*options.value); !done)
         return refuse(done.error().description);
+    if (service && isReadableOnTheWay(setting->text()))
+        qWarning("%s", qUtf8Printable(readableOnTheWayText(setting->text())));
     return 0;
 }
 

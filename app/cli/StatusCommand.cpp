@@ -1,6 +1,6 @@
 #include "app/cli/StatusCommand.h"
 
-#include "app/cli/CommandLoop.h"
+#include "app/cli/Errand.h"
 #include "app/cli/Findings.h"
 
 #include <QJsonDocument>
@@ -15,14 +15,19 @@ Permission::State stateOf(const PermissionStates &states, const QString &id) {
     return states.value(id, Permission::State::unknown);
 }
 
+QString signInText(const Auth &auth) {
+    if (const auto *in = std::get_if<Auth::SignedIn>(&auth.state))
+        return in->email == Auth::OFFLINE ? u"signed in, but the service could not be reached"_s
+                                          : u"signed in as "_s + in->email;
+    if (auth.is<Auth::Pairing>())
+        return u"signing in"_s;
+    return auth.is<Auth::Loading>() ? u"looking whether it is signed in"_s : u"signed out"_s;
+}
+
 } // namespace
 
-StatusCommand::StatusCommand(const StatusOptions &options) : m_options(options) {
-    m_warned = m_state.onEvent([](const Event &event) {
-        if (event.kind == EventKind::warn)
-            qWarning("%s", qUtf8Printable(event.text));
-    });
-}
+StatusCommand::StatusCommand(const CommandPlace &place, const StatusOptions &options)
+    : m_place(place), m_options(options) {}
 
 void StatusCommand::interrupt() {
     m_interrupted = true;
@@ -31,56 +36,74 @@ void StatusCommand::interrupt() {
 
 Task<int> StatusCommand::run() {
     if (!m_options.json)
-        m_terminal.showLive(u"… Looking at what ombru may do · Ctrl-C stops"_s);
-    m_tasks.start(look());
+        m_place.output.showLive(u"… Looking at what ombru may do · Ctrl-C stops"_s);
+    m_place.tasks.start(look(m_place.state, m_looked));
     co_await m_looked;
-    m_terminal.showLive({});
-    co_await m_state.drain();
-    co_await m_tasks.drain();
+    m_place.output.showLive({});
     if (m_interrupted)
         co_return 130;
     if (m_options.json)
         printJson();
     else
         print();
-    co_return m_terminal.statusWhenSeen(0);
+    co_return m_place.output.statusWhenSeen(0);
 }
 
-Task<> StatusCommand::look() {
-    co_await m_state.refreshPermissions();
-    m_looked.fire();
+Task<> StatusCommand::look(AppState &state, Completion looked) {
+    co_await state.refreshPermissions();
+    looked.fire();
 }
 
 void StatusCommand::print() {
-    m_terminal.print(setupText(m_state.setup(), false), Colour::bold);
-    ombru::print(m_terminal, finding(m_state.claude()));
+    auto &output = m_place.output;
+    const auto &state = m_place.state;
+    output.print(setupText(state.setup(), false), Colour::bold);
+    if (m_place.stays)
+        ombru::print(output, {Permission::State::granted, u"application"_s, application(), {}});
+    ombru::print(output, finding(state.claude()));
     for (const auto &permission : Permissions::all)
-        ombru::print(m_terminal, finding(permission, stateOf(m_state.permStates, permission.id)), permission.why);
-    m_terminal.print(u"Applications that scripts may control:"_s);
-    printApplications(m_terminal, m_state.allowed());
-    if (m_state.missingPermissions())
-        m_terminal.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
+        ombru::print(output, finding(permission, stateOf(state.permStates, permission.id)), permission.why);
+    output.print(u"Applications that scripts may control:"_s);
+    printApplications(output, state.allowed());
+    if (state.missingPermissions())
+        output.print(u"`ombru doctor` says what works here and what to do about the rest."_s, Colour::dim);
+}
+
+QString StatusCommand::application() const {
+    const auto &state = m_place.state;
+    QStringList words{u"running"_s, signInText(state.auth)};
+    if (state.auth->is<Auth::SignedIn>())
+        words += state.agentConnected ? u"connected to the web page"_s : u"not connected to the web page"_s;
+    if (state.busy)
+        words += u"at step %1 of a task"_s.arg(state.step());
+    return words.join(u", "_s);
 }
 
 void StatusCommand::printJson() {
     QJsonObject permissions;
     for (const auto &permission : Permissions::all)
-        permissions[permission.id] = stateName(stateOf(m_state.permStates, permission.id));
+        permissions[permission.id] = stateName(stateOf(m_place.state.permStates, permission.id));
     QJsonObject applications;
-    for (const auto &[application, state] : m_state.allowed().allApplications())
+    for (const auto &[application, state] : m_place.state.allowed().allApplications())
         applications[application.id] = QJsonObject{{u"name"_s, application.name}, {u"state"_s, stateName(state)}};
-    QJsonObject status{{u"setup"_s, setupName(m_state.setup())},
+    QJsonObject status{{u"setup"_s, setupName(m_place.state.setup())},
                        {u"permissions"_s, permissions},
                        {u"applications"_s, applications},
-                       {u"claude"_s, claudeStateName(m_state.claude)}};
-    if (const auto &problem = m_state.allowed().problem; !problem.isEmpty())
+                       {u"claude"_s, claudeStateName(m_place.state.claude)}};
+    if (const auto &problem = m_place.state.allowed().problem; !problem.isEmpty())
         status[u"problem"_s] = problem;
-    m_terminal.printRaw(QJsonDocument(status).toJson(QJsonDocument::Compact));
+    if (m_place.stays)
+        status[u"application"_s] = QJsonObject{{u"account"_s, signInText(m_place.state.auth)},
+                                               {u"connected"_s, m_place.state.agentConnected()},
+                                               {u"busy"_s, m_place.state.busy()},
+                                               {u"step"_s, m_place.state.step()}};
+    m_place.output.printRaw(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 
 int runCommand(StatusOptions options) {
-    StatusCommand command(options);
-    return runLoop(command);
+    return runErrand(options, [options](const CommandPlace &place) -> std::unique_ptr<StateCommand> {
+        return std::make_unique<StatusCommand>(place, options);
+    });
 }
 
 } // namespace ombru

@@ -1,29 +1,26 @@
 // `ombru status`: what the owner allows, and what is left to do before the agent can work.
 #pragma once
 #include "app/cli/CommandLine.h"
-#include "app/cli/Terminal.h"
-#include "controller/AppState.h"
+#include "app/cli/StateCommand.h"
 
 namespace ombru {
 
-class StatusCommand {
+class StatusCommand final : public StateCommand {
 public:
-    explicit StatusCommand(const StatusOptions &options);
+    StatusCommand(const CommandPlace &place, const StatusOptions &options);
 
-    Task<int> run(); // the exit status: 0, 1 when it could not be printed, 130 stopped by the owner
-    void interrupt();
+    Task<int> run() override; // 0, or 1 when it could not be printed
+    void interrupt() override;
 
 private:
-    Task<> look();
+    static Task<> look(AppState &state, Completion looked);
+    QString application() const; // what it does, where it is the one that stays
     void print();
     void printJson();
 
+    CommandPlace m_place;
     StatusOptions m_options;
-    Terminal m_terminal;
-    AppState m_state;
-    Subscription m_warned; // what the owner should know beside the answer
     Completion m_looked;
-    TaskScope m_tasks;
     bool m_interrupted = false;
 };
 

@@ -124,6 +124,13 @@ void Terminal::print(const QString &text, Colour colour) {
     showLive(live);
 }
 
+void Terminal::complain(const QString &text) {
+    const auto live = m_live;
+    showLive({});
+    qCritical("%s", qUtf8Printable(printable(text)));
+    showLive(live);
+}
+
 void Terminal::printRaw(const QByteArray &line) {
     write(line + '\n');
 }

@@ -1,19 +1,17 @@
 #include "app/cli/TestClaudeCommand.h"
 
 #include "app/cli/CommandLine.h"
-#include "app/cli/CommandLoop.h"
-#include "app/cli/EventPrinter.h"
+#include "app/cli/Errand.h"
 
 namespace ombru {
 
 using namespace Qt::StringLiterals;
 
-TestClaudeCommand::TestClaudeCommand() {
-    m_heard = m_state.onEvent([this](const Event &event) { m_terminal.print(event.text, colourOf(event.kind)); });
-    m_watched = m_state.onWillChange([this] {
-        onMain(&m_state, [this] {
-            if (!m_state.claudeTesting && !m_state.claudeTest->isEmpty())
-                m_finished.fire();
+TestClaudeCommand::TestClaudeCommand(const CommandPlace &place) : m_place(place) {
+    m_watched = place.state.onWillChange([&state = place.state, finished = m_finished] {
+        onMain(&state, [&state, finished] {
+            if (!state.claudeTesting && !state.claudeTest->isEmpty())
+                finished.fire();
         });
     });
 }
@@ -24,19 +22,21 @@ void TestClaudeCommand::interrupt() {
 }
 
 Task<int> TestClaudeCommand::run() {
-    m_state.testClaude();
-    m_terminal.showLive(u"… Asking claude for a short reply · Ctrl-C stops"_s);
+    m_place.state.testClaude();
+    m_place.output.showLive(u"… Asking claude for a short reply · Ctrl-C stops"_s);
     co_await m_finished;
-    m_terminal.showLive({});
-    co_await m_state.drain();
+    m_place.output.showLive({});
     if (m_interrupted)
         co_return 130;
-    co_return m_state.claudeTestPassed ? 0 : 1;
+    const bool passed = m_place.state.claudeTestPassed;
+    m_place.output.print(m_place.state.claudeTest, passed ? Colour::green : Colour::red);
+    co_return m_place.output.statusWhenSeen(passed ? 0 : 1);
 }
 
-int runCommand(TestClaudeOptions) {
-    TestClaudeCommand command;
-    return runLoop(command);
+int runCommand(TestClaudeOptions options) {
+    return runErrand(options, [](const CommandPlace &place) -> std::unique_ptr<StateCommand> {
+        return std::make_unique<TestClaudeCommand>(place);
+    });
 }
 
 } // namespace ombru

@@ -1,23 +1,20 @@
 // `ombru test-claude`: one short question to the claude tool.
 #pragma once
-#include "app/cli/Terminal.h"
-#include "controller/AppState.h"
+#include "app/cli/StateCommand.h"
 
 namespace ombru {
 
-class TestClaudeCommand {
+class TestClaudeCommand final : public StateCommand {
 public:
-    TestClaudeCommand();
+    explicit TestClaudeCommand(const CommandPlace &place);
 
-    Task<int> run(); // the exit status: 0 when claude answered, 1 when not, 130 stopped by the owner
-    void interrupt();
+    Task<int> run() override; // 0 when claude answered, 1 when not
+    void interrupt() override;
 
 private:
-    Terminal m_terminal;
-    AppState m_state;
+    CommandPlace m_place;
     Completion m_finished;
     bool m_interrupted = false;
-    Subscription m_heard;
     Subscription m_watched;
 };
 

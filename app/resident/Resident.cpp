@@ -3,6 +3,8 @@
 #include "app/cli/CommandLine.h"
 #include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
+#include "app/control/ControlPlace.h"
+#include "app/resident/OneInstance.h"
 #include "base/Background.h"
 #include "notifier/Notifier.h"
 
@@ -20,7 +22,7 @@ constexpr Clock::Duration FINISHING = 100ms; // for what runs in the background
 
 } // namespace
 
-Resident::Resident() {
+Resident::Resident(QString socket) : m_socket(std::move(socket)) {
     m_heard = m_state.onEvent([this](const Event &event) {
         if (m_terminal.isInteractive())
             m_terminal.print(event.text, colourOf(event.kind));
@@ -28,6 +30,11 @@ Resident::Resident() {
 }
 
 Task<int> Resident::run() {
+    if (const auto opened = m_door.open(m_socket); !opened) {
+        m_terminal.complain(opened.error().description);
+        co_await end();
+        co_return 1;
+    }
     m_terminal.print(u"ombru is running. Ctrl-C ends it."_s);
     m_tasks.start(m_state.boot());
     co_await m_asked;
@@ -44,14 +51,22 @@ void Resident::interrupt() {
 Task<> Resident::end() {
     const auto tasks = m_tasks.drain();
     co_await m_state.drain();
+    co_await m_door.end();
     co_await tasks;
     co_await Notifier::delivered();
 }
 
 int runCommand(HeadlessOptions) {
+    const auto socket = controlSocket();
+    const auto lock = socket ? lockInstance(*socket) : std::unexpected(socket.error());
+    if (!lock || !*lock) {
+        qCritical("%s", lock ? "ombru is running already: `ombru status` tells about it."
+                             : qUtf8Printable(lock.error().description));
+        return 1;
+    }
     int status = 0;
     {
-        Resident resident;
+        Resident resident(*socket);
         status = runLoop(resident);
     }
     if (!finishBackground(FINISHING))

@@ -1,15 +1,16 @@
 // `ombru --headless`: the whole application without a panel, until its owner ends it. Owns the controller. Main thread.
 #pragma once
 #include "app/cli/Terminal.h"
+#include "app/resident/ControlDoor.h"
 #include "controller/AppState.h"
 
 namespace ombru {
 
 class Resident {
 public:
-    Resident();
+    explicit Resident(QString socket);
 
-    // The exit status: 0 once it was asked to end and everything has ended.
+    // The exit status: 0 once it was asked to end and everything has ended; 1 when it cannot be reached by commands.
     Task<int> run();
 
     // Ends it: the channel says goodbye, what was started is ended, and after two seconds the program leaves in any
@@ -19,8 +20,10 @@ public:
 private:
     Task<> end();
 
+    QString m_socket;
     Terminal m_terminal;
     AppState m_state;
+    ControlDoor m_door{m_state};
     Completion m_asked; // to end
     TaskScope m_tasks;
     Timer m_killing;

@@ -2,6 +2,7 @@
 #include "app/cli/StatusCommand.h"
 
 #include "app/cli/DoctorCommand.h"
+#include "app/cli/Errand.h"
 #include "tests/controller/LoopFixture.h"
 #include "tests/support/Processes.h"
 
@@ -9,6 +10,14 @@ using namespace ombru;
 using namespace Qt::StringLiterals;
 
 namespace {
+
+class StatusErrand : public Errand {
+public:
+    explicit StatusErrand(const StatusOptions &options)
+        : Errand(options, [options](const CommandPlace &place) -> std::unique_ptr<StateCommand> {
+              return std::make_unique<StatusCommand>(place, options);
+          }) {}
+};
 
 class StatusTest : public test::LoopFixture {
 protected:
@@ -36,7 +45,7 @@ protected:
         return {status, QString::fromStdString(testing::internal::GetCapturedStdout())};
     }
     static Output status() {
-        StatusCommand command({});
+        StatusErrand command({});
         return outputOf(command);
     }
     static Output doctor() {
@@ -101,7 +110,7 @@ TEST_F(StatusTest, AnotherProgramReadsOneObject) {
     add(u"com.apple.finder"_s, {.name = u"Files"_s, .running = false});
     claude.playAlways("case $1 in --help) echo '" + Claude::requiredFlags.join(u' ').toUtf8() +
                       "';; auth) echo '{\"loggedIn\":false}';; esac");
-    StatusCommand command({.json = true});
+    StatusErrand command({.json = true});
     const auto said = outputOf(command);
     EXPECT_EQ(said.status, 0);
     EXPECT_EQ(said.text.count(u'\n'), 1);
@@ -131,17 +140,17 @@ TEST_F(StatusTest, EveryStateOfTheToolHasItsName) {
         ASSERT_TRUE(
             tool.setFileTime(QDateTime::fromSecsSinceEpoch(1'000'000 + name.size()), QFile::FileModificationTime));
         tool.close(); // what is open for writing cannot be run
-        StatusCommand command({.json = true});
+        StatusErrand command({.json = true});
         EXPECT_EQ(QJsonDocument::fromJson(outputOf(command).text.toUtf8())[u"claude"_s].toString(), name);
     }
     ASSERT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
-    StatusCommand command({.json = true});
+    StatusErrand command({.json = true});
     EXPECT_EQ(QJsonDocument::fromJson(outputOf(command).text.toUtf8())[u"claude"_s].toString(), u"missing"_s);
 }
 
 TEST_F(StatusTest, TheOwnerNeedNotWaitForIt) {
     claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
-    StatusCommand command({});
+    StatusErrand command({});
     const auto ended = std::make_shared<std::optional<int>>();
     testing::internal::CaptureStdout();
     const auto kept = test::keep(command.run(), ended);
@@ -183,7 +192,7 @@ TEST_F(StatusTest, DecisionsThatCannotBeReadAreSaidWithTheReason) {
     desktop()->consentFailure = Failure{u"consent"_s, 1, u"The record is broken. Delete it."_s};
     for (const auto &said : {status().text, doctor().text})
         EXPECT_TRUE(said.contains(u"→ The record is broken. Delete it.\n"_s)) << said.toStdString();
-    StatusCommand command({.json = true});
+    StatusErrand command({.json = true});
     EXPECT_EQ(QJsonDocument::fromJson(outputOf(command).text.toUtf8())[u"problem"_s].toString(),
               u"The record is broken. Delete it."_s);
 }

@@ -1,0 +1,99 @@
+#include "app/resident/DoorCommands.h"
+
+#include "app/control/TaskReport.h"
+#include "controller/TaskText.h"
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int STOPPED = 130;
+
+} // namespace
+
+HandedTask::HandedTask(AppState &state, RemoteTerminal &terminal, RunOptions options)
+    : m_terminal(terminal), m_options(std::move(options)),
+      m_watch(state, {.onEvent = [&terminal](const Event &event) { terminal.tell(event); },
+                      .onProgress = [&terminal](const QString &line) { terminal.showProgress(line); },
+                      .onEnd =
+                          [&terminal, ended = m_ended](const TaskResult &result) {
+                              terminal.send(taskReport(result));
+                              ended.fire();
+                          }}) {}
+
+Task<int> HandedTask::run() {
+    const auto started = m_watch.start(m_options);
+    if (!started) {
+        m_terminal.complain(started.error().description);
+        co_return 2;
+    }
+    if (!*started)
+        co_return refuse();
+    if (m_options.detach) {
+        m_terminal.print(
+            u"The application goes on with it: `ombru log -f` shows the event log, `ombru stop` stops it."_s,
+            Colour::dim);
+        m_terminal.exit(0);
+    }
+    co_await m_ended; // also of a detached one: its limits end with it
+    co_return 0;
+}
+
+// The same as a second task in a process of its own is told.
+int HandedTask::refuse() {
+    const auto now = Clock::unixSeconds();
+    m_terminal.tell({EventKind::user, u"you ❯ "_s + m_options.task, now});
+    m_terminal.tell({EventKind::bad, u"✗ "_s + desktopInUseText(), now});
+    m_terminal.send(taskReport({TaskResult::Outcome::desktopInUse, {}}));
+    return 1;
+}
+
+void HandedTask::interrupt() {
+    if (!m_options.detach)
+        m_watch.cancel();
+}
+
+Task<int> StopCommand::run() {
+    auto &state = m_place.state;
+    if (!state.busy) {
+        m_place.output.print(u"No task is running."_s);
+        co_return 1;
+    }
+    const auto ended = std::make_shared<bool>(false);
+    m_ended = state.onTaskEnded([ended, over = m_over](const TaskResult &) {
+        *ended = true;
+        over.fire();
+    });
+    state.cancelTask();
+    co_await m_over;
+    if (!*ended)
+        co_return STOPPED;
+    m_place.output.print(u"The task has been stopped."_s);
+    co_return 0;
+}
+
+Task<int> LogCommand::run() {
+    for (const auto &event : m_history.events())
+        m_terminal.tell(event);
+    if (!m_options.follow)
+        co_return 0;
+    m_heard = m_state.onEvent([this](const Event &event) { m_terminal.tell(event); });
+    co_await m_over;
+    co_return STOPPED;
+}
+
+Task<int> NewSessionCommand::run() {
+    m_place.state.newSession();
+    m_place.output.print(u"The next task begins a new conversation."_s);
+    co_return 0;
+}
+
+Task<int> ShareAudioCommand::run() {
+    m_place.output.print(m_options.on ? u"No call is open that the sound could be shared into."_s
+                                      : u"No call is open, so no sound is shared."_s);
+    co_return m_options.on ? 1 : 0;
+}
+
+} // namespace ombru
