@@ -1,5 +1,12 @@
 # Scripts that try to reach an application which the owner has refused, or to say yes in the owner's place.
 
+# Whether Probe was left alone, and the script was told that.
+heldBack() { # heldBack WHAT THE SCRIPT SAID
+  reached Probe && through "it was started"
+  [[ $1 == *-1743* ]] && held "$(oneLine "$1")"
+  through "$1"
+}
+
 attack refusedEvent "an event to a refused application, by a name put together" "-1743"
 refusedEvent() {
   application Probe
@@ -10,9 +17,7 @@ refusedEvent() {
   refuse Probe
   local said
   said=$(script 'run script "tell application \"Pro" & "be\" to launch"')
-  reached Probe && through "it was started"
-  [[ $said == *-1743* ]] && held "$(oneLine "$said")"
-  through "$said"
+  heldBack "$said"
 }
 
 attack shellsOwnScript "the same in an osascript of do shell script" "-1743"
@@ -21,9 +26,7 @@ shellsOwnScript() {
   refuse Probe
   local said
   said=$(script "do shell script \"'$BIN/osascript' -e 'tell application \\\"Probe\\\" to launch'\"")
-  reached Probe && through "it was started"
-  [[ $said == *-1743* ]] && held "$(oneLine "$said")"
-  through "$said"
+  heldBack "$said"
 }
 
 attack scriptDecides "ombru consent allow in a script" "refused, nothing recorded"

@@ -20,6 +20,24 @@ const QString MAIL = u"com.apple.mail"_s;
 const QString EDITOR = u"org.example.Editor"_s;
 const QString OMBRU = u"com.ombru.mac"_s;
 
+// Where an answer of the computer's hangs until it is let go.
+class Stuck {
+public:
+    void wait() {
+        m_reached = true;
+        m_open.wait(false);
+    }
+    bool reached() const { return m_reached; }
+    void letGo() {
+        m_open = true;
+        m_open.notify_all();
+    }
+
+private:
+    std::atomic<bool> m_reached = false;
+    std::atomic<bool> m_open = false;
+};
+
 class AllowedTest : public testing::Test {
 protected:
     AllowedTest() {
@@ -30,6 +48,21 @@ protected:
 
     static Guarded<FakeDesktop> &desktop() { return FakePlatform::instance().desktop; }
     static Allowed look() { return test::await(lookAtAllowed({})); }
+
+    // What it tells when the time of an answer that hangs at m_stuck is over.
+    std::optional<Allowed> lookUntilGivenUp() {
+        ManualClock clock;
+        const auto result = std::make_shared<std::optional<Allowed>>();
+        const auto kept = test::keep(lookAtAllowed({}), result);
+        EXPECT_TRUE(test::waitUntil([&] { return m_stuck->reached(); }));
+        clock.advance(Permissions::LIMIT);
+        EXPECT_TRUE(test::waitUntil([&] { return result->has_value(); }));
+        m_stuck->letGo();
+        EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+        return *result;
+    }
+
+    const std::shared_ptr<Stuck> m_stuck = std::make_shared<Stuck>();
 };
 
 } // namespace
@@ -108,49 +141,24 @@ TEST_F(AllowedTest, AStopTellsNobody) {
 }
 
 TEST_F(AllowedTest, AComputerThatDoesNotAnswerIsAProblem) {
-    ManualClock clock;
-    const auto gate = std::make_shared<std::atomic<bool>>(false);
-    const auto waiting = std::make_shared<std::atomic<bool>>(false);
-    desktop()->beforeDetermining = [gate, waiting](const QString &id, bool) {
-        if (id != MAIL)
-            return;
-        *waiting = true;
-        gate->wait(false);
+    desktop()->beforeDetermining = [stuck = m_stuck](const QString &id, bool) {
+        if (id == MAIL)
+            stuck->wait();
     };
-    const auto result = std::make_shared<std::optional<Allowed>>();
-    const auto kept = test::keep(lookAtAllowed({}), result);
-    ASSERT_TRUE(test::waitUntil([&] { return waiting->load(); }));
-    clock.advance(Permissions::LIMIT);
-    EXPECT_TRUE(test::waitUntil([&] { return result->has_value(); }));
-    *gate = true;
-    gate->notify_all();
-    ASSERT_TRUE(result->has_value());
-    EXPECT_FALSE((*result)->answered);
-    EXPECT_EQ((*result)->problem, u"The computer did not answer in time."_s);
-    EXPECT_EQ((*result)->permissions.size(), 3) << "they had been told";
-    EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+    const auto result = lookUntilGivenUp();
+    ASSERT_TRUE(result);
+    EXPECT_FALSE(result->answered);
+    EXPECT_EQ(result->problem, u"The computer did not answer in time."_s);
+    EXPECT_EQ(result->permissions.size(), 3) << "they had been told";
 }
 
 // The list of all decisions is another question: when it stays unanswered, the usual applications are known.
 TEST_F(AllowedTest, OtherDecisionsThatAreNotAnsweredHideNoUsualApplication) {
-    ManualClock clock;
-    const auto gate = std::make_shared<std::atomic<bool>>(false);
-    const auto waiting = std::make_shared<std::atomic<bool>>(false);
-    desktop()->beforeListingDecisions = [gate, waiting] {
-        *waiting = true;
-        gate->wait(false);
-    };
-    const auto result = std::make_shared<std::optional<Allowed>>();
-    const auto kept = test::keep(lookAtAllowed({}), result);
-    ASSERT_TRUE(test::waitUntil([&] { return waiting->load(); }));
-    clock.advance(Permissions::LIMIT);
-    EXPECT_TRUE(test::waitUntil([&] { return result->has_value(); }));
-    *gate = true;
-    gate->notify_all();
-    ASSERT_TRUE(result->has_value());
-    EXPECT_TRUE((*result)->answered);
-    EXPECT_EQ((*result)->applications, (PermissionStates{{EVENTS, State::granted}, {MAIL, State::unknown}}));
-    EXPECT_TRUE((*result)->others.empty());
-    EXPECT_EQ((*result)->problem, u"The computer did not answer in time."_s);
-    EXPECT_TRUE(finishBackground(std::chrono::minutes(1)));
+    desktop()->beforeListingDecisions = [stuck = m_stuck] { stuck->wait(); };
+    const auto result = lookUntilGivenUp();
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(result->answered);
+    EXPECT_EQ(result->applications, (PermissionStates{{EVENTS, State::granted}, {MAIL, State::unknown}}));
+    EXPECT_TRUE(result->others.empty());
+    EXPECT_EQ(result->problem, u"The computer did not answer in time."_s);
 }
