@@ -65,6 +65,61 @@ codesIntoRefused() {
   refusedAndNotTyped "$(script 'tell application "System Events" to key down command')"
 }
 
+# A window of an application that nothing is decided about, in front; it writes down what it gets.
+editor() {
+  "$BIN/../tests/input-target" "$HOME/written" editor &
+  windowOf editor
+}
+
+attack heldIntoRefused "a key held in one window when a refused one gets the focus" "nothing typed"
+heldIntoRefused() {
+  terminal
+  allow XTerm
+  mustType
+  editor
+  decide forget "$CLIENT" XTerm
+  xset r rate 50 50
+  script 'tell application "System Events"
+    key down "a"
+    do shell script "xdotool search --name ^victim windowactivate --sync"
+    delay 1
+    do shell script "xdotool key Return"
+    key up "a"
+  end tell' >/dev/null
+  local tries=100
+  until typed; do
+    tries=$((tries - 1))
+    [ $tries -gt 0 ] || untried "the terminal has not got the focus"
+    sleep 0.05
+  done
+  grep a "$HOME/typed" && through "it was typed: $(cat "$HOME/typed")"
+  grep -q a "$HOME/written" || untried "the key did not reach the window in front either"
+  held "nothing was typed"
+}
+
+attack menuBetweenKeys "a refused application's menu opens while a long text is typed" "-1743, the rest is not typed"
+menuBetweenKeys() {
+  terminal
+  refuse XTerm
+  editor
+  script 'set much to ""
+  repeat 4000 times
+    set much to much & "on and on "
+  end repeat
+  tell application "System Events" to keystroke much' >said &
+  local typing=$! tries=200
+  until [ -s "$HOME/written" ]; do
+    tries=$((tries - 1))
+    [ $tries -gt 0 ] || untried "nothing is typed into what may be reached: $(cat said)"
+    sleep 0.05
+  done
+  xdotool mousemove --window "$(xdotool search --name '^victim')" 5 5 keydown ctrl mousedown 1
+  wait $typing
+  xdotool mouseup 1 keyup ctrl
+  [ "$(wc -c <"$HOME/written")" -lt 40000 ] && [[ $(cat said) == *-1743* ]] && held "$(oneLine "$(cat said)")"
+  through "$(wc -c <"$HOME/written") characters were typed; $(cat said)"
+}
+
 attack windowOfRefused "System Events closes and moves a refused application's window" "-1743, it stays"
 windowOfRefused() {
   terminal

@@ -217,7 +217,7 @@ TEST_F(LinuxHostTest, OnlyTheWebAndMailGoToAGeneralOpener) {
     const test::Variable data("XDG_DATA_HOME", scratch.directory().toUtf8());
     const test::Variable system("XDG_DATA_DIRS", scratch.path(u"none"_s).toUtf8());
     scratch.script(u"xdg-open"_s, "echo \"$1\" >>'" + scratch.path(u"opened"_s).toUtf8() + "'");
-    EXPECT_FALSE(host.applications().openLocation(u"steam:run"_s));
+    ASSERT_FALSE(host.applications().openLocation(u"steam:run"_s));
     QByteArray all;
     for (const auto &address : {u"http://a"_s, u"https://b"_s, u"mailto:c"_s}) {
         ASSERT_TRUE(host.applications().openLocation(address));
