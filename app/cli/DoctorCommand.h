@@ -14,6 +14,7 @@ public:
     void interrupt();
 
 private:
+    void showService();
     Task<> showAllowed(const Claude::State &claude);
     void show(const PermissionStates &permissions);
 

@@ -155,6 +155,12 @@ void setInFile(const QString &key, const std::optional<QString> &value) {
         QFile::remove(fileOf(key));
         return;
     }
+    static const bool said = [] {
+        logger::notice(
+            u"The desktop has no store for secrets: they are kept in %1, for you alone to read."_s.arg(directory()));
+        return true;
+    }();
+    Q_UNUSED(said)
     QDir().mkpath(directory());
     QFile::setPermissions(directory(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     if (const auto written = writeWholeFile(fileOf(key), value->toUtf8()); !written)

@@ -216,6 +216,21 @@ TEST_F(ResidentCommands, ASignInWithoutTheApplicationStartsNothingElse) {
     EXPECT_FALSE(QFileInfo::exists(token()));
 }
 
+TEST_F(ResidentCommands, WhatCanBeReadOnTheWayIsSaidFirst) {
+    const auto process = shell(u"echo $$ >pid; exec \"$OMBRU\" sign-in --server http://ombru.invalid"_s);
+    const auto signIn = end(process);
+    EXPECT_EQ(signIn.status, 1);
+    EXPECT_TRUE(
+        signIn.out.contains(u"http://ombru.invalid is not encrypted. Whoever is on the way can read the token"_s))
+        << signIn.out.toStdString();
+    EXPECT_TRUE(signIn.out.contains(u"✗ sign-in failed: "_s));
+    EXPECT_EQ(ombru({u"settings"_s, u"serverURL"_s}).out, u"http://ombru.invalid\n"_s) << "the address is kept";
+    const auto set = ombru({u"settings"_s, u"agentURL"_s, u"ws://ombru.invalid/agent"_s});
+    EXPECT_EQ(set.status, 0);
+    EXPECT_TRUE(set.out.startsWith(u"ws://ombru.invalid/agent is not encrypted."_s)) << set.out.toStdString();
+    EXPECT_EQ(ombru({u"settings"_s, u"serverURL"_s, u"https://ombru.invalid"_s}).out, QString());
+}
+
 TEST_F(ResidentCommands, CtrlCCancelsASignIn) {
     const auto process = shell(u"echo $$ >pid; exec \"$OMBRU\" sign-in"_s);
     ASSERT_TRUE(waitUntil([this] { return m_service.requests.size() >= 2; }));

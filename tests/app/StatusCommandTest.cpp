@@ -197,6 +197,23 @@ TEST_F(StatusTest, DecisionsThatCannotBeReadAreSaidWithTheReason) {
               u"The record is broken. Delete it."_s);
 }
 
+TEST_F(StatusTest, TheDoctorSaysWhereSecretsAreKept) {
+    EXPECT_TRUE(doctor().text.contains(u"✓ secrets           kept in the desktop's own store\n"_s));
+    desktop()->secretDirectory = u"/home/me/secrets"_s;
+    EXPECT_TRUE(doctor().text.contains(
+        u"✓ secrets           kept in /home/me/secrets, for you alone to read: the desktop has no store for them\n"_s));
+}
+
+TEST_F(StatusTest, TheDoctorWarnsOfWhatCanBeReadOnTheWay) {
+    EXPECT_FALSE(doctor().text.contains(u"service"_s)) << "the usual one is on this computer";
+    ASSERT_TRUE(state->settings.serverURL.write(u"http://example.org"_s));
+    ASSERT_TRUE(state->settings.agentURL.write(u"wss://example.org/agent"_s));
+    const auto said = doctor().text;
+    EXPECT_TRUE(said.contains(u"✗ service           http://example.org is not encrypted. Whoever is on the way"_s))
+        << said.toStdString();
+    EXPECT_EQ(said.count(u"is not encrypted"_s), 1);
+}
+
 TEST_F(StatusTest, TheDoctorCanBeInterruptedToo) {
     claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
     DoctorCommand command;
