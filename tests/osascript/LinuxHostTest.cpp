@@ -54,7 +54,7 @@ TEST_F(LinuxHostTest, ASignalledShellHasTheShellsOwnStatusForIt) {
 
 TEST_F(LinuxHostTest, AShellThatCannotBeWatchedIsEndedAndNotWaitedForInVain) {
     test::withoutCall(SYS_pidfd_open, EMFILE, [this] {
-        const auto outcome = host.system().shell(u"sleep 600"_s);
+        const auto outcome = host.system().shell(u"exec sleep 600"_s);
         ASSERT_FALSE(outcome);
         EXPECT_EQ(outcome.error().code, EMFILE) << outcome.error().description.toStdString();
     });
