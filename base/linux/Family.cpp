@@ -46,7 +46,8 @@ std::string contentOf(pid_t pid, const char *file) {
     return content;
 }
 
-// None when there is no such process, or it has ended and only its parent has not heard yet.
+// None when there is no such process, or it has ended and only its parent has not heard yet. One whose first thread has
+// ended looks so, too, as long as it has others.
 std::optional<Stat> statOf(pid_t pid) {
     const auto line = contentOf(pid, "/stat");
     const auto open = line.find('(');
@@ -55,10 +56,12 @@ std::optional<Stat> statOf(pid_t pid) {
         return std::nullopt;
     Stat stat{{pid, 0, line.substr(open + 1, close - open - 1)}, 0, 0};
     char state = 0;
+    int threads = 0;
     const int fields = std::sscanf(line.c_str() + close + 1,
-                                   " %c %d %*d %d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %llu",
-                                   &state, &stat.parent, &stat.session, &stat.member.start);
-    return fields == 4 && state != 'Z' && state != 'X' ? std::optional(stat) : std::nullopt;
+                                   " %c %d %*d %d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %d %*d %llu",
+                                   &state, &stat.parent, &stat.session, &threads, &stat.member.start);
+    const bool lives = (state != 'Z' && state != 'X') || threads > 1;
+    return fields == 5 && lives ? std::optional(stat) : std::nullopt;
 }
 
 std::map<pid_t, Stat> allProcesses() {

@@ -40,6 +40,7 @@ Result<> Aim::at(xcb_window_t (*receiver)(X11 &x11), const std::function<void()>
             return m_x11->flush();
         }
         m_menusSeen = false;
+        m_owners.clear(); // a new window may have the number of one that is gone
     }
     return std::unexpected(desktopFailure(CANNOT_DO_IT, u"The keyboard goes from window to window."_s));
 }

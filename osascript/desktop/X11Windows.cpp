@@ -35,10 +35,19 @@ std::invoke_result_t<Operation, ManagedWindows &> X11Windows::withManaged(Operat
     });
 }
 
+// A window is also whose the others of its process are.
+Result<> X11Windows::mayReach(ManagedWindows &managed, const DesktopWindow &window) const {
+    for (const auto &other : window.pid > 0 ? windowsOf(window.pid, managed.all()) : std::vector<DesktopWindow>()) {
+        if (auto may = m_caller->mayReach(other); !may)
+            return may;
+    }
+    return m_caller->mayReach(window);
+}
+
 template <class Change>
 Result<> X11Windows::change(std::uint64_t handle, Change change) const {
     return withManaged([&](ManagedWindows &managed) -> Result<> {
-        const auto may = m_caller->mayReach(managed.window(handle));
+        const auto may = mayReach(managed, managed.window(handle));
         return may ? change(managed) : may;
     });
 }
@@ -95,7 +104,7 @@ Result<> X11Windows::bringToFront(qint64 pid) {
         const auto windows = windowsOf(pid, managed.all());
         if (windows.empty())
             return std::unexpected(desktopFailure(NO_SUCH_OBJECT, u"The process has no window any more."_s));
-        if (auto may = m_caller->mayReach(windows.front()); !may)
+        if (auto may = mayReach(managed, windows.front()); !may)
             return may;
         return managed.activate(windows.front().handle);
     });
@@ -104,7 +113,7 @@ Result<> X11Windows::bringToFront(qint64 pid) {
 Result<> X11Windows::setVisible(qint64 pid, bool visible) {
     return withManaged([&](ManagedWindows &managed) -> Result<> {
         for (const auto &window : windowsOf(pid, managed.all())) {
-            if (auto may = m_caller->mayReach(window); !may)
+            if (auto may = mayReach(managed, window); !may)
                 return may;
             if (auto done = managed.setMinimized(window.handle, !visible); !done)
                 return done;

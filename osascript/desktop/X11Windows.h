@@ -31,6 +31,7 @@ private:
     template <class Change>
     Result<> change(std::uint64_t handle, Change change) const;
     Result<std::vector<DesktopWindow>> all() const;
+    Result<> mayReach(ManagedWindows &managed, const DesktopWindow &window) const;
 
     Turns *m_turns;
     const DesktopCaller *m_caller;

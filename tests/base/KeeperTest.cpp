@@ -239,6 +239,17 @@ TEST_F(Keeper, OnlyAForcedEndIsFollowedByTheProgramForThat) {
     EXPECT_TRUE(followed(u"kill -KILL $PPID; sleep 338"_s, false)) << "also when the keeper was killed";
 }
 
+TEST_F(Keeper, EndsWhoseFirstThreadHasEndedToo) {
+    const auto helper = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/first-thread-ends"_s;
+    const auto process =
+        start(marked(u"setsid '"_s + helper + u"' second & echo $$ > ready.new; mv ready.new ready; sleep 338"_s));
+    const auto second = pidIn(m_scratch.path(u"second"_s));
+    ASSERT_GT(second, 0);
+    process->terminate();
+    await(process->ended());
+    EXPECT_NE(::kill(pid_t(second), 0), 0) << "it is left";
+}
+
 // A process of its own session that asks for no other than itself, over and over, and ends each time.
 TEST_F(Keeper, MeetsOneThatForksAndEndsAgainAndAgain) {
     const auto process = start(marked(u"echo $$ > ready.new; mv ready.new ready; "

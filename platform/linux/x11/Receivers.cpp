@@ -39,6 +39,19 @@ xcb_window_t managedWithin(X11 &x11, xcb_window_t window, int depth) {
     return XCB_NONE;
 }
 
+// The innermost window within that one which has the pointer in it, or that one itself: it gets the keys, though
+// another has the focus.
+xcb_window_t underPointer(const X11 &x11, xcb_window_t window) {
+    for (int depth = 0; depth < DEEPEST; ++depth) {
+        const auto pointer = Reply<xcb_query_pointer_reply_t>(
+            xcb_query_pointer_reply(x11.connection(), xcb_query_pointer(x11.connection(), window), nullptr));
+        if (!pointer || pointer->child == XCB_NONE)
+            break;
+        window = pointer->child;
+    }
+    return window;
+}
+
 bool isOpen(const xcb_get_window_attributes_reply_t &looks) {
     return looks.override_redirect && looks.map_state == XCB_MAP_STATE_VIEWABLE &&
            looks._class != XCB_WINDOW_CLASS_INPUT_ONLY;
@@ -61,11 +74,28 @@ DesktopWindow described(X11 &x11, xcb_window_t window) {
     return result;
 }
 
+// What other windows of the same process call themselves: one of them may tell whose it is, where this does not.
+void addKin(X11 &x11, std::vector<DesktopWindow> &owners) {
+    if (owners.front().pid <= 0)
+        return;
+    const auto isKnown = [&owners](const DesktopWindow &window) {
+        return std::ranges::any_of(owners, [&window](const DesktopWindow &owner) {
+            return owner.className == window.className && owner.instance == window.instance;
+        });
+    };
+    for (const auto window : x11.numbers(x11.root(), "_NET_CLIENT_LIST")) {
+        if (const auto other = described(x11, window); other.pid == owners.front().pid && !isKnown(other))
+            owners.push_back(other);
+    }
+}
+
 } // namespace
 
 xcb_window_t keyReceiver(X11 &x11) {
     const xcb_window_t focus = x11.inputFocus();
-    return focus == XCB_INPUT_FOCUS_POINTER_ROOT || focus == x11.root() ? pointerReceiver(x11) : focus;
+    if (focus == XCB_INPUT_FOCUS_POINTER_ROOT || focus == x11.root())
+        return pointerReceiver(x11);
+    return focus == XCB_NONE ? focus : underPointer(x11, focus);
 }
 
 xcb_window_t pointerReceiver(X11 &x11) {
@@ -121,6 +151,7 @@ std::vector<DesktopWindow> ownersOf(X11 &x11, xcb_window_t window) {
         if (const auto part = described(x11, window); part.pid != owners.front().pid)
             owners.push_back(part);
     }
+    addKin(x11, owners);
     return owners;
 }
 

@@ -5,7 +5,8 @@
 
 namespace ombru {
 
-// The window that has the keyboard, or the one under the pointer where that decides; none when nobody has it. A program
+// The window that gets the keys: the one that has the keyboard, or the one under the pointer where that decides, as it
+// does within the one that has it; none when nobody has it. A program
 // that has grabbed the keyboard is not told by the server: what it shows is among openMenus().
 xcb_window_t keyReceiver(X11 &x11);
 
@@ -17,7 +18,8 @@ xcb_window_t windowAt(const X11 &x11, QPoint place);
 std::vector<xcb_window_t> openMenus(X11 &x11);
 
 // Whose the window is: as its program described the window that the window manager knows, be it around this one or in
-// this frame; else the outermost. A part of another program's comes as a second one.
+// this frame; else the outermost. A part of another program's comes as a second one, and then what other windows of the
+// same process call themselves.
 std::vector<DesktopWindow> ownersOf(X11 &x11, xcb_window_t window);
 
 // The process whose connection made the window.

@@ -54,6 +54,7 @@ protected:
     static inline int number = 0;
     Scratch scratch;
     std::atomic<qint64> refused = -1; // the process whose windows may not be reached
+    QString refusedClass;             // or those that call themselves that
     std::atomic<int> asked = 0;       // how often
     qint64 watched = -1;              // the process whose windows are looked at
     int looks = 0;                    // how often before that happens
@@ -62,19 +63,22 @@ protected:
         ++asked;
         if (window.pid == watched && --looks == 0)
             afterLooks();
-        return window.pid == refused ? Result<>(std::unexpected(REFUSED)) : Result<>();
+        const bool may =
+            window.pid != refused &&
+            (refusedClass.isEmpty() || (window.className != refusedClass && window.instance != refusedClass));
+        return may ? Result<>() : std::unexpected(REFUSED);
     });
 };
 
-// A window past the window manager, as a menu is, of this very process.
+// A window past the window manager, as a menu is, of this very process; or in another one, as a part of it.
 class Menu {
 public:
-    explicit Menu(QRect place) {
+    explicit Menu(QRect place, std::uint64_t within = 0) {
         const std::uint32_t past = 1;
-        xcb_create_window(m_display->connection(), XCB_COPY_FROM_PARENT, m_window, m_display->screen().root,
-                          std::int16_t(place.x()), std::int16_t(place.y()), std::uint16_t(place.width()),
-                          std::uint16_t(place.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                          XCB_CW_OVERRIDE_REDIRECT, &past);
+        const auto parent = within ? xcb_window_t(within) : m_display->screen().root;
+        xcb_create_window(m_display->connection(), XCB_COPY_FROM_PARENT, m_window, parent, std::int16_t(place.x()),
+                          std::int16_t(place.y()), std::uint16_t(place.width()), std::uint16_t(place.height()), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &past);
         xcb_map_window(m_display->connection(), m_window);
         done();
     }
@@ -91,6 +95,28 @@ private:
             xcb_get_input_focus_reply(m_display->connection(), xcb_get_input_focus(m_display->connection()), nullptr));
     }
 
+    Result<Display> m_display = Display::open();
+    xcb_window_t m_window = xcb_generate_id(m_display->connection());
+};
+
+// A window of this very process that the window manager knows under that name.
+class Managed {
+public:
+    explicit Managed(const QByteArray &name) {
+        auto *connection = m_display->connection();
+        xcb_create_window(connection, XCB_COPY_FROM_PARENT, m_window, m_display->screen().root, 0, 0, 200, 100, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+        const auto set = [&](xcb_atom_t property, const QByteArray &text) {
+            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, m_window, property, XCB_ATOM_STRING, 8,
+                                std::uint32_t(text.size()), text.constData());
+        };
+        set(XCB_ATOM_WM_NAME, name);
+        set(XCB_ATOM_WM_CLASS, name.toLower() + '\0' + name + '\0');
+        xcb_map_window(connection, m_window);
+        xcb_flush(connection);
+    }
+
+private:
     Result<Display> m_display = Display::open();
     xcb_window_t m_window = xcb_generate_id(m_display->connection());
 };
@@ -246,6 +272,53 @@ TEST_F(Aim, AMenuBelongsToWhoShowsIt) {
     }
     ASSERT_TRUE(desktop->input().type(u"b"_s, 0));
     EXPECT_TRUE(waitUntil([&] { return one.text() == "b"; })) << one.text().toStdString();
+}
+
+// The server gives keys to what is under the pointer, where that is within the window that has the keyboard.
+TEST_F(Aim, APartOfAnotherProgramsUnderThePointerGetsNoKeys) {
+    const auto one = target();
+    const auto size = one.window.size;
+    const Menu part(QRect(size.width() / 2 - 40, size.height() / 2 - 40, 80, 80), one.window.handle);
+    const auto beside = one.window.position + QPoint(40, size.height() - 30);
+    ASSERT_TRUE(desktop->input().click(beside, Click::single, 0));
+    refused = QCoreApplication::applicationPid();
+    ASSERT_TRUE(desktop->input().type(u"a"_s, 0));
+    EXPECT_TRUE(waitUntil([&] { return one.text() == "a"; })) << one.text().toStdString();
+    refused = -1;
+    ASSERT_TRUE(desktop->input().click(one.middle(), Click::single, 0));
+    refused = QCoreApplication::applicationPid();
+    expectRefused(desktop->input().type(u"b"_s, 0));
+    expectRefused(desktop->input().holdKey(KEY_A, true));
+}
+
+TEST_F(Aim, AWindowIsAlsoWhoseTheOthersOfItsProcessAre) {
+    const auto one = target();
+    const Managed known("Known");
+    const Managed part("Part");
+    const auto shown = focusWindow(*desktop, u"Part"_s);
+    ASSERT_TRUE(desktop->input().type(u"a"_s, 0));
+    refusedClass = u"Known"_s;
+    expectRefused(desktop->input().type(u"a"_s, 0));
+    expectRefused(desktop->windows().closeWindow(shown.handle));
+    expectRefused(desktop->windows().bringToFront(shown.pid));
+    focus(*desktop, one);
+    EXPECT_TRUE(desktop->input().type(u"b"_s, 0)) << "another process";
+}
+
+// A number may be given again, to a window of somebody else's.
+TEST_F(Aim, WhoHasTheKeyboardIsLookedAtAnewOnceThereAreNewWindows) {
+    const auto one = target();
+    std::optional<Menu> menu;
+    watched = one.window.pid;
+    looks = 1;
+    afterLooks = [&] {
+        runProgram("xprop -id " + QByteArray::number(one.window.handle) + " -f WM_CLASS 8s -set WM_CLASS Another");
+        refusedClass = u"Another"_s;
+        menu.emplace(QRect(one.middle(), QSize(40, 40)));
+    };
+    expectRefused(desktop->input().type(u"abc"_s, 0));
+    EXPECT_TRUE(menu);
+    EXPECT_EQ(one.text(), "");
 }
 
 TEST_F(Aim, AMenuThatOpensBetweenTwoKeysGetsNone) {
