@@ -9,6 +9,6 @@ endforeach()
 
 add_library(ombru_headers OBJECT EXCLUDE_FROM_ALL ${sources})
 target_include_directories(ombru_headers PRIVATE ${PROJECT_SOURCE_DIR})
-target_include_directories(ombru_headers SYSTEM PRIVATE ${SECRET_INCLUDE_DIRS})
+target_include_directories(ombru_headers SYSTEM PRIVATE ${SECRET_INCLUDE_DIRS} ${PULSE_INCLUDE_DIRS})
 target_compile_options(ombru_headers PRIVATE -O0 -g0)
 target_link_libraries(ombru_headers PRIVATE Qt6::Widgets Qt6::Network Qt6::DBus QCoro6::Core CLI11::CLI11)

@@ -3,6 +3,7 @@
 #pragma once
 #include "platform/AppleEvents.h"
 #include "platform/Consent.h"
+#include "platform/SystemAudio.h"
 
 #include <QCoreApplication>
 #include <QMap>
@@ -24,6 +25,12 @@ struct FakeApplication {
     std::int32_t answer = AUTOMATION_ALLOWED;     // the owner's, when asked about an undecided one
     std::optional<int> looksUntilItRuns = 0; // looks that still find it not running once opened; none: it never runs
     bool opened = false;
+};
+
+struct FakeRecording {
+    int rate = 0;
+    SystemAudio::Listener listener; // for the test to tell
+    bool ended = false;
 };
 
 struct FakeDesktop {
@@ -56,6 +63,12 @@ struct FakeDesktop {
     std::optional<QString> secretDirectory;
     // Called before a secret is told, outside the lock, on the asking thread; may wait there.
     std::function<void()> beforeTellingSecrets;
+
+    std::vector<std::shared_ptr<FakeRecording>> recordings; // of the computer's sound, in the order of their starts
+    std::optional<Failure> recordingFailure;                // what a start answers instead
+    // Called before one starts, outside the lock, on the asking thread; may wait there, and tell.
+    std::function<void(FakeRecording &)> beforeRecording;
+    int recordingsEndedOnMainThread = 0; // which must not wait for that
 
     QStringList openedURLs;
     Result<> openingURL;
