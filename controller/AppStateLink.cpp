@@ -69,6 +69,8 @@ void AppState::handleAgent(const AgentCommand &command) {
     } else if (std::holds_alternative<CancelCommand>(command) && busy) {
         emit(u"Stop pressed on the website — cancelling"_s, EventKind::warn);
         cancelTask();
+    } else if (const auto *listen = std::get_if<ListenCommand>(&command)) {
+        m_link->listen(listen->on);
     }
 }
 

@@ -37,7 +37,13 @@ std::optional<QUrl> pageAddress(const QJsonValue &value) {
 } // namespace
 
 ServiceLink::ServiceLink(Settings &settings, std::unique_ptr<LinkReports> reports)
-    : m_settings(settings), m_reports(std::move(reports)) {}
+    : m_settings(settings), m_reports(std::move(reports)),
+      m_sound({.emit = [this](const QString &text, EventKind kind) { m_reports->emit(text, kind); },
+               .send =
+                   [this](QByteArray block) {
+                       if (m_agent)
+                           m_agent->sendAudio(std::move(block));
+                   }}) {}
 
 Cloud ServiceLink::cloud() const {
     return Cloud({.userAgent = Cloud::userAgent(), .authority = m_settings.certificateAuthority()});
@@ -58,8 +64,10 @@ Task<bool> ServiceLink::restoreSignIn() {
 Task<> ServiceLink::end() {
     m_heartbeat.request_stop();
     const auto tasks = m_tasks.drain();
+    const auto sound = m_sound.end();
     if (m_agent)
         co_await m_agent->end();
+    co_await sound;
     co_await tasks;
     co_await m_keychain.end(WRITING);
 }
@@ -173,6 +181,7 @@ void ServiceLink::signOut() {
     m_keychain.set(TOKEN, std::nullopt);
     m_heartbeat.request_stop();
     stopAgent();
+    m_sound.listen(false);
     m_reports->showReachable(false);
     applyConfig({});
     showAuth({Auth::SignedOut{}});
@@ -278,6 +287,11 @@ void ServiceLink::startAgent() {
             client->send([message = std::move(message)] { return toJson(message); });
     });
     m_agent->start();
+}
+
+void ServiceLink::listen(bool on) {
+    if (!ending())
+        m_sound.listen(on);
 }
 
 void ServiceLink::stopAgent() {

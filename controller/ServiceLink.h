@@ -12,6 +12,7 @@
 #include "cloud/Keychain.h"
 #include "controller/SignInView.h"
 #include "controller/WebChannel.h"
+#include "controller/WebSound.h"
 #include "settings/Settings.h"
 #include "wire/AgentCommands.h"
 
@@ -60,6 +61,8 @@ public:
     // Once the store of secrets has all that was decided so far.
     Task<> secretsKept() { return m_keychain.written(); }
 
+    void listen(bool on); // the page wants to hear what this computer plays, or no more
+
     const Auth &auth() const { return m_auth; }
 
     // Says goodbye on the channel, breaks every wait off, and waits until all has ended.
@@ -103,6 +106,7 @@ private:
     std::shared_ptr<AgentClient> m_agent; // whoever sends refers to it weakly
     std::shared_ptr<Listener> m_listener; // its way back here, as long as it is the one
     QString m_email;                      // of the configuration
+    WebSound m_sound;
     std::stop_source m_heartbeat;
     TaskScope m_tasks;
 };
