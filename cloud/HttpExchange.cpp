@@ -39,10 +39,20 @@ int goesOn(void *stop, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return static_cast<const std::stop_token *>(stop)->stop_requested() ? 1 : 0;
 }
 
-Failure failure(CURLcode code, const char *words) {
+// Who speaks https where the other speaks http hears things that do not say so.
+QString hint(CURLcode code, const QByteArray &words, bool encrypted) {
+    if (encrypted && code == CURLE_SSL_CONNECT_ERROR)
+        return u"It may be http that is spoken there, not https: "_s;
+    if (!encrypted && (code == CURLE_GOT_NOTHING || code == CURLE_RECV_ERROR || words.contains("HTTP/0.9")))
+        return u"It may be https that is spoken there, not http: "_s;
+    return {};
+}
+
+Failure failure(CURLcode code, const char *words, bool encrypted) {
     if (code == CURLE_WRITE_ERROR)
         return {u"cloud"_s, code, u"The reply is larger than anything the service has to say."_s};
-    return {u"cloud"_s, code, QString::fromUtf8(*words ? words : curl_easy_strerror(code))};
+    return {u"cloud"_s, code,
+            hint(code, words, encrypted) + QString::fromUtf8(*words ? words : curl_easy_strerror(code))};
 }
 
 void prepareOnce() {
@@ -84,7 +94,7 @@ Result<HttpReply> exchange(const HttpRequest &request, const std::stop_token &st
     set(CURLOPT_XFERINFODATA, const_cast<std::stop_token *>(&stop));
     set(CURLOPT_NOPROGRESS, 0L);
     if (const auto code = curl_easy_perform(transfer.get()); code != CURLE_OK)
-        return std::unexpected(failure(code, words.data()));
+        return std::unexpected(failure(code, words.data(), request.url.startsWith(u"https:"_s)));
     long status = 0;
     curl_easy_getinfo(transfer.get(), CURLINFO_RESPONSE_CODE, &status);
     reply.status = static_cast<int>(status);

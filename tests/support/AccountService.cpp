@@ -2,6 +2,7 @@
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
+#include <QSslServer>
 #include <QtEndian>
 
 #include <cstdlib>
@@ -69,23 +70,35 @@ void AccountService::Channel::send(const ChannelFrame &frame) {
     socket->flush();
 }
 
-AccountService::AccountService() {
-    if (!m_server.listen(QHostAddress::LocalHost))
+AccountService::AccountService(const std::optional<QSslConfiguration> &encryption) {
+    if (encryption) {
+        auto server = std::make_unique<QSslServer>();
+        server->setSslConfiguration(*encryption);
+        m_server = std::move(server);
+    } else {
+        m_server = std::make_unique<QTcpServer>();
+    }
+    if (!m_server->listen(QHostAddress::LocalHost))
         std::abort();
-    QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] { accept(); });
+    // Not newConnection, which an encrypted connection reports before it is one.
+    QObject::connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, m_server.get(), [this] { accept(); });
 }
 
 QString AccountService::base() const {
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort());
+    const bool encrypted = qobject_cast<const QSslServer *>(m_server.get()) != nullptr;
+    const auto place = encrypted ? QStringLiteral("https://localhost:%1") : QStringLiteral("http://127.0.0.1:%1");
+    return place.arg(port());
 }
 
 QUrl AccountService::channelURL() const {
-    return QUrl(QStringLiteral("ws://127.0.0.1:%1/agent?x=1").arg(m_server.serverPort()));
+    QUrl url(base() + QStringLiteral("/agent?x=1"));
+    url.setScheme(url.scheme() == QStringLiteral("http") ? QStringLiteral("ws") : QStringLiteral("wss"));
+    return url;
 }
 
 void AccountService::accept() {
-    while (auto *socket = m_server.nextPendingConnection()) {
-        QObject::connect(socket, &QTcpSocket::readyRead, &m_server, [this, socket] { readHead(socket); });
+    while (auto *socket = m_server->nextPendingConnection()) {
+        QObject::connect(socket, &QTcpSocket::readyRead, m_server.get(), [this, socket] { readHead(socket); });
         readHead(socket);
     }
 }
@@ -100,7 +113,7 @@ void AccountService::readHead(QTcpSocket *socket) {
     const auto length = request.header("Content-Length").toLongLong();
     if (received.size() < end + 4 + length)
         return;
-    socket->disconnect(&m_server);
+    socket->disconnect(m_server.get());
     socket->readAll();
     request.body = received.sliced(end + 4, length);
     if (!request.header("Upgrade").isEmpty())

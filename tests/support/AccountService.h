@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QHostAddress>
 #include <QJsonObject>
+#include <QSslConfiguration>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QUrl>
@@ -59,9 +60,11 @@ public:
         void hangUp() { socket->abort(); }
     };
 
-    AccountService();
+    // Encrypted with a configuration.
+    explicit AccountService(const std::optional<QSslConfiguration> &encryption = {});
 
-    QString base() const; // "http://127.0.0.1:PORT"
+    QString base() const; // "http://127.0.0.1:PORT", or "https://localhost:PORT"
+    quint16 port() const { return m_server->serverPort(); }
     QUrl channelURL() const;
 
     Answer answer = [](const AccountRequest &) { return AccountReply(); };
@@ -78,7 +81,7 @@ private:
     void reply(QTcpSocket *socket, const AccountRequest &request);
     void openChannel(QTcpSocket *socket, const AccountRequest &request, const QByteArray &rest);
 
-    QTcpServer m_server;
+    std::unique_ptr<QTcpServer> m_server;
 };
 
 } // namespace ombru::test
