@@ -70,7 +70,7 @@ void AccountService::Channel::send(const ChannelFrame &frame) {
     socket->flush();
 }
 
-AccountService::AccountService(const std::optional<QSslConfiguration> &encryption) {
+AccountService::AccountService(const std::optional<QSslConfiguration> &encryption, quint16 port) {
     if (encryption) {
         auto server = std::make_unique<QSslServer>();
         server->setSslConfiguration(*encryption);
@@ -78,7 +78,7 @@ AccountService::AccountService(const std::optional<QSslConfiguration> &encryptio
     } else {
         m_server = std::make_unique<QTcpServer>();
     }
-    if (!m_server->listen(QHostAddress::LocalHost))
+    if (!m_server->listen(QHostAddress::LocalHost, port))
         std::abort();
     // Not newConnection, which an encrypted connection reports before it is one.
     QObject::connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, m_server.get(), [this] { accept(); });
@@ -142,10 +142,12 @@ void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &reque
         socket->abort();
     if (manner != Manner::answers)
         return;
-    QObject::connect(socket, &QTcpSocket::readyRead, socket, [&channel] {
+    QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, &channel] {
         channel.unread += channel.socket->readAll();
-        while (auto frame = takeFrame(channel.unread))
+        while (auto frame = takeFrame(channel.unread)) {
             channel.frames.push_back(std::move(*frame));
+            onFrame(channel);
+        }
     });
     const auto key = request.header("Sec-WebSocket-Key") + GUID;
     socket->write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"

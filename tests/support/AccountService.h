@@ -60,8 +60,8 @@ public:
         void hangUp() { socket->abort(); }
     };
 
-    // Encrypted with a configuration.
-    explicit AccountService(const std::optional<QSslConfiguration> &encryption = {});
+    // Encrypted with a configuration. On a port of its own choice unless one is given.
+    explicit AccountService(const std::optional<QSslConfiguration> &encryption = {}, quint16 port = 0);
 
     QString base() const; // "http://127.0.0.1:PORT", or "https://localhost:PORT"
     quint16 port() const { return m_server->serverPort(); }
@@ -71,6 +71,7 @@ public:
     std::vector<AccountRequest> requests; // other than for channels
 
     Manner manner = Manner::answers;
+    std::function<void(Channel &)> onFrame = [](Channel &) {}; // its last one has just come
     std::vector<std::unique_ptr<Channel>> channels; // in the order they came, those that were not answered included
     Channel &newest() { return *channels.back(); }
     std::size_t frameCount() const { return channels.empty() ? 0 : channels.back()->frames.size(); }
