@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds BRIEF(BRIEF_MILLISECONDS);
-constexpr milliseconds AFTERWARDS(1000); // for what runs after a forced end: a display may not answer
+constexpr milliseconds AFTERWARDS(1000); // what runs after a forced end is waited for so long
 constexpr int ON_THEIR_WAY_OUT = 20;     // milliseconds that those have which end with the program
 constexpr std::size_t MOST_NAMED = 50;   // of what was left running
 constexpr int NO_WAY_TO_START = 127;
@@ -199,20 +199,20 @@ void Keeper::endAll() {
         runAfterwards();
 }
 
+// A display that does not answer yet has it go on alone, with nothing of ours open.
 void Keeper::runAfterwards() const {
     const pid_t keeper = ::getpid();
     const pid_t process = ::fork();
     if (process == 0) {
         becomeChild(keeper);
+        ::prctl(PR_SET_PDEATHSIG, 0);
+        ::close_range(STDERR_FILENO + 1, ~0U, 0);
         ::execl(m_afterwards, m_afterwards, nullptr);
         ::_exit(NO_WAY_TO_START);
     }
     const auto end = Clock::now() + AFTERWARDS;
-    while (process > 0 && ::waitpid(process, nullptr, WNOHANG) == 0) {
-        if (Clock::now() >= end)
-            ::kill(process, SIGKILL);
+    while (process > 0 && ::waitpid(process, nullptr, WNOHANG) == 0 && Clock::now() < end)
         ::poll(nullptr, 0, 2);
-    }
 }
 
 std::string Keeper::whatIsLeft() const {

@@ -61,6 +61,9 @@ void SettingsStore::report(const QString &trouble) const {
 }
 
 Result<SettingsText> SettingsStore::read() const {
+    // What is no file, a pipe say, could keep whoever reads it waiting.
+    if (const QFileInfo there(m_file); there.exists() && !there.isFile())
+        return std::unexpected(Failure{u"settings"_s, 3, u"it is no file"_s});
     QFile file(m_file);
     if (!file.open(QFile::ReadOnly)) {
         if (!QFileInfo::exists(m_file))

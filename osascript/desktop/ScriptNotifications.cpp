@@ -1,5 +1,6 @@
 #include "osascript/desktop/ScriptNotifications.h"
 
+#include "platform/linux/services/NotificationText.h"
 #include "platform/linux/services/SessionBusAddress.h"
 #include "platform/linux/x11/X11.h"
 
@@ -42,7 +43,7 @@ Result<> send(const applescript::NotificationRequest &request) {
         return std::unexpected(desktopFailure(CANNOT_DO_IT, u"There is no session bus to show a notification by."_s));
     QDBusConnection bus = QDBusConnection::connectToBus(address, name);
     const QDBusMessage capabilities = call(bus, u"GetCapabilities"_s, {});
-    const bool markup = capabilities.arguments().value(0).toStringList().contains(u"body-markup"_s);
+    const bool markup = readsMarkup(capabilities.arguments().value(0).toStringList());
     const QDBusMessage reply = call(bus, u"Notify"_s, arguments(request, markup));
     QDBusConnection::disconnectFromBus(name);
     if (reply.type() == QDBusMessage::ReplyMessage)

@@ -239,6 +239,19 @@ TEST_F(Keeper, OnlyAForcedEndIsFollowedByTheProgramForThat) {
     EXPECT_TRUE(followed(u"kill -KILL $PPID; sleep 338"_s, false)) << "also when the keeper was killed";
 }
 
+TEST_F(Keeper, WhatFollowsAForcedEndMayTakeLongerThanTheKeeper) {
+    auto command = marked(u"echo $$ > ready.new; mv ready.new ready; sleep 338"_s);
+    command.afterForcedEnd =
+        m_scratch.script(u"follow"_s, "cd '" + m_scratch.directory().toUtf8() +
+                                          "'; while [ ! -e go ]; do sleep 0.05; done; touch followed");
+    const auto process = start(command);
+    process->terminate();
+    await(process->ended());
+    EXPECT_FALSE(QFile::exists(m_scratch.path(u"followed"_s)));
+    m_scratch.write(u"go"_s, {});
+    EXPECT_TRUE(waitUntil([&] { return QFile::exists(m_scratch.path(u"followed"_s)); }));
+}
+
 TEST_F(Keeper, EndsWhoseFirstThreadHasEndedToo) {
     const auto helper = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/first-thread-ends"_s;
     const auto process =

@@ -76,7 +76,8 @@ TEST_F(NotificationsDesktop, TwoUpdatesLeaveOneWithTheSecondsText) {
     const auto gone = history();
     ASSERT_EQ(gone.size(), m_before + 1);
     EXPECT_EQ(gone[0].first, u"Step 2"_s);
-    EXPECT_EQ(gone[0].second, u"Typing <b>now</b> & then"_s);
+    EXPECT_EQ(gone[0].second, u"Typing <b>now</b> & then"_s.toHtmlEscaped())
+        << "as it was told to a server that reads markup";
 }
 
 TEST_F(NotificationsDesktop, ManyUpdatesInARowLeaveOne) {

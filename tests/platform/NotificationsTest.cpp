@@ -135,6 +135,14 @@ TEST_F(Notifications, TheTextIsShownAsItIsByAServerThatKnowsMarkup) {
     EXPECT_EQ(server.shown.at(0).body, u"&lt;b&gt;1 &amp; 2&lt;/b&gt;"_s);
 }
 
+TEST_F(Notifications, TheTextIsShownAsItIsByAServerThatKnowsLinksAlone) {
+    NotificationServerStandIn server(m_bus.address());
+    server.capabilities = {u"body"_s, u"body-hyperlinks"_s};
+    show(u"title"_s, true, u"<a href=\"file:///x\">1</a>"_s);
+    delivered();
+    EXPECT_EQ(server.shown.at(0).body, u"&lt;a href=&quot;file:///x&quot;&gt;1&lt;/a&gt;"_s);
+}
+
 TEST_F(Notifications, TheTextIsShownAsItIsByAServerThatDoesNot) {
     NotificationServerStandIn server(m_bus.address());
     show(u"title"_s, true, u"<b>1 & 2</b>"_s);

@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace ombru;
@@ -226,6 +227,14 @@ TEST_F(SettingsTest, AFileThatCannotBeReadIsNotWrittenOver) {
     ASSERT_FALSE(written);
     EXPECT_TRUE(written.error().description.startsWith(u"cannot write %1, which cannot be read: "_s.arg(path)));
     EXPECT_TRUE(QFileInfo(path).isDir());
+}
+
+TEST_F(SettingsTest, APipeInPlaceOfTheFileIsNotWaitedFor) {
+    QDir().mkpath(QFileInfo(path).path());
+    ASSERT_EQ(::mkfifo(qPrintable(path), 0600), 0);
+    Settings settings(path);
+    EXPECT_EQ(settings.maxSteps(), 15);
+    EXPECT_FALSE(settings.maxSteps.write(3));
 }
 
 TEST_F(SettingsTest, AnOverrideCountsForThisProcessOnly) {

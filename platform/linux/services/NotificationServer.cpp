@@ -1,6 +1,7 @@
 #include "platform/linux/services/NotificationServer.h"
 
 #include "base/Background.h"
+#include "platform/linux/services/NotificationText.h"
 #include "platform/linux/services/SessionBusAddress.h"
 
 #include <QDBusConnection>
@@ -96,7 +97,7 @@ Task<std::optional<Found>> find() {
     if (reply.type() != QDBusMessage::ReplyMessage)
         co_return std::nullopt;
     const QStringList capabilities = reply.arguments().value(0).toStringList();
-    co_return Found{reply.service(), co_await identity(bus), connection, capabilities.contains(u"body-markup"_s)};
+    co_return Found{reply.service(), co_await identity(bus), connection, readsMarkup(capabilities)};
 }
 
 Task<QDBusMessage> call(Found server, QString method, QVariantList arguments) {
