@@ -10,6 +10,7 @@
 #include <QStringList>
 #include <QThread>
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -30,7 +31,7 @@ struct FakeApplication {
 struct FakeRecording {
     int rate = 0;
     SystemAudio::Listener listener; // for the test to tell
-    bool ended = false;
+    std::atomic<bool> ended = false;
 };
 
 struct FakeDesktop {

@@ -31,7 +31,7 @@ protected:
     std::shared_ptr<FakeRecording> recording() { return desktop()->recordings.back(); }
     void play(std::vector<float> sound) { recording()->listener.onSound(sound); }
     bool ended() {
-        return waitUntil([this] { return recording()->ended; });
+        return waitUntil([this] { return recording()->ended.load(); });
     }
     bool says(const QString &line, qsizetype times = 1) {
         return waitUntil([&] { return events.count(line) == times; });

@@ -61,7 +61,7 @@ protected:
     }
     std::shared_ptr<FakeRecording> recording() { return desktop()->recordings.at(0); }
     bool ended() {
-        return waitUntil([this] { return desktop()->recordings.at(0)->ended; });
+        return waitUntil([this] { return desktop()->recordings.at(0)->ended.load(); });
     }
     void play(std::vector<float> sound) { recording()->listener.onSound(sound); }
 
