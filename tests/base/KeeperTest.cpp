@@ -134,7 +134,8 @@ TEST_F(Keeper, WhoStartsOthersWithoutEndIsEnded) {
 }
 
 TEST_F(Keeper, WhatAChildThatEndedByItselfLeftStaysAndIsNamed) {
-    const auto process = start(marked(u"sleep 338 & echo $! > ready; exit 3"_s));
+    const auto process =
+        start(marked(u"sleep 338 & until grep -q sleep /proc/$!/comm; do :; done; echo $! > ready; exit 3"_s));
     EXPECT_EQ(end(process).status, 3);
     EXPECT_EQ(process->left(), QStringList{u"sleep (%1)"_s.arg(ready())});
     EXPECT_TRUE(isAlive(ready()));
