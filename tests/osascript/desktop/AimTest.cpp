@@ -223,7 +223,7 @@ TEST_F(Aim, AKeyThatIsHeldGoesToNoWindowThatComesLater) {
     ASSERT_TRUE(desktop->input().type(u"x"_s, 0));
     EXPECT_TRUE(waitUntil([&] { return two.text().contains('x') && !one.text().isEmpty(); }));
     EXPECT_EQ(one.text(), "a");
-    EXPECT_EQ(two.text(), "x");
+    EXPECT_FALSE(two.text().contains('a')) << two.text().toStdString(); // at this rate a busy server repeats the x
     EXPECT_TRUE(desktop->input().holdKey(KEY_A, false));
 }
 
