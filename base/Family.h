@@ -34,7 +34,8 @@ public:
     // Those that have not ended.
     std::vector<FamilyMember> members() const;
 
-    // Asks all to end and kills those that are there at the deadline, which is asked for now and then. Nobody can start
+    // Asks all to end and kills those that are there at the deadline, which is asked for now and then, and may wait for
+    // children of this process that have ended. Nobody can start
     // another one in between: all are stopped before they are asked or killed. Returns once none is left, or a process
     // that cannot be killed, because a device keeps it, has had its time.
     void end(const Deadline &deadline) const;
@@ -45,7 +46,7 @@ private:
     std::vector<FamilyMember> stopAll() const;
     std::vector<pid_t> livingChildren(const std::set<pid_t> &children) const;
     bool isOver() const;
-    void killAll() const;
+    void killAll(const Deadline &reap) const;
 
     pid_t m_ancestor; // 0: none; a member unless it is this process
     pid_t m_session;  // 0: none

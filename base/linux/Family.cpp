@@ -172,13 +172,19 @@ bool Family::isOver() const {
     return isOwn ? livingChildren(before).empty() && ownChildren() == before : members().empty();
 }
 
-// Without a pause, so that one that forks and ends is met between the two.
-void Family::killAll() const {
+// Without a pause and without a look at all processes, so that one that forks and ends is met between the two: what has
+// lost its parent comes here.
+void Family::killAll(const Deadline &reap) const {
     if (m_ancestor != ::getpid())
         return;
-    for (int round = 0; round < MOST_KILLS && !isOver(); ++round)
-        for (const pid_t child : livingChildren(ownChildren()))
+    for (int round = 0; round < MOST_KILLS; ++round) {
+        reap(); // or those that have ended would be looked at again and again
+        const auto living = livingChildren(ownChildren());
+        if (living.empty())
+            return;
+        for (const pid_t child : living)
             ::kill(child, SIGKILL); // not waited for yet: the number is still its own
+    }
 }
 
 void Family::end(const Deadline &deadline) const {
@@ -196,8 +202,8 @@ void Family::end(const Deadline &deadline) const {
         if (now >= end + KILLING)
             return;
         if (now >= end) {
+            killAll(deadline);
             signalAll({SIGKILL});
-            killAll();
         }
         std::this_thread::sleep_for(GLANCE);
     }

@@ -264,6 +264,17 @@ TEST_F(Keeper, EndsWhoseFirstThreadHasEndedToo) {
     EXPECT_NE(::kill(pid_t(second), 0), 0) << "it is left";
 }
 
+// Faster than a look through all processes.
+TEST_F(Keeper, CatchesOneThatForksAndEndsAtOnce) {
+    const auto helper = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/forks-and-ends"_s;
+    const auto process = start(
+        marked(u"setsid '"_s + helper + u"' 20000 survived & sleep 0.5; echo $$ > ready.new; mv ready.new ready; sleep 338"_s));
+    process->terminate();
+    await(process->ended());
+    EXPECT_TRUE(nothingIsLeft());
+    EXPECT_FALSE(QFile::exists(m_scratch.path(u"survived"_s)));
+}
+
 // A process of its own session that asks for no other than itself, over and over, and ends each time.
 TEST_F(Keeper, MeetsOneThatForksAndEndsAgainAndAgain) {
     const auto process = start(marked(u"echo $$ > ready.new; mv ready.new ready; "
