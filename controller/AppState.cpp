@@ -1,5 +1,6 @@
 #include "controller/AppState.h"
 
+#include "base/Background.h"
 #include "base/Text.h"
 #include "controller/PermissionDesk.h"
 #include "controller/Prompts.h"
@@ -13,6 +14,19 @@
 namespace ombru {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype LONG_TEXT = 1 << 16; // characters
+
+// Writing tens of megabytes would hold the main thread: those may be in the log a moment late.
+void log(const Event &event) {
+    if (event.text.size() <= LONG_TEXT)
+        return logger::log(logLevel(event.kind), event.text);
+    runInBackground([event] { logger::log(logLevel(event.kind), event.text); });
+}
+
+} // namespace
 
 AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     Loop::main(); // from here on other threads may emit
@@ -30,7 +44,7 @@ void AppState::emit(const QString &text, EventKind kind) {
     if (text.isEmpty())
         return;
     const Event event{kind, text, Clock::unixSeconds()};
-    logger::log(logLevel(kind), text);
+    log(event);
     if (updatesLastEvent(kind))
         lastEvent = firstLine(text);
     if (m_web.exists() && isForwarded(kind))

@@ -1,6 +1,7 @@
 #include "controller/Prompts.h"
 #include "tests/controller/LoopFixture.h"
 
+#include <semaphore>
 #include <thread>
 
 using namespace ombru;
@@ -70,6 +71,29 @@ TEST_F(AppStateTest, EveryEventGoesToTheSystemLogAtItsLevel) {
     EXPECT_EQ(logged[0].level, LogLevel::error);
     EXPECT_EQ(logged[1].level, LogLevel::debug);
     EXPECT_EQ(logged[2].level, LogLevel::notice);
+}
+
+TEST_F(AppStateTest, AVeryLongTextReachesTheLogWithoutHoldingTheMainThread) {
+    constexpr int THREADS = 4; // of the background
+    std::counting_semaphore<THREADS> begun(0);
+    std::counting_semaphore<THREADS> go(0);
+    for (int thread = 0; thread < THREADS; ++thread)
+        runInBackground([&] {
+            begun.release();
+            go.acquire();
+        });
+    for (int thread = 0; thread < THREADS; ++thread)
+        begun.acquire();
+    const auto &logged = FakePlatform::instance().logged;
+    const auto before = logged.size();
+    const QString text(1 << 20, u'x');
+    state->emit(text, EventKind::bad);
+    EXPECT_EQ(logged.size(), before);
+    go.release(THREADS);
+    ASSERT_TRUE(test::waitUntil([] { return backgroundIsIdle(); }));
+    ASSERT_EQ(logged.size(), before + 1);
+    EXPECT_EQ(logged.back().text, text);
+    EXPECT_EQ(logged.back().level, LogLevel::error);
 }
 
 TEST_F(AppStateTest, TheLastEventIsTheFirstLineOfTheKindsThatCount) {

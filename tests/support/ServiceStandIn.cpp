@@ -89,13 +89,18 @@ private:
         const auto frame = channel.frames.back();
         channel.frames.clear();
         if (frame.opcode == 1)
-            print("<- " + (frame.payload.size() > 1000 ? frame.payload.first(1000) + "..." : frame.payload));
+            print("<- " + shortened(frame.payload));
         else if (frame.opcode == 2)
             count(frame.payload.size() / 2);
         else if (frame.opcode == 8)
             goodbye(channel, frame);
         else if (frame.opcode == 9)
             channel.send({10, frame.payload});
+    }
+
+    static QByteArray shortened(const QByteArray &text) {
+        constexpr qsizetype MOST = 1000;
+        return text.size() <= MOST ? text : text.first(MOST) + "... (" + QByteArray::number(text.size()) + " bytes)";
     }
 
     void count(qsizetype samples) {
