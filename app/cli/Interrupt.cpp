@@ -1,6 +1,7 @@
 #include "app/cli/Interrupt.h"
 
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,9 +12,11 @@ namespace {
 
 constexpr std::array SIGNALS{SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 std::array<int, 2> wakePipe{-1, -1};
+std::atomic<bool> wanted = false;
 
 extern "C" void noteSignal(int) {
     const int saved = errno;
+    wanted = true;
     // A full pipe has told the main thread already.
     [[maybe_unused]] const auto written = ::write(wakePipe[1], "!", 1);
     errno = saved;
@@ -34,6 +37,7 @@ Interrupt::Interrupt(std::function<void()> interrupted) {
                          std::array<char, 64> bytes;
                          while (::read(wakePipe[0], bytes.data(), bytes.size()) > 0) {
                          }
+                         wanted = false;
                          interrupted();
                      });
     for (const int signal : SIGNALS) {
@@ -41,6 +45,10 @@ Interrupt::Interrupt(std::function<void()> interrupted) {
         if (signal == SIGHUP && before == SIG_IGN) // `nohup`: the owner wants it to stay
             std::signal(signal, SIG_IGN);
     }
+}
+
+bool Interrupt::isWanted() {
+    return wanted;
 }
 
 Interrupt::~Interrupt() {

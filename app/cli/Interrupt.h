@@ -15,6 +15,9 @@ public:
     Interrupt(const Interrupt &) = delete;
     Interrupt &operator=(const Interrupt &) = delete;
 
+    // Whether that is wanted and the main thread has not been told yet: for what keeps it. Any thread.
+    static bool isWanted();
+
 private:
     std::unique_ptr<QSocketNotifier> m_notifier;
 };

@@ -1,10 +1,14 @@
 #include "app/cli/Terminal.h"
 
+#include "app/cli/Interrupt.h"
 #include "base/Text.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <clocale>
 #include <cwchar>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -41,6 +45,17 @@ const char *code(Colour colour) {
 int columnsOf(const QString &character) {
     const auto first = character.toUcs4().value(0);
     return std::max(1, ::wcwidth(wchar_t(first)));
+}
+
+// False when nobody takes what is there already, and the owner wants an end: that must be heard.
+bool waitForReader() {
+    constexpr int GLANCE_MILLISECONDS = 100;
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    while (::poll(&output, 1, GLANCE_MILLISECONDS) <= 0) {
+        if (Interrupt::isWanted())
+            return false;
+    }
+    return true;
 }
 
 int terminalColumns() {
@@ -144,7 +159,13 @@ void Terminal::showLive(const QString &text) {
 
 void Terminal::write(const QByteArray &bytes) {
     for (qsizetype written = 0; written < bytes.size() && !m_broken;) {
-        const auto count = ::write(STDOUT_FILENO, bytes.data() + written, bytes.size() - written);
+        if (!waitForReader()) {
+            m_broken = true;
+            return;
+        }
+        // So much goes into a pipe that takes anything.
+        const auto piece = std::min<qsizetype>(bytes.size() - written, PIPE_BUF);
+        const auto count = ::write(STDOUT_FILENO, bytes.data() + written, std::size_t(piece));
         if (count > 0)
             written += count;
         else if (count < 0 && errno != EINTR)

@@ -20,7 +20,8 @@ public:
     Terminal();
     ~Terminal() override; // takes the live line away
 
-    // Whoever read the output has gone; nothing printed from now on is seen.
+    // Whoever read the output has gone, or does not read on while the owner wants an end; nothing printed from now on is
+    // seen.
     bool isBroken() const { return m_broken; }
 
     // Somebody watches it, and it can show a live line.

@@ -1,5 +1,6 @@
 // The whole program on a real desktop, as its owner starts it; claude is played by the test.
 
+#include "base/Descriptor.h"
 #include "base/Process.h"
 #include "tests/support/Processes.h"
 #include "tests/support/StandIn.h"
@@ -7,8 +8,11 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -229,6 +233,21 @@ TEST_F(RunCommandTest, DoesNotGoOnUnseenWhenItsReaderHasGone) {
     EXPECT_EQ(test::contents(scratch.path(u"status"_s)).trimmed(), "1");
     EXPECT_TRUE(finished.err.contains(u"The output could not be written, so the task was stopped."_s));
     EXPECT_LE(claude.calls(), 2);
+}
+
+TEST_F(RunCommandTest, AReaderThatDoesNotReadKeepsNobodyFromStoppingIt) {
+    const auto path = scratch.path(u"out"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(path), 0600), 0);
+    const Descriptor unread(::open(qPrintable(path), O_RDWR | O_NONBLOCK));
+    reply(1, u"DONE: "_s + QString(200'000, u'x'));
+    const auto process = start(u"echo $$ >pid; exec \"$OMBRU\" run --json go >out"_s);
+    const auto isFull = [&] {
+        pollfd room{unread.number(), POLLOUT, 0};
+        return ::poll(&room, 1, 0) == 0;
+    };
+    ASSERT_TRUE(waitUntil(isFull));
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGINT);
+    EXPECT_EQ(finish(process).status, 1);
 }
 
 TEST_F(RunCommandTest, JsonIsNotChangedForTheEye) {
