@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <latch>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -53,7 +54,9 @@ constexpr std::size_t LOOPS = 2;
 std::vector<std::unique_ptr<WorkerLoop>> workers;
 
 WorkerLoop &nextWorker() {
+    static std::mutex mutex;
     static std::size_t next = 0;
+    const std::scoped_lock lock(mutex);
     if (workers.empty()) {
         Loop::main(); // made first and so ends last: what a queue reports late still finds it
         for (std::size_t number = 0; number < LOOPS; ++number)

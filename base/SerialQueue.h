@@ -17,7 +17,7 @@ namespace ombru {
 
 class SerialQueue {
 public:
-    explicit SerialQueue(QByteArray name); // main thread
+    explicit SerialQueue(QByteArray name); // the first one on the main thread, others also on a queue
     ~SerialQueue();                        // any thread; jobs that have not begun are dropped, nothing is waited for
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;

@@ -1,18 +1,15 @@
 // The sound that this computer plays, as 16-bit samples at a rate of the consumer's choice. All that is told comes on a
-// queue of its own, "ombru.audiocap"; the consumer hops to where it lives. Made on the main thread; start and stop may
-// be called from any.
+// queue of its own, "ombru.audiocap"; the consumer hops to where it lives. Made on the main thread or on a queue; start
+// and stop may be called from any.
 #pragma once
 #include "base/Task.h"
+#include "voice/Samples.h"
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <span>
-#include <vector>
 
 namespace ombru {
-
-using Samples = std::vector<std::int16_t>;
 
 // -1 to 1 becomes -32767 to 32767, truncated towards zero; what is beyond is cut off.
 Samples samplesOf(std::span<const float> sound);

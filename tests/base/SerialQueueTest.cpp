@@ -91,6 +91,19 @@ TEST(SerialQueue, ManyShareAFewThreads) {
     EXPECT_LE(threads.size(), 4U);
 }
 
+TEST(SerialQueue, OneMayBeMadeOnAnother) {
+    SerialQueue first("first");
+    SerialQueue second("second");
+    std::atomic<int> ran = 0;
+    for (auto *queue : {&first, &second})
+        for (int number = 0; number < 100; ++number)
+            queue->post([&ran] {
+                const auto made = std::make_shared<SerialQueue>("made");
+                made->post([made, &ran] { ++ran; });
+            });
+    EXPECT_TRUE(waitUntil([&] { return ran == 200; }));
+}
+
 TEST(SerialQueue, WhatHasNotBegunIsDroppedWithTheQueue) {
     std::latch begun(1);
     std::latch release(1);
