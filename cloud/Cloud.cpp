@@ -1,7 +1,7 @@
 #include "cloud/Cloud.h"
 
 #include "base/Background.h"
-#include "cloud/HttpExchange.h"
+#include "net/HttpExchange.h"
 #include "platform/HostInfo.h"
 
 #include <QJsonDocument>
@@ -24,6 +24,8 @@ Task<Result<HttpReply>> exchangeElsewhere(HttpRequest request, std::stop_token s
     auto reply = co_await backgroundWithin(
         LIMIT, stop, [request = std::move(request), token = given.get_token()] { return exchange(request, token); });
     given.request_stop();
+    if (reply && !*reply)
+        co_return std::unexpected(failure(reply->error().description, reply->error().code));
     if (reply)
         co_return *reply;
     co_return std::unexpected(

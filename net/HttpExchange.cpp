@@ -1,4 +1,4 @@
-#include "cloud/HttpExchange.h"
+#include "net/HttpExchange.h"
 
 #include <QFile>
 
@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype LARGEST_REPLY = 16 << 20; // bytes; a configuration is a thousandth of it
-constexpr long LIMIT_SECONDS = 60;
 constexpr long MOST_REDIRECTIONS = 5;
 constexpr auto SYSTEM_CERTIFICATES = "/etc/ssl/certs";
 
@@ -50,8 +49,8 @@ QString hint(CURLcode code, const QByteArray &words, bool encrypted) {
 
 Failure failure(CURLcode code, const char *words, bool encrypted) {
     if (code == CURLE_WRITE_ERROR)
-        return {u"cloud"_s, code, u"The reply is larger than anything the service has to say."_s};
-    return {u"cloud"_s, code,
+        return {u"http"_s, code, u"The reply is larger than anything the service has to say."_s};
+    return {u"http"_s, code,
             hint(code, words, encrypted) + QString::fromUtf8(*words ? words : curl_easy_strerror(code))};
 }
 
@@ -85,7 +84,7 @@ Result<HttpReply> exchange(const HttpRequest &request, const std::stop_token &st
         set(CURLOPT_CAINFO, authority.constData());
         set(CURLOPT_CAPATH, SYSTEM_CERTIFICATES);
     }
-    set(CURLOPT_TIMEOUT, LIMIT_SECONDS);
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(request.limit.count()));
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_ERRORBUFFER, words.data());
     set(CURLOPT_WRITEFUNCTION, &keep);

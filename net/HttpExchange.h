@@ -6,6 +6,7 @@
 #include <QByteArrayList>
 #include <QString>
 
+#include <chrono>
 #include <optional>
 #include <stop_token>
 
@@ -16,6 +17,7 @@ struct HttpRequest {
     QByteArrayList headers = {};    // whole lines, without their ends
     std::optional<QByteArray> body; // a POST with one, a GET without
     QString authority = {};         // a file with certificates that are trusted besides the system's; empty for none
+    std::chrono::milliseconds limit = std::chrono::seconds(60); // for all of it
 };
 
 struct HttpReply {
@@ -24,7 +26,7 @@ struct HttpReply {
 };
 
 // A reply of any status is one. Redirections are followed, without a token when they lead elsewhere. A stop ends it
-// within a second. A Failure has domain "cloud", the library's code, and its words.
+// within a second. A Failure has domain "http", the library's code, and its words.
 Result<HttpReply> exchange(const HttpRequest &request, const std::stop_token &stop);
 
 } // namespace ombru
