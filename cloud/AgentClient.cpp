@@ -1,12 +1,11 @@
 #include "cloud/AgentClient.h"
 
 #include "base/SerialQueue.h"
+#include "net/WebSocketSetup.h"
 #include "wire/AgentMessages.h"
 
 #include <QJsonDocument>
-#include <QNetworkProxyFactory>
 #include <QNetworkRequest>
-#include <QSslConfiguration>
 #include <QWebSocket>
 
 #include <algorithm>
@@ -26,19 +25,6 @@ constexpr Clock::Duration PING_INTERVAL = 25s;
 constexpr quint64 LARGEST_MESSAGE = 64 << 20; // bytes that the service may send at once
 constexpr qint64 MOST_UNSENT_SOUND = 1 << 20; // bytes
 
-// A channel goes the same way as a page of the same host.
-QNetworkProxy proxyFor(QUrl url) {
-    url.setScheme(url.scheme() == "ws"_L1 ? u"http"_s : u"https"_s);
-    return QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0, QNetworkProxy::NoProxy);
-}
-
-QSslConfiguration encryption(const QString &authority) {
-    auto configuration = QSslConfiguration::defaultConfiguration();
-    if (!authority.isEmpty())
-        configuration.addCaCertificates(authority);
-    return configuration;
-}
-
 } // namespace
 
 // The connection and what becomes of it. On the queue, which it holds, so that a goodbye outlives the client.
@@ -54,11 +40,7 @@ public:
             return;
         m_task = std::make_unique<QWebSocket>();
         auto *task = m_task.get();
-        task->setProxy(proxyFor(m_options.url));
-        task->setSslConfiguration(encryption(m_options.authority));
-        task->setMaxAllowedIncomingMessageSize(LARGEST_MESSAGE);
-        task->setMaxAllowedIncomingFrameSize(LARGEST_MESSAGE);
-        task->setOutgoingFrameSize(QWebSocket::maxOutgoingFrameSize()); // a message is one frame
+        setUp(*task, m_options.url, m_options.authority, LARGEST_MESSAGE);
         follow(task);
         m_opening = m_queue->after(OPENING, [this] { dropped(m_task.get()); });
         task->open(request());

@@ -1,0 +1,15 @@
+// What a WebSocket to another computer has in common with a page's request to the same host: its proxy and whom it
+// trusts. On the socket's thread, before it opens.
+#pragma once
+#include <QString>
+#include <QUrl>
+
+class QWebSocket;
+
+namespace ombru {
+
+// `authority`: a file with certificates that are trusted besides the system's; empty for none. A message goes out as
+// one frame, and what comes in may have so many bytes.
+void setUp(QWebSocket &socket, const QUrl &url, const QString &authority, quint64 largestMessage);
+
+} // namespace ombru

@@ -1,0 +1,192 @@
+#include "voice/Recognition.h"
+
+#include "base/SerialQueue.h"
+#include "net/WebSocketSetup.h"
+#include "voice/Deepgram.h"
+#include "voice/Mulaw.h"
+
+#include <QNetworkRequest>
+#include <QSslSocket>
+#include <QWebSocket>
+
+#include <vector>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto OPENING = 60s;
+constexpr Clock::Duration CLOSING = 1s;                // for what is still to be sent
+constexpr quint64 LARGEST_MESSAGE = 1 << 20;           // bytes
+constexpr qint64 MOST_UNSENT = OPENING.count() * RATE; // bytes: what a call can say while it opens
+constexpr auto CLOSE_STREAM = R"({"type": "CloseStream"})"_L1;
+
+// An encrypted socket counts apart what it has encrypted.
+qint64 unsent(const QWebSocket &socket) {
+    const auto *encrypted = socket.findChild<const QSslSocket *>();
+    return socket.bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
+}
+
+} // namespace
+
+// The connection and what becomes of it; it outlives the recognition for a goodbye.
+class Recognition::Link : public std::enable_shared_from_this<Link> {
+public:
+    Link(std::shared_ptr<SerialQueue> queue, Options options)
+        : m_queue(std::move(queue)), m_options(std::move(options)) {}
+
+    void openSoon() {
+        m_queue->post([weak = weak_from_this()] {
+            if (const auto link = weak.lock(); link && !link->m_over)
+                link->open();
+        });
+    }
+
+    void send(const QByteArray &bytes, bool isText) {
+        if (m_over || bytes.size() + (m_open ? unsent(*m_task) : m_waitingBytes) > MOST_UNSENT)
+            return;
+        if (m_open)
+            return write({bytes, isText});
+        m_waitingBytes += bytes.size();
+        m_waiting.push_back({bytes, isText});
+    }
+
+    void finish() {
+        if (m_over)
+            return;
+        if (!m_open)
+            return hangUp();
+        m_over = true;
+        m_open = false;
+        m_options = {};
+        m_goodbye = m_queue->after(CLOSING, [self = shared_from_this()] { self->hangUp(); });
+        m_task->sendTextMessage(CLOSE_STREAM);
+        m_task->close(QWebSocketProtocol::CloseCodeNormal);
+    }
+
+    void hangUp() {
+        m_over = true;
+        m_open = false;
+        m_options = {};
+        m_waiting.clear();
+        m_opening.cancel();
+        m_goodbye.cancel();
+        if (!m_task)
+            return;
+        m_task->disconnect();
+        m_task.release()->deleteLater(); // it may be in the middle of telling
+    }
+
+    bool isSayingGoodbye() const { return m_goodbye.pending(); }
+
+private:
+    struct Message {
+        QByteArray bytes;
+        bool isText = false;
+    };
+
+    void open() {
+        const auto allowed = authorization(m_options.key);
+        if (!allowed)
+            return fail(u"the key has characters that no key has"_s);
+        QNetworkRequest request(m_options.url);
+        request.setRawHeader("Authorization", *allowed);
+        m_task = std::make_unique<QWebSocket>();
+        setUp(*m_task, m_options.url, m_options.authority, LARGEST_MESSAGE);
+        follow(m_task.get());
+        m_opening = m_queue->after(OPENING, [this] { fail(u"no answer within %1 seconds"_s.arg(OPENING.count())); });
+        m_task->open(request);
+    }
+
+    void follow(QWebSocket *task) {
+        QObject::connect(task, &QWebSocket::connected, task, [this] { opened(); });
+        QObject::connect(task, &QWebSocket::textMessageReceived, task, [this](const QString &text) { receive(text); });
+        QObject::connect(task, &QWebSocket::aboutToClose, task, [this, task] { closed(*task); });
+        QObject::connect(task, &QWebSocket::disconnected, task, [this, task] { lost(*task); });
+        QObject::connect(task, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), task,
+                         [this, task] { lost(*task); });
+    }
+
+    void opened() {
+        m_opening.cancel();
+        m_open = true;
+        for (const auto &message : std::exchange(m_waiting, {}))
+            write(message);
+    }
+
+    void write(const Message &message) {
+        if (message.isText)
+            m_task->sendTextMessage(QString::fromUtf8(message.bytes));
+        else
+            m_task->sendBinaryMessage(message.bytes);
+    }
+
+    // Whoever is told may let go of the callback, and of this.
+    void receive(const QString &text) {
+        const auto self = shared_from_this();
+        if (const auto onText = m_options.onText)
+            onText(text);
+    }
+
+    // By the other side, or because of what it said; ours is no news.
+    void closed(const QWebSocket &task) {
+        const auto reason = task.closeReason();
+        fail(u"the service closed the connection (%1)"_s.arg(
+            reason.isEmpty() ? QString::number(task.closeCode()) : u"%1: %2"_s.arg(task.closeCode()).arg(reason)));
+    }
+
+    void lost(const QWebSocket &task) {
+        if (m_over)
+            return hangUp();
+        fail(task.errorString());
+    }
+
+    void fail(QString description) {
+        if (m_over)
+            return;
+        const auto self = shared_from_this();
+        if (!m_options.key.isEmpty())
+            description.replace(m_options.key, u"…"_s); // what the service says may repeat it
+        const auto onFailure = m_options.onFailure;
+        hangUp();
+        if (onFailure)
+            onFailure(description);
+    }
+
+    const std::shared_ptr<SerialQueue> m_queue;
+    Options m_options; // none once it is over
+    std::unique_ptr<QWebSocket> m_task;
+    bool m_open = false;
+    bool m_over = false;
+    std::vector<Message> m_waiting; // to be open
+    qint64 m_waitingBytes = 0;
+    Timer m_opening;
+    Timer m_goodbye;
+};
+
+Recognition::Recognition(std::shared_ptr<SerialQueue> queue, Options options)
+    : m_link(std::make_shared<Link>(std::move(queue), std::move(options))) {
+    m_link->openSoon();
+}
+
+Recognition::~Recognition() {
+    if (!m_link->isSayingGoodbye())
+        m_link->hangUp();
+}
+
+void Recognition::send(const QByteArray &bytes) {
+    m_link->send(bytes, false);
+}
+
+void Recognition::sendText(const QString &text) {
+    m_link->send(text.toUtf8(), true);
+}
+
+void Recognition::finish() {
+    m_link->finish();
+}
+
+} // namespace ombru
