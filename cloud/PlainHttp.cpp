@@ -23,4 +23,10 @@ QString readableOnTheWayText(const QString &address) {
            "the way is yours."_s.arg(address);
 }
 
+QString speechReadableOnTheWayText(const QString &address) {
+    return u"%1 is not encrypted. Whoever is on the way can read the speech service's key, hear your calls, and put "
+           u"words "
+           u"into your mouth, which become tasks. Use https, unless all of the way is yours."_s.arg(address);
+}
+
 } // namespace ombru

@@ -24,4 +24,12 @@ bool Settings::isChannelAddress(const QString &text) {
     return text.isEmpty() || (url.isValid() && !url.host().isEmpty() && scheme);
 }
 
+bool Settings::isOrigin(const QString &text) {
+    return isServiceAddress(text) && QUrl(text).path().isEmpty();
+}
+
+bool Settings::isCallInterface(const QString &text) {
+    return text == "loopback"_L1 || text == "any"_L1;
+}
+
 } // namespace ombru

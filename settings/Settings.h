@@ -14,6 +14,13 @@ class Settings : public SettingsStore {
     static constexpr TextRule CHANNEL_ADDRESS{isChannelAddress,
                                               u"an address such as wss://ombru.example/agent, or nothing"};
 
+    static bool isOrigin(const QString &text);
+    static constexpr TextRule ORIGIN{isOrigin,
+                                     u"an http or https address without a path, such as https://api.deepgram.com"};
+
+    static bool isCallInterface(const QString &text);
+    static constexpr TextRule CALL_INTERFACE{isCallInterface, u"loopback or any"};
+
 public:
     using SettingsStore::SettingsStore;
 
@@ -31,6 +38,11 @@ public:
     RealSetting scriptTimeout{*this, u"scriptTimeout", 60, {0.1, 86400, u"seconds"}, u"how long one script may run"};
     RealSetting settle{*this, u"settle", 1, {0, 60, u"seconds"}, u"pause after a script before the next screenshot"};
     IntegerSetting callPort{*this, u"callPort", 8765, {1, 65535}, u"TCP port of the local call server"};
+    TextSetting callInterface{*this, u"callInterface", u"loopback",
+                              u"who reaches the call server: loopback, this computer; any, the network too",
+                              CALL_INTERFACE};
+    TextSetting speechURL{*this, u"speechURL", u"https://api.deepgram.com",
+                          u"address of the service that listens and speaks in calls", ORIGIN};
     TextSetting cachedPrompt{*this, u"cachedPrompt", u"", u"last system prompt received from the service"};
     MapSetting appAutomation{*this,
                              u"appAutomation",

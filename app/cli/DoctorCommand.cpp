@@ -81,6 +81,8 @@ void DoctorCommand::showService() {
         if (isReadableOnTheWay(address))
             print(m_terminal, finding(u"service"_s, Check{false, readableOnTheWayText(address), {}}));
     }
+    if (const auto address = settings.speechURL(); isReadableOnTheWay(address))
+        print(m_terminal, finding(u"speech"_s, Check{false, speechReadableOnTheWayText(address), {}}));
 }
 
 Task<> DoctorCommand::showAllowed(const Claude::State &claude) {

@@ -30,6 +30,26 @@ void list(const Settings &settings, Terminal &terminal) {
     terminal.print(u"Kept in %1"_s.arg(settings.file()), Colour::dim);
 }
 
+// What a script does not change.
+enum class Guarded { nothing, account, calls };
+
+Guarded guarded(const Settings &settings, const Setting *setting) {
+    if (setting == &settings.serverURL || setting == &settings.agentURL)
+        return Guarded::account;
+    const bool calls = setting == &settings.speechURL || setting == &settings.callInterface;
+    return calls ? Guarded::calls : Guarded::nothing;
+}
+
+QString refusal(Guarded what) {
+    return what == Guarded::account
+               ? notForScriptsText()
+               : u"A script cannot change who takes part in your calls; only you can, outside of it."_s;
+}
+
+QString warning(Guarded what, const QString &address) {
+    return what == Guarded::account ? readableOnTheWayText(address) : speechReadableOnTheWayText(address);
+}
+
 int refuse(const QString &why, int status = 2) {
     qCritical("%s", qUtf8Printable(why));
     return status;
@@ -52,13 +72,13 @@ int runCommand(SettingsOptions options) {
         terminal.print(setting->text());
         return 0;
     }
-    const bool service = setting == &settings.serverURL || setting == &settings.agentURL;
-    if (service && servesAScript())
-        return refuse(notForScriptsText(), 1);
+    const auto what = guarded(settings, setting);
+    if (what != Guarded::nothing && servesAScript())
+        return refuse(refusal(what), 1);
     if (const auto done = setting->writeTyped(*options.value); !done)
         return refuse(done.error().description);
-    if (service && isReadableOnTheWay(setting->text()))
-        qWarning("%s", qUtf8Printable(readableOnTheWayText(setting->text())));
+    if (what != Guarded::nothing && isReadableOnTheWay(setting->text()))
+        qWarning("%s", qUtf8Printable(warning(what, setting->text())));
     return 0;
 }
 

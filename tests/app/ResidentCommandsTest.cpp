@@ -229,6 +229,13 @@ TEST_F(ResidentCommands, WhatCanBeReadOnTheWayIsSaidFirst) {
     EXPECT_EQ(set.status, 0);
     EXPECT_TRUE(set.out.startsWith(u"ws://ombru.invalid/agent is not encrypted."_s)) << set.out.toStdString();
     EXPECT_EQ(ombru({u"settings"_s, u"serverURL"_s, u"https://ombru.invalid"_s}).out, QString());
+    const auto speech = ombru({u"settings"_s, u"speechURL"_s, u"http://ombru.invalid"_s});
+    EXPECT_EQ(speech.status, 0);
+    EXPECT_TRUE(
+        speech.out.startsWith(u"http://ombru.invalid is not encrypted. Whoever is on the way can read the speech "
+                              u"service's key"_s))
+        << speech.out.toStdString();
+    EXPECT_EQ(ombru({u"settings"_s, u"speechURL"_s, u"http://localhost:1"_s}).out, QString());
 }
 
 TEST_F(ResidentCommands, CtrlCCancelsASignIn) {
@@ -263,6 +270,12 @@ TEST_F(ResidentCommands, AScriptSignsNobodyInOrOut) {
                              u"settings serverURL http://elsewhere"_s, u"settings agentURL ws://elsewhere"_s}) {
         const auto refused = below(line);
         EXPECT_TRUE(refused.out.contains(u"A script cannot change which service this computer belongs to"_s))
+            << line.toStdString() << refused.out.toStdString();
+        EXPECT_TRUE(refused.out.contains(u"1\n"_s));
+    }
+    for (const auto &line : {u"settings speechURL http://elsewhere"_s, u"settings callInterface any"_s}) {
+        const auto refused = below(line);
+        EXPECT_TRUE(refused.out.contains(u"A script cannot change who takes part in your calls"_s))
             << line.toStdString() << refused.out.toStdString();
         EXPECT_TRUE(refused.out.contains(u"1\n"_s));
     }

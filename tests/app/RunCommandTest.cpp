@@ -368,8 +368,9 @@ TEST_F(RunCommandTest, TestClaudeTellsWhetherItAnswers) {
 TEST_F(RunCommandTest, SettingsAreListedReadAndChanged) {
     const auto list = run(u"\"$OMBRU\" settings"_s);
     EXPECT_EQ(list.status, 0);
-    for (const auto &setting : {u"serverURL"_s, u"model"_s, u"maxSteps"_s, u"scriptTimeout"_s, u"settle"_s,
-                                u"callPort"_s, u"cachedPrompt"_s, u"appAutomation"_s})
+    for (const auto &setting :
+         {u"serverURL"_s, u"model"_s, u"maxSteps"_s, u"scriptTimeout"_s, u"settle"_s, u"callPort"_s, u"callInterface"_s,
+          u"speechURL"_s, u"cachedPrompt"_s, u"appAutomation"_s})
         EXPECT_TRUE(list.out.contains(setting)) << setting.toStdString();
     EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps 7"_s).status, 0);
     EXPECT_EQ(run(u"\"$OMBRU\" settings maxSteps"_s).out, u"7\n"_s);

@@ -212,6 +212,8 @@ TEST_F(StatusTest, TheDoctorWarnsOfWhatCanBeReadOnTheWay) {
     EXPECT_TRUE(said.contains(u"✗ service           http://example.org is not encrypted. Whoever is on the way"_s))
         << said.toStdString();
     EXPECT_EQ(said.count(u"is not encrypted"_s), 1);
+    ASSERT_TRUE(state->settings.speechURL.write(u"http://speech.example"_s));
+    EXPECT_TRUE(doctor().text.contains(u"✗ speech            http://speech.example is not encrypted."_s));
 }
 
 TEST_F(StatusTest, TheDoctorCanBeInterruptedToo) {

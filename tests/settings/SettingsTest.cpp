@@ -122,6 +122,33 @@ TEST_F(SettingsTest, AServiceAddressMayHaveAPortAndAPath) {
     }
 }
 
+TEST_F(SettingsTest, TheSpeechServiceIsAnOriginAndNothingElse) {
+    Settings settings(path);
+    EXPECT_EQ(settings.speechURL(), u"https://api.deepgram.com"_s);
+    for (const auto &typed :
+         {u"http://localhost:9000"_s, u"https://speech.example"_s, u"https://[::1]:8"_s, u"HTTPS://host"_s})
+        EXPECT_TRUE(settings.speechURL.write(typed)) << typed.toStdString();
+    for (const auto &typed : {u""_s, u"host"_s, u"wss://host"_s, u"ftp://host"_s, u"https://"_s, u"https://host/"_s,
+                              u"https://host/v1"_s, u"https://host?a"_s, u"https://host#a"_s, u"https://key@host"_s}) {
+        const auto refused = settings.speechURL.write(typed);
+        ASSERT_FALSE(refused) << typed.toStdString();
+        EXPECT_EQ(refused.error().description,
+                  u"speechURL cannot be \"%1\": it takes an http or https address without a "
+                  u"path, such as https://api.deepgram.com"_s.arg(typed));
+    }
+    EXPECT_EQ(settings.speechURL(), u"HTTPS://host"_s);
+}
+
+TEST_F(SettingsTest, CallsAreTakenFromThisComputerUnlessItsOwnerSaysFromAny) {
+    Settings settings(path);
+    EXPECT_EQ(settings.callInterface(), u"loopback"_s);
+    EXPECT_TRUE(settings.callInterface.write(u"any"_s));
+    for (const auto &typed : {u""_s, u"0.0.0.0"_s, u"Any"_s})
+        EXPECT_EQ(settings.callInterface.write(typed).error().description,
+                  u"callInterface cannot be \"%1\": it takes loopback or any"_s.arg(typed));
+    EXPECT_EQ(settings.callInterface(), u"any"_s);
+}
+
 TEST_F(SettingsTest, AnUnknownKeyIsNone) {
     const Settings settings(path);
     EXPECT_EQ(settings.find(u"maxstep"), nullptr);
