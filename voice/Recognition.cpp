@@ -141,7 +141,7 @@ private:
     void lost(const QWebSocket &task) {
         if (m_over)
             return hangUp();
-        fail(task.errorString());
+        fail(task.errorString().remove(u"QWebSocketPrivate::processHandshake: "_s));
     }
 
     void fail(QString description) {

@@ -119,18 +119,27 @@ void AccountService::readHead(QTcpSocket *socket) {
     if (!request.header("Upgrade").isEmpty())
         return openChannel(socket, request, received.sliced(end + 4 + length));
     requests.push_back(request);
-    reply(socket, request);
+    m_requesters.push_back(socket);
+    send(socket, answer(request));
 }
 
-void AccountService::reply(QTcpSocket *socket, const AccountRequest &request) {
-    const auto reply = answer(request);
-    if (reply.manner == AccountReply::Manner::silence)
+void AccountService::answerNow(std::size_t number, const AccountReply &reply) {
+    send(m_requesters.at(number), reply);
+}
+
+bool AccountService::isWaitedFor(std::size_t number) const {
+    return m_requesters.at(number)->state() == QAbstractSocket::ConnectedState;
+}
+
+void AccountService::send(QTcpSocket *socket, const AccountReply &reply) {
+    using Manner = AccountReply::Manner;
+    if (reply.manner == Manner::silence || reply.manner == Manner::later)
         return;
     socket->write("HTTP/1.1 " + QByteArray::number(reply.status) + " -\r\nConnection: close\r\n" + reply.headers +
                   "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n\r\n");
-    const bool whole = reply.manner == AccountReply::Manner::whole;
-    socket->write(whole ? reply.body : reply.body.first(reply.body.size() / 2));
-    socket->disconnectFromHost();
+    socket->write(reply.manner == Manner::whole ? reply.body : reply.body.first(reply.body.size() / 2));
+    if (reply.manner != Manner::stallsMidway)
+        socket->disconnectFromHost();
 }
 
 void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &request, const QByteArray &rest) {
@@ -140,6 +149,8 @@ void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &reque
     QObject::connect(socket, &QTcpSocket::disconnected, socket, [&channel] { channel.gone = true; });
     if (manner == Manner::hangsUp)
         socket->abort();
+    if (manner == Manner::refuses)
+        send(socket, refusal);
     if (manner != Manner::answers)
         return;
     QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, &channel] {
@@ -154,6 +165,7 @@ void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &reque
                   "Sec-WebSocket-Accept: " +
                   QCryptographicHash::hash(key, QCryptographicHash::Sha1).toBase64() + "\r\n\r\n");
     socket->flush();
+    onChannel(channel);
 }
 
 } // namespace ombru::test

@@ -27,7 +27,7 @@ struct AccountRequest {
 };
 
 struct AccountReply {
-    enum class Manner { whole, dropsMidway, silence };
+    enum class Manner { whole, dropsMidway, stallsMidway, silence, later };
     int status = 200;
     QByteArray body = "{}";
     QByteArray headers = {}; // whole lines
@@ -46,7 +46,7 @@ public:
     using Answer = std::function<AccountReply(const AccountRequest &)>;
 
     // Whoever asks for an upgrade gets a channel, unless this is not its manner.
-    enum class Manner { answers, stalls, hangsUp };
+    enum class Manner { answers, stalls, hangsUp, refuses };
 
     struct Channel {
         std::unique_ptr<QTcpSocket> socket;
@@ -70,8 +70,14 @@ public:
     Answer answer = [](const AccountRequest &) { return AccountReply(); };
     std::vector<AccountRequest> requests; // other than for channels
 
+    // The reply to a request, by its number, that was to come later; and whether anybody still waits for it.
+    void answerNow(std::size_t number, const AccountReply &reply);
+    bool isWaitedFor(std::size_t number) const;
+
     Manner manner = Manner::answers;
-    std::function<void(Channel &)> onFrame = [](Channel &) {}; // its last one has just come
+    AccountReply refusal = {.status = 403};
+    std::function<void(Channel &)> onChannel = [](Channel &) {}; // it has just been answered
+    std::function<void(Channel &)> onFrame = [](Channel &) {};   // its last one has just come
     std::vector<std::unique_ptr<Channel>> channels; // in the order they came, those that were not answered included
     Channel &newest() { return *channels.back(); }
     std::size_t frameCount() const { return channels.empty() ? 0 : channels.back()->frames.size(); }
@@ -79,10 +85,11 @@ public:
 private:
     void accept();
     void readHead(QTcpSocket *socket);
-    void reply(QTcpSocket *socket, const AccountRequest &request);
+    static void send(QTcpSocket *socket, const AccountReply &reply);
     void openChannel(QTcpSocket *socket, const AccountRequest &request, const QByteArray &rest);
 
     std::unique_ptr<QTcpServer> m_server;
+    std::vector<QTcpSocket *> m_requesters; // the server's; in the order of the requests
 };
 
 } // namespace ombru::test
