@@ -22,7 +22,7 @@ Failure givenUp() {
     return {u"http"_s, CURLE_ABORTED_BY_CALLBACK, u"The request was given up."_s};
 }
 
-// What is under way, and the thread that sees to it.
+// What is under way, and the thread that sees to it. Each transfer looks for its stop itself whenever the thread wakes.
 class Transfers {
 public:
     Transfers() : m_multi(curl_multi_init(), curl_multi_cleanup), m_thread([this] { run(); }) {}
@@ -68,7 +68,6 @@ private:
             int running = 0;
             curl_multi_perform(m_multi.get(), &running);
             tellOutcomes();
-            tellStops();
             curl_multi_poll(m_multi.get(), nullptr, 0, LONGEST_SLEEP, nullptr);
         }
         begin();
@@ -95,17 +94,6 @@ private:
                 continue;
             const auto each = find(message->easy_handle);
             tell(message->easy_handle, (*each)->transfer.outcome(message->data.result));
-        }
-    }
-
-    void tellStops() {
-        for (auto each = m_waiting.begin(); each != m_waiting.end();) {
-            if ((*each)->transfer.isStopped()) {
-                tell((*each)->transfer.handle(), std::unexpected(givenUp()));
-                each = m_waiting.begin();
-            } else {
-                ++each;
-            }
         }
     }
 

@@ -15,7 +15,6 @@ public:
     HttpTransfer &operator=(const HttpTransfer &) = delete;
 
     CURL *handle() const { return m_handle.get(); }
-    bool isStopped() const { return m_stop.stop_requested(); }
 
     // Of a handle that is done. Once.
     Result<HttpReply> outcome(CURLcode code);

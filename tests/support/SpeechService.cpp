@@ -101,8 +101,7 @@ void SpeechService::refuse(const AccountReply &reply) {
 }
 
 bool SpeechService::isDeserted() const {
-    return !m_service.channels.empty() &&
-           std::ranges::all_of(m_service.channels, [](const auto &channel) { return channel->gone; });
+    return std::ranges::all_of(m_service.channels, [](const auto &channel) { return channel->gone; });
 }
 
 AccountReply SpeechService::reply(const AccountRequest &request) {

@@ -89,7 +89,8 @@ public:
     // What becomes of who wants to be listened to.
     void refuse(const AccountReply &reply);
     void stall() { m_service.manner = AccountService::Manner::stalls; }
-    bool isDeserted() const; // somebody came, and nobody is there any more
+    std::size_t visits() const { return m_service.channels.size(); } // those that were not answered included
+    bool isDeserted() const;                                         // nobody is there, or nobody is any more
 
 private:
     AccountReply reply(const AccountRequest &request);

@@ -398,6 +398,7 @@ TEST_F(RecognitionTest, AKeyThatNoHeaderMayHaveIsNotSent) {
 TEST_F(RecognitionTest, FinishingWhileItOpensHangsUp) {
     service.stall();
     begin();
+    ASSERT_TRUE(waitUntil([this] { return service.visits() == 1; }));
     finish();
     EXPECT_TRUE(waitUntil([this] { return service.isDeserted(); }));
     EXPECT_TRUE(failures().isEmpty());
