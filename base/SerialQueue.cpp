@@ -7,6 +7,7 @@
 #include <latch>
 #include <mutex>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 namespace ombru {
@@ -24,11 +25,12 @@ public:
         m_thread.join();
     }
     Loop &loop() { return *m_loop; }
+    std::unordered_map<const void *, std::shared_ptr<void>> &held() { return m_held; } // on the loop
     bool isCurrent() const { return m_thread.get_id() == std::this_thread::get_id(); }
 
 private:
-    // What was posted before the end still runs, and no timer keeps anything: the objects of a queue are destroyed on
-    // their own loop.
+    // What was posted before the end still runs, and nothing is kept by a timer or held: the objects of a queue are
+    // destroyed on their own loop.
     void run(std::latch &ready) {
         QEventLoop events;
         Loop loop;
@@ -38,12 +40,14 @@ private:
         events.exec();
         do {
             loop.m_timers.clear();
+            std::exchange(m_held, {});
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         } while (loop.runJobs());
     }
 
     Loop *m_loop = nullptr; // the thread's own, as long as it runs
     QEventLoop *m_events = nullptr;
+    std::unordered_map<const void *, std::shared_ptr<void>> m_held;
     std::thread m_thread;
 };
 
@@ -101,6 +105,17 @@ Timer SerialQueue::after(Clock::Duration delay, Job job) {
         if (!state->closed)
             job();
     });
+}
+
+void SerialQueue::hold(std::shared_ptr<void> object) {
+    Q_ASSERT(isCurrent());
+    const void *address = object.get();
+    m_state->worker.held().emplace(address, std::move(object));
+}
+
+void SerialQueue::release(const void *object) {
+    Q_ASSERT(isCurrent());
+    const auto released = m_state->worker.held().extract(object); // what it lets go of may hold or release, too
 }
 
 void SerialQueue::runOnLoop(const std::shared_ptr<State> &state, Job job) {

@@ -28,6 +28,10 @@ public:
     void post(Job job);                                        // any thread
     [[nodiscard]] Timer after(Clock::Duration delay, Job job); // on the queue; so is the timer's end
 
+    // Keeps the object until it is released, to the end of the loop at most; then it is let go of there. On the queue.
+    void hold(std::shared_ptr<void> object);
+    void release(const void *object);
+
     // An object that is destroyed on the queue's loop, whoever lets go of it last. Any thread.
     template <class T, class... Arguments>
     std::shared_ptr<T> make(Arguments &&...arguments) {

@@ -138,6 +138,24 @@ TEST(SerialQueue, ItsObjectsDieOnItsLoopWhoeverLetsGo) {
     EXPECT_EQ(diedOn->load(), loop.load());
 }
 
+TEST(SerialQueue, HoldsAnObjectUntilItIsReleased) {
+    const auto diedOn = std::make_shared<std::atomic<QThread *>>(nullptr);
+    std::atomic<QThread *> loop = nullptr;
+    SerialQueue queue("test");
+    auto object = std::make_shared<Grave>(diedOn);
+    const void *address = object.get();
+    queue.post([&queue, &loop, object = std::move(object)]() mutable {
+        queue.hold(std::move(object));
+        loop = QThread::currentThread();
+    });
+    finish(queue);
+    EXPECT_EQ(diedOn->load(), nullptr);
+    queue.post([&queue, address] { queue.release(address); });
+    finish(queue);
+    EXPECT_NE(diedOn->load(), nullptr);
+    EXPECT_EQ(diedOn->load(), loop.load());
+}
+
 TEST(SerialQueue, TimersRunOnItWhenTheirTimeHasCome) {
     ManualClock clock;
     SerialQueue queue("test");

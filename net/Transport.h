@@ -1,0 +1,63 @@
+// TCP connections to this computer, on a queue of their own. One descriptor is watched for all of them, so that a
+// thousand cost the loop no more than one. Nobody has to keep a connection: the transport keeps each until it is
+// closed, and the loop keeps the transport as long as there is one, also when whoever made it has let go.
+//
+// Made on the main thread by make(); everything else on the queue.
+#pragma once
+#include "base/SerialQueue.h"
+#include "net/Readiness.h"
+#include "net/Socket.h"
+#include "net/Stream.h"
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+class QSocketNotifier;
+
+namespace ombru {
+
+class Transport : public std::enable_shared_from_this<Transport> {
+public:
+    static std::shared_ptr<Transport> make(QByteArray queueName);
+    explicit Transport(std::unique_ptr<SerialQueue> queue);
+    ~Transport();
+
+    SerialQueue &queue() { return *m_queue; } // any thread
+
+    using OnConnection = std::function<void(std::shared_ptr<Stream>)>; // starts it
+
+    // One listener at a time. First it is made, then it listens, and gives the port: for 0 a free one. Accepting goes
+    // on later when the system has no descriptors left.
+    Result<> makeListener(Interface interface);
+    Result<std::uint16_t> listen(std::uint16_t port, OnConnection onConnection);
+    void stopListening(); // connections stay
+
+private:
+    friend class Stream;
+
+    bool open();
+    void turn();
+    bool handle(std::span<const Readiness::Event> events);
+    void acceptSome();
+    void acceptLater();
+    void adopt(Descriptor socket);
+    void endsSoon(std::uint64_t key);
+    void forget(std::uint64_t key);
+
+    std::unique_ptr<SerialQueue> m_queue;
+    std::shared_ptr<Readiness> m_readiness; // as the next ones, from the first listener on
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    std::vector<char> m_buffer; // for what one stream receives at a time
+    Interface m_interface = Interface::loopback;
+    Descriptor m_listening;
+    OnConnection m_onConnection;
+    Timer m_acceptAgain;
+    std::uint64_t m_lastKey = 0;
+    std::unordered_map<std::uint64_t, std::shared_ptr<Stream>> m_streams;
+    std::deque<std::uint64_t> m_ending; // in the order in which they were cancelled; some are gone already
+};
+
+} // namespace ombru
