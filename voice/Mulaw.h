@@ -23,7 +23,7 @@ const UlawTable &ulawTable();
 // One byte a sample.
 QByteArray pcmToUlaw(std::span<const std::int16_t> samples);
 
-// The same into memory of the caller's, which has room for them.
+// The same into memory of the caller's, which has room for them and is not theirs.
 void pcmToUlaw(std::span<const std::int16_t> samples, std::uint8_t *into);
 
 } // namespace ombru
