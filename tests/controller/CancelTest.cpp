@@ -1,5 +1,4 @@
-#include "tests/controller/LoopFixture.h"
-#include "tests/support/Processes.h"
+#include "tests/controller/CancelFixture.h"
 
 #include <atomic>
 #include <vector>
@@ -7,6 +6,7 @@
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using Outcome = TaskResult::Outcome;
+using Cancel = test::CancelFixture;
 using test::waitUntil;
 
 namespace {
@@ -32,54 +32,7 @@ private:
     std::shared_ptr<std::atomic<bool>> m_released = std::make_shared<std::atomic<bool>>(false);
 };
 
-// Ends what a test's processes have left behind.
-struct Kept {
-    Kept() { Process::setKeeper(qEnvironmentVariable("OMBRU_BIN") + u"/ombru-keeper"_s); }
-    ~Kept() { Process::setKeeper({}); }
-    Kept(const Kept &) = delete;
-    Kept &operator=(const Kept &) = delete;
-};
-
 } // namespace
-
-class Cancel : public test::LoopFixture {
-protected:
-    // Cancels in the middle of the turn, where that event is: the await that follows it notices.
-    void cancelAt(const QString &start) {
-        cancelling = state->onEvent([this, start](const Event &event) {
-            if (event.text.startsWith(start))
-                state->cancelTask();
-        });
-    }
-
-    void expectStopped() {
-        EXPECT_EQ(state->status(), u"cancelling…"_s);
-        expectStoppedAtOnce();
-    }
-
-    void expectStoppedAtOnce() {
-        EXPECT_EQ(finish(), (TaskResult{Outcome::cancelled, u"Okay, stopped."_s}));
-        EXPECT_EQ(events.last(), u"warn: cancelled"_s);
-        EXPECT_EQ(state->status(), u"cancelled"_s);
-        EXPECT_EQ(state->taskActivity(), u"Stopped"_s);
-        EXPECT_FALSE(state->busy);
-    }
-
-    // The process whose number a play wrote into the file of the home, once it has.
-    qint64 processIn(const QString &file) { return test::pidIn(home.filePath(file)); }
-
-    static bool isGone(qint64 pid) {
-        return waitUntil([pid] { return !test::isAlive(pid); });
-    }
-
-    Subscription cancelling;
-
-    bool until(const QString &eventStart) {
-        return waitUntil([&] {
-            return std::ranges::any_of(events, [&](const auto &event) { return event.startsWith(eventStart); });
-        });
-    }
-};
 
 TEST_F(Cancel, RightAfterTheStart) {
     reply({u"DONE: never"_s});
@@ -157,35 +110,6 @@ TEST_F(Cancel, AtEveryAwaitWhateverOtherJobsDo) {
     EXPECT_EQ(osascript.calls(), 0);
 }
 
-TEST_F(Cancel, EndsWhatAScriptPutIntoASessionOfItsOwn) {
-    const Kept kept;
-    qputenv("OMBRU_TEST_TASK", home.path().toUtf8());
-    reply({block(u"x"_s)});
-    osascript.play(1, "timeout 300 sleep 338 & (nohup setsid sleep 338 >/dev/null 2>&1 &)\n"
-                      "echo $$ >\"$HOME/script.pid\"; sleep 338");
-    state->startTask(u"go"_s);
-    processIn(u"script.pid"_s);
-    state->cancelTask();
-    expectStopped();
-    EXPECT_EQ(test::processesMarked("OMBRU_TEST_TASK=" + home.path().toUtf8()), QList<qint64>());
-    qunsetenv("OMBRU_TEST_TASK");
-}
-
-TEST_F(Cancel, LeavesWhatAnEarlierScriptPutIntoTheBackgroundWhichTheLogNames) {
-    const Kept kept;
-    reply({block(u"x"_s)});
-    osascript.play(1, "sleep 338 & echo $! >\"$HOME/left.pid\"");
-    claude.play(2, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
-    state->startTask(u"go"_s);
-    const auto left = processIn(u"left.pid"_s);
-    processIn(u"claude.pid"_s);
-    EXPECT_TRUE(events.contains(u"dim: left running by the script: sleep (%1)"_s.arg(left)));
-    state->cancelTask();
-    expectStopped();
-    EXPECT_TRUE(test::isAlive(left));
-    ::kill(static_cast<pid_t>(left), SIGKILL);
-}
-
 TEST_F(Cancel, WhileTheToolIsLookedFor) {
     ASSERT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
     const test::Scratch scratch;
@@ -236,26 +160,6 @@ TEST_F(Cancel, WhileThePreviewForTheWebPageIsMade) {
     EXPECT_EQ(claude.calls(), 0);
 }
 
-TEST_F(Cancel, WhileClaudeThinksLeavesNoProcessBehind) {
-    claude.play(1, "sleep 1000 & echo $! >\"$HOME/child.pid\"; echo $$ >\"$HOME/claude.pid\"; wait");
-    state->startTask(u"go"_s);
-    const auto pid = processIn(u"claude.pid"_s);
-    const auto childPid = processIn(u"child.pid"_s);
-    state->cancelTask();
-    expectStopped();
-    EXPECT_TRUE(isGone(pid));
-    EXPECT_TRUE(isGone(childPid));
-}
-
-TEST_F(Cancel, WhileClaudeThinksAndWillNotBeAsked) {
-    claude.play(1, "trap '' TERM; echo $$ >\"$HOME/claude.pid\"; while :; do sleep 1000; done");
-    state->startTask(u"go"_s);
-    const auto pid = processIn(u"claude.pid"_s);
-    state->cancelTask();
-    expectStopped();
-    EXPECT_TRUE(isGone(pid));
-}
-
 TEST_F(Cancel, WhileTheSystemIsAskedWhetherAnApplicationIsAllowed) {
     const auto release = std::make_shared<std::atomic<bool>>(false);
     const auto waiting = std::make_shared<std::atomic<bool>>(false);
@@ -295,18 +199,6 @@ TEST_F(Cancel, WhileAnApplicationIsStartedOutOfSight) {
     state->cancelTask();
     expectStopped();
     EXPECT_EQ(osascript.calls(), 0);
-}
-
-TEST_F(Cancel, WhileAScriptRunsLeavesNoProcessBehind) {
-    reply({block(u"x"_s)});
-    osascript.play(1, "echo $$ >\"$HOME/script.pid\"; exec sleep 1000");
-    state->startTask(u"go"_s);
-    const auto pid = processIn(u"script.pid"_s);
-    state->cancelTask();
-    expectStopped();
-    EXPECT_TRUE(isGone(pid));
-    EXPECT_EQ(claude.calls(), 1);
-    EXPECT_FALSE(events.join(u'\n').contains(u"script failed"_s)) << "it was the owner who ended it";
 }
 
 TEST_F(Cancel, DuringThePauseAfterAScriptDoesNotWaitItOut) {
@@ -393,16 +285,4 @@ TEST_F(Cancel, TheNextTaskRunsAsEver) {
     claude.file(u"reply.2"_s, resultJson(u"DONE: ok"_s));
     claude.play(2, "cat \"$d/reply.$n\"");
     EXPECT_EQ(runTask(u"two"_s).answer, u"ok"_s);
-}
-
-TEST_F(Cancel, TheEndOfTheProgramEndsARunningTask) {
-    claude.play(1, "echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
-    state->startTask(u"go"_s);
-    const auto pid = processIn(u"claude.pid"_s);
-    const auto over = std::make_shared<bool>(false);
-    const auto draining = test::mark(state->drain(), over);
-    EXPECT_EQ(state->status(), u"cancelling…"_s) << "the owner sees why nothing happens yet";
-    EXPECT_TRUE(waitUntil([&] { return *over; }));
-    EXPECT_FALSE(state->busy);
-    EXPECT_TRUE(isGone(pid));
 }
