@@ -1,11 +1,10 @@
 // The one controller: every piece of state that somebody shows, the settings, and the concerns that do the work.
 //
 //   State and settings  AppState.cpp             fields, event log, activity line, state message, web channel
-//   The task loop       TaskLoop.*               one turn after the other; its doors here are in AppStateTask.cpp
+//   The task loop       TaskLoop.*               one turn after the other; doors here in AppStateTask.cpp
 //   The claude tool     AppStateClaude.cpp       testClaude
-//   The service         ServiceLink.*            sign-in, configuration, channel; its doors here are in
-//   AppStateLink.cpp Permissions         PermissionDesk.*         looking and asking; its doors here are in
-//   AppStatePermissions.cpp
+//   The service         ServiceLink.*            sign-in, configuration, channel; doors here in AppStateLink.cpp
+//   Permissions         PermissionDesk.*         looking and asking; doors here in AppStatePermissions.cpp
 //
 // A concern is a class that this owns. It knows nothing of AppState: it tells by value through an interface of its own,
 // which AppState implements, and it can be ended alone. Only AppState writes the fields.
