@@ -1,6 +1,7 @@
 // One turn of the conversation, and the smoke test.
 #include "agent/Claude.h"
 #include "base/Text.h"
+#include "platform/Keeper.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -54,7 +55,8 @@ Process::Command command(const Claude::Question &question) {
     return {.program = question.binary,
             .arguments = Claude::arguments(question),
             .directory = question.workDir,
-            .environment = Claude::toolEnvironment()};
+            .environment = Claude::toolEnvironment(),
+            .afterForcedEnd = inputReleasePath()}; // an earlier script may have left a key down
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "controller/TaskLoop.h"
 
+#include "agent/InputRelease.h"
 #include "base/Background.h"
 #include "base/Text.h"
 #include "controller/Prompts.h"
@@ -74,6 +75,9 @@ Task<> TaskLoop::run(TaskRequest request) {
     m_scriptRun = std::make_shared<AppleScriptRunner::Run>();
     announce(request);
     const auto attempt = co_await work(u"USER TASK: "_s + request.task + (request.remote ? PHONE_NOTE : QString()));
+    // Whatever was under way when the owner stopped it.
+    if (isCancelled())
+        co_await releaseHeldInput();
     finish(resultOf(attempt), request.remote);
 }
 
@@ -250,13 +254,17 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::runScript(QString script) {
             co_return std::unexpected(Cancelled{});
         noteRefusal(result.text);
     }
-    if (!result.left.isEmpty())
-        m_reports->emit(u"left running by the script: "_s + result.left.join(u", "_s), EventKind::dim);
+    tellLeft(u"the script"_s, result.left);
     reportScript(result.ok, result.text, seconds);
     co_await sleep(Clock::seconds(m_settings.settle()), m_stop.get_token());
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
     co_return Turn{{}, resultHead(result.ok, result.text)};
+}
+
+void TaskLoop::tellLeft(const QString &by, const QStringList &left) {
+    if (!left.isEmpty())
+        m_reports->emit(u"left running by %1: "_s.arg(by) + left.join(u", "_s), EventKind::dim);
 }
 
 // The owner finds them where permissions are given.

@@ -90,6 +90,7 @@ private:
     Task<> noteBlocked(QStringList names);
     void block(const AppAutomation::Target &target);
     void noteRefusal(QString &output);
+    void tellLeft(const QString &by, const QStringList &left);
     void reportScript(bool ok, const QString &output, double seconds);
     std::optional<TaskResult> outOfSteps();
     TaskResult resultOf(const Attempt<TaskResult> &attempt);

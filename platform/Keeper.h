@@ -9,7 +9,7 @@ namespace ombru {
 QString keeperPath();
 
 // Full path of the program that releases the keys and buttons which other programs hold down, and ends; empty where
-// there is none. For after a script that had no time to do it.
+// there is none. For after a script that had no time to do it, and after a task that was stopped.
 QString inputReleasePath();
 
 } // namespace ombru

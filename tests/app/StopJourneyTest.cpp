@@ -26,6 +26,14 @@ protected:
         return start({u"wait"_s});
     }
 
+    // A script that ends well, but leaves Shift down, and this for the next turn.
+    std::shared_ptr<Process> startWithShiftLeftDown(const QString &next) {
+        teach(u"task: wait\nwords: wait\n\n=== 1\n```applescript\ndo shell script \"xdotool keydown shift\"\n```\n\n"
+              "=== 2\n%1\n"_s.arg(next)
+                  .toUtf8());
+        return start({u"wait"_s});
+    }
+
     // The same, once the script has got out of the reach of groups, sessions and parents.
     std::shared_ptr<Process> startEscaping() {
         QFile::remove(m_scratch.path(u"ready"_s));
@@ -46,6 +54,11 @@ protected:
     }
 
     bool holdsShift() const { return heldByPrograms(m_display).keys.any(); }
+
+    static bool hasSaid(Process &process, const QByteArray &words) {
+        QByteArray said;
+        return waitUntil([&] { return said.append(process.takeOutput()).contains(words); });
+    }
 
     void expectNothingLeft(const std::string &after) {
         EXPECT_TRUE(waitUntil([this] { return marked().isEmpty(); }))
@@ -111,4 +124,27 @@ TEST_F(StopJourney, AKilledScriptLeavesNoKeyDown) {
     const auto process = startTask(u"do shell script \"kill -KILL $PPID\""_s);
     EXPECT_EQ(end(process).status, 0);
     expectNothingLeft("the script's end");
+}
+
+TEST_F(StopJourney, AKeyThatAnEarlierScriptLeftDownIsReleasedWhileClaudeThinks) {
+    for (const int signal : {SIGINT, SIGKILL}) {
+        const auto process = startWithShiftLeftDown(u"@hang"_s);
+        EXPECT_TRUE(hasSaid(*process, "── step 2/"));
+        EXPECT_TRUE(waitUntil([this] { return markedPrograms().contains(u"ombru-rehearsed-agent"_s); }));
+        EXPECT_TRUE(holdsShift());
+        ::kill(ombru(), signal);
+        end(process);
+        expectNothingLeft(std::to_string(signal));
+    }
+}
+
+TEST_F(StopJourney, AKeyThatAnEarlierScriptLeftDownIsReleasedWhileNothingRuns) {
+    m_environment["XDG_CONFIG_HOME"] = m_scratch.path(u"config"_s).toUtf8();
+    EXPECT_EQ(end(startProgram(u"ombru"_s, {u"settings"_s, u"settle"_s, u"60"_s})).status, 0);
+    const auto process = startWithShiftLeftDown(u"DONE: over"_s);
+    EXPECT_TRUE(hasSaid(*process, "✓ script ok"));
+    EXPECT_TRUE(holdsShift());
+    ::kill(ombru(), SIGINT);
+    EXPECT_EQ(end(process).status, 130);
+    expectNothingLeft("the pause");
 }
