@@ -194,6 +194,7 @@ Task<TaskLoop::Attempt<QString>> TaskLoop::ask(QString binary, QString message) 
     const auto reply = co_await Claude::ask(question, m_claudeCall);
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
+    tellLeft(u"claude"_s, m_claudeCall->process->left());
     if (!reply)
         co_return std::unexpected(reply.error());
     // A new conversation that the owner asked for meanwhile stays new.

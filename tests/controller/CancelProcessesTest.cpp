@@ -92,3 +92,15 @@ TEST_F(CancelProcesses, TheEndOfTheProgramEndsARunningTask) {
     EXPECT_FALSE(state->busy);
     EXPECT_TRUE(isGone(pid));
 }
+
+TEST_F(CancelProcesses, TheLogNamesWhatClaudeLeavesRunning) {
+    const Kept kept;
+    claude.file(u"reply.1"_s, resultJson(u"DONE: ok"_s));
+    claude.play(1, "sleep 338 >/dev/null 2>&1 & echo $! >\"$HOME/left.pid\"; cat \"$d/reply.$n\"");
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    const auto left = processIn(u"left.pid"_s);
+    EXPECT_TRUE(events.contains(u"dim: left running by claude: sleep (%1)"_s.arg(left)))
+        << events.join(u'\n').toStdString();
+    EXPECT_TRUE(test::isAlive(left));
+    ::kill(static_cast<pid_t>(left), SIGKILL);
+}
