@@ -64,16 +64,23 @@ std::optional<Stat> statOf(pid_t pid) {
     return fields == 5 && lives ? std::optional(stat) : std::nullopt;
 }
 
-std::map<pid_t, Stat> allProcesses() {
-    std::map<pid_t, Stat> all;
-    DIR *directory = ::opendir("/proc");
-    while (const auto *entry = directory ? ::readdir(directory) : nullptr) {
-        const pid_t pid = std::atoi(entry->d_name);
-        if (const auto stat = pid > 0 ? statOf(pid) : std::nullopt)
-            all.emplace(pid, *stat);
-    }
+// Closed before what it names is looked at: one descriptor is enough then.
+std::vector<pid_t> numbersIn(const char *path) {
+    std::vector<pid_t> numbers;
+    DIR *directory = ::opendir(path);
+    while (const auto *entry = directory ? ::readdir(directory) : nullptr)
+        if (const pid_t number = std::atoi(entry->d_name); number > 0)
+            numbers.push_back(number);
     if (directory)
         ::closedir(directory);
+    return numbers;
+}
+
+std::map<pid_t, Stat> allProcesses() {
+    std::map<pid_t, Stat> all;
+    for (const pid_t pid : numbersIn("/proc"))
+        if (const auto stat = statOf(pid))
+            all.emplace(pid, *stat);
     return all;
 }
 
@@ -82,28 +89,33 @@ bool hasVariable(pid_t pid, const std::string &variable) {
     return environment.find('\0' + variable + '\0') != std::string::npos;
 }
 
-// The number may be another process's by now.
+bool isStillThere(const FamilyMember &member) {
+    const auto now = statOf(member.pid);
+    return now && now->member.start == member.start;
+}
+
+// The number may be another process's by now. Where descriptors have run out, it is compared and then used: that may
+// miss what happens in between, but a stop has to end what there is.
 void signalTo(const FamilyMember &member, int signal) {
     const int process = static_cast<int>(::syscall(SYS_pidfd_open, member.pid, 0));
-    if (process < 0)
-        return;
-    if (const auto now = statOf(member.pid); now && now->member.start == member.start)
+    const bool isSeen = process >= 0 && isStillThere(member);
+    if (isSeen)
         ::syscall(SYS_pidfd_send_signal, process, signal, nullptr, 0);
-    ::close(process);
+    if (process >= 0)
+        ::close(process);
+    if (!isSeen && isStillThere(member))
+        ::kill(member.pid, signal);
 }
 
 // This process's, those that have ended and were not waited for included. The kernel's own list misses none, unlike a
 // walk through /proc.
 std::set<pid_t> ownChildren() {
     std::set<pid_t> children;
-    DIR *threads = ::opendir("/proc/self/task");
-    while (const auto *entry = threads ? ::readdir(threads) : nullptr) {
-        std::istringstream list(contentOf(::getpid(), ("/task/" + std::string(entry->d_name) + "/children").c_str()));
+    for (const pid_t thread : numbersIn("/proc/self/task")) {
+        std::istringstream list(contentOf(::getpid(), ("/task/" + std::to_string(thread) + "/children").c_str()));
         for (pid_t child = 0; list >> child;)
             children.insert(child);
     }
-    if (threads)
-        ::closedir(threads);
     return children;
 }
 

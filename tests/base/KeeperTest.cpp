@@ -1,8 +1,12 @@
 // Processes that are started through the keeper.
+#include "base/Family.h"
 #include "base/Keeping.h"
 #include "tests/base/ProcessRuns.h"
+#include "tests/support/RefusedCall.h"
 
 #include <cerrno>
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 using namespace ombru;
@@ -264,11 +268,50 @@ TEST_F(Keeper, EndsWhoseFirstThreadHasEndedToo) {
     EXPECT_NE(::kill(pid_t(second), 0), 0) << "it is left";
 }
 
+namespace {
+
+// A child that ends when it is killed, and not before.
+pid_t deafChild() {
+    const pid_t child = ::fork();
+    if (child != 0)
+        return child;
+    std::signal(SIGTERM, SIG_IGN);
+    for (;;)
+        ::pause();
+}
+
+// Whether the child is killed when its family is to end at once.
+bool endsByForce(pid_t child) {
+    Family::ofProcess(child).end([now = std::chrono::steady_clock::now()] { return now; });
+    int status = 0;
+    return ::waitpid(child, &status, WNOHANG) == child && WIFSIGNALED(status);
+}
+
+} // namespace
+
+TEST(Family, IsEndedAlsoWhereNoProcessCanBeHeldByADescriptor) {
+    const pid_t child = deafChild();
+    withoutCall(SYS_pidfd_open, EMFILE, [child] { EXPECT_TRUE(endsByForce(child)); });
+}
+
+TEST(Family, IsEndedAlsoWithTheLastDescriptor) {
+    const pid_t child = deafChild();
+    const int free = ::dup(STDIN_FILENO);
+    ::close(free);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit oneMore{rlim_t(free) + 1, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &oneMore), 0);
+    EXPECT_TRUE(endsByForce(child));
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+}
+
 // Faster than a look through all processes.
 TEST_F(Keeper, CatchesOneThatForksAndEndsAtOnce) {
     const auto helper = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/forks-and-ends"_s;
-    const auto process = start(
-        marked(u"setsid '"_s + helper + u"' 20000 survived & sleep 0.5; echo $$ > ready.new; mv ready.new ready; sleep 338"_s));
+    const auto process =
+        start(marked(u"setsid '"_s + helper +
+                     u"' 20000 survived & sleep 0.5; echo $$ > ready.new; mv ready.new ready; sleep 338"_s));
     process->terminate();
     await(process->ended());
     EXPECT_TRUE(nothingIsLeft());
