@@ -85,7 +85,8 @@ ConsentClient askingClient(const ClientSurroundings &here) {
 }
 
 bool mayServeAScript(const QString &processes, qint64 pid) {
-    return std::ranges::any_of(ancestryOf(processes, pid).all, isOfAScript) || isInNamespaceOfItsOwn(processes, pid);
+    const auto above = ancestryOf(processes, pid);
+    return !above.whole || std::ranges::any_of(above.all, isOfAScript) || isInNamespaceOfItsOwn(processes, pid);
 }
 
 bool mayServeAScript() {

@@ -162,6 +162,14 @@ TEST_F(ConsentClientTest, ANumberThatWasGivenAnewIsNoParent) {
     EXPECT_EQ(client(12), u"/bin/sh"_s);
 }
 
+TEST_F(ConsentClientTest, BehindAnAncestorThatChangesMeanwhileMayBeAScript) {
+    process(10, 1, OSASCRIPT, {}, 500); // as one whose number was given anew looks
+    process(11, 10, u"/bin/sh"_s, {}, 20);
+    EXPECT_TRUE(mayServeAScript(scratch.directory(), 11));
+    process(10, 1, u"/bin/sh"_s, {}, 10);
+    EXPECT_FALSE(mayServeAScript(scratch.directory(), 11));
+}
+
 TEST_F(ConsentClientTest, ACircleEnds) {
     process(10, 11, u"/bin/sh"_s, {}, 5);
     process(11, 10, u"/bin/dash"_s, {}, 5);
