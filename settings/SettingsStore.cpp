@@ -9,6 +9,7 @@
 #include <QSaveFile>
 
 #include <algorithm>
+#include <sys/stat.h>
 
 namespace ombru {
 
@@ -18,10 +19,24 @@ namespace {
 
 constexpr int LOCKING_MILLISECONDS = 5'000;
 constexpr QStringView CHECK = u": check that its directory is yours and the disk is not full";
+constexpr QStringView READ_ONLY = u", which its owner made read-only: `chmod u+w` lets ombru change it";
+constexpr QStringView LINKED =
+    u", which has a second name (a hard link) that would keep the old settings: make one of them "
+    "a symbolic link to the other";
 constexpr auto OWNER_ONLY = QFile::ReadOwner | QFile::WriteOwner;
 
 Failure cannotWrite(const QString &file, QStringView why) {
     return {u"settings"_s, 2, u"cannot write %1%2"_s.arg(file).arg(why)};
+}
+
+// A new file is put in its place, which neither a mode nor another name would survive.
+Result<> mayBeReplaced(const QString &file) {
+    struct stat there{};
+    if (::stat(QFile::encodeName(file).constData(), &there) != 0)
+        return {};
+    if ((there.st_mode & S_IWUSR) == 0)
+        return std::unexpected(cannotWrite(file, READ_ONLY));
+    return there.st_nlink > 1 ? std::unexpected(cannotWrite(file, LINKED)) : Result<>();
 }
 
 } // namespace
@@ -78,6 +93,8 @@ Result<SettingsText> SettingsStore::read() const {
 
 // Whole or not at all. A link to a file elsewhere stays one, and a file that is there keeps its mode.
 Result<> SettingsStore::save(const SettingsText &text) const {
+    if (auto may = mayBeReplaced(m_file); !may)
+        return may;
     QSaveFile file(m_file);
     const bool isNew = !QFileInfo::exists(m_file);
     if (!file.open(QFile::WriteOnly) || (isNew && !file.setPermissions(OWNER_ONLY)))

@@ -241,6 +241,29 @@ TEST_F(SettingsTest, ALinkStaysALinkAndTheFileBehindItKeepsItsMode) {
     EXPECT_EQ(QFile::permissions(target) & (mode | QFile::WriteGroup | QFile::ReadOther), mode);
 }
 
+TEST_F(SettingsTest, AFileThatItsOwnerMadeReadOnlyStaysAsItIs) {
+    writeFile("maxSteps=21\n");
+    ASSERT_TRUE(QFile::setPermissions(path, QFile::ReadOwner));
+    const auto written = Settings(path).maxSteps.write(3);
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error().description,
+              u"cannot write %1, which its owner made read-only: `chmod u+w` lets ombru change it"_s.arg(path));
+    EXPECT_EQ(fileText(), "maxSteps=21\n");
+    EXPECT_FALSE(QFile::permissions(path) & QFile::WriteOwner);
+}
+
+TEST_F(SettingsTest, AFileWithASecondNameKeepsBoth) {
+    writeFile("maxSteps=21\n");
+    const auto other = directory.filePath(u"mine.conf"_s);
+    ASSERT_EQ(::link(qPrintable(path), qPrintable(other)), 0);
+    const auto written = Settings(path).maxSteps.write(3);
+    ASSERT_FALSE(written);
+    EXPECT_TRUE(written.error().description.startsWith(u"cannot write %1, which has a second name"_s.arg(path)));
+    EXPECT_EQ(fileText(), "maxSteps=21\n");
+    ASSERT_TRUE(QFile::remove(other));
+    EXPECT_TRUE(Settings(path).maxSteps.write(3));
+}
+
 TEST_F(SettingsTest, AFileThatCannotBeReadIsNotWrittenOver) {
     ASSERT_TRUE(QDir().mkpath(path)); // not even the superuser reads a directory
     Settings settings(path);
