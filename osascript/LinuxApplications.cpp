@@ -96,7 +96,7 @@ Result<> LinuxApplications::launch(const QString &id) {
     const auto front = std::ranges::find_if(*before, [](const auto &window) { return window.focused; });
     if (!appeared || appeared->empty() || front == before->end())
         return {};
-    return activateWindow(front->handle);
+    return giveBackFocus(front->handle);
 }
 
 Result<> LinuxApplications::activate(const QString &id) {
@@ -117,7 +117,7 @@ Result<> LinuxApplications::activate(const QString &id) {
     if (windows->empty())
         return std::unexpected(
             Failure{u"applications"_s, COULD_NOT_LAUNCH, u"%1 has shown no window."_s.arg(entry->name)});
-    return activateWindow(windows->front().handle);
+    return bringToFront(windows->front().handle);
 }
 
 Result<> LinuxApplications::quit(const QString &id) {
@@ -227,9 +227,16 @@ Result<> LinuxApplications::openLocation(const QString &url) {
     return m_applications.openLocation(url);
 }
 
-Result<> LinuxApplications::activateWindow(std::uint64_t handle) {
+// Whatever it shows: it had the focus before.
+Result<> LinuxApplications::giveBackFocus(std::uint64_t handle) {
     auto taskbar = m_besidePrompts->hold(&Desktop::taskbar);
     return taskbar ? (*std::move(taskbar))->activateWindow(handle) : std::unexpected(taskbar.error());
+}
+
+// A window is its application's by what it calls itself; whose it really is decides whether the script may reach it.
+Result<> LinuxApplications::bringToFront(std::uint64_t handle) {
+    auto windows = m_besidePrompts->hold(&Desktop::windows);
+    return windows ? (*std::move(windows))->bringWindowToFront(handle) : std::unexpected(windows.error());
 }
 
 Result<> LinuxApplications::closeWindow(std::uint64_t handle) {

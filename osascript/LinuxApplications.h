@@ -27,7 +27,8 @@ public:
     Result<> openLocation(const QString &url) override;
 
 private:
-    Result<> activateWindow(std::uint64_t handle);
+    Result<> giveBackFocus(std::uint64_t handle);
+    Result<> bringToFront(std::uint64_t handle);
     Result<> closeWindow(std::uint64_t handle);
     bool managesFiles(const DesktopEntry &entry) const;
     Result<DesktopEntry> entryFor(const QString &path) const; // of the owner's application for a document

@@ -37,6 +37,7 @@ public:
     virtual Result<std::vector<WindowInfo>> windows(qint64 pid) const = 0; // topmost first
 
     virtual Result<> bringToFront(qint64 pid) = 0;
+    virtual Result<> bringWindowToFront(std::uint64_t handle) = 0; // with the focus
     virtual Result<> setVisible(qint64 pid, bool visible) = 0;
     virtual Result<> raiseWindow(std::uint64_t handle) = 0;
     virtual Result<> closeWindow(std::uint64_t handle) = 0; // asks

@@ -110,6 +110,10 @@ Result<> X11Windows::bringToFront(qint64 pid) {
     });
 }
 
+Result<> X11Windows::bringWindowToFront(std::uint64_t handle) {
+    return change(handle, [&](ManagedWindows &managed) { return managed.activate(handle); });
+}
+
 Result<> X11Windows::setVisible(qint64 pid, bool visible) {
     return withManaged([&](ManagedWindows &managed) -> Result<> {
         for (const auto &window : windowsOf(pid, managed.all())) {

@@ -18,6 +18,7 @@ public:
     Result<std::vector<applescript::ProcessInfo>> processes() const override;
     Result<std::vector<applescript::WindowInfo>> windows(qint64 pid) const override;
     Result<> bringToFront(qint64 pid) override;
+    Result<> bringWindowToFront(std::uint64_t handle) override;
     Result<> setVisible(qint64 pid, bool visible) override;
     Result<> raiseWindow(std::uint64_t handle) override;
     Result<> closeWindow(std::uint64_t handle) override;

@@ -124,6 +124,23 @@ TEST_F(DesktopJourney, ALaunchLeavesTheFocusWhereItIs) {
     EXPECT_EQ(run(systemEvents(u"name of first process whose frontmost is true"_s)), u"Mousepad"_s);
 }
 
+TEST_F(DesktopJourney, AWindowThatOnlyCallsItselfTheApplicationsIsNotActivated) {
+    auto disguised = Process::make({.program = u"/usr/bin/xterm"_s,
+                                    .arguments = {u"-class"_s, u"Mousepad"_s, u"-name"_s, u"mousepad"_s, u"-e"_s,
+                                                  u"echo > '%1'; sleep 338"_s.arg(m_scratch.path(u"shown"_s))}});
+    ASSERT_TRUE(disguised->start());
+    EXPECT_EQ(run(systemEvents(u"repeat until exists process \"Mousepad\"\ndelay 0.05\nend repeat\n"
+                               "return name of first process whose frontmost is true"_s)),
+              u"Mousepad"_s);
+    decide(m_data, QCoreApplication::applicationFilePath(), {u"XTerm"_s}, false);
+    const auto outcome = end(start(u"tell application \"TextEdit\" to activate"_s));
+    EXPECT_TRUE(outcome.err.contains(u"XTerm"_s) && outcome.err.endsWith(u"(-1743)"_s)) << outcome.err.toStdString();
+    allow(m_data, {u"XTerm"_s});
+    EXPECT_EQ(end(start(u"tell application \"TextEdit\" to activate"_s)).status, 0);
+    disguised->terminate();
+    await(disguised->ended());
+}
+
 TEST_F(DesktopJourney, WhatTheOwnerRefusesMeanwhileStopsAtTheNextEvent) {
     const auto file = edit("");
     const auto go = m_scratch.path(u"go"_s);

@@ -185,6 +185,10 @@ Result<> ScriptedHost::bringToFront(qint64 pid) {
     return done(u"front"_s, QString::number(pid));
 }
 
+Result<> ScriptedHost::bringWindowToFront(std::uint64_t handle) {
+    return done(u"front window"_s, QString::number(handle));
+}
+
 Result<> ScriptedHost::setVisible(qint64 pid, bool visible) {
     return done(visible ? u"show"_s : u"hide"_s, QString::number(pid));
 }

@@ -67,6 +67,7 @@ public:
     Result<std::vector<ProcessInfo>> processes() const override { return m_processes; }
     Result<std::vector<WindowInfo>> windows(qint64 pid) const override { return m_windows.value(pid); }
     Result<> bringToFront(qint64 pid) override;
+    Result<> bringWindowToFront(std::uint64_t handle) override;
     Result<> setVisible(qint64 pid, bool visible) override;
     Result<> raiseWindow(std::uint64_t handle) override;
     Result<> closeWindow(std::uint64_t handle) override;

@@ -304,6 +304,7 @@ TEST_F(Aim, AWindowIsAlsoWhoseTheOthersOfItsProcessAre) {
     expectRefused(desktop->input().type(u"a"_s, 0));
     expectRefused(desktop->windows().closeWindow(shown.handle));
     expectRefused(desktop->windows().bringToFront(shown.pid));
+    expectRefused(desktop->windows().bringWindowToFront(shown.handle));
     focus(*desktop, one);
     EXPECT_TRUE(desktop->input().type(u"b"_s, 0)) << "another process";
 }
