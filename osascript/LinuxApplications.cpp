@@ -10,6 +10,9 @@
 #include <QSet>
 
 #include <algorithm>
+#include <array>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 
 namespace ombru {
 
@@ -37,13 +40,26 @@ std::optional<applescript::Application> asApplication(const std::optional<KnownA
     return known ? std::optional(applescript::Application{known->id, known->name, known->path}) : std::nullopt;
 }
 
+// Files that the kernel makes up: some of them never end, and some keep whoever reads them waiting.
+bool isTheKernels(const QString &path) {
+    constexpr std::array<unsigned long, 10> KINDS{PROC_SUPER_MAGIC, SYSFS_MAGIC,        DEBUGFS_MAGIC, TRACEFS_MAGIC,
+                                                  SECURITYFS_MAGIC, CGROUP_SUPER_MAGIC, BPF_FS_MAGIC,  EFIVARFS_MAGIC,
+                                                  PSTOREFS_MAGIC,   CGROUP2_SUPER_MAGIC};
+    struct statfs system{};
+    return ::statfs(QFile::encodeName(path).constData(), &system) == 0 &&
+           std::ranges::find(KINDS, static_cast<unsigned long>(system.f_type)) != KINDS.end();
+}
+
 // A full path: a program reads nothing else into it. A document or a folder: what is none of them, say a pipe, could
 // keep whoever opens it waiting.
 Result<> mustBeThere(const QString &path) {
     const QFileInfo file(path);
-    if (path.startsWith(u'/') && !path.contains(QChar(0)) && (file.isFile() || file.isDir()))
+    if (!path.startsWith(u'/') || path.contains(QChar(0)) || !file.exists())
+        return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(path)});
+    if (file.isDir() || (file.isFile() && !isTheKernels(path)))
         return {};
-    return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND, u"File %1 wasn’t found."_s.arg(path)});
+    return std::unexpected(Failure{u"applications"_s, FILE_NOT_FOUND,
+                                   u"%1 is neither a document nor a folder; scripts open only those."_s.arg(path)});
 }
 
 } // namespace

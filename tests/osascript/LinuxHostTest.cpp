@@ -8,6 +8,8 @@
 #include "tests/support/RefusedCall.h"
 #include "tests/support/Variable.h"
 
+#include <sys/stat.h>
+
 using namespace ombru;
 using namespace ombru::applescript;
 using namespace Qt::StringLiterals;
@@ -247,6 +249,22 @@ TEST_F(OpeningFiles, WhatIsNoFullPathIsNoFile) {
     }
     QDir::setCurrent(before.path());
     EXPECT_FALSE(QFile::exists(scratch.path(u"editor.opened"_s)));
+}
+
+TEST_F(OpeningFiles, WhatNeverEndsOrMakesItsReaderWaitIsNotLookedInto) {
+    const auto pipe = scratch.path(u"pipe.txt"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(pipe), 0600), 0);
+    for (const auto &path :
+         {pipe, u"/dev/zero"_s, u"/proc/self/status"_s, u"/sys/kernel/mm/transparent_hugepage/enabled"_s}) {
+        if (!QFile::exists(path))
+            continue;
+        const auto opener = host.applications().openerOf(path);
+        ASSERT_FALSE(opener) << path.toStdString();
+        EXPECT_EQ(opener.error().description,
+                  path + u" is neither a document nor a folder; scripts open only those."_s);
+        EXPECT_FALSE(host.applications().open(u"editor"_s, {path}));
+    }
+    EXPECT_TRUE(host.applications().openerOf(u"/proc/self"_s)) << "a folder";
 }
 
 TEST_F(OpeningFiles, ADocumentHasTheApplicationOfItsKind) {
