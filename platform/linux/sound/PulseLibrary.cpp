@@ -1,51 +1,44 @@
 #include "platform/linux/sound/PulseLibrary.h"
 
-#include <dlfcn.h>
+#include "platform/linux/system/SharedLibrary.h"
+
 #include <optional>
 
 namespace ombru {
 namespace {
 
-template <class Function>
-bool find(void *library, const char *name, Function &function) {
-    function = reinterpret_cast<Function>(::dlsym(library, name));
-    return function != nullptr;
+bool findConnection(const SharedLibrary &library, PulseLibrary &found) {
+    return library.find("pa_threaded_mainloop_new", found.loopNew) &&
+           library.find("pa_threaded_mainloop_free", found.loopFree) &&
+           library.find("pa_threaded_mainloop_get_api", found.loopApi) &&
+           library.find("pa_threaded_mainloop_start", found.loopStart) &&
+           library.find("pa_threaded_mainloop_stop", found.loopStop) &&
+           library.find("pa_context_new", found.contextNew) && library.find("pa_context_unref", found.contextUnref) &&
+           library.find("pa_context_connect", found.connect) &&
+           library.find("pa_context_disconnect", found.disconnect) &&
+           library.find("pa_context_get_state", found.contextState) &&
+           library.find("pa_context_set_state_callback", found.onContextState) &&
+           library.find("pa_context_errno", found.lastError) && library.find("pa_context_subscribe", found.subscribe) &&
+           library.find("pa_context_set_subscribe_callback", found.onChange) &&
+           library.find("pa_context_get_server_info", found.serverInfo) &&
+           library.find("pa_operation_unref", found.operationUnref) && library.find("pa_strerror", found.words);
 }
 
-bool findConnection(void *library, PulseLibrary &found) {
-    return find(library, "pa_threaded_mainloop_new", found.loopNew) &&
-           find(library, "pa_threaded_mainloop_free", found.loopFree) &&
-           find(library, "pa_threaded_mainloop_get_api", found.loopApi) &&
-           find(library, "pa_threaded_mainloop_start", found.loopStart) &&
-           find(library, "pa_threaded_mainloop_stop", found.loopStop) &&
-           find(library, "pa_context_new", found.contextNew) && find(library, "pa_context_unref", found.contextUnref) &&
-           find(library, "pa_context_connect", found.connect) &&
-           find(library, "pa_context_disconnect", found.disconnect) &&
-           find(library, "pa_context_get_state", found.contextState) &&
-           find(library, "pa_context_set_state_callback", found.onContextState) &&
-           find(library, "pa_context_errno", found.lastError) &&
-           find(library, "pa_context_subscribe", found.subscribe) &&
-           find(library, "pa_context_set_subscribe_callback", found.onChange) &&
-           find(library, "pa_context_get_server_info", found.serverInfo) &&
-           find(library, "pa_operation_unref", found.operationUnref) && find(library, "pa_strerror", found.words);
-}
-
-bool findStream(void *library, PulseLibrary &found) {
-    return find(library, "pa_stream_new", found.streamNew) && find(library, "pa_stream_unref", found.streamUnref) &&
-           find(library, "pa_stream_connect_record", found.record) &&
-           find(library, "pa_stream_disconnect", found.streamDisconnect) &&
-           find(library, "pa_stream_get_state", found.streamState) &&
-           find(library, "pa_stream_set_state_callback", found.onStreamState) &&
-           find(library, "pa_stream_set_read_callback", found.onReadable) &&
-           find(library, "pa_stream_readable_size", found.readableSize) &&
-           find(library, "pa_stream_peek", found.peek) && find(library, "pa_stream_drop", found.drop);
+bool findStream(const SharedLibrary &library, PulseLibrary &found) {
+    return library.find("pa_stream_new", found.streamNew) && library.find("pa_stream_unref", found.streamUnref) &&
+           library.find("pa_stream_connect_record", found.record) &&
+           library.find("pa_stream_disconnect", found.streamDisconnect) &&
+           library.find("pa_stream_get_state", found.streamState) &&
+           library.find("pa_stream_set_state_callback", found.onStreamState) &&
+           library.find("pa_stream_set_read_callback", found.onReadable) &&
+           library.find("pa_stream_readable_size", found.readableSize) && library.find("pa_stream_peek", found.peek) &&
+           library.find("pa_stream_drop", found.drop);
 }
 
 std::optional<PulseLibrary> load() {
-    // Never unloaded: it registers things that outlive any use of ours.
-    void *library = ::dlopen("libpulse.so.0", RTLD_NOW | RTLD_NODELETE);
+    const SharedLibrary library("libpulse.so.0");
     PulseLibrary found{};
-    const bool whole = library && findConnection(library, found) && findStream(library, found);
+    const bool whole = findConnection(library, found) && findStream(library, found);
     return whole ? std::optional(found) : std::nullopt;
 }
 
