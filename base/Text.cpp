@@ -3,7 +3,12 @@
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
 
+#include <algorithm>
+#include <array>
+
 namespace ombru {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 QTextBoundaryFinder graphemes(QStringView text) {
@@ -15,23 +20,46 @@ bool isQuotationMark(char32_t character) {
         .contains(QStringView(QChar::fromUcs4(character)));
 }
 
-// What it is shown as; 0 for nothing at all.
-char32_t shown(char32_t character) {
+// Letters, marks and signs that leave no trace on the screen.
+bool isBlank(char32_t character) {
+    struct Range {
+        char32_t first;
+        char32_t last;
+    };
+    static constexpr std::array<Range, 9> BLANKS{{{0x034F, 0x034F},
+                                                  {0x115F, 0x1160},
+                                                  {0x17B4, 0x17B5},
+                                                  {0x180B, 0x180F},
+                                                  {0x2800, 0x2800},
+                                                  {0x3164, 0x3164},
+                                                  {0xFE00, 0xFE0F},
+                                                  {0xFFA0, 0xFFA0},
+                                                  {0xE0100, 0xE01EF}}};
+    return std::ranges::any_of(BLANKS,
+                               [&](const Range &range) { return character >= range.first && character <= range.last; });
+}
+
+// Cannot be seen, looks like another one, or changes how its neighbours are seen.
+bool isUnseen(char32_t character) {
     switch (QChar::category(character)) {
     case QChar::Separator_Space:
+        return character != U' ';
     case QChar::Separator_Line:
     case QChar::Separator_Paragraph:
     case QChar::Other_Control:
-        return U' ';
     case QChar::Other_Format:
-        return 0;
     case QChar::Other_Surrogate:
     case QChar::Other_PrivateUse:
     case QChar::Other_NotAssigned:
-        return QChar::ReplacementCharacter;
+        return true;
     default:
-        return isQuotationMark(character) ? U'\u2019' : character;
+        return isBlank(character);
     }
+}
+
+// In marks that stand for nothing else, since shownLine() lets no quotation mark through.
+QString named(char32_t character) {
+    return u"\u00ABU+"_s + QString::number(uint(character), 16).toUpper().rightJustified(4, u'0') + u'\u00BB';
 }
 } // namespace
 
@@ -95,11 +123,15 @@ QString shownLine(const QString &text, qsizetype most) {
     // Far more than is shown, of a text that may be endless.
     for (const char32_t character : QStringView(text).first(std::min(text.size(), most * 64)).toUcs4()) {
         marks = QChar::isMark(character) ? marks + 1 : 0;
-        const char32_t instead = marks > MARKS ? 0 : shown(character);
-        if (instead != 0)
-            line += QChar::fromUcs4(instead);
+        const bool isLost = character == U' ' && (line.isEmpty() || line.endsWith(u' '));
+        if (isLost || isUnseen(character))
+            line += named(character);
+        else if (marks <= MARKS)
+            line += QChar::fromUcs4(isQuotationMark(character) ? U'\u2019' : character);
     }
-    const QStringList all = characters(line.simplified());
+    if (line.endsWith(u' '))
+        line.replace(line.size() - 1, 1, named(U' '));
+    const QStringList all = characters(line);
     if (all.isEmpty())
         return QStringLiteral("?");
     if (all.size() <= most)

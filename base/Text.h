@@ -21,9 +21,10 @@ QStringList characters(QStringView text);
 // Up to the first "\n" (a preceding "\r" is dropped with it).
 QString firstLine(const QString &text);
 
-// A name or path from somewhere else as one line that can be shown among words of ours: without line breaks, characters
-// that cannot be seen or that reorder others, and towers of accents; double quotation marks are single ones. Longer
-// than `most` characters it loses its middle. "?" for a text of which nothing remains.
+// A name or path from somewhere else as one line that can be shown among words of ours, so that another one looks
+// different: line breaks, spaces that would be lost, and characters that cannot be seen or that reorder others are
+// «U+202E»; there are no towers of accents, and double quotation marks are single ones. Longer than `most` characters
+// it loses its middle. "?" for a text of which nothing remains.
 QString shownLine(const QString &text, qsizetype most);
 
 // UTF-8, with every invalid sequence replaced by U+FFFD and a byte order mark kept as it is.

@@ -34,7 +34,7 @@ QString programOf(const QString &client) {
 
 QString dialogTitle(const QString &client, const QString &title) {
     const auto whose = u"Script of "_s + shownLine(programOf(client), LONGEST_NAME);
-    return title.isEmpty() ? whose : whose + u": "_s + shownLine(title, LONGEST_TITLE);
+    return title.isEmpty() ? whose : whose + u": "_s + shownLine(title.simplified(), LONGEST_TITLE);
 }
 
 Result<DialogAnswer> LinuxDialogs::ask(const DialogRequest &request) {

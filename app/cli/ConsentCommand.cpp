@@ -2,6 +2,7 @@
 
 #include "app/cli/CommandLoop.h"
 #include "base/Background.h"
+#include "base/Text.h"
 #include "permissions/AppAutomation.h"
 #include "platform/Workspace.h"
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int STOPPED = 130;
 constexpr auto ANSWERING = std::chrono::hours(24); // the question ends by itself before
+constexpr qsizetype LONGEST_NAME = 4096;           // as long as a path may be
 constexpr qsizetype LONGEST_IDENTIFIER = 255;      // as long as a desktop file's name may be
 
 int refuse(const QString &why, int status) {
@@ -30,10 +32,9 @@ bool isIdentifier(const QString &text) {
     return text.size() <= LONGEST_IDENTIFIER && form.match(text).hasMatch();
 }
 
-// A name as part of one line.
-QString inLine(const QString &name) {
-    return printable(
-        QString(name).replace(u'\r', QChar(0x240d)).replace(u'\n', QChar(0x240a)).replace(u'\t', QChar(0x2409)));
+// Whole, also where it is a path.
+QString shown(const QString &name) {
+    return shownLine(name, LONGEST_NAME);
 }
 
 bool isClient(const QString &text) {
@@ -52,7 +53,7 @@ Result<std::vector<ConsentDecision>> decisionsOf(const std::optional<QString> &c
 }
 
 QString label(const QString &name, const QString &id) {
-    return name == id ? id : u"%1 (%2)"_s.arg(name, id);
+    return name == id ? shown(id) : u"%1 (%2)"_s.arg(shown(name), shown(id));
 }
 
 QString decided(bool allowed) {
@@ -143,7 +144,7 @@ Task<int> ConsentCommand::change() {
         if (!*done)
             co_return refuse(done->error().description, 1);
         const auto application = co_await described(id);
-        m_terminal.print(u"%1: %2 for %3"_s.arg(label(application.name, id), **done, inLine(client)));
+        m_terminal.print(u"%1: %2 for %3"_s.arg(label(application.name, id), **done, shown(client)));
     }
     co_return 0;
 }
@@ -168,7 +169,7 @@ void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, c
     if (decisions.empty()) {
         m_terminal.print(
             m_options.client
-                ? u"Nothing is decided for %1."_s.arg(inLine(*m_options.client))
+                ? u"Nothing is decided for %1."_s.arg(shown(*m_options.client))
                 : u"Nothing is decided yet. `ombru consent allow APP` lets scripts control an application."_s);
         return;
     }
@@ -177,8 +178,8 @@ void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, c
     qsizetype clientWidth = 0;
     qsizetype applicationWidth = 0;
     for (std::size_t i = 0; i < decisions.size(); ++i) {
-        clients += inLine(decisions[i].client);
-        applications += inLine(label(names[qsizetype(i)], decisions[i].application));
+        clients += shown(decisions[i].client);
+        applications += label(names[qsizetype(i)], decisions[i].application);
         clientWidth = std::max(clientWidth, clients.back().size());
         applicationWidth = std::max(applicationWidth, applications.back().size());
     }

@@ -1,5 +1,7 @@
 #include "app/cli/Findings.h"
 
+#include "base/Text.h"
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -7,6 +9,7 @@ using State = Permission::State;
 
 namespace {
 
+constexpr qsizetype LONGEST_NAME = 255;
 constexpr int NAME_WIDTH = 17; // the longest name and a space
 const QString INDENT(NAME_WIDTH + 3, u' ');
 
@@ -44,7 +47,7 @@ QString decision(State state) {
 }
 
 QString allowing(const AutomationApp &application) {
-    return u"To let scripts control it: `ombru consent allow %1`"_s.arg(application.id);
+    return u"To let scripts control it: `ombru consent allow %1`"_s.arg(shownLine(application.id, LONGEST_NAME));
 }
 
 QString allowing(const Permission &permission) {

@@ -210,11 +210,20 @@ TEST_F(ConsentCommandTest, ListsInAlignedLines) {
 
 TEST_F(ConsentCommandTest, AProgramsNameStaysInItsLine) {
     const auto decided = consent({u"deny"_s, u"TextEdit"_s, u"--for"_s, u"/opt/a\nb\t\r\033[2J"_s});
-    EXPECT_TRUE(decided.out.endsWith(u": refused for /opt/a␊b␉␍␛[2J\n"_s)) << decided;
+    EXPECT_TRUE(decided.out.endsWith(u": refused for /opt/a«U+000A»b«U+0009»«U+000D»«U+001B»[2J\n"_s)) << decided;
     const auto listed = consent({u"list"_s}).out;
-    EXPECT_TRUE(listed.startsWith(u"/opt/a␊b␉␍␛[2J  Writer's Desk (org.example.Editor)  refused  20"_s))
+    EXPECT_TRUE(listed.startsWith(
+        u"/opt/a«U+000A»b«U+0009»«U+000D»«U+001B»[2J  Writer's Desk (org.example.Editor)  refused  20"_s))
         << listed.toStdString();
     EXPECT_EQ(listed.count(u'\n'), 1);
+}
+
+TEST_F(ConsentCommandTest, NamesThatLookAlikeAreListedAsTheyAre) {
+    for (const auto &client : {u"/usr/bin/xterm"_s, u"/usr/bin/xterm\u200B"_s, u"/usr/bin/\u202Emretx"_s})
+        consent({u"deny"_s, u"TextEdit"_s, u"--for"_s, client});
+    const auto listed = consent({u"list"_s}).out;
+    for (const auto &client : {u"/usr/bin/xterm "_s, u"/usr/bin/xterm«U+200B» "_s, u"/usr/bin/«U+202E»mretx "_s})
+        EXPECT_TRUE(listed.contains(client)) << listed.toStdString();
 }
 
 TEST_F(ConsentCommandTest, WhatIsTooLongForANameIsNoneAndIsNotRepeatedInFull) {

@@ -52,6 +52,6 @@ TEST(PrivacyText, NamesFromElsewhereAreHarmlessButTheDecisionStaysTheSame) {
     const QString client = u"/tmp/a\n\u202Eb"_s;
     const auto rows = decisionRows({{client, u"org.example.Evil"_s, true, {}}}, {{u"org.example.Evil"_s, u"x\ny"_s}});
     EXPECT_EQ(rows[0].client, client);
-    EXPECT_EQ(rows[0].program, u"a b"_s);
-    EXPECT_EQ(rows[0].target, u"x y"_s);
+    EXPECT_EQ(rows[0].program, u"a«U+000A»«U+202E»b"_s);
+    EXPECT_EQ(rows[0].target, u"x«U+000A»y"_s);
 }

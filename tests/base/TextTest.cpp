@@ -58,11 +58,25 @@ TEST(Text, AShownLineIsTheTextWhenNothingIsWrongWithIt) {
 }
 
 TEST(Text, AShownLineHasNoLineBreaksAndNothingUnseen) {
-    EXPECT_EQ(shownLine(u"one\ntwo\r\n\tthree\u2028four\u2029five\u0085six"_s, 40), u"one two three four five six"_s);
-    EXPECT_EQ(shownLine(u"a\u200Bb\u200Dc\uFEFFd\u00ADe"_s, 40), u"abcde"_s);
-    EXPECT_EQ(shownLine(u"\u202Egnp.exe\u202C\u2066x\u2069\u200F"_s, 40), u"gnp.exex"_s);
-    EXPECT_EQ(shownLine(u"  much\u00A0\u3000 space  "_s, 40), u"much space"_s);
-    EXPECT_EQ(shownLine(u"a\uE000b"_s + QChar(0xD800), 40), u"a\uFFFDb\uFFFD"_s);
+    EXPECT_EQ(shownLine(u"one\ntwo\r\n\tthree\u2028four\u2029five\u0085six"_s, 200),
+              u"one«U+000A»two«U+000D»«U+000A»«U+0009»three«U+2028»four«U+2029»five«U+0085»six"_s);
+    EXPECT_EQ(shownLine(u"a\u200Bb\u200Dc\uFEFFd\u00ADe"_s, 200), u"a«U+200B»b«U+200D»c«U+FEFF»d«U+00AD»e"_s);
+    EXPECT_EQ(shownLine(u"\u202Egnp.exe\u202C\u2066x\u2069\u200F"_s, 200),
+              u"«U+202E»gnp.exe«U+202C»«U+2066»x«U+2069»«U+200F»"_s);
+    EXPECT_EQ(shownLine(u"  much\u00A0\u3000 space  "_s, 200), u"«U+0020» much«U+00A0»«U+3000» space «U+0020»"_s);
+    EXPECT_EQ(shownLine(u"a\uE000b"_s + QChar(0xD800), 200), u"a«U+E000»b\uFFFD"_s);
+}
+
+TEST(Text, NamesThatDifferInWhatCannotBeSeenLookDifferent) {
+    const QStringList names{u"xterm"_s,       u"xterm\u200B"_s, u"xterm "_s,        u" xterm"_s,
+                            u"xterm\uFE0F"_s, u"xterm\u2800"_s, u"xterm\u3164"_s,   u"x\u202Eterm"_s,
+                            u"xterm\n"_s,     u"xterm\uE000"_s, u"«U+200B»xterm"_s, u"\u200Bxterm"_s};
+    QStringList shown;
+    for (const auto &name : names)
+        shown += shownLine(name, 60);
+    EXPECT_EQ(shown.removeDuplicates(), 0) << shown.join(u'\n').toStdString();
+    EXPECT_NE(shownLine(u"a b"_s, 60), shownLine(u"a  b"_s, 60));
+    EXPECT_NE(shownLine(u"a b"_s, 60), shownLine(u"a\u00A0b"_s, 60));
 }
 
 TEST(Text, AShownLineCannotEndTheQuotationItStandsIn) {
@@ -82,5 +96,5 @@ TEST(Text, AShownLineThatIsTooLongLosesItsMiddle) {
 
 TEST(Text, AShownLineIsNeverEmpty) {
     EXPECT_EQ(shownLine({}, 40), u"?"_s);
-    EXPECT_EQ(shownLine(u"\n\u200B\u202E "_s, 40), u"?"_s);
+    EXPECT_EQ(shownLine(u"\u200B"_s, 40), u"«U+200B»"_s);
 }

@@ -95,7 +95,7 @@ TEST_F(PromptTextTest, NoNameSpeaksForUs) {
     }
     EXPECT_EQ(text.question.count(u'“'), 2);
     EXPECT_EQ(text.question.count(u'”'), 2);
-    EXPECT_TRUE(plain(text.question).startsWith(u"“<b>tool” wants to control “Notes’ is fine."_s));
+    EXPECT_TRUE(plain(text.question).startsWith(u"“<b>tool«U+000A»” wants to control “Notes’ is fine.«U+000A»"_s));
 }
 
 TEST_F(PromptTextTest, LongNamesAndPathsLoseTheirMiddle) {
