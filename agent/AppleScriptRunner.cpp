@@ -119,7 +119,8 @@ Task<RawOutcome> runOsascript(QString script, double timeout, std::shared_ptr<Ap
 
     if (*timedOut) {
         const auto seconds = QString::number(std::trunc(timeout), 'f', 0);
-        co_return RawOutcome{{false, u"Script timed out after "_s + seconds + u"s."_s}, log->markerSeen()};
+        co_return RawOutcome{{false, u"Script timed out after "_s + seconds + u"s."_s, process->left()},
+                             log->markerSeen()};
     }
     RawOutcome result{outcome(*process, log->text(), script), log->markerSeen()};
     result.outcome.left = process->left();

@@ -24,7 +24,7 @@ public:
 struct Outcome {
     bool ok = false;
     QString text;
-    QStringList left = {}; // running in the background: "name (process)" each, of a script that ended by itself
+    QStringList left = {}; // still running, as Process tells it
 
     bool operator==(const Outcome &) const = default;
 };

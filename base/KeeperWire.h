@@ -27,7 +27,8 @@ struct Started {
     std::int32_t error = 0;   // errno
 };
 
-// The keeper's last packet: this, and behind it what the program, which ended by itself, has left running, a line each.
+// The keeper's last packet: this, and behind it what is left running, a line each: what the program, which ended by
+// itself, has left, or what could not be ended, because it is another user's.
 // Then the keeper ends as the program did. Without the packet the keeper was killed.
 constexpr const char *FAREWELL = "ended\n";
 

@@ -82,7 +82,8 @@ public:
     bool overflowed() const { return m_overflowed; } // it was killed for printing more than the limit
     qint64 outputLimit() const { return m_command.outputLimit; }
 
-    // With a keeper: what it has left running when it ended by itself, "name (process)" each.
+    // With a keeper: what it has left running when it ended by itself, or what could not be ended with it because it is
+    // another user's, "name (process)" each.
     QStringList left() const { return m_left; }
 
     QByteArray takeOutput() { return std::exchange(m_output, {}); }

@@ -192,9 +192,9 @@ Task<TaskLoop::Attempt<QString>> TaskLoop::ask(QString binary, QString message) 
                                     workDirectory()};
     const auto conversation = m_newSessions;
     const auto reply = co_await Claude::ask(question, m_claudeCall);
+    tellLeft(u"claude"_s, m_claudeCall->process->left());
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
-    tellLeft(u"claude"_s, m_claudeCall->process->left());
     if (!reply)
         co_return std::unexpected(reply.error());
     // A new conversation that the owner asked for meanwhile stays new.
@@ -246,6 +246,7 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::runScript(QString script) {
     m_reports->showActivity(u"Step %1 · running…"_s.arg(m_progress.step));
     const auto started = Clock::now();
     auto result = co_await AppleScriptRunner::run(script, m_settings.scriptTimeout(), m_scriptRun);
+    tellLeft(u"the script"_s, result.left);
     const double seconds = Clock::secondsSince(started);
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
@@ -255,7 +256,6 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::runScript(QString script) {
             co_return std::unexpected(Cancelled{});
         noteRefusal(result.text);
     }
-    tellLeft(u"the script"_s, result.left);
     reportScript(result.ok, result.text, seconds);
     co_await sleep(Clock::seconds(m_settings.settle()), m_stop.get_token());
     if (isCancelled())

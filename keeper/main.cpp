@@ -242,11 +242,9 @@ std::optional<int> Keeper::keep(char **command) {
     while (!programHasEnded() && m_deadline == Clock::time_point::max())
         listen(-1);
     const bool byItself = m_ended && WIFEXITED(m_status) && m_deadline == Clock::time_point::max();
-    std::string farewell = FAREWELL;
-    if (byItself)
-        farewell += whatIsLeft();
-    else
+    if (!byItself)
         endAll();
+    const auto farewell = FAREWELL + whatIsLeft();
     ::send(LIFELINE, farewell.data(), farewell.size(), MSG_NOSIGNAL);
     return m_status;
 }

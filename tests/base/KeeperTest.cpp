@@ -306,6 +306,23 @@ TEST(Family, IsEndedAlsoWithTheLastDescriptor) {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
+TEST_F(Keeper, WhatCannotBeEndedIsNamed) {
+    const auto command = marked(u"echo $$ > ready.new; mv ready.new ready; exec sleep 338"_s);
+    std::optional<QStringList> left;
+    withoutCall(SYS_kill, EPERM, [&] {
+        withoutCall(SYS_pidfd_send_signal, EPERM, [&] { // as of another user's process
+            const auto kept =
+                spawnKept(program(), {}, {command.program, command.arguments, command.directory, command.environment});
+            ASSERT_TRUE(kept);
+            ASSERT_GT(ready(), 0);
+            endKept(*kept, 0ms);
+            ::waitpid(kept->keeper, nullptr, 0);
+            left = leftByKept(*kept);
+        });
+    });
+    EXPECT_EQ(left, QStringList{u"sleep (%1)"_s.arg(ready())});
+}
+
 // Faster than a look through all processes.
 TEST_F(Keeper, CatchesOneThatForksAndEndsAtOnce) {
     const auto helper = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/forks-and-ends"_s;
