@@ -2,9 +2,11 @@
 
 #include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
+#include "app/cli/NoSuspension.h"
 #include "app/cli/Request.h"
 #include "app/control/TaskReport.h"
 #include "base/Background.h"
+#include "base/Text.h"
 #include "controller/TaskText.h"
 #include "notifier/Notifier.h"
 #include "platform/Consent.h"
@@ -21,6 +23,8 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
+
+constexpr qsizetype LONGEST_NAME = 255;
 
 // Somebody watches: it is a terminal in both directions, and this program is in front of it.
 bool isWatched(const Terminal &terminal) {
@@ -86,6 +90,7 @@ void RunCommand::take(const QJsonObject &line) {
 }
 
 Task<std::optional<int>> RunCommand::doHere() {
+    const NoSuspension noSuspension;
     m_here = std::make_shared<Here>();
     auto &here = *m_here;
     here.watch = std::make_unique<TaskWatch>(
@@ -151,9 +156,9 @@ Task<> RunCommand::offerConsent(bool asking) {
         if (asking && isWatched(m_terminal) && !stop.stop_requested() && co_await allow(application))
             m_terminal.print(u"Allowed. Run the task again to let it go on."_s, Colour::green);
         else
-            m_terminal.print(
-                u"To let scripts control %1: `ombru consent allow %2`"_s.arg(application.name, application.id),
-                Colour::dim);
+            m_terminal.print(u"To let scripts control %1: `ombru consent allow %2`"_s.arg(
+                                 shownLine(application.name, LONGEST_NAME), shownLine(application.id, LONGEST_NAME)),
+                             Colour::dim);
     }
     if (m_result->scriptRefused)
         m_terminal.print(
@@ -163,7 +168,8 @@ Task<> RunCommand::offerConsent(bool asking) {
 }
 
 Task<bool> RunCommand::allow(AppAutomation::Target application) {
-    m_terminal.print(u"You are asked whether scripts may control %1 (%2)."_s.arg(application.name, application.id));
+    m_terminal.print(u"You are asked whether scripts may control %1 (%2)."_s.arg(
+        shownLine(application.name, LONGEST_NAME), shownLine(application.id, LONGEST_NAME)));
     const auto allowed = co_await backgroundWithin(
         24h, m_stop.get_token(), [id = application.id] { return ombru::offerConsent(ownConsentClient(), id); });
     if (allowed && !*allowed)
@@ -193,6 +199,8 @@ void RunCommand::showProgress(const QString &line) {
 }
 
 void RunCommand::tick() {
+    if (NoSuspension::takeWish())
+        m_terminal.complain(u"A task cannot be paused; Ctrl-C stops it."_s);
     const auto seconds = int(Clock::secondsSince(m_activitySince));
     if (!m_options.json)
         m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity, QString::number(seconds)));

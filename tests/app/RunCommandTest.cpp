@@ -216,6 +216,16 @@ TEST_F(RunCommandTest, CtrlBackslashIsAStopLikeCtrlC) {
     EXPECT_TRUE(waitUntil([this] { return !isAlive(claudePid); }));
 }
 
+TEST_F(RunCommandTest, CtrlZDoesNotLeaveTheTaskAlone) {
+    const auto process = startHanging();
+    const auto pid = pid_t(pidIn(scratch.path(u"pid"_s)));
+    ::kill(pid, SIGTSTP);
+    QByteArray errors;
+    EXPECT_TRUE(waitUntil([&] { return errors.append(process->takeErrors()).contains("A task cannot be paused"); }));
+    ::kill(pid, SIGINT);
+    EXPECT_EQ(finish(process).status, 130);
+}
+
 TEST_F(RunCommandTest, ASecondTaskOnTheSameDesktopIsRefused) {
     const auto process = startHanging();
     const auto second = run(u"\"$OMBRU\" run another"_s);
