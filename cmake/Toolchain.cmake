@@ -12,7 +12,7 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wimpli
 add_compile_definitions(QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY
                         QT_NO_CONTEXTLESS_CONNECT)
 
-set(OMBRU_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread or empty")
+set(OMBRU_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread or empty; with fuzzer-no-link for fuzz targets")
 if(OMBRU_SANITIZE)
   add_compile_options(-fsanitize=${OMBRU_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${OMBRU_SANITIZE})
