@@ -23,7 +23,7 @@ namespace {
 
 constexpr auto KEY = "s3cret-key";
 constexpr qsizetype MINUTE = 60 * RATE; // bytes of sound
-constexpr qsizetype MUCH = 64 << 20;
+constexpr qsizetype MUCH = 32 << 20;
 constexpr qsizetype PIECE = 256 << 10;
 
 // What a call does with it, on its queue.
