@@ -1,6 +1,5 @@
 #include "base/Text.h"
 
-#include <QStringDecoder>
 #include <QTextBoundaryFinder>
 
 #include <algorithm>
@@ -141,8 +140,9 @@ QString shownLine(const QString &text, qsizetype most) {
 }
 
 QString repairedUtf8(QByteArrayView bytes) {
-    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
-    return decode(bytes);
+    // A decoder would keep a sequence that is cut off at the end, for what might follow.
+    const auto text = QString::fromUtf8(bytes);
+    return bytes.startsWith("\xEF\xBB\xBF") ? QChar(QChar::ByteOrderMark) + text : text;
 }
 
 } // namespace ombru

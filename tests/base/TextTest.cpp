@@ -50,6 +50,11 @@ TEST(Text, InvalidUtf8IsRepaired) {
                            "b"),
               u"a\uFFFDb"_s);
     EXPECT_EQ(repairedUtf8("\xc2\xa7L7"), u"§L7"_s);
+    EXPECT_EQ(repairedUtf8("\xEF\xBB\xBFz"), u"\uFEFFz"_s) << "a byte order mark stays";
+}
+
+TEST(Text, Utf8ThatIsCutOffIsRepairedToo) {
+    EXPECT_TRUE(repairedUtf8("a\xE2\x9C").startsWith(u"a\uFFFD"_s));
 }
 
 TEST(Text, AShownLineIsTheTextWhenNothingIsWrongWithIt) {

@@ -226,6 +226,8 @@ TEST_F(WSServerTest, WhatIsNotUtf8IsReplacedAndAByteOrderMarkStays) {
     peer->write(masked(Opcode::text, "a\xFFz") + masked(Opcode::text, "\xEF\xBB\xBFz"));
     EXPECT_TRUE(logs("text a\xEF\xBF\xBDz"));
     EXPECT_TRUE(logs("text \xEF\xBB\xBFz"));
+    peer->write(masked(Opcode::text, "\xC3"));
+    EXPECT_TRUE(logs("text \xEF\xBF\xBD")) << "also one that is cut off";
 }
 
 TEST_F(WSServerTest, APingIsAnsweredWithWhatItCarries) {
