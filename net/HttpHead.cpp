@@ -16,9 +16,9 @@ namespace {
 
 constexpr QByteArrayView END = "\r\n\r\n";
 
-void readTarget(const QString &requestLine, HttpHead &head) {
+void readTarget(QStringView requestLine, HttpHead &head) {
     const auto pieces = requestLine.split(u' ', Qt::SkipEmptyParts);
-    const QUrl target(pieces.value(1));
+    const QUrl target(pieces.value(1).toString());
     if (!target.isValid())
         return;
     head.path = target.path(QUrl::FullyDecoded);
@@ -40,12 +40,13 @@ std::optional<QString> HttpHead::queryItem(const QString &name) const {
 
 HttpHead parseHead(QByteArrayView bytes) {
     HttpHead head;
-    const auto lines = repairedUtf8(bytes).split(u"\r\n"_s);
+    const auto text = repairedUtf8(bytes);
+    const auto lines = QStringView(text).split(u"\r\n"_s);
     readTarget(lines.first(), head);
-    for (const auto &line : lines | std::views::drop(1)) {
+    for (const auto line : lines | std::views::drop(1)) {
         const auto colon = line.indexOf(u':');
         if (colon >= 0)
-            head.headers.insert(line.left(colon).toLower(), line.mid(colon + 1).trimmed());
+            head.headers.insert(line.first(colon).toString().toLower(), line.sliced(colon + 1).trimmed().toString());
     }
     return head;
 }

@@ -23,11 +23,13 @@ SystemResult<Descriptor> makeListeningSocket(Interface interface);
 // Gives the port: the one that was asked for, or a free one for 0.
 SystemResult<std::uint16_t> listenOn(const Descriptor &socket, Interface interface, std::uint16_t port);
 
-SystemResult<Descriptor> acceptOne(const Descriptor &listening);
+struct Accepted {
+    Descriptor socket;
+    QString peer; // "host:port"
+};
+SystemResult<Accepted> acceptOne(const Descriptor &listening);
 bool isOutOfDescriptors(int error); // or of memory: trying again at once would fail alike
 std::size_t mostDescriptors();      // that this process may have open
-
-QString peerOf(const Descriptor &socket); // "host:port"
 
 // How many bytes came or went; 0 received: the peer has finished sending.
 SystemResult<qsizetype> receiveInto(const Descriptor &socket, std::span<char> buffer);

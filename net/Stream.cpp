@@ -25,9 +25,9 @@ qsizetype sizeOf(std::initializer_list<QByteArrayView> parts) {
 } // namespace
 
 Stream::Stream(std::weak_ptr<Transport> transport, std::shared_ptr<Readiness> readiness, std::uint64_t key,
-               Descriptor socket)
-    : m_transport(std::move(transport)), m_readiness(std::move(readiness)), m_key(key), m_peer(peerOf(socket)),
-      m_socket(std::move(socket)) {}
+               Accepted accepted)
+    : m_transport(std::move(transport)), m_readiness(std::move(readiness)), m_key(key),
+      m_peer(std::move(accepted.peer)), m_socket(std::move(accepted.socket)) {}
 
 void Stream::start(Listener listener, qsizetype most) {
     m_listener = std::move(listener);
@@ -182,23 +182,24 @@ void Stream::receive(std::span<char> buffer) {
         return end(networkFailure(count.error()));
     if (count == 0)
         return end({});
-    if (count && !m_cancelled)
-        m_listener.onReceived({buffer.data(), *count});
+    if (!count || m_cancelled)
+        return;
+    m_listener.onReceived({buffer.data(), *count});
+    if (m_cancelled)
+        windDown();
 }
 
 void Stream::end(const std::optional<Failure> &failure) {
     if (std::exchange(m_ended, true))
         return;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_reads = false;
-        if (m_socket.isOpen())
-            watch();
-    }
-    if (m_cancelled)
-        closeWhenDone();
-    else
+    if (!m_cancelled)
         m_listener.onEnd(failure);
+    if (m_cancelled)
+        windDown();
+    const std::lock_guard lock(m_mutex);
+    m_reads = false;
+    if (m_socket.isOpen())
+        watch();
 }
 
 void Stream::hungUp() {
@@ -228,7 +229,7 @@ void Stream::windDown() {
     m_listener = {};
     closeWhenDone();
     const auto transport = m_transport.lock();
-    if (!m_socket.isOpen() || !transport)
+    if (!m_socket.isOpen() || !transport || m_patience.pending())
         return;
     m_patience = transport->queue().after(PATIENCE, [weak = weak_from_this()] {
         if (const auto self = weak.lock())
@@ -242,7 +243,7 @@ void Stream::closeWhenDone() {
         const std::lock_guard lock(m_mutex);
         if (!m_socket.isOpen() || !m_waiting.empty())
             return;
-        if (!std::exchange(m_finished, true))
+        if (!m_ended && !std::exchange(m_finished, true))
             finishSending(m_socket);
     }
     if (m_ended)

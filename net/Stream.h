@@ -24,7 +24,7 @@ public:
     static constexpr qsizetype MOST_UNSENT = 8 << 20; // bytes that may wait behind the message that is on its way
 
     Stream(std::weak_ptr<Transport> transport, std::shared_ptr<Readiness> readiness, std::uint64_t key,
-           Descriptor socket);
+           Accepted accepted);
 
     // What the stream tells; it is let go of at cancel().
     struct Listener {

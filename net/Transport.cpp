@@ -76,12 +76,12 @@ void Transport::stopListening() {
 
 void Transport::acceptSome() {
     for (int number = 0; number < ACCEPTED_A_TURN && m_listening.isOpen(); ++number) {
-        auto socket = acceptOne(m_listening);
-        if (socket)
-            adopt(std::move(*socket));
-        else if (isOutOfDescriptors(socket.error()))
+        auto accepted = acceptOne(m_listening);
+        if (accepted)
+            adopt(std::move(*accepted));
+        else if (isOutOfDescriptors(accepted.error()))
             return acceptLater();
-        else if (socket.error() == EAGAIN)
+        else if (accepted.error() == EAGAIN)
             return;
     }
 }
@@ -95,11 +95,11 @@ void Transport::acceptLater() {
 
 // --- Connections
 
-void Transport::adopt(Descriptor socket) {
+void Transport::adopt(Accepted accepted) {
     if (m_streams.empty())
         m_queue->hold(shared_from_this());
     const auto key = ++m_lastKey;
-    const auto stream = std::make_shared<Stream>(weak_from_this(), m_readiness, key, std::move(socket));
+    const auto stream = std::make_shared<Stream>(weak_from_this(), m_readiness, key, std::move(accepted));
     m_streams.emplace(key, stream);
     m_onConnection(stream);
 }

@@ -43,7 +43,7 @@ private:
     bool handle(std::span<const Readiness::Event> events);
     void acceptSome();
     void acceptLater();
-    void adopt(Descriptor socket);
+    void adopt(Accepted accepted);
     void endsSoon(std::uint64_t key);
     void forget(std::uint64_t key);
 

@@ -77,9 +77,9 @@ private:
     }
 
     void makeRoom() {
-        const auto most = mostPending();
-        if (m_pending.size() < std::min(most, m_manyPending))
+        if (m_pending.size() < m_manyPending)
             return;
+        const auto most = mostPending();
         std::erase_if(m_pending, [](const std::weak_ptr<WSConnection> &pending) {
             const auto connection = pending.lock();
             return !connection || !connection->isPending();
@@ -87,7 +87,7 @@ private:
         for (; m_pending.size() >= most; m_pending.pop_front())
             if (const auto longest = m_pending.front().lock())
                 longest->drop();
-        m_manyPending = std::max(FEW, 2 * m_pending.size());
+        m_manyPending = std::clamp(2 * m_pending.size(), FEW, std::max(FEW, most));
     }
 
     const std::shared_ptr<Transport> m_transport;

@@ -105,12 +105,13 @@ SystemResult<std::uint16_t> listenOn(const Descriptor &socket, Interface interfa
     return portOf(addressOf(socket));
 }
 
-SystemResult<Descriptor> acceptOne(const Descriptor &listening) {
-    Descriptor socket(::accept4(listening.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+SystemResult<Accepted> acceptOne(const Descriptor &listening) {
+    Address peer;
+    Descriptor socket(::accept4(listening.number(), peer.get(), &peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!socket.isOpen())
         return std::unexpected(errno);
     setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1); // what is sent is whole; waiting for more only delays it
-    return socket;
+    return Accepted{std::move(socket), hostOf(peer) + u':' + QString::number(portOf(peer))};
 }
 
 bool isOutOfDescriptors(int error) {
@@ -121,12 +122,6 @@ std::size_t mostDescriptors() {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
     return limit.rlim_cur;
-}
-
-QString peerOf(const Descriptor &socket) {
-    Address address;
-    ::getpeername(socket.number(), address.get(), &address.size);
-    return hostOf(address) + u':' + QString::number(portOf(address));
 }
 
 SystemResult<qsizetype> receiveInto(const Descriptor &socket, std::span<char> buffer) {
