@@ -2,6 +2,7 @@
 
 #include "base/Background.h"
 #include "base/Text.h"
+#include "controller/CallDesk.h"
 #include "controller/PermissionDesk.h"
 #include "controller/Prompts.h"
 #include "controller/ServiceLink.h"
@@ -34,6 +35,7 @@ AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
     settings.onTrouble([this](const QString &line) { emitFromAnywhere(u"✗ "_s + line, EventKind::warn); });
     m_loop = makeTaskLoop();
     m_desk = makePermissionDesk();
+    m_calls = makeCallDesk();
     m_link = makeServiceLink();
     show(m_desk->view());
 }
@@ -110,10 +112,12 @@ Task<> AppState::drain() {
     const auto loop = m_loop->end();
     const auto desk = m_desk->end();
     const auto link = m_link->end();
+    const auto calls = m_calls->end();
     const auto tasks = m_tasks.drain();
     co_await loop;
     co_await desk;
     co_await link;
+    co_await calls;
     co_await tasks;
     m_activityClear.cancel();
 }

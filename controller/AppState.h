@@ -4,6 +4,7 @@
 //   The task loop       TaskLoop.*               one turn after the other; doors here in AppStateTask.cpp
 //   The claude tool     AppStateClaude.cpp       testClaude
 //   The service         ServiceLink.*            sign-in, configuration, channel; doors here in AppStateLink.cpp
+//   Calls               CallDesk.*               the call server and its calls; doors here in AppStateCalls.cpp
 //   Permissions         PermissionDesk.*         looking and asking; doors here in AppStatePermissions.cpp
 //
 // A concern is a class that this owns. It knows nothing of AppState: it tells by value through an interface of its own,
@@ -18,6 +19,7 @@
 #include "base/Task.h"
 #include "cloud/Auth.h"
 #include "cloud/CloudConfig.h"
+#include "controller/CallAccess.h"
 #include "controller/Event.h"
 #include "controller/SignInView.h"
 #include "controller/TaskResult.h"
@@ -36,11 +38,13 @@
 
 namespace ombru {
 
+class CallDesk;
 class PermissionDesk;
 class ServiceLink;
 class TaskLoop;
 struct Allowed;
 struct PermissionView;
+struct PhoneRequest;
 struct TaskProgress;
 
 class AppState : public QObject {
@@ -62,9 +66,13 @@ public:
     Published<AppState, bool> cancelling{this, false};        // the running task was asked to stop and has not yet
     Published<AppState, int> step{this, 0};                   // turn of the running task, from 1; 0 before the first
     Published<AppState, std::optional<QString>> caller{this}; // who phoned the running task in
-    Published<AppState, QStringList> activeCalls{this};
-    Published<AppState, bool> sharing{this, false};                 // the computer's audio goes into a call
-    Published<AppState, bool> agentConnected{this, false};          // the web channel is open
+    Published<AppState, QString> serverStatus{this};          // what the local call server says of itself
+    Published<AppState, bool> serverListening{this, false};   // it takes calls
+    Published<AppState, QStringList> activeCalls{this};       // callers of the open calls
+    Published<AppState, bool> sharing{this, false};           // the computer's audio goes into a call
+    Published<AppState, bool> callerTalking{this, false};     // heard within the last moment
+    Published<AppState, bool> speaking{this, false};          // an answer is being spoken into a call
+    Published<AppState, bool> agentConnected{this, false};    // the web channel is open
     Published<AppState, std::optional<QString>> taskActivity{this}; // what is happening now
     Published<AppState, QString> lastEvent{this};                   // first line of the last event that counts
     Published<AppState, Claude::State> claude{this, Claude::Unknown{}};
@@ -114,6 +122,11 @@ public:
     bool cancelTask(); // whether a task ran; it ends soon
     void newSession();
 
+    // --- Calls
+    bool shareAudio(bool on);                     // in every call; false when none is open
+    std::optional<CallAccess> callAccess() const; // none while no calls are taken
+    std::optional<QString> activity() const;      // one line on what is happening now, calls included
+
     // --- The claude tool
     void testClaude();
 
@@ -139,11 +152,14 @@ private:
     class TaskDoor;
     class PermissionDoor;
     class LinkDoor;
+    class CallDoor;
 
     std::unique_ptr<TaskLoop> makeTaskLoop();
     std::unique_ptr<PermissionDesk> makePermissionDesk();
     std::unique_ptr<ServiceLink> makeServiceLink();
+    std::unique_ptr<CallDesk> makeCallDesk();
     void handleAgent(const AgentCommand &command);
+    void phoneAsk(const PhoneRequest &request);
     void willChange() { m_observers.tell(); }
     void setTaskState(const TaskProgress &progress);
     void noteResult(const TaskResult &result);
@@ -158,6 +174,7 @@ private:
     std::unique_ptr<TaskLoop> m_loop;
     std::unique_ptr<PermissionDesk> m_desk;
     std::unique_ptr<ServiceLink> m_link;
+    std::unique_ptr<CallDesk> m_calls;
     TaskScope m_tasks; // of what is no concern of its own
 };
 

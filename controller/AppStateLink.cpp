@@ -1,6 +1,7 @@
 // The doors to the service link, what its reports become, and what the web page asks for.
 
 #include "controller/AppState.h"
+#include "controller/CallDesk.h"
 #include "controller/ServiceLink.h"
 
 namespace ombru {
@@ -16,6 +17,8 @@ public:
     void showSignIn(const SignInView &view) override { m_state.signingIn = view; }
     void showReachable(bool reachable) override { m_state.cloudReachable = reachable; }
     void applyConfig(const CloudConfig &received) override { m_state.applyConfig(received); }
+    void startServer() override { m_state.m_calls->startServer(); }
+    void stopServer() override { m_state.m_calls->stopServer(); }
     void channelExists(WebChannel::Send send) override { m_state.setWebChannel(std::move(send)); }
     void channelOpened(bool open) override {
         m_state.setWebChannelOpen(open);

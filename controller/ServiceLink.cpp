@@ -182,6 +182,7 @@ void ServiceLink::signOut() {
     m_heartbeat.request_stop();
     stopAgent();
     m_sound.listen(false);
+    m_reports->stopServer();
     m_reports->showReachable(false);
     applyConfig({});
     showAuth({Auth::SignedOut{}});
@@ -214,6 +215,8 @@ void ServiceLink::take(const CloudConfig &config) {
     if (!config.systemPrompt.isEmpty())
         keepPrompt(config.systemPrompt);
     showAuth({Auth::SignedIn{config.email}});
+    if (!m_requestsOnly)
+        m_reports->startServer();
     startAgent();
 }
 

@@ -30,6 +30,8 @@ public:
     virtual void showSignIn(const SignInView &view) = 0;
     virtual void showReachable(bool reachable) = 0; // the service answered the last request
     virtual void applyConfig(const CloudConfig &config) = 0;
+    virtual void startServer() = 0; // of calls; nothing when it runs
+    virtual void stopServer() = 0;
     virtual void channelExists(WebChannel::Send send) = 0; // from now on; empty: no more
     virtual void channelOpened(bool open) = 0;
     virtual void handle(const AgentCommand &command) = 0; // from the web page
@@ -55,7 +57,7 @@ public:
     void cancelSignIn();
     void signOut();
 
-    // From now on neither heartbeat nor channel begins: for a program that only signs in, or out.
+    // From now on neither heartbeat nor call server nor channel begins: for a program that only signs in, or out.
     void keepToRequests() { m_requestsOnly = true; }
 
     // Once the store of secrets has all that was decided so far.

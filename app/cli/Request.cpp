@@ -84,6 +84,7 @@ const std::array<Verb, std::variant_size_v<AppRequest>> &verbs() {
          [](const QJsonObject &object) -> std::optional<AppRequest> {
              return LogOptions{.follow = object["follow"_L1].toBool()};
          }},
+        {u"call-access"_s, [](const QJsonObject &) -> std::optional<AppRequest> { return CallAccessOptions{}; }},
     }};
     return table;
 }

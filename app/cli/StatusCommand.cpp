@@ -3,6 +3,7 @@
 #include "app/cli/Errand.h"
 #include "app/cli/Findings.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 
 namespace ombru {
@@ -76,6 +77,12 @@ QString StatusCommand::application() const {
         words += state.agentConnected ? u"connected to the web page"_s : u"not connected to the web page"_s;
     if (state.busy)
         words += u"at step %1 of a task"_s.arg(state.step());
+    if (!state.serverStatus->isEmpty())
+        words += state.serverStatus;
+    if (!state.activeCalls->isEmpty())
+        words += u"on a call with "_s + state.activeCalls->join(u", "_s);
+    if (state.sharing)
+        words += u"sharing the computer's sound"_s;
     return words.join(u", "_s);
 }
 
@@ -96,7 +103,10 @@ void StatusCommand::printJson() {
         status[u"application"_s] = QJsonObject{{u"account"_s, signInText(m_place.state.auth)},
                                                {u"connected"_s, m_place.state.agentConnected()},
                                                {u"busy"_s, m_place.state.busy()},
-                                               {u"step"_s, m_place.state.step()}};
+                                               {u"step"_s, m_place.state.step()},
+                                               {u"takesCalls"_s, m_place.state.serverListening()},
+                                               {u"calls"_s, QJsonArray::fromStringList(m_place.state.activeCalls)},
+                                               {u"sharing"_s, m_place.state.sharing()}};
     m_place.output.printRaw(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 

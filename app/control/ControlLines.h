@@ -10,6 +10,7 @@
 //     {"live": "..."}  {"error": "..."}                 its live line; for its errors
 //     {"progress": "...", "cancelling": false}          of the task
 //     {"ended": {...}}                                  the task; see TaskReport
+//     {"call": {"port": 8765, "token": "..."}}          where a call may be placed
 //     {"elsewhere": true}                               the application works on another display
 //     {"exit": 0}
 #pragma once

@@ -19,8 +19,15 @@ constexpr qint64 LONGEST_REQUEST = 1 << 20; // bytes
 constexpr Clock::Duration PATIENCE = 10s;   // for a request
 constexpr int WRONG_WORDS = 2;
 
-bool isForTheOwnerAlone(const AppRequest &wanted) {
-    return std::holds_alternative<SignInOptions>(wanted) || std::holds_alternative<SignOutOptions>(wanted);
+// Why a process below a script is turned away; nothing: it is not.
+std::optional<QString> refusalForScripts(const AppRequest &wanted) {
+    if (std::holds_alternative<RunOptions>(wanted))
+        return u"A script cannot hand the application a task."_s;
+    if (std::holds_alternative<CallAccessOptions>(wanted))
+        return u"A script cannot place a call."_s;
+    if (std::holds_alternative<SignInOptions>(wanted) || std::holds_alternative<SignOutOptions>(wanted))
+        return notForScriptsText();
+    return {};
 }
 
 } // namespace
@@ -81,9 +88,9 @@ void Conversation::leave(int status) {
 }
 
 void Conversation::begin(const AppRequest &wanted) {
+    if (const auto why = refusalForScripts(wanted); why && servesAScript(m_peer.process))
+        return refuse(*why, 1);
     const auto *task = std::get_if<RunOptions>(&wanted);
-    if ((task || isForTheOwnerAlone(wanted)) && servesAScript(m_peer.process))
-        return refuse(task ? u"A script cannot hand the application a task."_s : notForScriptsText(), 1);
     if (task && !task->display.isEmpty() && task->display != desktopName()) {
         m_terminal.send({{u"elsewhere"_s, true}});
         return leave(0);
@@ -107,6 +114,7 @@ std::unique_ptr<StateCommand> Conversation::commandFor(const AppRequest &wanted)
         Made operator()(StopOptions) { return std::make_unique<StopCommand>(place); }
         Made operator()(NewSessionOptions) { return std::make_unique<NewSessionCommand>(place); }
         Made operator()(ShareAudioOptions o) { return std::make_unique<ShareAudioCommand>(place, o); }
+        Made operator()(CallAccessOptions) { return std::make_unique<CallAccessCommand>(place, terminal); }
         Made operator()(LogOptions o) { return std::make_unique<LogCommand>(place.state, history, terminal, o); }
     };
     return std::visit(Make{{m_house.state, m_terminal, m_house.tasks, true}, m_house.history, m_terminal}, wanted);

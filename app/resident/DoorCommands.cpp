@@ -90,10 +90,28 @@ Task<int> NewSessionCommand::run() {
     co_return 0;
 }
 
+Task<int> CallAccessCommand::run() {
+    const auto &state = m_place.state;
+    const auto access = state.callAccess();
+    if (!access) {
+        const auto status = state.serverStatus();
+        m_terminal.complain(u"The application takes no calls: "_s +
+                            (status.isEmpty() ? u"it is not signed in."_s : status + u'.'));
+        co_return 1;
+    }
+    m_terminal.send({{u"call"_s, QJsonObject{{u"port"_s, access->port}, {u"token"_s, access->token}}}});
+    co_return 0;
+}
+
 Task<int> ShareAudioCommand::run() {
-    m_place.output.print(m_options.on ? u"No call is open that the sound could be shared into."_s
-                                      : u"No call is open, so no sound is shared."_s);
-    co_return m_options.on ? 1 : 0;
+    const bool inCall = m_place.state.shareAudio(m_options.on);
+    if (inCall)
+        m_place.output.print(m_options.on ? u"The computer's sound goes into every open call."_s
+                                          : u"The computer's sound goes into no call."_s);
+    else
+        m_place.output.print(m_options.on ? u"No call is open that the sound could be shared into."_s
+                                          : u"No call is open, so no sound is shared."_s);
+    co_return m_options.on && !inCall ? 1 : 0;
 }
 
 } // namespace ombru

@@ -66,6 +66,18 @@ private:
     CommandPlace m_place;
 };
 
+// Where `ombru-call` may place a call, and with which token.
+class CallAccessCommand final : public StateCommand {
+public:
+    CallAccessCommand(const CommandPlace &place, RemoteTerminal &terminal) : m_place(place), m_terminal(terminal) {}
+    Task<int> run() override; // 1 when no calls are taken
+    void interrupt() override {}
+
+private:
+    CommandPlace m_place;
+    RemoteTerminal &m_terminal;
+};
+
 // `ombru share-audio`: into the calls that are open.
 class ShareAudioCommand final : public StateCommand {
 public:

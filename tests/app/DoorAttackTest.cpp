@@ -149,6 +149,9 @@ TEST_F(DoorAttack, AScriptDecidesNothingAndHandsNothingOver) {
     EXPECT_EQ(auth(), u"in ann@host"_s);
     EXPECT_EQ(asks(run(u"go"_s))->end(), 1);
     EXPECT_FALSE(state->busy());
+    const auto caller = asks(verb(u"call-access"_s));
+    EXPECT_EQ(caller->end(), 1);
+    EXPECT_EQ(caller->all(u"error"_s), QStringList(u"A script cannot place a call."_s));
     EXPECT_EQ(asks(verb(u"status"_s))->end(), 0) << "to ask is no decision";
 }
 

@@ -3,6 +3,9 @@
 #include "tests/app/DoorFixture.h"
 #include "tests/support/Processes.h"
 
+#include <QJsonArray>
+#include <QTcpServer>
+
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -162,14 +165,40 @@ TEST_F(DoorTest, TheStatusTellsWhatTheApplicationDoes) {
     const auto client = asks(verb(u"status"_s));
     EXPECT_EQ(client->end(), 0);
     EXPECT_TRUE(client->all(u"line"_s).contains(
-        u"✓ application       running, signed in as ann@host, connected to the web page"_s))
+        u"✓ application       running, signed in as ann@host, connected to the web page, calls don't reach this Mac (ask the "_s
+        u"admin to route your number)"_s))
         << client->all(u"line"_s).join(u'\n').toStdString();
     const auto json = asks({{u"do"_s, u"status"_s}, {u"json"_s, true}});
     EXPECT_EQ(json->end(), 0);
-    EXPECT_EQ(
-        QJsonDocument::fromJson(json->all(u"raw"_s).value(0).toUtf8())[u"application"_s].toObject(),
-        (QJsonObject{
-            {u"account"_s, u"signed in as ann@host"_s}, {u"connected"_s, true}, {u"busy"_s, false}, {u"step"_s, 0}}));
+    EXPECT_EQ(QJsonDocument::fromJson(json->all(u"raw"_s).value(0).toUtf8())[u"application"_s].toObject(),
+              (QJsonObject{{u"account"_s, u"signed in as ann@host"_s},
+                           {u"connected"_s, true},
+                           {u"busy"_s, false},
+                           {u"step"_s, 0},
+                           {u"takesCalls"_s, false},
+                           {u"calls"_s, QJsonArray()},
+                           {u"sharing"_s, false}}));
+}
+
+TEST_F(DoorTest, WhereACallMayBePlacedIsToldWhileCallsAreTaken) {
+    QTcpServer probe;
+    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
+    const int port = probe.serverPort();
+    probe.close();
+    ASSERT_TRUE(state->settings.callPort.write(port));
+    const auto early = asks(verb(u"call-access"_s));
+    EXPECT_EQ(early->end(), 1);
+    EXPECT_EQ(early->all(u"error"_s), QStringList(u"The application takes no calls: it is not signed in."_s));
+    config = json(R"({"email": "ann@host", "trusted": true, "ws_token": "secret"})");
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->serverListening(); }));
+    const auto client = asks(verb(u"call-access"_s));
+    EXPECT_EQ(client->end(), 0);
+    EXPECT_TRUE(
+        client->lines.contains(QJsonObject{{u"call"_s, QJsonObject{{u"port"_s, port}, {u"token"_s, u"secret"_s}}}}));
+    const auto status = asks(verb(u"status"_s));
+    EXPECT_EQ(status->end(), 0);
+    EXPECT_TRUE(status->all(u"line"_s).join(u'\n').contains(u"taking calls on port %1"_s.arg(port)));
 }
 
 TEST_F(DoorTest, WithoutACallNoSoundCanBeShared) {

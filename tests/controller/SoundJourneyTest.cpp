@@ -30,6 +30,8 @@ struct Reports : LinkReports {
     void showSignIn(const SignInView &) override {}
     void showReachable(bool) override {}
     void applyConfig(const CloudConfig &) override {}
+    void startServer() override {}
+    void stopServer() override {}
     void channelExists(WebChannel::Send) override {}
     void channelOpened(bool) override {}
     void handle(const AgentCommand &command) override { listen(std::get<ListenCommand>(command).on); }

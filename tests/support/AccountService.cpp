@@ -61,6 +61,10 @@ void AccountService::Channel::send(const ChannelFrame &frame) {
     const auto length = frame.payload.size();
     if (length < 126) {
         bytes.append(static_cast<char>(length));
+    } else if (length < 65536) {
+        bytes.append(static_cast<char>(126));
+        const auto big = qToBigEndian<quint16>(static_cast<quint16>(length));
+        bytes.append(reinterpret_cast<const char *>(&big), sizeof big);
     } else {
         bytes.append(static_cast<char>(127));
         const auto big = qToBigEndian<quint64>(static_cast<quint64>(length));

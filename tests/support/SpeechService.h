@@ -76,6 +76,9 @@ public:
     void answer(std::size_t number);
     bool isWaitedFor(std::size_t number) const { return m_service.isWaitedFor(number); }
 
+    // What it speaks to that request, always the same.
+    AccountReply speech(const AccountRequest &request);
+
     // --- Listening
 
     std::vector<std::unique_ptr<Listener>> listeners; // in the order they came
@@ -94,7 +97,6 @@ public:
 
 private:
     AccountReply reply(const AccountRequest &request);
-    AccountReply speech(const AccountRequest &request);
     QByteArray spoken(const QString &text, int rate);
     void receive(AccountService::Channel &channel);
     void hearUtterance(Listener &listener);
