@@ -31,7 +31,6 @@ public:
     Line(std::shared_ptr<Transport> transport, Options options)
         : m_transport(std::move(transport)), m_options(std::move(options)) {}
     ~Line() {
-        stop();
         for (const auto &pending : m_pending)
             if (const auto connection = pending.lock(); connection && connection->isPending())
                 connection->drop();

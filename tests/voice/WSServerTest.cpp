@@ -370,6 +370,7 @@ TEST_F(WSServerTest, APeerThatNeverEndsIsNotWaitedForLong) {
     EXPECT_EQ(peer->readToEnd(), GOODBYE);
     EXPECT_TRUE(peer->write("x"));
     EXPECT_TRUE(logs("close"));
+    EXPECT_TRUE(waitUntil([this] { return connection().expired(); })) << "only its socket is left";
     clock.advance(2s);
     EXPECT_TRUE(waitUntil([&] { return !peer->write("x"); }));
 }
