@@ -69,7 +69,7 @@ public:
     }
 
     void sendAudio(const QByteArray &bytes) {
-        if (isOpen() && m_task->bytesToWrite() < MOST_UNSENT_SOUND)
+        if (isOpen() && unsentBytes(*m_task) < MOST_UNSENT_SOUND)
             m_task->sendBinaryMessage(bytes);
     }
 

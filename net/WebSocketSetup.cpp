@@ -2,6 +2,7 @@
 
 #include <QNetworkProxyFactory>
 #include <QSslConfiguration>
+#include <QSslSocket>
 #include <QWebSocket>
 
 namespace ombru {
@@ -31,6 +32,11 @@ void setUp(QWebSocket &socket, const QUrl &url, const QString &authority, quint6
     socket.setMaxAllowedIncomingMessageSize(largestMessage);
     socket.setMaxAllowedIncomingFrameSize(largestMessage);
     socket.setOutgoingFrameSize(QWebSocket::maxOutgoingFrameSize());
+}
+
+qint64 unsentBytes(const QWebSocket &socket) {
+    const auto *encrypted = socket.findChild<const QSslSocket *>();
+    return socket.bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
 }
 
 } // namespace ombru

@@ -12,4 +12,7 @@ namespace ombru {
 // one frame, and what comes in may have so many bytes.
 void setUp(QWebSocket &socket, const QUrl &url, const QString &authority, quint64 largestMessage);
 
+// What was sent and has not left yet, also of what is encrypted already, which the socket itself does not count.
+qint64 unsentBytes(const QWebSocket &socket);
+
 } // namespace ombru

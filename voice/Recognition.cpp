@@ -6,7 +6,6 @@
 #include "voice/Mulaw.h"
 
 #include <QNetworkRequest>
-#include <QSslSocket>
 #include <QWebSocket>
 
 #include <vector>
@@ -24,12 +23,6 @@ constexpr quint64 LARGEST_MESSAGE = 1 << 20;           // bytes
 constexpr qint64 MOST_UNSENT = OPENING.count() * RATE; // bytes: what a call can say while it opens
 constexpr auto CLOSE_STREAM = R"({"type": "CloseStream"})"_L1;
 
-// An encrypted socket counts apart what it has encrypted.
-qint64 unsent(const QWebSocket &socket) {
-    const auto *encrypted = socket.findChild<const QSslSocket *>();
-    return socket.bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
-}
-
 } // namespace
 
 // The connection and what becomes of it; it outlives the recognition for a goodbye.
@@ -46,7 +39,7 @@ public:
     }
 
     void send(const QByteArray &bytes, bool isText) {
-        if (m_over || bytes.size() + (m_open ? unsent(*m_task) : m_waitingBytes) > MOST_UNSENT)
+        if (m_over || bytes.size() + (m_open ? unsentBytes(*m_task) : m_waitingBytes) > MOST_UNSENT)
             return;
         if (m_open)
             return write({bytes, isText});

@@ -123,6 +123,35 @@ TEST_F(Encryption, EncryptionOnAPlainPortIsNotUnderstood) {
     EXPECT_FALSE(opens(nobody, QUrl(u"wss://localhost:%1/agent"_s.arg(plain.serverPort())), authority.file()));
 }
 
+TEST_F(Encryption, SoundThatIsNotTakenIsKeptWithinBounds) {
+    constexpr qsizetype MUCH = 64 << 20;
+    AccountService service(authority.certify());
+    AgentClient client(
+        {.url = service.channelURL(), .token = u"tok"_s, .userAgent = "ombru/1", .authority = authority.file()});
+    client.start();
+    ASSERT_TRUE(waitUntil([&] { return service.frameCount() == 1; }));
+    auto &socket = *service.newest().socket;
+    socket.setReadBufferSize(1);
+    for (qsizetype size = 0; size < MUCH; size += 1 << 16) { // as sound does, one after the other
+        client.sendAudio(QByteArray(1 << 16, 'a'));
+        const auto sent = std::make_shared<std::atomic<bool>>(false);
+        client.send([sent] {
+            *sent = true;
+            return QJsonObject();
+        });
+        ASSERT_TRUE(waitUntil([&] { return sent->load(); }));
+    }
+    socket.setReadBufferSize(0);
+    Q_EMIT socket.readyRead();
+    ASSERT_TRUE(waitUntil([&] { // sound is taken again
+        client.sendAudio("again");
+        return service.newest().frames.back().payload == "again";
+    }));
+    const auto heard = std::ranges::count(service.newest().frames, 2, &test::ChannelFrame::opcode);
+    EXPECT_LT(heard, MUCH / (1 << 16) / 2) << "that of the system's, and some of ours";
+    await(client.end());
+}
+
 TEST_F(Encryption, AnAuthorityThatCannotBeReadIsNamed) {
     const AccountService service(authority.certify());
     EXPECT_TRUE(complaint(service.base(), u"/nonexistent/ca.pem"_s).contains(u"/nonexistent/ca.pem"_s));
