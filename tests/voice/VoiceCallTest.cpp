@@ -69,6 +69,28 @@ TEST_F(VoiceCallTest, AFrameGoesOutEachTwentyMilliseconds) {
     EXPECT_EQ(media().size(), frames);
 }
 
+TEST_F(VoiceCallTest, NothingIsLostOrDoubledInTenMinutes) {
+    options.greeting = QString(3000, u'a') + u'.';
+    while (options.greeting.size() < 60'000)
+        options.greeting += options.greeting;
+    speech.holds = false;
+    start();
+    const auto sentences = static_cast<std::size_t>(options.greeting.count(u'.'));
+    ASSERT_TRUE(waitUntil([&] { return speech.requests().size() == sentences; }));
+    Samples all;
+    for (std::size_t number = 0; number < sentences; ++number) {
+        const auto samples = samplesOf(number);
+        all.insert(all.end(), samples.begin(), samples.end());
+    }
+    ASSERT_GE(all.size(), std::size_t(10 * 60 * RATE));
+    for (std::size_t played = 0; played < all.size() + RATE; played += RATE * 997 / 1000) {
+        clock.advance(997ms); // off the grid
+        catchUp();
+    }
+    EXPECT_TRUE(sound().first(qsizetype(all.size())) == pcmToUlaw(all));
+    EXPECT_EQ(media().size(), (all.size() + 159) / 160);
+}
+
 TEST_F(VoiceCallTest, AnAnswerOfTwoSentencesIsSynthesisedAsTwoInOrder) {
     greet();
     utter(u"what is up"_s);
