@@ -134,10 +134,12 @@ bool CallCommand::isOver() const {
 
 int CallCommand::keepAnswer() {
     m_phone->hangUp();
-    if (m_said == 0 && !m_interrupted) {
-        m_terminal.complain(u"The call failed: %1."_s.arg(m_ended));
+    if (m_beats == 0 && !m_interrupted) {
+        m_terminal.complain(u"The call was not taken: "_s + m_ended);
         return FAILED;
     }
+    if (!m_ended.isEmpty())
+        m_terminal.complain(u"The call has ended: "_s + m_ended);
     const auto place = answerFor(m_options);
     if (const auto written = writeWav(place, m_heard); !written) {
         m_terminal.complain(written.error().description);

@@ -14,7 +14,10 @@ PhoneProvider::PhoneProvider(Options options) : m_options(std::move(options)) {
     QObject::connect(&m_socket, &QWebSocket::connected, [this] { m_options.onOpen(); });
     QObject::connect(&m_socket, &QWebSocket::textMessageReceived, [this](const QString &text) { take(text); });
     QObject::connect(&m_socket, &QWebSocket::pong, [this] { m_options.onPong(); });
-    QObject::connect(&m_socket, &QWebSocket::disconnected, [this] { closed(m_socket.closeReason()); });
+    // Both come for one that failed, the reason behind the end.
+    QObject::connect(
+        &m_socket, &QWebSocket::disconnected, &m_socket, [this] { closed(m_socket.closeReason()); },
+        Qt::QueuedConnection);
     QObject::connect(&m_socket, QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error),
                      [this] { closed(m_socket.errorString()); });
     QNetworkRequest request(m_options.url);
