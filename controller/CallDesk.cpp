@@ -116,7 +116,7 @@ VoiceCall::Options CallDesk::optionsOf(CallID id) {
         .ask =
             [way = way()](const VoiceCall::Request &request) {
                 way([request](CallDesk &self) {
-                    self.m_reports->ask({request.text, request.caller, request.progress, request.done});
+                    self.ask({request.text, request.caller, request.progress, request.done});
                 });
             },
         .log =
@@ -139,10 +139,14 @@ void CallDesk::acceptTexts(const std::shared_ptr<WSConnection> &ws, Inbox &inbox
     std::erase_if(m_textChannels, [](const auto &channel) { return channel.expired(); });
     m_textChannels.push_back(ws);
     serveTexts(ws, inbox, [way = way()](const TextRequest &request) {
-        way([request](CallDesk &self) {
-            self.m_reports->ask({request.text, request.from, request.progress, request.reply});
-        });
+        way([request](CallDesk &self) { self.ask({request.text, request.from, request.progress, request.reply}); });
     });
+}
+
+// What comes late begins nothing that nobody would end.
+void CallDesk::ask(const PhoneRequest &request) {
+    if (!m_ending)
+        m_reports->ask(request);
 }
 
 // --- The calls

@@ -77,6 +77,7 @@ private:
     void acceptCall(const std::shared_ptr<WSConnection> &ws, Inbox &inbox);
     void acceptTexts(const std::shared_ptr<WSConnection> &ws, Inbox &inbox);
     VoiceCall::Options optionsOf(CallID id);
+    void ask(const PhoneRequest &request);
     void started(CallID id, const QString &caller);
     void noteCallerTalking();
     void showSharing(CallID id, bool sharing);
