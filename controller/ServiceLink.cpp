@@ -215,7 +215,7 @@ void ServiceLink::take(const CloudConfig &config) {
     if (!config.systemPrompt.isEmpty())
         keepPrompt(config.systemPrompt);
     showAuth({Auth::SignedIn{config.email}});
-    if (!m_requestsOnly)
+    if (!m_requestsOnly && m_keychain.get(TOKEN)) // a sign-out may have come in between
         m_reports->startServer();
     startAgent();
 }
