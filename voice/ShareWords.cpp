@@ -8,21 +8,22 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool matches(const QString &pattern, const QString &text) {
+QRegularExpression expression(const QString &pattern) {
     return QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption |
-                                           QRegularExpression::UseUnicodePropertiesOption)
-        .match(text)
-        .hasMatch();
+                                           QRegularExpression::UseUnicodePropertiesOption);
 }
 
 } // namespace
 
 bool asksToShare(const QString &text) {
-    return matches(uR"(\b(share|play|stream|send|turn on)\b.*\b(audio|sound|music|computer)\b)"_s, text);
+    static const auto words =
+        expression(uR"(\b(share|play|stream|send|turn on)\b.*\b(audio|sound|music|computer)\b)"_s);
+    return words.match(text).hasMatch();
 }
 
 bool asksToStopSharing(const QString &text) {
-    return matches(uR"(\b(stop|end|quit|turn off|cancel)\b.*\b(shar\w*|audio|sound|music)\b)"_s, text);
+    static const auto words = expression(uR"(\b(stop|end|quit|turn off|cancel)\b.*\b(shar\w*|audio|sound|music)\b)"_s);
+    return words.match(text).hasMatch();
 }
 
 } // namespace ombru
