@@ -38,7 +38,7 @@ QString run(const QByteArray &script) {
 class AnApplicationOnADesktop : public testing::Test {
 protected:
     AnApplicationOnADesktop() {
-        allow(qEnvironmentVariable("XDG_DATA_HOME"), {u"TextEdit"_s, u"late"_s});
+        allow(qEnvironmentVariable("XDG_DATA_HOME"), {u"TextEdit"_s, u"late"_s, u"XTerm"_s}); // whose windows they use
         m_own = startProgram("'" + qgetenv("OMBRU_BIN") + "/../tests/input-target' '" +
                                  m_scratch.path(u"text"_s).toUtf8() + "' " + title.toUtf8(),
                              "");
