@@ -25,6 +25,10 @@ PhoneProvider::PhoneProvider(Options options) : m_options(std::move(options)) {
     m_socket.open(request);
 }
 
+PhoneProvider::~PhoneProvider() {
+    m_socket.disconnect();
+}
+
 void PhoneProvider::connected() {
     const QJsonObject message{{u"event"_s, u"connected"_s}, {u"protocol"_s, u"Call"_s}, {u"version"_s, u"1.0.0"_s}};
     send(QString::fromUtf8(QJsonDocument(message).toJson(QJsonDocument::Compact)));

@@ -25,6 +25,9 @@ public:
     };
 
     explicit PhoneProvider(Options options);
+    ~PhoneProvider(); // hangs up, and tells nothing any more
+    PhoneProvider(const PhoneProvider &) = delete;
+    PhoneProvider &operator=(const PhoneProvider &) = delete;
 
     void connected(); // the first word, then
     void start();
