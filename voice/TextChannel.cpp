@@ -25,7 +25,7 @@ std::function<void(const QString &)> answer(const std::weak_ptr<WSConnection> &w
 
 void serveTexts(const std::shared_ptr<WSConnection> &ws, Inbox &inbox, std::function<void(TextRequest)> ask) {
     inbox.open({.onText =
-                    [weak = std::weak_ptr(ws), ask = std::move(ask)](const QString &message) {
+                    [weak = std::weak_ptr(ws), ask = std::move(ask)](const QString &message, Inbox::Waiting waiting) {
                         const auto document = QJsonDocument::fromJson(message.toUtf8());
                         if (!document.isObject())
                             return;
@@ -34,7 +34,8 @@ void serveTexts(const std::shared_ptr<WSConnection> &ws, Inbox &inbox, std::func
                         const auto reply = answer(weak, id, u"reply"_s);
                         if (text.isEmpty())
                             return reply(u"The request has no \"text\"."_s);
-                        ask({text, document["from"_L1].toString(u"phone"_s), answer(weak, id, u"progress"_s), reply});
+                        ask({text, document["from"_L1].toString(u"phone"_s), answer(weak, id, u"progress"_s), reply,
+                             std::move(waiting)});
                     },
                 .onClose = [] {}});
 }

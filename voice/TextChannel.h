@@ -16,6 +16,7 @@ struct TextRequest {
     QString from;
     std::function<void(const QString &)> progress; // any thread; nothing once the connection is gone
     std::function<void(const QString &)> reply;
+    std::shared_ptr<void> waiting; // kept until the request has been dealt with; see Inbox
 };
 
 // Asks for each request on the connection's queue, or, for what came earlier, at once; any thread. What is no object is

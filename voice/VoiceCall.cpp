@@ -27,9 +27,11 @@ constexpr Clock::Duration LAST_WORDS = 300ms; // for what was sent last, before 
 std::shared_ptr<VoiceCall> VoiceCall::begin(std::shared_ptr<WSConnection> ws, Inbox &inbox, Options options) {
     const auto queue = std::make_shared<SerialQueue>("ombru.call");
     auto call = queue->make<VoiceCall>(queue, std::move(ws), std::move(options));
-    inbox.open(
-        {.onText = [way = call->way()](const QString &text) { way([text](VoiceCall &self) { self.handle(text); }); },
-         .onClose = [way = call->way()] { way([](VoiceCall &self) { self.end(); }); }});
+    inbox.open({.onText =
+                    [way = call->way()](const QString &text, Inbox::Waiting waiting) {
+                        way([text, waiting = std::move(waiting)](VoiceCall &self) { self.handle(text); });
+                    },
+                .onClose = [way = call->way()] { way([](VoiceCall &self) { self.end(); }); }});
     return call;
 }
 

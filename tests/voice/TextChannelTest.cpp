@@ -1,6 +1,6 @@
 #include "voice/TextChannel.h"
 
-#include "tests/support/Wait.h"
+#include "tests/support/TcpPeer.h"
 #include "voice/Inbox.h"
 #include "voice/WSConnection.h"
 #include "voice/WSServer.h"
@@ -11,6 +11,8 @@
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
+using test::masked;
+using test::TcpPeer;
 using test::waitUntil;
 
 namespace {
@@ -40,6 +42,23 @@ protected:
     bool replied(std::size_t times) {
         return waitUntil([&] { return replies.size() == times; });
     }
+
+    // Of a peer that the server lets in while the main thread waits for it.
+    void enter(TcpPeer &peer) {
+        peer.connect(server.port());
+        peer.write("GET /?token=token HTTP/1.1\r\nUpgrade: websocket\r\nSec-WebSocket-Key: x\r\n\r\n");
+        EXPECT_TRUE(peer.read(129).startsWith("HTTP/1.1 101 "));
+    }
+    static QByteArray requestOf(qsizetype size) {
+        return masked(Opcode::text, R"({"text": ")" + QByteArray(size, 'x') + R"("})");
+    }
+    // What comes when more is said than may wait, in pieces.
+    static QByteArray answerToTooMuch(TcpPeer &peer) {
+        for (int piece = 0; piece < 5; ++piece)
+            peer.write(requestOf(1 << 20));
+        return peer.readToEnd();
+    }
+    static inline const QByteArray GOODBYE = QByteArray::fromHex("880203e8");
 
     WSServer server;
     QWebSocket socket;
@@ -90,4 +109,31 @@ TEST_F(TextChannelTest, AnAnswerForAConnectionThatIsGoneGoesNowhere) {
     QWebSocket another;
     another.open(QUrl(u"ws://127.0.0.1:%1/?token=token"_s.arg(server.port())));
     EXPECT_TRUE(waitUntil([&] { return another.state() == QAbstractSocket::ConnectedState; }));
+}
+
+TEST_F(TextChannelTest, WhoSaysTooMuchBeforeAnybodyListensIsEnded) {
+    TcpPeer peer;
+    enter(peer); // the main thread does not know of it yet
+    EXPECT_EQ(answerToTooMuch(peer), GOODBYE);
+    EXPECT_TRUE(asked(3)) << "what was no more than may wait";
+}
+
+TEST_F(TextChannelTest, WhoSaysMoreThanIsHeardIsEnded) {
+    TcpPeer peer;
+    enter(peer);
+    peer.write(requestOf(1));
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(answerToTooMuch(peer), GOODBYE); // the main thread hears none of it meanwhile
+    EXPECT_TRUE(asked(4));
+}
+
+TEST_F(TextChannelTest, WhatHasBeenHeardNoLongerCounts) {
+    TcpPeer peer;
+    enter(peer);
+    for (std::size_t piece = 1; piece <= 5; ++piece) {
+        peer.write(requestOf(2 << 20));
+        ASSERT_TRUE(asked(piece));
+        requests.back().waiting.reset();
+    }
+    EXPECT_FALSE(peer.hasMore());
 }
