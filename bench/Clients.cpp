@@ -1,0 +1,277 @@
+#include "bench/Clients.h"
+
+#include "bench/Race.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <numeric>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+namespace ombru::bench {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Steady = std::chrono::steady_clock;
+
+constexpr Span BEAT = 20ms;
+constexpr Span PATIENCE = 60s;
+constexpr std::size_t A_FEW = 25; // calls that start at a time
+constexpr qsizetype FRAME = 160;  // bytes of 20 ms
+constexpr FrameMask MASK = {'\x37', '\xfa', '\x21', '\x3d'};
+constexpr QByteArrayView ACCEPTED = "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n";
+
+QByteArray masked(QByteArray text) {
+    const WrittenHead head(Opcode::text, static_cast<std::uint64_t>(text.size()));
+    auto bytes = QByteArrayView(head).toByteArray();
+    bytes[1] = static_cast<char>(bytes[1] | 0x80);
+    bytes.append(MASK.data(), MASK.size());
+    applyMask({text.data(), static_cast<std::size_t>(text.size())}, MASK);
+    return bytes + text;
+}
+
+void write(const Descriptor &socket, QByteArrayView bytes) {
+    while (!bytes.isEmpty()) {
+        const auto count = ::send(socket.number(), bytes.data(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL);
+        if (count <= 0)
+            fail("a client cannot send");
+        bytes = bytes.sliced(count);
+    }
+}
+
+Descriptor connected(std::uint16_t port) {
+    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int atOnce = 1;
+    ::setsockopt(socket.number(), IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket.number(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+        fail("a client cannot connect");
+    return socket;
+}
+
+QByteArray request(const QByteArray &path) {
+    return "GET " + path +
+           "?token=bench HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
+}
+
+void awaitAnswer(const Descriptor &socket) {
+    std::array<char, 1024> buffer;
+    QByteArray answer;
+    while (!answer.endsWith("\r\n\r\n")) {
+        const auto count = ::recv(socket.number(), buffer.data(), buffer.size(), 0);
+        if (count <= 0)
+            fail("a client is not let in");
+        answer.append(buffer.data(), count);
+    }
+    if (!answer.startsWith("HTTP/1.1 101 ") || !answer.contains(ACCEPTED))
+        fail("a client is refused: " + answer.toStdString());
+}
+
+// As the provider says them; nothing here depends on their numbers.
+QByteArray startOf(std::size_t call) {
+    const auto number = QByteArray::number(static_cast<qulonglong>(call)).rightJustified(32, '0');
+    return masked(R"({"event":"connected","protocol":"Call","version":"1.0.0"})") +
+           masked(R"({"event":"start","sequenceNumber":"1","start":{"streamSid":"MZ)" + number + R"(","callSid":"CA)" +
+                  number + R"(","tracks":["inbound"],"customParameters":{}},"streamSid":"MZ)" + number + R"("})");
+}
+
+QByteArray silence() {
+    const auto payload = QByteArray(FRAME, '\xff').toBase64();
+    return masked(R"({"event":"media","sequenceNumber":"2","media":{"track":"inbound","chunk":"1","timestamp":"0",)"
+                  R"("payload":")" +
+                  payload + R"("},"streamSid":"MZ00000000000000000000000000000000"})");
+}
+
+Span mean(std::span<const Span> spans) {
+    return std::accumulate(spans.begin(), spans.end(), Span()) / std::max<std::ptrdiff_t>(1, std::ssize(spans));
+}
+
+// Each frame's lateness on the earliest grid that none precedes.
+std::vector<Span> lateness(const std::vector<Moment> &arrivals) {
+    std::vector<Span> late(arrivals.size());
+    for (std::size_t at = 0; at < arrivals.size(); ++at)
+        late[at] = arrivals[at] - arrivals[0] - BEAT * static_cast<std::int64_t>(at);
+    const auto least = late.empty() ? Span() : *std::ranges::min_element(late);
+    std::ranges::for_each(late, [least](Span &span) { span -= least; });
+    return late;
+}
+
+} // namespace
+
+double micros(Span span) {
+    return std::chrono::duration<double, std::micro>(span).count();
+}
+
+Span percentile(std::vector<Span> &spans, double share) {
+    if (spans.empty())
+        return {};
+    const auto rank = static_cast<std::ptrdiff_t>(share * static_cast<double>(spans.size() - 1));
+    std::nth_element(spans.begin(), spans.begin() + rank, spans.end());
+    return spans[static_cast<std::size_t>(rank)];
+}
+
+Clients::Clients(std::uint16_t port, const QByteArray &path, int count)
+    : m_clients(static_cast<std::size_t>(count)), m_ready(::epoll_create1(EPOLL_CLOEXEC)),
+      m_buffer(1 << 20, Qt::Uninitialized) {
+    for (std::size_t at = 0; at < m_clients.size(); ++at) {
+        auto &socket = m_clients[at].socket;
+        socket = connected(port);
+        write(socket, request(path));
+        awaitAnswer(socket);
+        epoll_event event{.events = EPOLLIN, .data = {.u64 = at}};
+        ::epoll_ctl(m_ready.number(), EPOLL_CTL_ADD, socket.number(), &event);
+    }
+}
+
+void Clients::poll(Span wait, const OnText &onText) {
+    const auto nanoseconds = std::max<std::int64_t>(0, std::chrono::nanoseconds(wait).count());
+    const timespec limit{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+    std::array<epoll_event, 512> events;
+    const int count = ::epoll_pwait2(m_ready.number(), events.data(), int(events.size()), &limit, nullptr);
+    for (int at = 0; at < count; ++at)
+        read(m_clients[events[static_cast<std::size_t>(at)].data.u64], onText);
+}
+
+void Clients::read(Client &client, const OnText &onText) {
+    const auto count =
+        ::recv(client.socket.number(), m_buffer.data(), static_cast<std::size_t>(m_buffer.size()), MSG_DONTWAIT);
+    if (count < 0 && errno == EAGAIN)
+        return;
+    if (count <= 0)
+        fail("a server has dropped a client");
+    client.frames.append({m_buffer.data(), count});
+    for (auto frame = client.frames.next(); frame && *frame; frame = client.frames.next()) {
+        if ((*frame)->opcode != Opcode::text)
+            fail("a server sent no text");
+        onText(client, (*frame)->payload);
+    }
+}
+
+// --- Echoes
+
+Echoes Clients::echo(qsizetype size, Span duration) {
+    const QByteArray text(size, 'x');
+    const auto frame = masked(text);
+    std::vector<Span> delays;
+    const auto begin = Steady::now();
+    const auto end = begin + duration;
+    std::size_t waiting = 0;
+    const auto send = [&](Client &client) {
+        client.sent = Steady::now();
+        write(client.socket, frame);
+        ++waiting;
+    };
+    std::ranges::for_each(m_clients, send);
+    while (waiting > 0)
+        poll(PATIENCE, [&](Client &client, QByteArrayView answer) {
+            if (answer != text)
+                fail("a text came back otherwise");
+            --waiting;
+            const auto now = Steady::now();
+            if (now >= end)
+                return;
+            delays.push_back(now - client.sent);
+            send(client);
+        });
+    const auto count = static_cast<double>(delays.size());
+    return {count / std::chrono::duration<double>(duration).count(), percentile(delays, 0.99)};
+}
+
+// --- Calls
+
+// Those that have been started.
+bool Clients::allHear(std::size_t count) const {
+    return std::ranges::all_of(std::span(m_clients).first(count),
+                               [](const Client &client) { return !client.sound.empty(); });
+}
+
+void Clients::startCalls() {
+    const auto end = Steady::now() + PATIENCE;
+    for (std::size_t at = 0; at < m_clients.size(); ++at) {
+        write(m_clients[at].socket, startOf(at));
+        if ((at + 1) % A_FEW != 0 && at + 1 < m_clients.size())
+            continue;
+        speakUntil([&] {
+            if (Steady::now() > end)
+                fail("a call stays silent");
+            return allHear(at + 1);
+        });
+    }
+}
+
+void Clients::hear(Client &client, QByteArrayView text) {
+    if (text.first(40).contains(R"("media")"))
+        client.sound.push_back(Steady::now());
+    else
+        onOther(text);
+}
+
+// The sound of each is due at its own time within the 20 ms.
+void Clients::speakUntil(const std::function<bool()> &done) {
+    const auto sound = silence();
+    const auto begin = Steady::now();
+    const auto count = static_cast<std::int64_t>(m_clients.size());
+    for (std::int64_t at = 0; !done();) {
+        const auto due = begin + BEAT * at / count;
+        if (due <= Steady::now())
+            write(m_clients[static_cast<std::size_t>(at++ % count)].socket, sound);
+        else
+            poll(due - Steady::now(), [this](Client &client, QByteArrayView text) { hear(client, text); });
+    }
+}
+
+Cadence Clients::measure(Span duration) {
+    for (auto &client : m_clients)
+        client.sound.clear();
+    const auto end = Steady::now() + duration;
+    speakUntil([end] { return Steady::now() >= end; });
+    Cadence cadence;
+    std::vector<Span> all;
+    for (const auto &client : m_clients) {
+        const auto late = lateness(client.sound);
+        const auto tenth = late.size() / 10;
+        const std::span spans(late);
+        cadence.drift += (mean(spans.last(tenth)) - mean(spans.first(tenth))) / std::ssize(m_clients);
+        all.insert(all.end(), late.begin(), late.end());
+    }
+    cadence.share = double(all.size()) / (double(duration / BEAT) * double(m_clients.size()));
+    cadence.half = percentile(all, 0.5);
+    cadence.most = percentile(all, 0.99);
+    cadence.worst = percentile(all, 1);
+    return cadence;
+}
+
+void Clients::listen(const std::function<bool()> &more) {
+    while (more())
+        poll(1ms, [this](Client &client, QByteArrayView text) { hear(client, text); });
+}
+
+// --- Upgrades
+
+std::uint64_t comeAndGo(std::uint16_t port, int atOnce, Span duration) {
+    const auto end = Steady::now() + duration;
+    const auto bytes = request("/");
+    std::uint64_t count = 0;
+    while (Steady::now() < end) {
+        std::vector<Descriptor> sockets;
+        for (int at = 0; at < atOnce; ++at) {
+            sockets.push_back(connected(port));
+            write(sockets.back(), bytes);
+        }
+        for (const auto &socket : sockets) {
+            awaitAnswer(socket);
+            const linger none{1, 0}; // no port stays taken
+            ::setsockopt(socket.number(), SOL_SOCKET, SO_LINGER, &none, sizeof none);
+            ++count;
+        }
+    }
+    return count;
+}
+
+} // namespace ombru::bench
