@@ -3,23 +3,18 @@
 #include "app/call/PhoneProvider.h"
 #include "tests/controller/LinkFixture.h"
 #include "tests/support/SpeechService.h"
-#include "tests/support/TcpPeer.h"
 
 #include <QTcpServer>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using test::masked;
 using test::SpeechService;
-using test::TcpPeer;
 using test::waitUntil;
 using Outcome = TaskResult::Outcome;
 using Finality = SpeechService::Listener::Finality;
 
 namespace {
-
-constexpr auto ELSEWHERE = "127.0.0.2"; // stands for any other address of this computer
 
 quint16 freePort() {
     QTcpServer server;
@@ -83,22 +78,6 @@ protected:
     }
     bool notified(const QString &title) {
         return waitUntil([&] { return notificationTitles().contains(title); });
-    }
-
-    // A peer whom the server lets in while the main thread waits for it; what it writes has come once a ping is
-    // answered.
-    static void enter(TcpPeer &peer, quint16 port, const QByteArray &target = "/?token=tok") {
-        peer.connect(port);
-        peer.write("GET " + target +
-                   " HTTP/1.1\r\nUpgrade: websocket\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
-        EXPECT_TRUE(peer.read(129).startsWith("HTTP/1.1 101 "));
-    }
-    static void tell(TcpPeer &peer, const QByteArray &text) {
-        peer.write(masked(Opcode::text, text) + masked(Opcode::ping, ""));
-        EXPECT_EQ(peer.read(2), QByteArray("\x8a\x00", 2));
-    }
-    static bool isReadable(const TcpPeer &peer) {
-        return waitUntil([&] { return peer.hasMore(); });
     }
 
     const quint16 port = freePort();
@@ -353,54 +332,6 @@ TEST_F(CallDeskTest, TheEndOfTheProgramHangsUp) {
     EXPECT_TRUE(waitUntil([&] { return phone.closed && typed.closed; }));
     EXPECT_TRUE(phone.texts.last().contains(u"usage"_s)) << phone.texts.last().toStdString();
     EXPECT_TRUE(says(u"call: ☎ call from Ann ended"_s));
-}
-
-TEST_F(CallDeskTest, ARequestThatComesWithTheEndOfTheProgramBeginsNothing) {
-    open();
-    call(u"Ann"_s); // whose end is waited for
-    answerQuestions({u"DONE: late"_s});
-    TcpPeer peer;
-    enter(peer, port);
-    tell(peer, R"({"text": "stop"})");
-    ASSERT_TRUE(isReadable(peer));
-    EXPECT_TRUE(peer.readSome().contains("running right now")) << "it is served";
-    tell(peer, R"({"text": "write it"})"); // and waits for the main thread
-    test::await(state->drain());
-    comeToRest();
-    EXPECT_TRUE(events.filter(u"write it"_s).isEmpty()) << events.join(u'\n').toStdString();
-    EXPECT_FALSE(state->busy());
-}
-
-TEST_F(CallDeskTest, WhoIsLetInAsTheServerIsStoppedIsSentAway) {
-    open();
-    TcpPeer peer;
-    enter(peer, port, "/media?token=tok");
-    state->signOut();
-    ASSERT_TRUE(isReadable(peer));
-    EXPECT_EQ(peer.readToEnd(), QByteArray::fromHex("880203e8"));
-    EXPECT_FALSE(state->shareAudio(true)) << "it is no call";
-}
-
-TEST_F(CallDeskTest, AConfigurationThatComesAfterASignOutOpensNoPort) {
-    service.answer = [this](const test::AccountRequest &request) {
-        state->signOut();
-        return answer(request);
-    };
-    boot();
-    comeToRest();
-    EXPECT_EQ(state->serverStatus(), u""_s);
-    EXPECT_FALSE(TcpPeer().tryConnect(port));
-}
-
-TEST_F(CallDeskTest, TheNetworkReachesItOnlyWhereTheOwnerWantsThat) {
-    open();
-    EXPECT_FALSE(TcpPeer().tryConnect(port, ELSEWHERE));
-}
-
-TEST_F(CallDeskTest, TheNetworkReachesItWhereTheOwnerWantsThat) {
-    EXPECT_TRUE(state->settings.callInterface.write(u"any"_s));
-    open();
-    EXPECT_TRUE(TcpPeer().tryConnect(port, ELSEWHERE));
 }
 
 TEST_F(CallDeskTest, ThePageIsToldWhoCalls) {
