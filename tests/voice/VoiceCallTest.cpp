@@ -114,7 +114,8 @@ TEST_F(VoiceCallTest, OneSentenceIsSynthesisedAtATime) {
     greet();
     utter(u"what is up"_s);
     ASSERT_TRUE(asked(1));
-    requests[0].done(u"One. Two."_s);
+    requests[0].progress(u"One."_s);
+    requests[0].done(u"Two."_s);
     ASSERT_TRUE(waitUntil([this] { return speech.requests().size() == 2; }));
     clock.advance(5s);
     catchUp();
