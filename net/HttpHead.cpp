@@ -29,8 +29,8 @@ void readTarget(QStringView requestLine, HttpHead &head) {
 } // namespace
 
 std::optional<QString> HttpHead::header(const QString &name) const {
-    const auto found = headers.constFind(name);
-    return found == headers.cend() ? std::nullopt : std::optional(*found);
+    const auto found = std::ranges::find(headers.rbegin(), headers.rend(), name, &std::pair<QString, QString>::first);
+    return found == headers.rend() ? std::nullopt : std::optional(found->second);
 }
 
 std::optional<QString> HttpHead::queryItem(const QString &name) const {
@@ -46,7 +46,8 @@ HttpHead parseHead(QByteArrayView bytes) {
     for (const auto line : lines | std::views::drop(1)) {
         const auto colon = line.indexOf(u':');
         if (colon >= 0)
-            head.headers.insert(line.first(colon).toString().toLower(), line.sliced(colon + 1).trimmed().toString());
+            head.headers.emplace_back(line.first(colon).toString().toLower(),
+                                      line.sliced(colon + 1).trimmed().toString());
     }
     return head;
 }

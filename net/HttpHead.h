@@ -2,7 +2,7 @@
 // the method and the version are not looked at. A reader belongs to one thread; parseHead is for any.
 #pragma once
 #include <QByteArray>
-#include <QHash>
+#include <QList>
 #include <QString>
 
 #include <optional>
@@ -16,10 +16,10 @@ constexpr qsizetype LONGEST_OPEN_HEAD = 16'384; // bytes of a head whose end has
 struct HttpHead {
     QString path = QStringLiteral("/"); // of the request target, decoded; as it is here when there is none to read
     std::vector<std::pair<QString, QString>> query =
-        {};                               // its items in their order, decoded; "" for one without a value
-    QHash<QString, QString> headers = {}; // by lower-cased name; of several with one name the last
+        {};                                          // its items in their order, decoded; "" for one without a value
+    QList<std::pair<QString, QString>> headers = {}; // in their order, names in lower case
 
-    std::optional<QString> header(const QString &name) const;    // name in lower case
+    std::optional<QString> header(const QString &name) const;    // the last of that name, in lower case
     std::optional<QString> queryItem(const QString &name) const; // the first of that name
 };
 
