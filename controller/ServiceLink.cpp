@@ -56,7 +56,8 @@ void ServiceLink::showAuth(const Auth &auth) {
 
 Task<bool> ServiceLink::restoreSignIn() {
     co_await m_keychain.load(TOKEN, m_tasks.token());
-    if (!m_keychain.get(TOKEN) && !ending())
+    const bool begun = !m_auth.is<Auth::Loading>(); // the owner signs in already
+    if (!m_keychain.get(TOKEN) && !begun && !ending())
         showAuth({Auth::SignedOut{}});
     co_return m_keychain.get(TOKEN) && !ending();
 }

@@ -205,6 +205,22 @@ TEST_F(SignIn, WithoutABrowserTheAddressIsInTheLog) {
         waitUntil([this] { return events.contains(u"warn: Open this page to sign in: https://host/verify"_s); }));
 }
 
+TEST_F(SignIn, OneThatBeginsWithTheProgramIsNotEndedByTheLookForAKeptToken) {
+    const auto gate = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().desktop->beforeTellingSecrets = [gate] { gate->wait(false); };
+    polls = {json(R"({"status": "ok", "token": "new-token"})")};
+    const auto booted = std::make_shared<bool>(false);
+    const auto booting = test::mark(state->boot(), booted);
+    state->signIn();
+    ASSERT_TRUE(becomes(CODE));
+    *gate = true;
+    gate->notify_all();
+    ASSERT_TRUE(waitUntil([&] { return *booted; }));
+    EXPECT_EQ(auth(), CODE);
+    pass(2s);
+    EXPECT_TRUE(waitUntil([this] { return events.contains(u"good: signed in as ann@host"_s); }));
+}
+
 TEST_F(SignIn, TheEndOfTheProgramBreaksItOff) {
     begin();
     test::await(state->drain());
