@@ -52,10 +52,6 @@ void VoiceCall::setSharing(bool on, bool announce) {
     way()([on, announce](VoiceCall &self) { self.share(on, announce); });
 }
 
-void VoiceCall::close() {
-    way()([](VoiceCall &self) { self.end(); });
-}
-
 void VoiceCall::hangUp() {
     way()([](VoiceCall &self) { self.end(Goodbye::atOnce); });
 }

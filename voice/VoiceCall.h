@@ -60,8 +60,7 @@ public:
     VoiceCall(std::shared_ptr<SerialQueue> queue, std::shared_ptr<WSConnection> ws, Options options); // by begin
 
     void setSharing(bool on, bool announce); // to the caller
-    void close();
-    void hangUp(); // close(), and the connection at once, before onEnd
+    void hangUp(); // ends it, and the connection at once, before onEnd
 
 private:
     enum class Goodbye { soon, atOnce };

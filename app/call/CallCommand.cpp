@@ -134,9 +134,10 @@ bool CallCommand::isOver() const {
 
 int CallCommand::keepAnswer() {
     m_phone->hangUp();
-    if (m_beats == 0 && !m_interrupted) {
-        m_terminal.complain(u"The call was not taken: "_s + m_ended);
-        return FAILED;
+    if (m_beats == 0) { // it never was one
+        if (!m_interrupted)
+            m_terminal.complain(u"The call was not taken: "_s + m_ended);
+        return m_interrupted ? INTERRUPTED : FAILED;
     }
     if (!m_ended.isEmpty())
         m_terminal.complain(u"The call has ended: "_s + m_ended);

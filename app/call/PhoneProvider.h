@@ -41,7 +41,6 @@ public:
 
     // What is to be played next, mu-law; less than wanted when no more is there.
     QByteArray play(qsizetype most);
-    qsizetype buffered() const { return m_buffer.size(); } // bytes
 
     static QString streamSid() { return QStringLiteral("MZ00000000000000000000000000000001"); }
     static QString callSid() { return QStringLiteral("CA00000000000000000000000000000001"); }
