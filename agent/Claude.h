@@ -3,6 +3,7 @@
 // thread.
 #pragma once
 #include "agent/RunCollecting.h"
+#include "agent/ToolFailure.h"
 
 #include <QString>
 #include <QStringList>
@@ -16,14 +17,18 @@ namespace ombru::Claude {
 
 // Finding and checking it -------------------------------------------------------------------------------------------
 
+// `trouble` says for the owner why that is so, and what to do, where there is more to say than the state.
 struct Unknown { // the sign-in check gave no usable answer
+    QString trouble = {};
     bool operator==(const Unknown &) const = default;
 };
 struct Missing { // no tool found
+    QString trouble = {};
     bool operator==(const Missing &) const = default;
 };
 struct Outdated {
-    QStringList missing; // required flags that it lacks
+    QStringList missing;  // required flags that it lacks
+    QString trouble = {}; // empty where it is too old
     bool operator==(const Outdated &) const = default;
 };
 struct SignedOut {
@@ -49,6 +54,9 @@ QStringList usualPlaces();
 
 // Full path of the tool: the usual places first, then what the owner's shell finds.
 Task<std::optional<QString>> findBinary(std::stop_token stop = {});
+
+// What is in one of the usual places and cannot be run; empty when there is nothing.
+QString whyNotFound();
 
 // Full path of the tool in the owner's own PATH, as an interactive login shell sees it.
 Task<std::optional<QString>> shellLookup(std::stop_token stop = {});
@@ -85,7 +93,7 @@ struct Reply {
 };
 
 // Bounded only by ending call->process. Every Failure has domain "claude" and a description for the owner.
-Task<Result<Reply>> ask(Question question, std::shared_ptr<Call> call);
+Task<std::expected<Reply, ToolFailure>> ask(Question question, std::shared_ptr<Call> call);
 
 // What the tool is started with, and what is made of its answer. Pure. A NUL character, which no argument can carry,
 // becomes U+FFFD.
@@ -94,14 +102,19 @@ Result<Reply> replyOf(const Collected &collected);
 
 struct SmokeTest {
     bool works = false;
-    QString line; // for the owner; begins with "✓ " or "✗ "
+    QString line;       // for the owner; begins with "✓ " or "✗ "
+    QString cause = {}; // as a ToolFailure has it
 };
 
 // Asks for one fixed reply.
 Task<SmokeTest> smokeTest(std::stop_token stop = {});
 
-// The environment that every run of the tool gets: our own with a PATH in which the tool finds its helpers.
-Environment toolEnvironment();
+// The environment that a run of that tool gets: our own with a PATH in which the tool finds its helpers, which is that
+// of the owner's shell where the shell has found it.
+Environment toolEnvironment(const QString &binary);
+
+// Where the tool keeps its conversations of that directory. Need not be there.
+QString conversationsPath(const QString &workDir);
 
 // In a terminal -----------------------------------------------------------------------------------------------------
 

@@ -1,5 +1,6 @@
 // One turn of the conversation, and the smoke test.
 #include "agent/Claude.h"
+#include "agent/ToolTrouble.h"
 #include "base/Text.h"
 #include "platform/Keeper.h"
 
@@ -51,11 +52,22 @@ Failure startFailure(const Failure &why, const Claude::Question &question) {
                    why.code);
 }
 
+// Where the tool's own words do not say it.
+QString replyCause(const QString &binary, const Collected &collected) {
+    return answerObject(collected.out).value(u"result"_s).isString() ? QString() : replyTrouble(binary, collected);
+}
+
+// Where the description does not say it.
+QString startCause(const QString &binary, const Failure &why) {
+    const auto trouble = startTrouble(binary, why);
+    return why.code == E2BIG || trouble == why.description || why.domain == u"run"_s ? QString() : trouble;
+}
+
 Process::Command command(const Claude::Question &question) {
     return {.program = question.binary,
             .arguments = Claude::arguments(question),
             .directory = question.workDir,
-            .environment = Claude::toolEnvironment(),
+            .environment = Claude::toolEnvironment(question.binary),
             .afterForcedEnd = inputReleasePath()}; // an earlier script may have left a key down
 }
 
@@ -93,35 +105,40 @@ Result<Claude::Reply> Claude::replyOf(const Collected &collected) {
     return std::unexpected(failure(u"claude failed: "_s + complaint(collected)));
 }
 
-Task<Result<Claude::Reply>> Claude::ask(Question question, std::shared_ptr<Call> call) {
+Task<std::expected<Claude::Reply, ToolFailure>> Claude::ask(Question question, std::shared_ptr<Call> call) {
     call->process = Process::make(command(question));
     const auto collected = co_await runCollecting(call->process);
     if (!collected)
-        co_return std::unexpected(startFailure(collected.error(), question));
-    co_return replyOf(*collected);
+        co_return std::unexpected(
+            ToolFailure{startFailure(collected.error(), question), startCause(question.binary, collected.error())});
+    auto reply = replyOf(*collected);
+    if (!reply)
+        co_return std::unexpected(ToolFailure{reply.error(), replyCause(question.binary, *collected)});
+    co_return std::move(*reply);
 }
 
 Task<Claude::SmokeTest> Claude::smokeTest(std::stop_token stop) {
     const auto binary = co_await findBinary(stop);
     if (!binary)
-        co_return SmokeTest{false, u"✗ claude isn't installed"_s};
+        co_return SmokeTest{false, u"✗ claude isn't installed"_s, whyNotFound()};
     const auto start = Clock::now();
     const auto process = Process::make({.program = *binary,
                                         .arguments = {u"-p"_s, u"Reply with exactly: ombru test ok"_s,
                                                       u"--output-format"_s, u"json"_s, u"--tools"_s, QString()},
-                                        .environment = toolEnvironment()});
+                                        .environment = toolEnvironment(*binary)});
     const auto collected = co_await collectWithin(process, SMOKE_TEST, stop);
     if (!collected) {
         const auto &why = collected.error();
         const auto what = why.domain == u"process"_s ? u"✗ couldn't start claude: "_s : u"✗ claude -p failed: "_s;
-        co_return SmokeTest{false, what + why.description};
+        co_return SmokeTest{false, what + why.description, startCause(*binary, why)};
     }
     if (const auto reply = replyOf(*collected))
         co_return SmokeTest{true, u"✓ claude -p works (%1s): %2"_s.arg(Clock::secondsSince(start), 0, 'f', 1)
                                       .arg(firstCharacters(reply->text, 60))};
     const auto result = answerObject(collected->out).value(u"result"_s);
     co_return SmokeTest{false,
-                        u"✗ claude -p failed: "_s + (result.isString() ? result.toString() : complaint(*collected))};
+                        u"✗ claude -p failed: "_s + (result.isString() ? result.toString() : complaint(*collected)),
+                        replyCause(*binary, *collected)};
 }
 
 } // namespace ombru

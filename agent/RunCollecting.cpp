@@ -25,7 +25,7 @@ Task<Result<Collected>> runCollecting(std::shared_ptr<Process> process) {
     if (process->overflowed())
         co_return std::unexpected(
             ended(EFBIG, u"it printed more than %1 MB and was ended"_s.arg(process->outputLimit() >> 20)));
-    co_return Collected{process->takeOutput(), process->takeErrors(), process->status()};
+    co_return Collected{process->takeOutput(), process->takeErrors(), process->status(), process->signal()};
 }
 
 Task<Result<Collected>> collectWithin(std::shared_ptr<Process> process, Clock::Duration limit, std::stop_token stop) {

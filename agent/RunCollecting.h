@@ -8,6 +8,7 @@ struct Collected {
     QByteArray out;
     QByteArray err;
     int status = 0; // exit status, or the number of the signal that ended it
+    int signal = 0; // that number; 0 when it was none
 };
 
 // Starts the process, which has no receivers for its streams, and resumes once it has ended and both are whole. Bounded

@@ -1,7 +1,7 @@
 // The agent's eyes: a picture of the screen in a size that a model can read, and small previews of it.
 // Main thread; the work is done in the background.
 #pragma once
-#include "base/Failure.h"
+#include "agent/ToolFailure.h"
 #include "base/Task.h"
 #include "picture/Picture.h"
 
@@ -21,8 +21,11 @@ constexpr Clock::Duration LIMIT = std::chrono::seconds(15); // for a display tha
 constexpr int previewSide = 1280; // the longer side of a picture for the web page, at most
 constexpr double previewQuality = 0.6;
 
-// What the owner is told when there is no picture.
-Failure captureFailure();
+// What the owner is told when there is no picture, and why.
+ToolFailure captureFailure(const QString &cause = {});
+
+// The cause when the display does not answer within LIMIT.
+QString silentDisplay();
 
 struct Shot {
     QString file;    // its path
@@ -32,9 +35,9 @@ struct Shot {
 };
 
 // Takes the primary monitor's picture for that step into the directory, which is made when it is missing. The longer
-// side is always maxImageDim. Whatever goes wrong, the Failure is the same one for the owner, no part of a file is left
-// behind, and the cause is in the system log, unless it was a stop.
-Task<Result<Shot>> capture(QString into, int step, std::stop_token stop = {});
+// side is always maxImageDim. Whatever goes wrong, the Failure is the same one, with the cause beside it, unless it was
+// a stop; no part of a file is left behind.
+Task<std::expected<Shot, ToolFailure>> capture(QString into, int step, std::stop_token stop = {});
 
 // The picture as a JPEG whose longer side is at most maxSide; it never grows. `quality` from 0 to 1. None when it
 // cannot be encoded, or a stop is asked for.

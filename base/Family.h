@@ -35,18 +35,26 @@ public:
     std::vector<FamilyMember> members() const;
 
     // Asks all to end and kills those that are there at the deadline, which is asked for now and then, and may wait for
-    // children of this process that have ended. Nobody can start
-    // another one in between: all are stopped before they are asked or killed. Returns once none is left, or a process
-    // that cannot be killed, because a device keeps it, has had its time.
+    // children of this process that have ended. Nobody can start another one in between: all are stopped before they
+    // are asked or killed. Returns once none is left, or a process that cannot be killed, because a device keeps it,
+    // has had its time.
     void end(const Deadline &deadline) const;
 
 private:
     Family(pid_t ancestor, pid_t session, std::string ownersMark)
         : m_ancestor(ancestor), m_session(session), m_ownersMark(std::move(ownersMark)) {}
-    std::vector<FamilyMember> stopAll() const;
+    // What one look through all processes has found.
+    struct Look {
+        std::vector<FamilyMember> members;
+        std::set<pid_t> groups; // process groups of which nobody else is, also of those that have just ended
+    };
+    Look look() const;
+    Look stopAll() const;
+    bool isOwners(pid_t process) const; // was opened for the owner
     std::vector<pid_t> livingChildren(const std::set<pid_t> &children) const;
     bool isOver() const;
-    void killAll(const Deadline &reap) const;
+    void killChildren(const Deadline &reap) const;
+    void killAll() const;
 
     pid_t m_ancestor; // 0: none; a member unless it is this process
     pid_t m_session;  // 0: none

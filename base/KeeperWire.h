@@ -1,10 +1,11 @@
 // What the keeper and the one that has it keep a program tell each other, each a packet on the lifeline: the socket
 // that the keeper finds at LIFELINE. The lifeline's end says that this one has ended, too. Plain C++.
 //
-//     ombru-keeper AFTERWARDS PROGRAM ARGUMENT...
+//     ombru-keeper FILES AFTERWARDS PROGRAM ARGUMENT...
 //
-// AFTERWARDS is a program that runs once all has ended after an end that was forced, or empty. What the keeper finds at
-// LIFELINE + 1 and so on, the program finds one lower.
+// FILES is how many files the program may have open, 0 for as many as the keeper. AFTERWARDS is a program that runs
+// once all has ended after an end that was forced, or empty. What the keeper finds at LIFELINE + 1 and so on, the
+// program finds one lower.
 #pragma once
 #include <cstdint>
 
@@ -15,8 +16,8 @@ constexpr int LIFELINE = 3;
 // The program finds here the word that marks what it opens for the owner: base/Program.h.
 constexpr const char *WORD_VARIABLE = "OMBRU_KEEPER";
 
-// From the one that keeps: the program and all that it started are to end, asked now and killed after so long. The earliest
-// end counts.
+// From the one that keeps: the program and all that it started are to end, asked now and killed after so long. The
+// earliest end counts.
 struct End {
     std::uint32_t graceMilliseconds = 0;
 };

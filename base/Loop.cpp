@@ -43,6 +43,7 @@ Loop::Loop() {
     QObject::connect(m_onWake.get(), &QSocketNotifier::activated, m_onWake.get(), [this] { runJobs(); });
     QObject::connect(m_onAlarm.get(), &QSocketNotifier::activated, m_onAlarm.get(), [this] {
         m_alarm.clear();
+        m_alarmAt.reset();
         runTimers();
     });
     const std::lock_guard lock(all().mutex);
@@ -69,8 +70,11 @@ bool Loop::runJobs() {
         jobs.swap(m_jobs);
         m_awake = false;
     }
-    for (auto &job : jobs)
+    for (auto &job : jobs) {
         job();
+        if (timerIsDue()) // a beat does not wait for all who have come before it
+            runTimers();
+    }
     return !jobs.empty();
 }
 
@@ -94,7 +98,9 @@ Timer Loop::after(Clock::Duration delay, Job job) {
     dropCancelledTimers();
     auto active = std::make_shared<bool>(true);
     m_timers.emplace(Clock::now() + delay, Pending{active, std::move(job)});
-    arm();
+    if (!m_alarmAt ||
+        firstTime() < m_alarmAt) // setting it costs a call to the system, and most timers are not the first
+        arm();
     return Timer(std::move(active));
 }
 
@@ -102,6 +108,10 @@ void Loop::timeChanged() {
     const std::lock_guard lock(all().mutex);
     for (auto *loop : all().loops)
         loop->post([loop] { loop->runTimers(); });
+}
+
+bool Loop::timerIsDue() const {
+    return !m_timers.empty() && m_timers.begin()->first <= Clock::now();
 }
 
 void Loop::runTimers() {
@@ -116,12 +126,19 @@ void Loop::runTimers() {
     arm();
 }
 
+// While time stands still the alarm must not ring: what it would find is never due.
+std::optional<Clock::Time> Loop::firstTime() const {
+    return m_timers.empty() || Clock::stopped() ? std::nullopt : std::optional(m_timers.begin()->first);
+}
+
 void Loop::arm() {
-    // While time stands still the alarm must not ring: what it would find is never due.
-    if (m_timers.empty() || Clock::stopped())
-        m_alarm.unset();
+    const auto first = firstTime();
+    if (std::exchange(m_alarmAt, first) == first)
+        return;
+    if (first)
+        m_alarm.set(*first);
     else
-        m_alarm.set(m_timers.begin()->first);
+        m_alarm.unset();
 }
 
 void onMain(const QObject *context, Job job) {

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 class QObject;
 class QSocketNotifier;
@@ -57,7 +58,9 @@ private:
     Loop();
     bool runJobs(); // whether there were any
     void runTimers();
+    bool timerIsDue() const;
     void dropCancelledTimers();
+    std::optional<Clock::Time> firstTime() const;
     void arm();
 
     struct Pending {
@@ -69,8 +72,9 @@ private:
     std::unique_ptr<QSocketNotifier> m_onWake;
     std::unique_ptr<QSocketNotifier> m_onAlarm;
     std::multimap<Clock::Time, Pending> m_timers;
-    std::size_t m_mostTimers = 0; // from so many on they are looked through
-    std::mutex m_mutex;           // guards the rest
+    std::optional<Clock::Time> m_alarmAt; // what the alarm is set to
+    std::size_t m_mostTimers = 0;         // from so many on they are looked through
+    std::mutex m_mutex;                   // guards the rest
     std::deque<Job> m_jobs;
     bool m_awake = false;
 };

@@ -291,7 +291,8 @@ void Process::finish() {
     running.erase(child->pid);
     int status = 0;
     ::waitpid(child->pid, &status, 0);
-    m_status = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
+    m_signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    m_status = WIFEXITED(status) ? WEXITSTATUS(status) : m_signal;
     // The notifiers go in a turn of their own: this runs inside the signal of one of them.
     Loop::main().post([self, child] {});
     if (child->kept)

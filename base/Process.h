@@ -79,6 +79,7 @@ public:
 
     bool isRunning() const { return m_child != nullptr; }
     int status() const { return m_status; }          // exit status, or the number of the signal that ended it
+    int signal() const { return m_signal; }          // that number; 0 when it was none
     bool overflowed() const { return m_overflowed; } // it was killed for printing more than the limit
     qint64 outputLimit() const { return m_command.outputLimit; }
 
@@ -109,6 +110,7 @@ private:
     qsizetype m_written = 0; // of the input
     qint64 m_received = 0;
     int m_status = 0;
+    int m_signal = 0;
     bool m_refused = false; // terminated before its start
     bool m_overflowed = false;
     Completion m_ended;

@@ -53,21 +53,39 @@ private:
 
 namespace {
 
-constexpr std::size_t LOOPS = 2;
+// Started with the first queue of their kind; queues go to them in turn.
+class Workers {
+public:
+    explicit Workers(std::size_t count) : m_count(count) {}
 
-std::vector<std::unique_ptr<WorkerLoop>> workers;
-
-WorkerLoop &nextWorker() {
-    static std::mutex mutex;
-    static std::size_t next = 0;
-    const std::scoped_lock lock(mutex);
-    if (workers.empty()) {
-        Loop::main(); // made first and so ends last: what a queue reports late still finds it
-        for (std::size_t number = 0; number < LOOPS; ++number)
-            workers.push_back(std::make_unique<WorkerLoop>());
-        qAddPostRoutine([] { workers.clear(); });
+    WorkerLoop &next() {
+        const std::scoped_lock lock(m_mutex);
+        while (m_loops.size() < m_count)
+            m_loops.push_back(std::make_unique<WorkerLoop>());
+        return *m_loops[m_next++ % m_count];
     }
-    return *workers[next++ % LOOPS];
+    void end() { m_loops.clear(); }
+
+private:
+    const std::size_t m_count;
+    std::mutex m_mutex; // guards the rest
+    std::vector<std::unique_ptr<WorkerLoop>> m_loops;
+    std::size_t m_next = 0;
+};
+
+Workers brief(2);
+Workers lengthy(1);
+
+WorkerLoop &workerFor(SerialQueue::Jobs jobs) {
+    [[maybe_unused]] static const bool once = [] {
+        Loop::main(); // made first and so ends last: what a queue reports late still finds it
+        qAddPostRoutine([] {
+            lengthy.end();
+            brief.end();
+        });
+        return true;
+    }();
+    return (jobs == SerialQueue::Jobs::brief ? brief : lengthy).next();
 }
 
 } // namespace
@@ -78,7 +96,8 @@ struct SerialQueue::State {
     std::atomic<bool> closed = false;
 };
 
-SerialQueue::SerialQueue(QByteArray name) : m_state(std::make_shared<State>(std::move(name), nextWorker())) {}
+SerialQueue::SerialQueue(QByteArray name, Jobs jobs)
+    : m_state(std::make_shared<State>(std::move(name), workerFor(jobs))) {}
 
 SerialQueue::~SerialQueue() {
     m_state->closed = true;

@@ -1,6 +1,6 @@
 // A named serial executor off the main thread. Jobs of one queue run one at a time, in the order posted, always on the
 // same loop, so that a queue may own objects of Qt's. A queue is no thread: queues share a few loops, and a job that
-// blocks would hold up its neighbours.
+// blocks would hold up its neighbours. Jobs that may take long are on a loop where they hold up only their like.
 //
 //     const auto socket = m_queue.make<QWebSocket>();
 //     m_queue.post([weak = weak_from_this()] { if (const auto self = weak.lock()) self->connect(); });
@@ -17,8 +17,11 @@ namespace ombru {
 
 class SerialQueue {
 public:
-    explicit SerialQueue(QByteArray name); // the first one on the main thread, others also on a queue
-    ~SerialQueue();                        // any thread; jobs that have not begun are dropped, nothing is waited for
+    enum class Jobs { brief, lengthy };
+
+    // The first one on the main thread, others also on a queue.
+    explicit SerialQueue(QByteArray name, Jobs jobs = Jobs::brief);
+    ~SerialQueue(); // any thread; jobs that have not begun are dropped, nothing is waited for
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
 

@@ -60,6 +60,16 @@ bool isUnseen(char32_t character) {
 QString named(char32_t character) {
     return u"\u00ABU+"_s + QString::number(uint(character), 16).toUpper().rightJustified(4, u'0') + u'\u00BB';
 }
+
+constexpr char32_t FIRST_BEYOND_LATIN = 0x0300;
+
+bool isHidden(char32_t character, char32_t before) {
+    const bool isJoiner = character == 0x200C || character == 0x200D;
+    const bool isChoice = character >= 0xFE00 && character <= 0xFE0F;
+    if (isJoiner || isChoice)
+        return before < FIRST_BEYOND_LATIN;
+    return QChar::category(character) == QChar::Other_Format || isBlank(character);
+}
 } // namespace
 
 qsizetype characterCount(QStringView text) {
@@ -113,6 +123,20 @@ QString firstLine(const QString &text) {
     if (end < 0)
         return text;
     return text.first(end > 0 && text[end - 1] == u'\r' ? end - 1 : end);
+}
+
+QString withUnseenShown(const QString &text) {
+    QString shown;
+    shown.reserve(text.size());
+    char32_t before = 0;
+    for (const auto character : text.toUcs4()) {
+        if (isHidden(character, before))
+            shown += named(character);
+        else
+            shown += QStringView(QChar::fromUcs4(character));
+        before = character;
+    }
+    return shown;
 }
 
 QString shownLine(const QString &text, qsizetype most) {

@@ -27,6 +27,11 @@ QString firstLine(const QString &text);
 // it loses its middle. "?" for a text of which nothing remains.
 QString shownLine(const QString &text, qsizetype most);
 
+// A longer text as it is, but for characters that cannot be seen or that reorder others: they are «U+202E». What
+// writing needs stays: joiners behind letters beyond Latin ones and in emoji, and the choice between letter and
+// picture.
+QString withUnseenShown(const QString &text);
+
 // UTF-8, with every invalid sequence replaced by U+FFFD and a byte order mark kept as it is.
 QString repairedUtf8(QByteArrayView bytes);
 

@@ -1,6 +1,8 @@
 // Calls: whether the sound of many comes in time, how soon a caller who talks over an answer silences it, and what a
 // frame's message costs. The calls are real ones in a program of their own, and the speech service is a stand-in here;
-// beside them others play the same number of frames. Usage: bench-calls [SECONDS], of each measurement.
+// beside them others play the same number of frames. Usage: bench-calls [SECONDS [loaded|drift]], of each
+// measurement; loaded: with as many threads beside it that do nothing but count as there are processors; drift: only
+// ours and the least server.
 #include "bench/Clients.h"
 #include "bench/Race.h"
 #include "bench/Served.h"
@@ -20,6 +22,8 @@
 #include <cmath>
 #include <cstdio>
 #include <future>
+#include <thread>
+#include <vector>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -30,7 +34,10 @@ namespace {
 using test::SpeechService;
 
 constexpr int SECONDS = 10;
-constexpr int UNTIL_ALL_SPEAK = 30; // seconds of sound that there are before it is measured
+// Seconds of sound that there are before it is measured: a call whose sound has ended by then would seem late. Each
+// second is 8 MB for 500 calls.
+constexpr int UNTIL_ALL_SPEAK = 30;
+constexpr int UNTIL_ALL_SPEAK_LOADED = 180;
 constexpr int TALKERS = 50;
 
 // What blocks runs beside the main thread, where the speech service is.
@@ -51,6 +58,21 @@ Samples tone(int seconds) {
         samples[at] = static_cast<std::int16_t>(12'000 * std::sin(double(at) / 3));
     return samples;
 }
+
+// Keeps every processor busy for as long as it lives.
+class Load {
+public:
+    Load() {
+        for (unsigned number = 0; number < std::thread::hardware_concurrency(); ++number)
+            m_threads.emplace_back([](const std::stop_token &stop) {
+                for (volatile std::uint64_t count = 0; !stop.stop_requested();)
+                    count = count + 1;
+            });
+    }
+
+private:
+    std::vector<std::jthread> m_threads;
+};
 
 // It speaks for so long to every sentence, and hears nobody.
 void letSpeak(SpeechService &speech, int seconds) {
@@ -76,16 +98,19 @@ void printCadence(const bench::ServerKind &kind, int calls, int seconds) {
     std::fflush(stdout);
 }
 
-void printCadences(int seconds) {
+void printCadences(int seconds, int untilAllSpeak, bool onlyDrift) {
     SpeechService speech(SpeechService::Voice::tones);
     speech.refuse({.status = 403});
-    letSpeak(speech, UNTIL_ALL_SPEAK + seconds);
+    letSpeak(speech, untilAllSpeak + seconds);
     std::printf("\n### The sound of calls, %d s each\n\n"
                 "| calls | server | due frames sent, %% | late by, ms: p50 | p99 | max | drift, ms | cores |\n"
                 "|---:|---|---:|---:|---:|---:|---:|---:|\n",
                 seconds);
-    for (const int calls : {1, 50, 200, 500})
-        for (const auto &kind : bench::serverKinds(speech.base()))
+    auto kinds = bench::serverKinds(speech.base());
+    if (onlyDrift)
+        kinds.resize(2); // ours, and what this machine itself drifts by
+    for (const int calls : onlyDrift ? std::vector{50, 200, 500} : std::vector{1, 50, 200, 500})
+        for (const auto &kind : kinds)
             printCadence(kind, calls, seconds);
 }
 
@@ -170,7 +195,13 @@ int main(int argc, char **argv) {
     const QCoreApplication application(argc, argv);
     bench::raiseDescriptorLimit();
     const auto seconds = argc > 1 ? QByteArrayView(argv[1]).toByteArray().toInt() : SECONDS;
-    raceMessages();
-    printBargeIn();
-    printCadences(seconds);
+    const QByteArrayView mode = argc > 2 ? argv[2] : "";
+    if (mode.isEmpty())
+        raceMessages();
+    std::optional<Load> load;
+    if (mode == "loaded")
+        load.emplace();
+    if (mode != "drift")
+        printBargeIn();
+    printCadences(seconds, load ? UNTIL_ALL_SPEAK_LOADED : UNTIL_ALL_SPEAK, mode == "drift");
 }

@@ -2,6 +2,7 @@
 // await of a task in turn, on a machine that does nothing else and on one that is busy. To be run in a private desktop.
 #include "base/Process.h"
 #include "base/Program.h"
+#include "bench/Busy.h"
 #include "bench/Race.h"
 #include "controller/AppState.h"
 #include "platform/Keeper.h"
@@ -11,14 +12,13 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QThread>
 
-#include <algorithm>
-#include <csignal>
 #include <cstdio>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
+
+using bench::Busy, bench::Times;
 
 namespace {
 
@@ -128,47 +128,11 @@ double stopOnce(const Home &home, const Await &await) {
     return milliseconds;
 }
 
-// Programs that compute, two for each processor.
-class Busy {
-public:
-    Busy() {
-        for (int count = 0; count < 2 * QThread::idealThreadCount(); ++count)
-            m_programs.push_back(spawn({.program = u"/bin/sh"_s,
-                                        .arguments = {u"-c"_s, u"while :; do :; done"_s},
-                                        .environment = Environment{}})
-                                     .value_or(0));
-    }
-    ~Busy() {
-        for (const pid_t program : m_programs)
-            if (program > 0)
-                ::kill(program, SIGKILL);
-    }
-    Busy(const Busy &) = delete;
-    Busy &operator=(const Busy &) = delete;
-
-private:
-    std::vector<pid_t> m_programs;
-};
-
-struct Times {
-    std::vector<double> sorted;
-    double at(double part) const { return sorted[std::size_t(std::ceil(part * double(sorted.size()))) - 1]; }
-};
-
 Times measure(const Home &home, const Await &await) {
     Times times;
     for (int round = 0; round < ROUNDS; ++round)
-        times.sorted.push_back(stopOnce(home, await));
-    std::ranges::sort(times.sorted);
+        times.add(stopOnce(home, await));
     return times;
-}
-
-void print(const char *name, const Times &idle, const Times &busy) {
-    std::printf("| %s |", name);
-    for (const auto *times : {&idle, &busy})
-        std::printf(" %.0f | **%.0f** | %.0f |", times->at(0.5), times->at(0.95), times->at(1));
-    std::printf("\n");
-    std::fflush(stdout);
 }
 
 } // namespace
@@ -185,7 +149,8 @@ int main(int argc, char **argv) {
     for (const auto &await : awaits(home)) {
         const auto idle = measure(home, await);
         const Busy others;
-        print(await.name, idle, measure(home, await));
+        const auto busy = measure(home, await);
+        bench::printRow(await.name, {&idle, &busy});
     }
     return 0;
 }

@@ -66,6 +66,7 @@ public:
 
     void send(const QJsonObject &message) {
         m_task->sendTextMessage(QString::fromUtf8(QJsonDocument(message).toJson(QJsonDocument::Compact)));
+        m_task->flush(); // at once, without another turn of the loop; it may find that the connection is gone
     }
 
     void sendAudio(const QByteArray &bytes) {
@@ -86,7 +87,8 @@ private:
         QObject::connect(task, &QWebSocket::disconnected, task, [this, task] { dropped(task); });
         QObject::connect(task, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), task,
                          [this, task] { dropped(task); });
-        QObject::connect(task, &QWebSocket::textMessageReceived, task, [this](const QString &text) { receive(text); });
+        QObject::connect(task, &QWebSocket::textMessageReceived, task,
+                         [this, task](const QString &text) { receive(task, text); });
     }
 
     void opened(QWebSocket *task) {
@@ -107,7 +109,9 @@ private:
         });
     }
 
-    void receive(const QString &text) {
+    void receive(const QWebSocket *task, const QString &text) {
+        if (task != m_task.get())
+            return;
         const auto message = QJsonDocument::fromJson(text.toUtf8());
         if (message.isObject() && m_options.onMessage)
             m_options.onMessage(message.object());
@@ -154,7 +158,7 @@ private:
 };
 
 AgentClient::AgentClient(Options options) {
-    auto queue = std::make_unique<SerialQueue>("ombru.agent");
+    auto queue = std::make_unique<SerialQueue>("ombru.agent", SerialQueue::Jobs::lengthy);
     auto &its = *queue;
     m_link = its.make<Link>(std::move(queue), std::move(options));
 }

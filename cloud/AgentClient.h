@@ -1,6 +1,7 @@
 // The one channel to the service's web page: a WebSocket that comes back by itself after a loss, later each time, and
-// is kept alive by pings. Everything of the connection lives on a queue of its own, "ombru.agent"; the operations may
-// be called from any thread. What is sent while there is no connection is gone.
+// is kept alive by pings. Everything of the connection lives on a queue of its own, "ombru.agent", where a message of
+// many megabytes holds up nothing else; the operations may be called from any thread. What is sent while there is no
+// connection is gone.
 //
 // Both callbacks come on the queue. stop() is final; a client that is dropped without one says goodbye, too.
 #pragma once

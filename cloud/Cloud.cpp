@@ -4,6 +4,7 @@
 #include "net/HttpExchange.h"
 #include "platform/HostInfo.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QSysInfo>
 
@@ -24,20 +25,25 @@ Task<Result<HttpReply>> exchangeElsewhere(HttpRequest request, std::stop_token s
     auto reply = co_await backgroundWithin(
         LIMIT, stop, [request = std::move(request), token = given.get_token()] { return exchange(request, token); });
     given.request_stop();
-    if (reply && !*reply)
+    if (stop.stop_requested()) // whatever came in the meantime
+        co_return std::unexpected(failure(u"The request was given up."_s));
+    if (!reply)
+        co_return std::unexpected(failure(u"The request timed out."_s));
+    if (!*reply)
         co_return std::unexpected(failure(reply->error().description, reply->error().code));
-    if (reply)
-        co_return *reply;
-    co_return std::unexpected(
-        failure(stop.stop_requested() ? u"The request was given up."_s : u"The request timed out."_s));
+    co_return *reply;
 }
 
-Result<QJsonDocument> parse(const QByteArray &body) {
+// Qt reads objects and lists only, while a text or a number is JSON, too: as the one element of a list it is read.
+Result<QJsonValue> parse(const QByteArray &body) {
     QJsonParseError error;
-    auto document = QJsonDocument::fromJson(body, &error);
-    if (error.error != QJsonParseError::NoError)
-        return std::unexpected(failure(error.errorString(), 2));
-    return document;
+    const auto whole = QJsonDocument::fromJson(body, &error);
+    if (error.error == QJsonParseError::NoError)
+        return whole.isObject() ? QJsonValue(whole.object()) : QJsonValue(whole.array());
+    const auto list = QJsonDocument::fromJson('[' + body + ']').array();
+    if (list.size() == 1)
+        return list.first();
+    return std::unexpected(failure(error.errorString(), 2));
 }
 
 } // namespace
@@ -59,7 +65,7 @@ Task<Result<QJsonObject>> Cloud::post(QString base, QString path, QJsonObject bo
     const auto document = parse(reply->body);
     if (!document)
         co_return std::unexpected(document.error());
-    co_return document->object();
+    co_return document->toObject();
 }
 
 Task<Result<std::optional<CloudConfig>>> Cloud::config(QString base, QString token, std::stop_token stop) const {
@@ -78,7 +84,7 @@ Task<Result<std::optional<CloudConfig>>> Cloud::config(QString base, QString tok
         co_return std::unexpected(document.error());
     if (!document->isObject())
         co_return std::unexpected(failure(u"bad response from "_s + base));
-    co_return CloudConfig::from(document->object());
+    co_return CloudConfig::from(document->toObject());
 }
 
 } // namespace ombru

@@ -7,7 +7,7 @@ namespace ombru {
 
 namespace {
 
-constexpr Clock::Duration OWNERS_TIME = std::chrono::hours(24); // to unlock a store; it gives up by itself before
+constexpr Clock::Duration OWNERS_TIME = std::chrono::hours(24); // to unlock a store
 
 } // namespace
 

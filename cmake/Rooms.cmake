@@ -21,25 +21,30 @@ function(ombru_executable name)
   endif()
 endfunction()
 
-# ombru_test(ROOM/FileTest [THREADS] [SYSTEM] [DESKTOP] USES target... [SOURCES more...] [NEEDS executable...]
+# ombru_test(ROOM/FileTest [THREADS] [SYSTEM] [DESKTOP [FAKE]] [WIDGETS] USES target... [SOURCES more...] [NEEDS executable...]
 #            [TIMEOUT seconds])
 # One test file, one executable, one ctest entry named after the file. The platform is the fake unless SYSTEM or
-# DESKTOP is given; DESKTOP also runs it inside a private desktop of its own and labels it "desktop". NEEDS names
-# executables it starts.
+# DESKTOP is given; DESKTOP also runs it inside a private desktop of its own and labels it "desktop", and FAKE leaves it
+# the fake there. NEEDS names executables it starts. WIDGETS gives it a graphical application, which draws into memory
+# where there is no desktop.
 # The thread sanitizer's build has only those with THREADS: two threads of ours meet in the test, or in a program that it
 # starts.
 function(ombru_test path)
-  cmake_parse_arguments(ARG "THREADS;SYSTEM;DESKTOP" "TIMEOUT" "SOURCES;USES;NEEDS" ${ARGN})
+  cmake_parse_arguments(ARG "THREADS;SYSTEM;DESKTOP;FAKE;WIDGETS" "TIMEOUT" "SOURCES;USES;NEEDS" ${ARGN})
   if(OMBRU_SANITIZE STREQUAL "thread" AND NOT ARG_THREADS)
     return()
   endif()
   string(REPLACE "/" "-" name ${path})
+  set(widgets "")
+  if(ARG_WIDGETS)
+    set(widgets _with_widgets)
+  endif()
   set(platform PLATFORM fake)
-  if(ARG_SYSTEM OR ARG_DESKTOP)
+  if(ARG_SYSTEM OR (ARG_DESKTOP AND NOT ARG_FAKE))
     set(platform "")
   endif()
   ombru_executable(${name} SOURCES ${PROJECT_SOURCE_DIR}/tests/${path}.cpp ${ARG_SOURCES}
-                   USES ${ARG_USES} ombru_test_main GTest::gmock ${platform} PRECOMPILED ombru_test_pch)
+                   USES ${ARG_USES} ombru_test_main${widgets} GTest::gmock ${platform} PRECOMPILED ombru_test_pch)
   target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>) # as the precompiled header that it takes
   ombru_tested(${name} ${ARG_NEEDS})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
@@ -56,6 +61,9 @@ function(ombru_test path)
   endif()
   set_tests_properties(${path} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
                        ENVIRONMENT "OMBRU_BIN=${CMAKE_BINARY_DIR}/bin;OMBRU_SOURCE=${PROJECT_SOURCE_DIR}")
+  if(ARG_WIDGETS AND NOT ARG_DESKTOP)
+    set_property(TEST ${path} APPEND PROPERTY ENVIRONMENT QT_QPA_PLATFORM=offscreen)
+  endif()
   if(ARG_DESKTOP)
     set_tests_properties(${path} PROPERTIES LABELS desktop)
   endif()
@@ -80,9 +88,11 @@ function(ombru_precompiled name header)
   target_precompile_headers(${name} PRIVATE <${header}>)
 endfunction()
 ombru_precompiled(ombru_pch cmake/Precompiled.h USES QCoro6::Core)
-ombru_precompiled(ombru_test_pch tests/support/Precompiled.h USES QCoro6::Core GTest::gmock)
-# A test's own lines run once: optimising them costs more than it saves.
-target_compile_options(ombru_test_pch PRIVATE $<$<CONFIG:Debug>:-O0>)
+if(OMBRU_TESTS)
+  ombru_precompiled(ombru_test_pch tests/support/Precompiled.h USES QCoro6::Core GTest::gmock)
+  # A test's own lines run once: optimising them costs more than it saves.
+  target_compile_options(ombru_test_pch PRIVATE $<$<CONFIG:Debug>:-O0>)
+endif()
 
 # ombru_compile(TARGET [PRECOMPILED]): the precompiled header is what nearly every source includes, in tests also what
 # nearly every test does.

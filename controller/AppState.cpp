@@ -3,6 +3,7 @@
 #include "base/Background.h"
 #include "base/Text.h"
 #include "controller/CallDesk.h"
+#include "controller/MenuBarSymbol.h"
 #include "controller/PermissionDesk.h"
 #include "controller/Prompts.h"
 #include "controller/ServiceLink.h"
@@ -42,20 +43,25 @@ AppState::AppState(const QString &settingsFile) : settings(settingsFile) {
 
 AppState::~AppState() = default;
 
-void AppState::emit(const QString &text, EventKind kind) {
+void AppState::emit(const QString &text, EventKind kind, const TaskFact &fact) {
     if (text.isEmpty())
         return;
-    const Event event{kind, text, Clock::unixSeconds()};
+    const Event event{kind, text, Clock::unixSeconds(), fact};
+    // The page first: it does not wait for the log.
+    if (m_web.exists() && isForwarded(kind))
+        m_web.send(EventMessage{kindName(kind), text, event.time});
     log(event);
     if (updatesLastEvent(kind))
         lastEvent = firstLine(text);
-    if (m_web.exists() && isForwarded(kind))
-        m_web.send(EventMessage{kindName(kind), text, event.time});
     m_receivers.tell(event);
 }
 
 void AppState::emitFromAnywhere(const QString &text, EventKind kind) {
     onMain(this, [this, text, kind] { emit(text, kind); });
+}
+
+Result<> AppState::openLogs() {
+    return Claude::openTerminal(u"ombru-log"_s, {logCommand()}, workDir());
 }
 
 void AppState::setActivity(const std::optional<QString> &text, double linger, bool prominent,
@@ -71,6 +77,15 @@ void AppState::setActivity(const std::optional<QString> &text, double linger, bo
 
 QString AppState::systemPrompt() const {
     return chooseSystemPrompt(config->systemPrompt, settings.cachedPrompt());
+}
+
+QString AppState::icon() const {
+    return menuBarSymbol({.inCall = !activeCalls->isEmpty(),
+                          .busy = busy,
+                          .signedIn = auth->is<Auth::SignedIn>(),
+                          .reachable = cloudReachable || agentConnected,
+                          .listening = serverListening,
+                          .missingPermissions = missingPermissions()});
 }
 
 // The one that writes the two.

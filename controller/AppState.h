@@ -21,6 +21,7 @@
 #include "cloud/CloudConfig.h"
 #include "controller/CallAccess.h"
 #include "controller/Event.h"
+#include "controller/ScriptDecision.h"
 #include "controller/SignInView.h"
 #include "controller/TaskResult.h"
 #include "controller/WebChannel.h"
@@ -56,6 +57,7 @@ public:
     ~AppState() override;
 
     Settings settings;
+    bool hasPanel = false; // in which the owner can allow things; for whoever shows one to say
 
     Published<AppState, Auth> auth{this};
     Published<AppState, SignInView> signingIn{this};
@@ -82,16 +84,19 @@ public:
     Published<AppState, QList<AppAutomation::Target>> blockedApps{this}; // a script was refused for them
     Published<AppState, std::optional<QString>> requestingApp{this};     // whose prompt waits for an answer: its name
     Published<AppState, QString> claudeTest{this};
+    Published<AppState, QString> claudeTestCause{this}; // why it failed, for the owner, where the line does not say
     Published<AppState, bool> claudeTestPassed{this, false}; // what that line says
     Published<AppState, bool> claudeTesting{this, false};
     Published<AppState, std::optional<TaskResult>> lastResult{this}; // of the last task that finished
 
     // --- State and settings
-    void emit(const QString &text, EventKind kind);
+    void emit(const QString &text, EventKind kind, const TaskFact &fact = {});
     void emitFromAnywhere(const QString &text, EventKind kind); // any thread
+    Result<> openLogs(); // shows the log in a terminal; a Failure says what to type instead
     void setActivity(const std::optional<QString> &text, double linger = 0, bool prominent = false,
                      const std::optional<QString> &detail = {});
     QString systemPrompt() const;
+    QString icon() const; // the name of the symbol in the menu bar
     void sendState();
     static QString workDir(); // created when it is not there
 
@@ -104,8 +109,10 @@ public:
     // --- The service
     // At the start of an application that stays: what is allowed, and the sign-in that is kept.
     Task<> boot();
-    void signIn(); // shows a code and asks the service until its owner has approved it
+    void signIn();         // shows a code and asks the service until its owner has approved it
+    void openSignInPage(); // again, while a code is outstanding
     void cancelSignIn();
+    void giveUpSignIn(); // cancels it; when its code has not come yet, none comes, and no page opens
     void signOut();
     void keepToRequests();                         // of a program that does not stay: neither heartbeat nor channel
     Task<> secretsKept();                          // once the store of secrets has the token, or has lost it
@@ -118,12 +125,15 @@ public:
     // --- The task loop
     // False, and nothing is done, while a task runs.
     bool startTask(const QString &task, const std::optional<QString> &caller = {},
-                   const std::optional<QString> &label = {}, const Remote &remote = {});
+                   const std::optional<QString> &label = {}, const Remote &remote = {},
+                   const ScriptQuestion &confirm = {});
     bool cancelTask(); // whether a task ran; it ends soon
     void newSession();
+    bool goOnWithLastConversation(); // this owner's, also that of an earlier process; false when there is none
 
     // --- Calls
     bool shareAudio(bool on);                     // in every call; false when none is open
+    void hangUp();                                // every call; a task that was asked for in one goes on
     std::optional<CallAccess> callAccess() const; // none while no calls are taken
     std::optional<QString> activity() const;      // one line on what is happening now, calls included
 

@@ -57,6 +57,10 @@ bool AppState::shareAudio(bool on) {
     return m_calls->inCall();
 }
 
+void AppState::hangUp() {
+    m_calls->hangUp();
+}
+
 std::optional<CallAccess> AppState::callAccess() const {
     return serverListening ? m_calls->access() : std::nullopt;
 }

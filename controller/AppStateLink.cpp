@@ -47,8 +47,16 @@ void AppState::signIn() {
     m_link->signIn();
 }
 
+void AppState::openSignInPage() {
+    m_link->openSignInPage();
+}
+
 void AppState::cancelSignIn() {
     m_link->cancelSignIn();
+}
+
+void AppState::giveUpSignIn() {
+    m_link->giveUpSignIn();
 }
 
 void AppState::signOut() {

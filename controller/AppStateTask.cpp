@@ -1,20 +1,29 @@
 // The doors to the task loop, and what its reports become.
 
+#include "base/Text.h"
 #include "controller/AppState.h"
+#include "controller/KeptConversation.h"
 #include "controller/TaskLoop.h"
 #include "controller/TaskText.h"
 #include "notifier/Notifier.h"
+#include "platform/SystemLog.h"
 #include "wire/AgentMessages.h"
 
 namespace ombru {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr qsizetype LONGEST_NAME = 255;
+
+} // namespace
+
 class AppState::TaskDoor : public TaskReports {
 public:
     explicit TaskDoor(AppState &state) : m_state(state) {}
 
-    void emit(const QString &text, EventKind kind) override { m_state.emit(text, kind); }
+    void tell(const QString &text, EventKind kind, const TaskFact &fact) override { m_state.emit(text, kind, fact); }
     void showStatus(const QString &line) override { m_state.status = line; }
     void showActivity(const QString &text) override { m_state.setActivity(text); }
     void showProgress(const TaskProgress &progress) override { m_state.setTaskState(progress); }
@@ -28,6 +37,16 @@ public:
         if (!m_state.blockedApps->contains(target))
             m_state.blockedApps.edit([&](auto &targets) { targets.append(target); });
     }
+    QString howToAllow(const AppAutomation::Target &target) const override {
+        const auto name = shownLine(target.name, LONGEST_NAME);
+        const auto typed = AppAutomation::allowingCommand(target.id, target.name);
+        return m_state.hasPanel ? u"To let scripts control %1: Allow in ombru's panel, or `%2`"_s.arg(name, typed)
+                                : u"To let scripts control %1: `%2`"_s.arg(name, typed);
+    }
+    void conversationIs(const std::optional<QString> &id) override {
+        if (const auto kept = keepConversation(id); !kept)
+            logger::error(u"conversation: "_s + kept.error().description);
+    }
     void ended(const TaskResult &result) override { m_state.noteResult(result); }
 
 private:
@@ -39,11 +58,11 @@ std::unique_ptr<TaskLoop> AppState::makeTaskLoop() {
 }
 
 bool AppState::startTask(const QString &task, const std::optional<QString> &from, const std::optional<QString> &label,
-                         const Remote &remote) {
+                         const Remote &remote, const ScriptQuestion &confirm) {
     if (busy)
         return false;
     caller = from;
-    return m_loop->start({task, from, label, remote});
+    return m_loop->start({task, from, label, remote, confirm});
 }
 
 bool AppState::cancelTask() {
@@ -55,6 +74,15 @@ bool AppState::cancelTask() {
 void AppState::newSession() {
     m_loop->newSession();
     emit(u"started a fresh Claude session"_s, EventKind::warn);
+}
+
+bool AppState::goOnWithLastConversation() {
+    if (m_loop->hasConversation())
+        return true;
+    const auto kept = keptConversation();
+    if (kept)
+        m_loop->goOnWith(*kept);
+    return kept.has_value();
 }
 
 void AppState::noteResult(const TaskResult &result) {

@@ -1,5 +1,6 @@
 #include "controller/CallDesk.h"
 
+#include "base/OpenFiles.h"
 #include "voice/Inbox.h"
 #include "voice/TextChannel.h"
 #include "voice/WSConnection.h"
@@ -56,6 +57,7 @@ void CallDesk::startServer() {
         return m_reports->showServer(u"calls don't reach this Mac (ask the admin to route your number)"_s, false);
     const auto number = ++m_servers; // what an earlier one tells late is for nobody
     m_access = {m_settings.callPort(), config.wsToken};
+    allowManyFiles(); // one a connection
     m_server = std::make_unique<WSServer>(
         WSServer::Options{.port = static_cast<quint16>(m_access.port),
                           .token = m_access.token,
@@ -116,7 +118,7 @@ VoiceCall::Options CallDesk::optionsOf(CallID id) {
         .ask =
             [way = way()](const VoiceCall::Request &request) {
                 way([request](CallDesk &self) {
-                    self.ask({request.text, request.caller, request.progress, request.done});
+                    self.m_reports->ask({request.text, request.caller, request.progress, request.done});
                 });
             },
         .log =
@@ -139,14 +141,10 @@ void CallDesk::acceptTexts(const std::shared_ptr<WSConnection> &ws, Inbox &inbox
     std::erase_if(m_textChannels, [](const auto &channel) { return channel.expired(); });
     m_textChannels.push_back(ws);
     serveTexts(ws, inbox, [way = way()](const TextRequest &request) {
-        way([request](CallDesk &self) { self.ask({request.text, request.from, request.progress, request.reply}); });
+        way([request](CallDesk &self) {
+            self.m_reports->ask({request.text, request.from, request.progress, request.reply});
+        });
     });
-}
-
-// What comes late begins nothing that nobody would end.
-void CallDesk::ask(const PhoneRequest &request) {
-    if (!m_ending)
-        m_reports->ask(request);
 }
 
 // --- The calls
@@ -174,6 +172,11 @@ void CallDesk::shareAudio(bool on) {
         call.session->setSharing(on, true);
 }
 
+void CallDesk::hangUp() {
+    for (const auto &[id, call] : m_calls)
+        call.session->hangUp();
+}
+
 void CallDesk::ended(CallID id) {
     if (const auto caller = m_calls.at(id).caller)
         m_callers.removeOne(*caller);
@@ -194,8 +197,7 @@ Task<> CallDesk::end() {
     for (const auto &channel : m_textChannels)
         if (const auto ws = channel.lock())
             ws->close();
-    for (const auto &[id, call] : m_calls)
-        call.session->hangUp();
+    hangUp();
     const auto limit = Loop::main().after(HANGING_UP, [idle = m_idle] { idle.fire(); });
     if (!m_calls.empty())
         co_await m_idle;

@@ -57,6 +57,7 @@ public:
 
     bool inCall() const { return !m_calls.empty(); }
     void shareAudio(bool on); // in every call, and each caller hears of it
+    void hangUp();            // every call; the server goes on
 
     // Closes the server and hangs up every call.
     Task<> end();
@@ -77,7 +78,6 @@ private:
     void acceptCall(const std::shared_ptr<WSConnection> &ws, Inbox &inbox);
     void acceptTexts(const std::shared_ptr<WSConnection> &ws, Inbox &inbox);
     VoiceCall::Options optionsOf(CallID id);
-    void ask(const PhoneRequest &request);
     void started(CallID id, const QString &caller);
     void noteCallerTalking();
     void showSharing(CallID id, bool sharing);

@@ -1,5 +1,6 @@
 // One line of the event log and what follows from its kind. Plain values, any thread.
 #pragma once
+#include "controller/TaskFact.h"
 #include "platform/SystemLog.h"
 
 #include <QString>
@@ -13,7 +14,8 @@ enum class EventKind { user, call, heard, said, rule, dim, claude, code, result,
 struct Event {
     EventKind kind = EventKind::dim;
     QString text;
-    double time = 0; // seconds since 1970
+    double time = 0;    // seconds since 1970
+    TaskFact fact = {}; // NOLINT(readability-redundant-member-init): left out where there is none
 
     bool operator==(const Event &) const = default;
 };

@@ -1,6 +1,7 @@
 #include "controller/PermissionDesk.h"
 
 #include "base/Background.h"
+#include "base/SystemEvents.h"
 #include "notifier/Notifier.h"
 #include "permissions/Permissions.h"
 
@@ -92,8 +93,10 @@ void PermissionDesk::keepApplications(const PermissionStates &states) {
 
 // --- Asking the owner for what is not allowed
 
+// One prompt at a time, here and below: what comes while one waits for its answer is dropped.
 void PermissionDesk::allowEverything() {
-    m_tasks.start(requestEverything());
+    if (!std::exchange(m_requesting, true))
+        m_tasks.start(requestEverything());
 }
 
 Task<> PermissionDesk::requestEverything() {
@@ -104,15 +107,18 @@ Task<> PermissionDesk::requestEverything() {
             break;
         if (m_view.allowed.permissions.value(permission.id, Permission::State::unknown) == Permission::State::granted)
             continue;
-        if (permission.id == u"screen"_s) {
+        if (permission.id == u"screen"_s)
             m_view.askedScreen = true;
-            show();
-        }
+        if (permission.id == u"automation"_s)
+            m_view.requestingApp = SYSTEM_EVENTS_NAME.toString();
+        show();
         co_await Permissions::request(permission, stop);
     }
+    m_view.requestingApp = std::nullopt;
+    m_requesting = false;
+    show();
 }
 
-// One prompt at a time: what comes while one waits for its answer is dropped.
 void PermissionDesk::allowBlocked(const AppAutomation::Target &target) {
     if (!std::exchange(m_requesting, true))
         m_tasks.start(requestBlocked(target));

@@ -38,8 +38,9 @@ public:
     // already, if there is one.
     Task<> refresh();
 
-    void allowEverything(); // asks for all that is not granted
-    // Ask for one blocked application, or several by identifier. Dropped while a prompt waits for its answer.
+    // Ask for all that is not granted, for one blocked application, or for several by identifier. Dropped while a
+    // prompt waits for its answer.
+    void allowEverything();
     void allowBlocked(const AppAutomation::Target &target);
     void allowApps(const QStringList &ids);
 
@@ -63,7 +64,7 @@ private:
     std::optional<Clock::Time> m_claudeCheckedAt;
     bool m_looking = false;
     std::vector<Completion> m_lookedFor; // of those who wait for the look to end
-    bool m_requesting = false;           // one or several applications are being asked for
+    bool m_requesting = false;           // the owner is being asked
     TaskScope m_tasks;
 };
 

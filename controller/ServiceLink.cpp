@@ -90,6 +90,7 @@ Task<> ServiceLink::followSignIn() {
 
 void ServiceLink::endSignIn(const QString &text, EventKind kind) {
     m_signIn.outcome = {kind, text, Clock::unixSeconds()};
+    m_reports->showSignIn(m_signIn); // first, for who would say the line twice
     m_reports->emit(text, kind);
 }
 
@@ -103,8 +104,10 @@ Task<> ServiceLink::pair() {
         endSignIn(u"✗ sign-in failed: unexpected reply from "_s + m_settings.serverURL(), EventKind::bad);
         co_return;
     }
-    showAuth({Auth::Pairing{(*code)->user, (*code)->verifyURL}});
-    co_await openPage((*code)->verifyURL);
+    m_signIn.code = {(*code)->user, (*code)->verifyURL};
+    m_reports->showSignIn(m_signIn);
+    showAuth({*m_signIn.code});
+    m_tasks.start(openPage((*code)->verifyURL)); // which may take its time
     co_await poll(**code);
 }
 
@@ -113,8 +116,10 @@ Task<Result<std::optional<ServiceLink::Code>>> ServiceLink::requestCode() {
     const auto service = cloud();
     const auto host = hostName();
     const auto name = host.isEmpty() ? u"Mac"_s : host;
+    auto asking = m_asking = {};
+    const std::stop_callback atTheEnd(m_tasks.token(), [&asking] { asking.request_stop(); });
     const auto reply =
-        co_await service.post(m_settings.serverURL(), u"/api/device/start"_s, {{u"name"_s, name}}, m_tasks.token());
+        co_await service.post(m_settings.serverURL(), u"/api/device/start"_s, {{u"name"_s, name}}, asking.get_token());
     if (!reply)
         co_return std::unexpected(reply.error());
     const auto device = (*reply)["device_code"_L1];
@@ -132,6 +137,11 @@ Task<> ServiceLink::openPage(QUrl page) {
     const auto opened = co_await backgroundWithin(OPENING, m_tasks.token(), [address] { return openURL(address); });
     if (!ending() && (!opened || !*opened))
         m_reports->emit(u"Open this page to sign in: "_s + address, EventKind::warn);
+}
+
+void ServiceLink::openSignInPage() {
+    if (const auto *pairing = std::get_if<Auth::Pairing>(&m_auth.state))
+        m_tasks.start(openPage(pairing->verifyURL));
 }
 
 Task<> ServiceLink::poll(Code code) {
@@ -160,7 +170,8 @@ Task<> ServiceLink::poll(Code code) {
 
 Task<> ServiceLink::finishSignIn(QJsonValue token) {
     m_keychain.set(TOKEN, token.isString() ? std::optional(token.toString()) : std::nullopt);
-    stopAgent(); // it showed an older token
+    if (m_keychain.get(TOKEN))
+        stopAgent(); // it showed an older one
     co_await loadConfig();
     if (ending())
         co_return;
@@ -176,6 +187,11 @@ void ServiceLink::signInFailed(const QString &why) {
 
 void ServiceLink::cancelSignIn() {
     showAuth({Auth::SignedOut{}});
+}
+
+void ServiceLink::giveUpSignIn() {
+    m_asking.request_stop();
+    cancelSignIn();
 }
 
 void ServiceLink::signOut() {
@@ -227,7 +243,8 @@ void ServiceLink::applyConfig(const CloudConfig &config) {
 }
 
 void ServiceLink::keepPrompt(const QString &prompt) {
-    if (const auto written = m_settings.cachedPrompt.write(prompt); !written)
+    const auto written = m_settings.cachedPrompt.write(prompt);
+    if (const bool before = std::exchange(m_promptKept, written.has_value()); before && !written) // not each minute
         m_reports->emit(u"✗ "_s + written.error().description, EventKind::warn);
 }
 

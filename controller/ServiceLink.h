@@ -54,7 +54,9 @@ public:
     void startHeartbeat();
 
     void signIn();
+    void openSignInPage(); // again, while a code is outstanding
     void cancelSignIn();
+    void giveUpSignIn(); // cancels it; when its code has not come yet, none comes, and no page opens
     void signOut();
 
     // From now on neither heartbeat nor call server nor channel begins: for a program that only signs in, or out.
@@ -102,8 +104,10 @@ private:
     std::unique_ptr<LinkReports> m_reports;
     Auth m_auth;
     SignInView m_signIn;
-    int m_signIns = 0; // that run
+    int m_signIns = 0;         // that run
+    std::stop_source m_asking; // the newest sign-in's for its code
     bool m_requestsOnly = false;
+    bool m_promptKept = true; // the last time
     Keychain m_keychain;
     std::shared_ptr<AgentClient> m_agent; // whoever sends refers to it weakly
     std::shared_ptr<Listener> m_listener; // its way back here, as long as it is the one

@@ -1,19 +1,17 @@
-// The loop itself: screenshot, question, script, result, next turn.
+// The loop itself: screenshot, question, script, result, next turn. What becomes of a script: TaskLoopScripts.cpp.
 
 #include "controller/TaskLoop.h"
 
 #include "agent/InputRelease.h"
 #include "base/Background.h"
 #include "base/Text.h"
+#include "controller/KeptScreenshots.h"
 #include "controller/Prompts.h"
 #include "controller/TaskText.h"
 #include "controller/WorkDirectory.h"
-#include "notifier/Notifier.h"
-#include "platform/SystemLog.h"
 
 #include <QFileInfo>
 
-#include <algorithm>
 #include <atomic>
 
 namespace ombru {
@@ -26,6 +24,10 @@ namespace {
 
 constexpr Clock::Duration LOCKING = 15s; // for a display that does not answer
 
+QString pictures() {
+    return workDirectory() + u"/screenshots"_s;
+}
+
 } // namespace
 
 TaskLoop::TaskLoop(const Settings &settings, std::function<QString()> systemPrompt,
@@ -33,11 +35,12 @@ TaskLoop::TaskLoop(const Settings &settings, std::function<QString()> systemProm
     : m_settings(settings), m_systemPrompt(std::move(systemPrompt)), m_reports(std::move(reports)) {}
 
 bool TaskLoop::start(TaskRequest request) {
-    if (m_progress.busy)
+    if (m_progress.busy || m_tasks.token().stop_requested()) // nobody would end what comes with the end
         return false;
     m_stop = {}; // no earlier: it may be the running task's
     m_scriptRefused = false;
     m_blocked.clear();
+    m_pictures.clear();
     showProgress({.busy = true});
     m_tasks.start(run(std::move(request)));
     return true;
@@ -58,6 +61,18 @@ bool TaskLoop::cancel() {
 void TaskLoop::newSession() {
     m_sessionID.reset();
     ++m_newSessions;
+    m_reports->conversationIs({}); // also of one that an earlier process has had
+}
+
+void TaskLoop::goOnWith(QString conversation) {
+    m_sessionID = std::move(conversation);
+}
+
+void TaskLoop::setConversation(std::optional<QString> id) {
+    if (id == m_sessionID)
+        return;
+    m_sessionID = std::move(id);
+    m_reports->conversationIs(m_sessionID);
 }
 
 Task<> TaskLoop::end() {
@@ -73,20 +88,30 @@ void TaskLoop::showProgress(const TaskProgress &progress) {
 Task<> TaskLoop::run(TaskRequest request) {
     m_claudeCall = std::make_shared<Claude::Call>();
     m_scriptRun = std::make_shared<AppleScriptRunner::Run>();
+    m_confirm = request.confirm;
+    const ReleaseOnDeath watch(m_tasks);
     announce(request);
     const auto attempt = co_await work(u"USER TASK: "_s + request.task + (request.remote ? PHONE_NOTE : QString()));
     // Whatever was under way when the owner stopped it.
     if (isCancelled())
         co_await releaseHeldInput();
+    removeOldPictures();
     finish(resultOf(attempt), request.remote);
 }
 
+// Nobody waits for a disk that does not answer.
+void TaskLoop::removeOldPictures() const {
+    runAlone([directory = pictures(), days = m_settings.screenshotDays(), ofTask = m_pictures] {
+        removeScreenshots(directory, days, ofTask);
+    });
+}
+
 void TaskLoop::announce(const TaskRequest &request) {
-    const auto &[task, from, label, remote] = request;
+    const auto &[task, from, label, remote, confirm] = request;
     if (from)
-        m_reports->emit(u"☎ "_s + *from + u" ❯ "_s + task, EventKind::call);
+        m_reports->emit(u"☎ "_s + *from + u" ❯ "_s + task, EventKind::call, TaskBegun{task});
     else
-        m_reports->emit(label.value_or(u"you ❯ "_s) + task, EventKind::user);
+        m_reports->emit(label.value_or(u"you ❯ "_s) + task, EventKind::user, TaskBegun{task});
     m_headline = from ? u"☎ "_s + *from + u": "_s + task : (label ? u"From the web: "_s : QString()) + task;
     m_reports->showActivity(from ? u"Request received"_s : label ? u"Text received"_s : u"Task received"_s);
 }
@@ -98,7 +123,9 @@ Task<TaskLoop::Attempt<TaskResult>> TaskLoop::work(QString head) {
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
     if (!binary) {
-        m_reports->emit(u"✗ couldn't find the claude CLI (install Claude Code)"_s, EventKind::bad);
+        const auto missing = u"couldn't find the claude CLI (install Claude Code)"_s;
+        m_reports->emit(u"✗ "_s + missing, EventKind::bad, TaskFailed{missing});
+        tellCause(Claude::whyNotFound());
         m_reports->showStatus(u"claude CLI not found"_s);
         co_return TaskResult{Outcome::failed, u"Sorry, the assistant isn't installed on the computer."_s};
     }
@@ -129,12 +156,10 @@ Task<TaskLoop::Attempt<>> TaskLoop::lockTheDesktop() {
     *wanted = false;
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
-    if (!locked) {
-        logger::error(u"desktop: the display does not answer"_s);
-        co_return std::unexpected(Screen::captureFailure());
-    }
+    if (!locked)
+        co_return std::unexpected(Screen::captureFailure(Screen::silentDisplay()));
     if (!*locked)
-        co_return std::unexpected(locked->error());
+        co_return std::unexpected(ToolFailure{locked->error()});
     if (!**locked)
         co_return std::unexpected(DesktopInUse{});
     m_desktop = **locked;
@@ -143,7 +168,7 @@ Task<TaskLoop::Attempt<>> TaskLoop::lockTheDesktop() {
 
 Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::takeTurn(QString binary, QString head, Clock::Time started) {
     m_reports->emit(u"── step %1/%2 "_s.arg(m_progress.step).arg(m_settings.maxSteps()) + QString(40, u'─'),
-                    EventKind::rule);
+                    EventKind::rule, StepBegun{m_progress.step, m_settings.maxSteps()});
     m_reports->showActivity(m_progress.step == 1 ? u"Looking at your screen…"_s
                                                  : u"Step %1 · checking the result…"_s.arg(m_progress.step));
     const auto shot = co_await look();
@@ -162,19 +187,21 @@ Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::takeTurn(QString binary, QStri
     auto split = co_await backgroundUntil(m_stop.get_token(), [text = *reply] { return splitReply(text); });
     if (isCancelled() || !split)
         co_return std::unexpected(Cancelled{});
-    if (!split->script)
-        co_return Turn{finalAnswer(*reply, started), {}};
-    co_return co_await act(*split->script, split->prose);
+    if (split->script)
+        co_return co_await act(*split);
+    tellNotRun(*split);
+    co_return Turn{finalAnswer(*reply, started), {}};
 }
 
 Task<TaskLoop::Attempt<Screen::Shot>> TaskLoop::look() {
-    const auto shot =
-        co_await Screen::capture(workDirectory() + u"/screenshots"_s, m_progress.step, m_stop.get_token());
+    const auto shot = co_await Screen::capture(pictures(), m_progress.step, m_stop.get_token());
+    if (shot)
+        m_pictures.append(shot->file);
     if (isCancelled())
         co_return std::unexpected(Cancelled{});
     if (!shot)
         co_return std::unexpected(shot.error());
-    m_reports->emit(u"screenshot "_s + QFileInfo(shot->file).fileName(), EventKind::dim);
+    m_reports->emit(u"screenshot "_s + QFileInfo(shot->file).fileName(), EventKind::dim, ScreenSeen{shot->file});
     if (m_reports->wantsPictures()) {
         const auto preview = co_await Screen::previewJPEG(shot->picture, Screen::previewSide, Screen::previewQuality,
                                                           m_stop.get_token());
@@ -199,112 +226,17 @@ Task<TaskLoop::Attempt<QString>> TaskLoop::ask(QString binary, QString message) 
         co_return std::unexpected(reply.error());
     // A new conversation that the owner asked for meanwhile stays new.
     if (conversation == m_newSessions)
-        m_sessionID = reply->sessionID;
-    m_reports->emit(u"replied in %1s"_s.arg(secondsText(Clock::secondsSince(started))), EventKind::dim);
-    co_return reply->text;
-}
-
-Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::act(QString script, QString prose) {
-    announceScript(script, prose);
-    const auto refusals = co_await AppAutomation::notAllowed(script, m_stop.get_token());
-    if (isCancelled())
-        co_return std::unexpected(Cancelled{});
-    if (!refusals.empty())
-        co_return refuseScript(refusals);
-    co_return co_await runScript(script);
-}
-
-void TaskLoop::announceScript(const QString &script, const QString &prose) {
-    QString label = u"Running an AppleScript"_s;
-    if (!prose.isEmpty()) {
-        m_reports->emit(u"claude: "_s + prose, EventKind::claude);
-        label = plainStep(prose);
-    }
-    m_headline = label;
-    Notifier::update(u"Step %1"_s.arg(m_progress.step), label, true);
-    m_reports->emit(u"script:\n"_s + script, EventKind::code);
-}
-
-// The script is not run: the next turn hears why.
-TaskLoop::Turn TaskLoop::refuseScript(const std::vector<AppAutomation::Refusal> &refusals) {
-    QStringList list;
-    for (const auto &refusal : refusals) {
-        list.append(refusal.target.name);
-        block(refusal.target);
-    }
-    const auto names = list.join(u", "_s);
-    const auto advice = automationAdvice(std::ranges::any_of(refusals, &AppAutomation::Refusal::denied));
-    m_reports->emit(u"✗ "_s + names + u" hasn't been allowed yet — "_s + advice + u", then try again."_s,
-                    EventKind::bad);
-    m_reports->showStatus(names + u" not allowed yet"_s);
-    Notifier::update(names + u" isn't allowed yet"_s, u"Allow it from the ombru menu bar, then try again."_s, false);
-    return {{}, refusedHead(names, advice)};
-}
-
-Task<TaskLoop::Attempt<TaskLoop::Turn>> TaskLoop::runScript(QString script) {
-    m_reports->showStatus(u"running script (step %1)"_s.arg(m_progress.step));
-    m_reports->showActivity(u"Step %1 · running…"_s.arg(m_progress.step));
-    const auto started = Clock::now();
-    auto result = co_await AppleScriptRunner::run(script, m_settings.scriptTimeout(), m_scriptRun);
-    tellLeft(u"the script"_s, result.left);
+        setConversation(reply->sessionID);
     const double seconds = Clock::secondsSince(started);
-    if (isCancelled())
-        co_return std::unexpected(Cancelled{});
-    if (!result.ok && isAutomationRefusal(result.text)) {
-        co_await noteBlocked(refusedApplications(result.text));
-        if (isCancelled())
-            co_return std::unexpected(Cancelled{});
-        noteRefusal(result.text);
-    }
-    reportScript(result.ok, result.text, seconds);
-    co_await sleep(Clock::seconds(m_settings.settle()), m_stop.get_token());
-    if (isCancelled())
-        co_return std::unexpected(Cancelled{});
-    co_return Turn{{}, resultHead(result.ok, result.text)};
-}
-
-void TaskLoop::tellLeft(const QString &by, const QStringList &left) {
-    if (!left.isEmpty())
-        m_reports->emit(u"left running by %1: "_s.arg(by) + left.join(u", "_s), EventKind::dim);
-}
-
-// The owner finds them where permissions are given.
-Task<> TaskLoop::noteBlocked(QStringList names) {
-    for (const QString &name : names) {
-        const auto id = co_await AppAutomation::bundleID(name, m_stop.get_token());
-        if (isCancelled())
-            co_return;
-        if (id)
-            block({*id, name});
-    }
-}
-
-void TaskLoop::block(const AppAutomation::Target &target) {
-    if (!m_blocked.contains(target))
-        m_blocked.append(target);
-    m_reports->blocked(target);
-}
-
-// The system did not let the script control an application: the next turn hears what the owner can do.
-void TaskLoop::noteRefusal(QString &output) {
-    m_scriptRefused = true;
-    output += u"\n(macOS hasn't allowed ombru to control this app — the user can allow it in the ombru menu bar "
-              u"or System Settings → Privacy & Security → Automation.)"_s;
-    m_reports->emit(u"✗ an app in this script isn't allowed yet — allow it from the ombru menu bar"_s, EventKind::bad);
-}
-
-void TaskLoop::reportScript(bool ok, const QString &output, double seconds) {
-    const auto line = (ok ? u"✓ script ok"_s : u"✗ script failed"_s) + u" (%1s): "_s.arg(secondsText(seconds)) + output;
-    m_reports->emit(line, ok ? EventKind::result : EventKind::bad);
-    if (!ok)
-        Notifier::update(u"That didn't work — trying another way"_s, errorHeadline(output), true);
+    m_reports->emit(u"replied in %1s"_s.arg(secondsText(seconds)), EventKind::dim, AgentReplied{seconds, m_sessionID});
+    co_return reply->text;
 }
 
 std::optional<TaskResult> TaskLoop::outOfSteps() {
     const int most = m_settings.maxSteps();
     if (m_progress.step < most)
         return {};
-    m_reports->emit(u"── hit max steps (%1) — type a follow-up to continue"_s.arg(most), EventKind::warn);
+    m_reports->emit(u"── hit max steps (%1) — type a follow-up to continue"_s.arg(most), EventKind::warn, ToldAtEnd{});
     m_reports->showStatus(u"hit max steps (%1)"_s.arg(most));
     return TaskResult{Outcome::outOfSteps, u"I ran out of steps before finishing. Tell me how to continue."_s};
 }
@@ -312,30 +244,38 @@ std::optional<TaskResult> TaskLoop::outOfSteps() {
 TaskResult TaskLoop::finalAnswer(const QString &reply, Clock::Time started) {
     const auto final = readFinalReply(reply);
     m_reports->emit((final.done ? u"✓ "_s : u"claude: "_s) + final.shown,
-                    final.done ? EventKind::good : EventKind::claude);
+                    final.done ? EventKind::good : EventKind::claude, ToldAtEnd{});
     m_reports->emit(u"finished in %1 step%2 · %3s"_s.arg(m_progress.step)
                         .arg(m_progress.step == 1 ? QString() : u"s"_s)
                         .arg(QString::number(Clock::secondsSince(started), 'f', 0)),
-                    EventKind::dim);
+                    EventKind::dim, ToldAtEnd{});
     m_reports->showStatus((final.done ? u"✓ "_s : QString()) + firstLine(final.shown));
-    return {Outcome::answered, final.answer};
+    return {final.done ? Outcome::done : Outcome::answered, final.answer};
 }
 
 TaskResult TaskLoop::resultOf(const Attempt<TaskResult> &attempt) {
     if (attempt)
         return *attempt;
-    if (const auto *failure = std::get_if<Failure>(&attempt.error()))
-        return failed(failure->description, Outcome::failed);
+    if (const auto *failure = std::get_if<ToolFailure>(&attempt.error()))
+        return failed(*failure, Outcome::failed);
     if (std::holds_alternative<DesktopInUse>(attempt.error()))
-        return failed(desktopInUseText(), Outcome::desktopInUse);
-    m_reports->emit(u"cancelled"_s, EventKind::warn);
+        return failed({{u"desktop"_s, 1, desktopInUseText()}}, Outcome::desktopInUse);
+    m_reports->emit(u"cancelled"_s, EventKind::warn, ToldAtEnd{});
     m_reports->showStatus(u"cancelled"_s);
     return {Outcome::cancelled, u"Okay, stopped."_s};
 }
 
-TaskResult TaskLoop::failed(const QString &description, Outcome outcome) {
-    const auto line = u"✗ "_s + description;
-    m_reports->emit(line, EventKind::bad);
+// For the owner alone: what is so, under the line that is the same everywhere.
+void TaskLoop::tellCause(const QString &cause) {
+    if (!cause.isEmpty())
+        m_reports->emit(cause, EventKind::warn);
+}
+
+TaskResult TaskLoop::failed(const ToolFailure &failure, Outcome outcome) {
+    const auto line = u"✗ "_s + failure.description;
+    const bool inUse = outcome == Outcome::desktopInUse; // then the result says why
+    m_reports->emit(line, EventKind::bad, inUse ? TaskFact(ToldAtEnd{}) : TaskFact(TaskFailed{failure.description}));
+    tellCause(failure.cause);
     m_reports->showStatus(line);
     return {outcome, u"Sorry, something went wrong on the computer."_s};
 }
@@ -344,6 +284,7 @@ TaskResult TaskLoop::failed(const QString &description, Outcome outcome) {
 void TaskLoop::finish(const TaskResult &result, const std::function<void(QString)> &remote) {
     m_claudeCall.reset();
     m_scriptRun.reset();
+    m_confirm = {};
     m_desktop.reset();
     auto told = result;
     told.scriptRefused = m_scriptRefused;

@@ -8,9 +8,12 @@
 #include "agent/AppleScriptRunner.h"
 #include "agent/Claude.h"
 #include "agent/Screen.h"
+#include "agent/ToolFailure.h"
 #include "base/Task.h"
 #include "controller/Event.h"
+#include "controller/ScriptDecision.h"
 #include "controller/TaskResult.h"
+#include "controller/TaskText.h"
 #include "permissions/AppAutomation.h"
 #include "platform/DesktopLock.h"
 #include "settings/Settings.h"
@@ -27,6 +30,7 @@ struct TaskRequest {
     std::optional<QString> caller = {};       // who phoned it in
     std::optional<QString> label = {};        // the log's prefix for a task from elsewhere
     std::function<void(QString)> remote = {}; // takes the final answer's text; it will be spoken
+    ScriptQuestion confirm = {};              // asked before each script; none: they run
 };
 
 struct TaskProgress {
@@ -39,15 +43,20 @@ struct TaskProgress {
 class TaskReports {
 public:
     virtual ~TaskReports() = default;
-    virtual void emit(const QString &text, EventKind kind) = 0;
+    void emit(const QString &text, EventKind kind, const TaskFact &fact = {}) { tell(text, kind, fact); }
     virtual void showStatus(const QString &status) = 0;
     virtual void showActivity(const QString &text) = 0; // with the headline
     virtual void showProgress(const TaskProgress &progress) = 0;
     virtual void sendState() = 0; // to the web page
     virtual bool wantsPictures() const = 0;
     virtual void showPicture(int step, const QByteArray &jpeg) = 0;
-    virtual void blocked(const AppAutomation::Target &target) = 0; // a script was not run because of it, or ended
-    virtual void ended(const TaskResult &result) = 0;              // before the progress says so
+    virtual void blocked(const AppAutomation::Target &target) = 0;     // a script was not run because of it, or ended
+    virtual QString howToAllow(const AppAutomation::Target &target) const = 0; // for the owner of this computer
+    virtual void conversationIs(const std::optional<QString> &id) = 0; // from now on
+    virtual void ended(const TaskResult &result) = 0;                  // before the progress says so
+
+protected:
+    virtual void tell(const QString &text, EventKind kind, const TaskFact &fact) = 0; // an event
 };
 
 class TaskLoop {
@@ -58,6 +67,8 @@ public:
     bool start(TaskRequest request); // false while a task runs
     bool cancel();                   // the running task ends soon; false when there is none
     void newSession();               // the next turn begins another conversation
+    void goOnWith(QString conversation);
+    bool hasConversation() const { return m_sessionID.has_value(); }
 
     const QString &headline() const { return m_headline; } // of the task that began last
 
@@ -67,7 +78,7 @@ public:
 private:
     struct Cancelled {};
     struct DesktopInUse {};
-    using TaskError = std::variant<Cancelled, DesktopInUse, Failure>;
+    using TaskError = std::variant<Cancelled, DesktopInUse, ToolFailure>;
     template <class T = void>
     using Attempt = std::expected<T, TaskError>;
     struct Turn {
@@ -82,21 +93,27 @@ private:
     Task<Attempt<Turn>> takeTurn(QString binary, QString head, Clock::Time started);
     Task<Attempt<Screen::Shot>> look();
     Task<Attempt<QString>> ask(QString binary, QString message);
-    Task<Attempt<Turn>> act(QString script, QString prose);
+    Task<Attempt<Turn>> act(SplitReply reply);
+    Task<Attempt<std::optional<Turn>>> askOwner(); // none: the script may run
+    void tellNotRun(const SplitReply &reply);
     void announceScript(const QString &script, const QString &prose);
     Task<Attempt<Turn>> runScript(QString script);
     Turn refuseScript(const std::vector<AppAutomation::Refusal> &refusals);
     TaskResult finalAnswer(const QString &reply, Clock::Time started);
+    void removeOldPictures() const;
     Task<> noteBlocked(QStringList names);
     void block(const AppAutomation::Target &target);
+    void tellHowToAllow(const QList<AppAutomation::Target> &targets);
     void noteRefusal(QString &output);
     void tellLeft(const QString &by, const QStringList &left);
     void reportScript(bool ok, const QString &output, double seconds);
     std::optional<TaskResult> outOfSteps();
     TaskResult resultOf(const Attempt<TaskResult> &attempt);
-    TaskResult failed(const QString &description, TaskResult::Outcome outcome);
+    void tellCause(const QString &cause);
+    TaskResult failed(const ToolFailure &failure, TaskResult::Outcome outcome);
     void finish(const TaskResult &result, const std::function<void(QString)> &remote);
     void showProgress(const TaskProgress &progress);
+    void setConversation(std::optional<QString> id);
     bool isCancelled() const { return m_stop.stop_requested() || m_tasks.token().stop_requested(); }
 
     const Settings &m_settings;
@@ -107,7 +124,9 @@ private:
     std::optional<DesktopLock> m_desktop;                // held by the running task
     std::shared_ptr<Claude::Call> m_claudeCall;          // its claude process
     std::shared_ptr<AppleScriptRunner::Run> m_scriptRun; // its scripts
+    ScriptQuestion m_confirm;                            // its owner wants to be asked
     std::stop_source m_stop;                             // it is to end: the owner asked
+    QStringList m_pictures;                              // of this task: their files
     bool m_scriptRefused = false;                        // by the system, in this task
     QList<AppAutomation::Target> m_blocked;              // in this task
     std::optional<QString> m_sessionID;                  // the conversation to continue

@@ -8,7 +8,14 @@
 namespace ombru {
 
 struct TaskResult {
-    enum class Outcome { answered, outOfSteps, cancelled, failed, desktopInUse };
+    enum class Outcome {
+        done,     // the agent says that it is
+        answered, // the agent has said something else: it asks, or could not
+        outOfSteps,
+        cancelled,
+        failed,
+        desktopInUse,
+    };
     Outcome outcome = Outcome::answered;
     QString answer;                            // for whoever asked
     bool scriptRefused = false;                // the system did not let a script control an application

@@ -3,6 +3,7 @@
 #include "base/Text.h"
 
 #include <QRegularExpression>
+#include <QStringTokenizer>
 
 namespace ombru {
 
@@ -11,6 +12,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype HEADLINE_LENGTH = 140;
+constexpr qsizetype LONGEST_LABEL = 40;
+constexpr qsizetype MOST_BLOCKS = 5;
 constexpr qsizetype RESULT_LENGTH = 4000;
 constexpr qsizetype RESULT_BYTES = 64 << 10; // the message is one argument, and the system takes 128 KiB for one
 
@@ -55,19 +58,54 @@ std::optional<Block> nextBlock(QStringView reply, qsizetype from) {
     return std::nullopt;
 }
 
+// The blocks of a reply without a script, each kind once.
+QStringList otherBlocks(QStringView reply) {
+    QStringList found;
+    const auto add = [&](const QString &what) {
+        const auto line = u"The reply has a block %1: nothing of it was run."_s.arg(what);
+        if (!found.contains(line) && found.size() < MOST_BLOCKS)
+            found.append(line);
+    };
+    QStringView open; // the fence of the block that is being read
+    for (const auto whole : QStringTokenizer(reply, u'\n')) {
+        const auto line = whole.trimmed();
+        const auto fence = line.first(std::min<qsizetype>(3, line.size()));
+        if (fence != u"```" && fence != u"~~~")
+            continue;
+        if (!open.isEmpty()) {
+            open = fence == open ? QStringView() : open;
+            continue;
+        }
+        open = fence;
+        const auto label = line.sliced(3).trimmed().toString();
+        if (fence == u"~~~")
+            add(u"fenced with \"~~~\""_s);
+        else if (openingSize(line.sliced(3).toString() + u'\n') > 0)
+            add(u"that is not closed"_s);
+        else
+            add(label.isEmpty() ? u"without a label"_s : u"labelled \"%1\""_s.arg(shownLine(label, LONGEST_LABEL)));
+    }
+    return found;
+}
+
 } // namespace
 
 SplitReply splitReply(const QString &reply) {
     SplitReply split;
+    int scripts = 0;
     qsizetype taken = 0;
     while (const auto block = nextBlock(reply, taken)) {
-        if (!split.script)
+        if (++scripts == 1)
             split.script = block->script.trimmed().toString();
         split.prose += QStringView(reply).sliced(taken, block->start - taken);
         taken = block->end;
     }
     split.prose += QStringView(reply).sliced(taken);
     split.prose = split.prose.trimmed();
+    if (scripts > 1)
+        split.notRun = {u"The reply has %1 scripts: only the first is run."_s.arg(scripts)};
+    if (scripts == 0)
+        split.notRun = otherBlocks(reply);
     return split;
 }
 
@@ -115,6 +153,12 @@ QString turnMessage(const QString &head, int step, const QString &screenshot, QS
 QString resultHead(bool ok, const QString &output) {
     return u"Result of your last AppleScript ("_s + (ok ? u"success"_s : u"failure"_s) + u"):\n"_s +
            firstBytes(firstCharacters(output, RESULT_LENGTH), RESULT_BYTES);
+}
+
+QString skippedText(const QString &word) {
+    const auto skipped = u"Not run: the user looked at this script and skipped it"_s;
+    return word.isEmpty() ? skipped + u". Do it another way, or say why it is needed."_s
+                          : skipped + u", saying: "_s + word;
 }
 
 QString automationAdvice(bool denied) {

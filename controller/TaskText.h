@@ -2,6 +2,7 @@
 #pragma once
 #include <QSize>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -10,6 +11,10 @@ namespace ombru {
 struct SplitReply {
     std::optional<QString> script; // the first script block, trimmed; none when the reply has no block
     QString prose;                 // the reply without any of its blocks, trimmed
+
+    // What is not run although it looks as if it should be, a line each for the owner: scripts after the first, and
+    // where there is no script, blocks that were not closed or are fenced or labelled otherwise.
+    QStringList notRun = {};
 };
 SplitReply splitReply(const QString &reply);
 
@@ -29,6 +34,9 @@ QString turnMessage(const QString &head, int step, const QString &screenshot, QS
 
 // The head of the next turn's message after a script ran.
 QString resultHead(bool ok, const QString &output);
+
+// The output of a script that its owner, who was asked, did not let run.
+QString skippedText(const QString &word);
 
 // What the owner does about applications that a script may not control; `denied` when any of them was refused outright.
 QString automationAdvice(bool denied);

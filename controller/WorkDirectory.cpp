@@ -6,8 +6,12 @@
 
 namespace ombru {
 
+QString workDirectoryPath() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/ombru");
+}
+
 QString workDirectory() {
-    const auto path = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/ombru");
+    const auto path = workDirectoryPath();
     if (QDir().mkpath(path))
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     return path;

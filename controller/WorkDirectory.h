@@ -7,4 +7,6 @@ namespace ombru {
 // The directory "ombru" among the owner's data, for the owner alone; made when it is not there.
 QString workDirectory();
 
+QString workDirectoryPath(); // the same, which is not made
+
 } // namespace ombru

@@ -35,26 +35,34 @@ void writeAndReadAgain(const Seen &frame) {
     fuzz::require(readInto(frames, reader) && frames == std::vector<Seen>{{frame.opcode, true, frame.payload}});
 }
 
-} // namespace
-
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    if (size == 0)
-        return 0;
-    const QByteArrayView bytes(reinterpret_cast<const char *>(data) + 1, static_cast<qsizetype>(size - 1));
-    FrameReader whole;
+// What is read does not depend on how it comes.
+std::vector<Seen> readBothWays(QByteArrayView bytes, qsizetype size, const FrameReader &fresh) {
+    auto whole = fresh;
     whole.append(bytes);
     std::vector<Seen> expected;
     const bool goesOn = readInto(expected, whole);
 
-    FrameReader pieces;
+    auto pieces = fresh;
     std::vector<Seen> frames;
     bool piecesGoOn = true;
-    fuzz::inPieces(bytes, data[0] + 1, [&](QByteArrayView piece) {
+    fuzz::inPieces(bytes, size, [&](QByteArrayView piece) {
         pieces.append(piece);
         return piecesGoOn = readInto(frames, pieces);
     });
     fuzz::require(frames == expected && piecesGoOn == goesOn);
-    for (const auto &frame : frames)
+    return frames;
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    constexpr std::uint64_t KEPT = 16;
+    if (size == 0)
+        return 0;
+    const QByteArrayView bytes(reinterpret_cast<const char *>(data) + 1, static_cast<qsizetype>(size - 1));
+    for (const auto &frame : readBothWays(bytes, data[0] + 1, FrameReader()))
         writeAndReadAgain(frame);
+    for (const auto &frame : readBothWays(bytes, data[0] + 1, FrameReader(KEPT)))
+        fuzz::require(static_cast<std::uint64_t>(frame.payload.size()) <= KEPT);
     return 0;
 }

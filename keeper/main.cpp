@@ -3,6 +3,7 @@
 // base/KeeperWire.h. One thread; no framework, so that it costs little.
 #include "base/Family.h"
 #include "base/KeeperWire.h"
+#include "base/OpenFiles.h"
 #include "base/Program.h"
 
 #include <algorithm>
@@ -270,10 +271,11 @@ int endAs(int status) {
 
 int main(int argc, char **argv) {
     ombru::beginProgram();
-    if (argc < 3 || ::fcntl(ombru::keeper::LIFELINE, F_GETFD) < 0) {
+    if (argc < 4 || ::fcntl(ombru::keeper::LIFELINE, F_GETFD) < 0) {
         std::fputs("ombru-keeper: for ombru to start, with a lifeline\n", stderr);
         return 2;
     }
-    const auto status = ombru::keeper::Keeper(argv[1]).keep(argv + 2);
+    ombru::limitFiles(std::strtoul(argv[1], nullptr, 10));
+    const auto status = ombru::keeper::Keeper(argv[2]).keep(argv + 3);
     return status ? ombru::keeper::endAs(*status) : ombru::keeper::NO_WAY_TO_START;
 }

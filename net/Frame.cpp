@@ -2,6 +2,7 @@
 
 #include <QtEndian>
 
+#include <algorithm>
 #include <cstring>
 
 namespace ombru {
@@ -65,6 +66,13 @@ void applyMask(std::span<char> payload, FrameMask mask) {
 void FrameReader::append(QByteArrayView bytes) {
     dropRead();
     m_bytes.append(bytes);
+    dropCut();
+}
+
+void FrameReader::dropCut() {
+    const auto count = std::min(m_cut, static_cast<std::uint64_t>(unread()));
+    m_read += static_cast<qsizetype>(count);
+    m_cut -= count;
 }
 
 // What is left moves to the front only when it is no more than what was read: then all moves together cost no more than
@@ -83,16 +91,19 @@ Result<std::optional<Frame>> FrameReader::next() {
     const auto head = readFrameHead(QByteArrayView(m_bytes).sliced(m_read));
     if (!head)
         return std::nullopt;
-    if (head->length > LARGEST_FRAME)
+    if (!m_kept && head->length > LARGEST_FRAME)
         return std::unexpected(Failure{u"websocket"_s, 0, u"A frame of more than 64 MiB was announced."_s});
-    const auto length = static_cast<qsizetype>(head->length);
+    const auto length = static_cast<qsizetype>(std::min(head->length, m_kept.value_or(LARGEST_FRAME)));
     if (unread() - head->size < length)
         return std::nullopt;
     char *payload = m_bytes.data() + m_read + head->size;
     if (head->mask)
         applyMask({payload, static_cast<std::size_t>(length)}, *head->mask);
     m_read += head->size + length;
-    return Frame{head->opcode, head->last, {payload, length}};
+    m_cut = head->length - static_cast<std::uint64_t>(length);
+    const Frame frame{head->opcode, head->last, {payload, length}, m_cut};
+    dropCut();
+    return frame;
 }
 
 WrittenHead::WrittenHead(Opcode opcode, std::uint64_t length) {

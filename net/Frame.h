@@ -40,24 +40,31 @@ struct Frame {
     Opcode opcode;
     bool last;
     QByteArrayView payload; // without its mask; valid until the reader is called again
+    std::uint64_t cut = 0;  // bytes of it that were not kept
 };
 
 // Takes what arrives, in pieces of any size, and gives whole frames. Allocates by what has arrived, never by what a
 // head announces.
 class FrameReader {
 public:
+    FrameReader() = default;
+    explicit FrameReader(std::uint64_t kept) : m_kept(kept) {} // of a payload; longer ones are cut, however long
+
     void append(QByteArrayView bytes);
 
-    // The next frame, or nothing until more has arrived. A Failure when it would be past LARGEST_FRAME: nothing that
-    // comes behind it can be read.
+    // The next frame, or nothing until more has arrived. Unless frames are cut, a Failure when it would be past
+    // LARGEST_FRAME: nothing that comes behind it can be read.
     Result<std::optional<Frame>> next();
 
 private:
     qsizetype unread() const { return m_bytes.size() - m_read; }
     void dropRead();
+    void dropCut();
 
+    std::optional<std::uint64_t> m_kept;
     QByteArray m_bytes;
-    qsizetype m_read = 0; // so many of them were given out
+    qsizetype m_read = 0;    // so many of them were given out
+    std::uint64_t m_cut = 0; // bytes that are still to come and not kept
 };
 
 // The head of a frame that is last of its message, and not masked.

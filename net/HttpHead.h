@@ -26,6 +26,9 @@ struct HttpHead {
 // `head` is what precedes the empty line. What cannot be read is left out; bytes that are not UTF-8 are replaced.
 HttpHead parseHead(QByteArrayView head);
 
+// What a server answers in Sec-WebSocket-Accept to a client's Sec-WebSocket-Key.
+QByteArray webSocketAcceptance(const QByteArray &key);
+
 // Takes what arrives, in pieces of any size, until the empty line that ends a head.
 class HeadReader {
 public:

@@ -28,6 +28,8 @@ struct Accepted {
     QString peer; // "host:port"
 };
 SystemResult<Accepted> acceptOne(const Descriptor &listening);
+// What accepted ones have from the socket that listens, for a connection that another library has accepted.
+void prepareConnection(const Descriptor &socket);
 bool isOutOfDescriptors(int error); // or of memory: trying again at once would fail alike
 std::size_t mostDescriptors();      // that this process may have open
 

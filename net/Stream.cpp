@@ -43,6 +43,14 @@ void Stream::receiveAtMost(qsizetype bytes) {
     m_most = bytes;
 }
 
+void Stream::receive(bool on) {
+    const std::lock_guard lock(m_mutex);
+    if (m_ended || m_cancelled || !m_socket.isOpen())
+        return;
+    m_reads = on;
+    watch();
+}
+
 void Stream::post(Job job) {
     if (const auto transport = m_transport.lock())
         transport->queue().post(std::move(job));
@@ -227,6 +235,7 @@ void Stream::cancel() {
 // reset, which can overtake what was sent last.
 void Stream::windDown() {
     m_listener = {};
+    readOn();
     closeWhenDone();
     const auto transport = m_transport.lock();
     if (!m_socket.isOpen() || !transport || m_patience.pending())
@@ -236,6 +245,14 @@ void Stream::windDown() {
             self->close();
     });
     transport->endsSoon(m_key);
+}
+
+void Stream::readOn() {
+    const std::lock_guard lock(m_mutex);
+    if (m_ended || m_reads || !m_socket.isOpen())
+        return;
+    m_reads = true;
+    watch();
 }
 
 void Stream::closeWhenDone() {

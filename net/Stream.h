@@ -9,8 +9,8 @@
 #include <QString>
 
 #include <atomic>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -34,6 +34,7 @@ public:
     };
     void start(Listener listener, qsizetype most); // on the queue, once; not before cancel()
     void receiveAtMost(qsizetype bytes);           // at a time; on the queue
+    void receive(bool on);                         // off: the peer has to wait; on the queue
 
     const QString &peer() const { return m_peer; } // "host:port"
 
@@ -57,7 +58,7 @@ private:
         qsizetype gone = 0; // bytes that went out
         qsizetype left() const { return bytes.size() - gone; }
     };
-    using Messages = std::deque<Message>;
+    using Messages = std::list<Message>; // nearly always empty: that must cost nothing
 
     // On the queue.
     void ready(const Readiness::Event &event, std::span<char> buffer);
@@ -66,6 +67,7 @@ private:
     void end(const std::optional<Failure> &failure);
     void hungUp();
     void windDown();
+    void readOn(); // though it was told not to
     void closeWhenDone();
     void close();
 

@@ -78,7 +78,7 @@ void Transport::acceptSome() {
     for (int number = 0; number < ACCEPTED_A_TURN && m_listening.isOpen(); ++number) {
         auto accepted = acceptOne(m_listening);
         if (accepted)
-            adopt(std::move(*accepted));
+            m_onConnection(adopt(std::move(*accepted)));
         else if (isOutOfDescriptors(accepted.error()))
             return acceptLater();
         else if (accepted.error() == EAGAIN)
@@ -95,13 +95,20 @@ void Transport::acceptLater() {
 
 // --- Connections
 
-void Transport::adopt(Accepted accepted) {
+Result<std::shared_ptr<Stream>> Transport::takeOver(Accepted connection) {
+    if (!open())
+        return std::unexpected(networkFailure(errno));
+    prepareConnection(connection.socket);
+    return adopt(std::move(connection));
+}
+
+std::shared_ptr<Stream> Transport::adopt(Accepted accepted) {
     if (m_streams.empty())
         m_queue->hold(shared_from_this());
     const auto key = ++m_lastKey;
-    const auto stream = std::make_shared<Stream>(weak_from_this(), m_readiness, key, std::move(accepted));
+    auto stream = std::make_shared<Stream>(weak_from_this(), m_readiness, key, std::move(accepted));
     m_streams.emplace(key, stream);
-    m_onConnection(stream);
+    return stream;
 }
 
 void Transport::turn() {

@@ -1,6 +1,7 @@
-// TCP connections to this computer, on a queue of their own. One descriptor is watched for all of them, so that a
-// thousand cost the loop no more than one. Nobody has to keep a connection: the transport keeps each until it is
-// closed, and the loop keeps the transport as long as there is one, also when whoever made it has let go.
+// TCP connections to this computer, accepted here or taken over, on a queue of their own. One descriptor is watched for
+// all of them, so that a thousand cost the loop no more than one. Nobody has to keep a connection: the transport keeps
+// each until it is closed, and the loop keeps the transport as long as there is one, also when whoever made it has let
+// go.
 //
 // Made on the main thread by make(); everything else on the queue.
 #pragma once
@@ -35,6 +36,9 @@ public:
     Result<std::uint16_t> listen(std::uint16_t port, OnConnection onConnection);
     void stopListening(); // connections stay
 
+    // A connection that is open already, in place of one that was accepted here; whoever asked starts the stream.
+    Result<std::shared_ptr<Stream>> takeOver(Accepted connection);
+
 private:
     friend class Stream;
 
@@ -43,7 +47,7 @@ private:
     bool handle(std::span<const Readiness::Event> events);
     void acceptSome();
     void acceptLater();
-    void adopt(Accepted accepted);
+    std::shared_ptr<Stream> adopt(Accepted accepted);
     void endsSoon(std::uint64_t key);
     void forget(std::uint64_t key);
 

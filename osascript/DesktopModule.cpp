@@ -4,7 +4,6 @@
 #include "osascript/Ending.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 
 #include <dlfcn.h>
 
@@ -19,9 +18,7 @@ Failure unavailable(const QString &why) {
 }
 
 QString modulePath() {
-    const auto beside = QCoreApplication::applicationDirPath();
-    const auto near = beside + u"/ombru-desktop.so"_s;
-    return QFileInfo::exists(near) ? near : beside + u"/../lib/ombru/ombru-desktop.so"_s;
+    return QCoreApplication::applicationDirPath() + u"/ombru-desktop.so"_s;
 }
 
 } // namespace

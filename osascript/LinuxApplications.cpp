@@ -70,10 +70,7 @@ LinuxApplications::LinuxApplications(DesktopModule &module, BesidePrompts &besid
       m_applications([&module] { return module.facet(&Desktop::taskbar); }, limit) {}
 
 Result<> LinuxApplications::authorize(const Application &application) {
-    if (m_consent->allows(application.id))
-        return {};
-    const auto message = u"Not authorized to send Apple events to %1."_s.arg(application.name);
-    return std::unexpected(Failure{u"consent"_s, AUTOMATION_REFUSED, message});
+    return m_consent->allows(application.id) ? Result<>() : std::unexpected(notAuthorized(application.name));
 }
 
 std::optional<LinuxApplications::Application> LinuxApplications::applicationNamed(const QString &name) {
@@ -235,11 +232,13 @@ Result<> LinuxApplications::openWith(const DesktopEntry &entry, const QStringLis
     return {};
 }
 
-// To start is all that the address can do, so that nobody is asked; but it starts nothing that the owner has refused.
+// To start is all that the address can do, so that nobody is asked; but it starts nothing that the owner has refused,
+// nor leaves the choice to a program that could choose such a one.
 Result<> LinuxApplications::openLocation(const QString &url) {
-    const auto opener = m_applications.openerOfLocation(url);
-    if (opener && m_consent->decision(opener->id) == false)
-        return std::unexpected(notAllowed(opener->name));
+    for (const auto &opener : m_applications.possibleOpeners(url)) {
+        if (m_consent->decision(opener.id) == false)
+            return std::unexpected(notAllowed(opener.name));
+    }
     return m_applications.openLocation(url);
 }
 

@@ -13,8 +13,55 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Which programs of ours hold the owner's answers.
-constexpr std::array OWN{QStringView(u"ombru-consent-prompt"), QStringView(u"ombru-privacy")};
+// What holds the owner's answers, or asks for a secret: nothing that a script may answer, allowed or not. A name tells
+// also what begins with it: "pinentry" is "pinentry-gtk-2", too.
+struct Question {
+    QStringView name; // of the program, or as its windows call themselves
+    QStringView told; // to the script; empty: the same
+};
+constexpr std::array QUESTIONS{
+    Question{u"ombru-consent-prompt", u"ombru"}, // what a script may do
+    Question{u"ombru-privacy", u"ombru"},        // the same, afterwards
+    Question{u"ombru-menubar", u"ombru"},        // its panel
+    Question{u"gcr-prompter", {}},               // the keyring's password, also a new one; gpg's on some desktops
+    Question{u"gnome-keyring", {}},              // the same, of older ones
+    Question{u"kwalletd", {}},                   // the wallet's password
+    Question{u"polkit", {}},                     // agents: a password for what only root may do
+    Question{u"lxpolkit", {}},
+    Question{u"lxqt-policykit", {}},
+    Question{u"xfce-polkit", {}},
+    Question{u"hyprpolkit", {}},
+    Question{u"lxqt-sudo", {}}, // a program's start as root
+    Question{u"gksu", {}},
+    Question{u"kdesu", {}},
+    Question{u"pinentry", {}},    // gpg's password
+    Question{u"ssh-askpass", {}}, // of a key, or of sudo
+    Question{u"x11-ssh-askpass", {}},
+    Question{u"gnome-ssh-askpass", {}},
+    Question{u"ksshaskpass", {}},
+    Question{u"lxqt-openssh-askpass", {}},
+    Question{u"xscreensaver", {}}, // lockers: the owner's password, of a screen that is to stay locked
+    Question{u"gnome-screensaver", {}},
+    Question{u"mate-screensaver", {}},
+    Question{u"cinnamon-screensaver", {}},
+    Question{u"xfce4-screensaver", {}},
+    Question{u"light-locker", {}},
+    Question{u"kscreenlocker", {}},
+    Question{u"i3lock", {}},
+    Question{u"slock", {}},
+    Question{u"xlock", {}},
+    Question{u"xtrlock", {}},
+    Question{u"xsecurelock", {}},
+};
+
+// Whose question it is, to a window or program of these names; empty when it is none.
+QString questionOf(const QStringList &names) {
+    for (const auto &question : QUESTIONS)
+        for (const QString &name : names)
+            if (name.startsWith(question.name, Qt::CaseInsensitive))
+                return (question.told.isEmpty() ? question.name : question.told).toString();
+    return {};
+}
 
 // Terminals that may be there without a desktop entry that says so.
 constexpr std::array PLAIN_TERMINALS{QStringView(u"xterm"), QStringView(u"uxterm")};
@@ -55,8 +102,7 @@ Reach::Owner Reach::ownerOf(const DesktopWindow &window) {
         entries.insert(entries.begin(), *named);
     const auto program = QFileInfo(processProgram(u"/proc/"_s + QString::number(window.pid))).fileName();
     Owner owner;
-    owner.isOmbru = std::ranges::any_of(QStringList{window.className, window.instance, program},
-                                        [](const QString &name) { return isOneOf(OWN, name); });
+    owner.question = questionOf({window.className, window.instance, program});
     for (const auto &entry : entries)
         owner.applications.push_back({entry.id, entry.name, entry.categories.contains(u"TerminalEmulator"_s)});
     for (const QString &name : {window.instance, program}) {
@@ -68,8 +114,8 @@ Reach::Owner Reach::ownerOf(const DesktopWindow &window) {
 
 // The first application that is in the way. One terminal that is allowed speaks for all of its names.
 QString Reach::refused(const Owner &owner) {
-    if (owner.isOmbru)
-        return u"ombru"_s;
+    if (!owner.question.isEmpty())
+        return owner.question;
     const Application *terminal = nullptr;
     bool terminalIsAllowed = false;
     for (const auto &application : owner.applications) {

@@ -1,7 +1,8 @@
 // What a script may work by way of System Events, which is allowed as a whole: every window but those of applications
-// that the owner refused to this script, ombru's own, and terminals that are not allowed themselves, since a terminal
-// does whatever is typed into it. What is undecided is open, and so is a window whose owner cannot be found.
-// One thread. Asked before every key, so it looks anew only at new windows and at a record that was written since.
+// that the owner refused to this script, those that ask the owner for a decision or a password, and terminals that are
+// not allowed themselves, since a terminal does whatever is typed into it. What is undecided is open, and so is a
+// window whose owner cannot be found. One thread. Asked before every key, so it looks anew only at new windows and at a
+// record that was written since.
 #pragma once
 #include "osascript/ScriptConsent.h"
 #include "platform/linux/consent/ConsentRecord.h"
@@ -31,7 +32,7 @@ private:
     // Whose a window is: by its class, which is its own word, and by the program of its process.
     struct Owner {
         std::vector<Application> applications;
-        bool isOmbru = false;
+        QString question; // whose, when it asks the owner for an answer that is nobody else's to give
     };
     struct Known {
         Owner owner;

@@ -106,9 +106,10 @@ bool feed(const Descriptor &pipe, QByteArray &input) {
 
 constexpr std::chrono::seconds GRACE(1);
 
-void endWithGrace(const Family &family) {
-    const auto deadline = std::chrono::steady_clock::now() + GRACE;
-    family.end([deadline] { return deadline; });
+// Orphans became this program's, too.
+void reapChildren() {
+    while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+    }
 }
 
 // The child that is waited for now; it ends with this program, and all others that it has started, too. Shared with the
@@ -119,12 +120,20 @@ struct Awaited {
     Family all = Family::ofThisProcess(openedMark());
 };
 
+void endAll(const Family &all) {
+    const auto deadline = std::chrono::steady_clock::now() + GRACE;
+    all.end([deadline] {
+        reapChildren(); // orphans without end would fill the table of processes
+        return deadline;
+    });
+}
+
 const std::shared_ptr<Awaited> &awaited() {
     static const auto only = [] {
         auto made = std::make_shared<Awaited>();
         beforeEnding([made] {
             made->mutex.lock(); // for good: the script does not go on
-            endWithGrace(made->all);
+            endAll(made->all);
         });
         return made;
     }();
@@ -151,7 +160,8 @@ int millisecondsUntil(const std::optional<Clock::Time> &end) {
 
 void endAwaited() {
     const std::lock_guard lock(awaited()->mutex);
-    endWithGrace(Family::ofProcess(awaited()->child));
+    const auto deadline = std::chrono::steady_clock::now() + GRACE;
+    Family::ofProcess(awaited()->child).end([deadline] { return deadline; });
 }
 
 int statusOf(pid_t pid) {
@@ -164,8 +174,8 @@ int statusOf(pid_t pid) {
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    while (::waitpid(-1, nullptr, WNOHANG) > 0) { // orphans, which became this program's children
-    }
+    stayIfEnding(); // or the ending has taken the status
+    reapChildren();
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 

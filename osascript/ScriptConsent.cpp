@@ -1,16 +1,29 @@
 #include "osascript/ScriptConsent.h"
 
+#include "base/Text.h"
 #include "osascript/RunBlocking.h"
 
 namespace ombru {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr qsizetype LONGEST_NAME = 255;
+const QString ADVICE = u" The owner has not allowed scripts to use this application: ask the owner instead of trying "
+                       "another way."_s;
+
+} // namespace
+
+Failure notAuthorized(const QString &application) {
+    return {u"consent"_s, AUTOMATION_REFUSED,
+            u"Not authorized to send Apple events to %1."_s.arg(shownLine(application, LONGEST_NAME))};
+}
+
 Failure notAllowed(const QString &application) {
-    return {
-        u"consent"_s, AUTOMATION_REFUSED,
-        u"Not authorized to send Apple events to %1. The owner has not allowed scripts to use this application: ask "
-        u"the owner instead of trying another way."_s.arg(application)};
+    auto failure = notAuthorized(application);
+    failure.description += ADVICE;
+    return failure;
 }
 
 bool ScriptConsent::allows(const QString &application) {

@@ -6,6 +6,9 @@
 
 namespace ombru {
 
+// What a script is told when an event may not pass: code -1743 and the name.
+Failure notAuthorized(const QString &application);
+
 // What a script is told when it cannot reach an application by another way than events: code -1743, the name, and what
 // its author should do about it.
 Failure notAllowed(const QString &application);

@@ -18,5 +18,7 @@ int main(int argc, char **argv) {
     if (!opened)
         return 1;
     ombru::LinuxHost host;
-    return ombru::applescript::runOsascript(QCoreApplication::arguments().sliced(1), in, out, err, host);
+    const int status = ombru::applescript::runOsascript(QCoreApplication::arguments().sliced(1), in, out, err, host);
+    out.flush();
+    return ombru::statusWhenPrinted(status);
 }

@@ -2,12 +2,13 @@
 
 #include "base/Background.h"
 #include "base/Text.h"
-#include "permissions/Permissions.h"
 #include "platform/Consent.h"
 
 #include <QSet>
 
 namespace ombru {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -52,30 +53,35 @@ std::vector<AllowedApplication> Allowed::allApplications() const {
     return all;
 }
 
-Task<PermissionStates> lookAtPermissions(std::stop_token stop) {
+// The first two at once: both may wait for the same display.
+Task<PermissionStates> lookAtPermissions(std::stop_token stop, Clock::Duration limit) {
+    const auto look = [&](const QString &id) {
+        return backgroundWithin(limit, stop, [id] { return Permissions::state(id); });
+    };
+    auto lookingAtScreen = look(u"screen"_s);
+    auto lookingAtInput = look(u"accessibility"_s);
+    const auto unknown = Permission::State::unknown;
     PermissionStates states;
-    for (const auto &permission : Permissions::all) {
-        const auto state = co_await backgroundWithin(Permissions::LIMIT, stop,
-                                                     [id = permission.id] { return Permissions::state(id); });
-        states[permission.id] = state.value_or(Permission::State::unknown);
-    }
+    states[u"screen"_s] = (co_await std::move(lookingAtScreen)).value_or(unknown);
+    states[u"accessibility"_s] = (co_await std::move(lookingAtInput)).value_or(unknown);
+    states[u"automation"_s] = (co_await look(u"automation"_s)).value_or(unknown);
     co_return states;
 }
 
-Task<Allowed> lookAtAllowed(std::stop_token stop, std::function<void(const PermissionStates &)> onPermissions) {
-    const auto permissions = co_await lookAtPermissions(stop);
+Task<Allowed> lookAtAllowed(std::stop_token stop, std::function<void(const PermissionStates &)> onPermissions,
+                            Clock::Duration limit) {
+    const auto permissions = co_await lookAtPermissions(stop, limit);
     if (onPermissions && !stop.stop_requested())
         onPermissions(permissions);
     Allowed allowed;
     allowed.permissions = permissions;
     allowed.problem = UNANSWERED;
-    const auto states = co_await backgroundWithin(Permissions::LIMIT, stop, AppAutomation::states);
+    const auto states = co_await backgroundWithin(limit, stop, AppAutomation::states);
     if (!states)
         co_return allowed;
     allowed.applications = *states;
     allowed.answered = true;
-    const auto others =
-        co_await backgroundWithin(Permissions::LIMIT, stop, [usual = *states] { return othersBeside(usual); });
+    const auto others = co_await backgroundWithin(limit, stop, [usual = *states] { return othersBeside(usual); });
     if (!others)
         co_return allowed;
     allowed.problem = *others ? QString() : others->error().description;

@@ -3,6 +3,7 @@
 #pragma once
 #include "base/Task.h"
 #include "permissions/AppAutomation.h"
+#include "permissions/Permissions.h"
 
 #include <functional>
 #include <stop_token>
@@ -29,10 +30,11 @@ struct Allowed {
 };
 
 // Asks the owner nothing. `onPermissions` hears of the permissions as soon as they are known, unless there was a stop;
-// after a stop the result means nothing.
-Task<Allowed> lookAtAllowed(std::stop_token stop, std::function<void(const PermissionStates &)> onPermissions = {});
+// after a stop the result means nothing. The limit is for each look.
+Task<Allowed> lookAtAllowed(std::stop_token stop, std::function<void(const PermissionStates &)> onPermissions = {},
+                            Clock::Duration limit = Permissions::LIMIT);
 
 // The permissions alone. One that is not told in time is unknown.
-Task<PermissionStates> lookAtPermissions(std::stop_token stop);
+Task<PermissionStates> lookAtPermissions(std::stop_token stop, Clock::Duration limit = Permissions::LIMIT);
 
 } // namespace ombru

@@ -3,10 +3,13 @@
 
 #include "base/Background.h"
 #include "base/SystemEvents.h"
+#include "base/Text.h"
 #include "permissions/HiddenStart.h"
 #include "permissions/Permissions.h"
 #include "platform/Consent.h"
 #include "platform/Workspace.h"
+
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -61,16 +64,29 @@ std::optional<QMap<QString, bool>> AppAutomation::tccDecisions() {
     return ownConsentDecisions();
 }
 
+QString AppAutomation::allowingCommand(const QString &id, const QString &name) {
+    constexpr qsizetype LONGEST_ID = 255;
+    static const QRegularExpression bare(u"^\\w[\\w.-]*$"_s, QRegularExpression::UseUnicodePropertiesOption);
+    static const QRegularExpression quotable(u"^\\w[\\w.,:;&+()' -]*$"_s,
+                                             QRegularExpression::UseUnicodePropertiesOption);
+    const auto known = quotable.match(name).hasMatch() ? name : shownLine(id, LONGEST_ID);
+    return u"ombru consent allow "_s + (bare.match(known).hasMatch() ? known : u'"' + known + u'"');
+}
+
 PermissionStates AppAutomation::states() {
     const auto decisions = tccDecisions();
     PermissionStates states;
+    QStringList undecided;
     for (const auto &application : installed()) {
         const auto recorded = consentIdentity(ConsentParty::application, application.id);
         if (decisions && decisions->contains(recorded))
             states[application.id] = decisions->value(recorded) ? State::granted : State::missing;
         else
-            states[application.id] = stateOf(determine(application.id, false));
+            undecided.append(application.id);
     }
+    const auto codes = determineAutomation(undecided);
+    for (std::size_t i = 0; i < codes.size(); ++i)
+        states[undecided[qsizetype(i)]] = stateOf(codes[i]);
     return states;
 }
 

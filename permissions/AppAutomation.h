@@ -63,6 +63,9 @@ PermissionStates states();
 // As the desktop shows it; none when no such application is known.
 std::optional<QString> displayName(const QString &id);
 
+// What the owner types to be asked about it, by the name that they know where it has one.
+QString allowingCommand(const QString &id, const QString &name);
+
 // Asking for it ---------------------------------------------------------------------------------------------------
 
 // Shows the system's prompt for one application, which is started out of sight when it does not run. Unknown after a

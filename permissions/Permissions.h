@@ -5,6 +5,9 @@
 #include "base/Task.h"
 #include "permissions/Permission.h"
 
+#include <QCoreApplication>
+
+#include <functional>
 #include <stop_token>
 
 namespace ombru::Permissions {
@@ -26,7 +29,7 @@ void openSettings(const Permission &permission);
 // Opens the settings at that anchor; the same rules.
 void openSettingsPane(const QString &pane);
 
-// Ends this program and opens it again. Main thread. After a Failure it goes on running.
-Result<> relaunch();
+// Ends this program, by `terminate`, and opens it again. Main thread. After a Failure it goes on running.
+Result<> relaunch(std::function<void()> terminate = QCoreApplication::quit);
 
 } // namespace ombru::Permissions

@@ -10,8 +10,6 @@
 #include "platform/SystemLog.h"
 #include "platform/Workspace.h"
 
-#include <QCoreApplication>
-
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -61,11 +59,11 @@ void AppAutomation::openSettings() {
     Permissions::openSettingsPane(u"Privacy_Automation"_s);
 }
 
-Result<> Permissions::relaunch() {
+Result<> Permissions::relaunch(std::function<void()> terminate) {
     if (const auto left = reopenAfterExit(); !left)
         return left;
     // From the loop: whoever asked may still be on the stack.
-    Loop::main().post([] { QCoreApplication::quit(); });
+    Loop::main().post(std::move(terminate));
     return {};
 }
 

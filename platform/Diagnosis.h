@@ -9,8 +9,9 @@ namespace ombru {
 
 struct Check {
     bool works = false;
-    QString what;   // what there is, or why it does not work; one sentence
-    QString remedy; // what to do about it; empty when it works
+    QString what;         // what there is, or why it does not work; one sentence
+    QString remedy;       // what to do about it; empty when it works
+    bool answered = true; // false: it hangs
 
     bool operator==(const Check &) const = default;
 };

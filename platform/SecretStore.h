@@ -14,6 +14,12 @@ std::optional<QString> secret(const QString &key);
 // Replaces it; none takes it away. What the store cannot do stays undone, silently.
 void setSecret(const QString &key, const std::optional<QString> &value);
 
+// Whether that store has any secret of ours, be it locked. Asks the owner nothing.
+bool hasSecrets();
+
+// Takes all of them out of that store. False when some are left: it is locked, or cannot be used.
+bool forgetSecrets();
+
 // The directory of the files that stand in for a store; none while the desktop has one.
 std::optional<QString> secretDirectory();
 

@@ -30,6 +30,9 @@ Result<> openApplicationHidden(const QString &id);
 // ("x-apple.systempreferences:com.apple.preference.security?Privacy_...") open the settings that exist here.
 Result<> openURL(const QString &url);
 
+// Starts this application in the menu bar; with its panel open when that is wanted. Returns once it is on its way.
+Result<> startMenuBarApplication(bool panelOpen);
+
 // Leaves somebody behind who waits until this program has ended, looking every 0.2 seconds, and opens it again.
 Result<> reopenAfterExit();
 

@@ -1,5 +1,7 @@
 #include "settings/Settings.h"
 
+#include "base/KeyCombination.h"
+
 #include <QStandardPaths>
 #include <QUrl>
 
@@ -30,6 +32,10 @@ bool Settings::isOrigin(const QString &text) {
 
 bool Settings::isCallInterface(const QString &text) {
     return text == "loopback"_L1 || text == "any"_L1;
+}
+
+bool Settings::isStopKey(const QString &text) {
+    return text.isEmpty() || KeyCombination::parsed(text);
 }
 
 } // namespace ombru

@@ -21,6 +21,10 @@ class Settings : public SettingsStore {
     static bool isCallInterface(const QString &text);
     static constexpr TextRule CALL_INTERFACE{isCallInterface, u"loopback or any"};
 
+    static bool isStopKey(const QString &text);
+    static constexpr TextRule STOP_KEY{
+        isStopKey, u"Ctrl, Shift, Alt or Super and a key, such as Ctrl+Shift+Escape or Pause, or nothing"};
+
 public:
     using SettingsStore::SettingsStore;
 
@@ -37,13 +41,21 @@ public:
     IntegerSetting maxSteps{*this, u"maxSteps", 15, {1, 1000}, u"most turns the agent may take for one task"};
     RealSetting scriptTimeout{*this, u"scriptTimeout", 60, {0.1, 86400, u"seconds"}, u"how long one script may run"};
     RealSetting settle{*this, u"settle", 1, {0, 60, u"seconds"}, u"pause after a script before the next screenshot"};
+    IntegerSetting screenshotDays{
+        *this, u"screenshotDays", 7, {0, 36500}, u"days that screenshots are kept; 0: none after the task"};
     IntegerSetting callPort{*this, u"callPort", 8765, {1, 65535}, u"TCP port of the local call server"};
     TextSetting callInterface{*this, u"callInterface", u"loopback",
                               u"who reaches the call server: loopback, this computer; any, the network too",
                               CALL_INTERFACE};
+    TextSetting stopKey{*this, u"stopKey", u"Ctrl+Shift+Escape",
+                        u"keys that stop the running task, whatever has the focus; empty for none", STOP_KEY};
     TextSetting speechURL{*this, u"speechURL", u"https://api.deepgram.com",
                           u"address of the service that listens and speaks in calls", ORIGIN};
     TextSetting cachedPrompt{*this, u"cachedPrompt", u"", u"last system prompt received from the service"};
+    BooleanSetting loginItemDefaulted{*this, u"loginItemDefaulted", false,
+                                      u"whether the start at login was set up once; removed by hand, it stays so"};
+    BooleanSetting shownMenuBarHint{*this, u"shownMenuBarHint", false,
+                                    u"whether the hint of the first start was shown"};
     MapSetting appAutomation{*this,
                              u"appAutomation",
                              u"which applications ombru may control, as last seen",

@@ -1,7 +1,9 @@
 #include "settings/SettingsStore.h"
 
+#include "base/Text.h"
 #include "settings/SettingsText.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -18,15 +20,27 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int LOCKING_MILLISECONDS = 5'000;
+constexpr int SAVING_MILLISECONDS = 2'000; // far longer than an editor takes
 constexpr QStringView CHECK = u": check that its directory is yours and the disk is not full";
 constexpr QStringView READ_ONLY = u", which its owner made read-only: `chmod u+w` lets ombru change it";
+constexpr QStringView EMPTIED = u", which has just become empty: should an editor be saving it, try again in a moment";
 constexpr QStringView LINKED =
     u", which has a second name (a hard link) that would keep the old settings: make one of them "
     "a symbolic link to the other";
+constexpr qsizetype SHOWN = 60; // characters
+constexpr int NEWER = 4;        // the code of that failure
+constexpr int VERSION = 1;      // of what a file means
+constexpr QStringView VERSION_KEY = u"settingsVersion";
 constexpr auto OWNER_ONLY = QFile::ReadOwner | QFile::WriteOwner;
 
 Failure cannotWrite(const QString &file, QStringView why) {
     return {u"settings"_s, 2, u"cannot write %1%2"_s.arg(file).arg(why)};
+}
+
+// Some editors empty a file and then write it: what was in it must not be lost to a change of ours in between.
+bool wasChangedJustNow(const QFileInfo &file) {
+    const auto age = file.lastModified().msecsTo(QDateTime::currentDateTime());
+    return file.exists() && qAbs(age) < SAVING_MILLISECONDS;
 }
 
 // A new file is put in its place, which neither a mode nor another name would survive.
@@ -39,7 +53,25 @@ Result<> mayBeReplaced(const QString &file) {
     return there.st_nlink > 1 ? std::unexpected(cannotWrite(file, LINKED)) : Result<>();
 }
 
+// A file says which version it is from the second on.
+Result<SettingsText> known(SettingsText text) {
+    const auto version = text.value(VERSION_KEY);
+    if (!version || *version == QString::number(VERSION))
+        return text;
+    return std::unexpected(Failure{u"settings"_s, NEWER,
+                                   u"it is of a newer ombru (%1=%2, where this one knows %3)"_s.arg(VERSION_KEY)
+                                       .arg(firstCharacters(*version, SHOWN))
+                                       .arg(VERSION)});
+}
+
 } // namespace
+
+Result<> SettingsStore::isOfThisVersion() const {
+    const auto text = read();
+    if (text || text.error().code != NEWER)
+        return {};
+    return std::unexpected(Failure{u"settings"_s, NEWER, u"%1: %2"_s.arg(m_file, text.error().description)});
+}
 
 Setting *SettingsStore::find(QStringView key) const {
     const auto found = std::ranges::find(m_settings, key, &Setting::key);
@@ -88,7 +120,7 @@ Result<SettingsText> SettingsStore::read() const {
     const auto bytes = file.readAll();
     if (file.error() != QFile::NoError)
         return std::unexpected(Failure{u"settings"_s, 3, file.errorString()});
-    return SettingsText(bytes);
+    return known(SettingsText(bytes));
 }
 
 // Whole or not at all. A link to a file elsewhere stays one, and a file that is there keeps its mode.
@@ -116,6 +148,8 @@ Result<> SettingsStore::write(const Setting &setting, const QString &text) {
         return std::unexpected(cannotWrite(m_file, u", which cannot be read: "_s + lines.error().description));
     if (lines->value(setting.key) == text)
         return {};
+    if (lines->bytes().isEmpty() && wasChangedJustNow(QFileInfo(m_file)))
+        return std::unexpected(cannotWrite(m_file, EMPTIED));
     lines->set(setting.key, text);
     return save(*lines);
 }

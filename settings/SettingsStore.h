@@ -18,6 +18,9 @@ public:
 
     const QString &file() const { return m_file; }
 
+    // A Failure for the file of a newer ombru, which is neither read nor written here.
+    Result<> isOfThisVersion() const;
+
     // Every setting, in the order in which it is listed.
     const std::vector<Setting *> &all() const { return m_settings; }
     Setting *find(QStringView key) const; // nullptr for an unknown key

@@ -16,7 +16,7 @@ FrameClock::FrameClock(SerialQueue &queue, Clock::Duration period, std::function
 void FrameClock::start(Clock::Duration first) {
     m_running = true;
     m_next = Clock::now() + first;
-    ring();
+    arm();
 }
 
 void FrameClock::stop() {

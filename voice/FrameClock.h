@@ -11,7 +11,7 @@ class FrameClock {
 public:
     FrameClock(SerialQueue &queue, Clock::Duration period, std::function<void()> onBeat);
 
-    void start(Clock::Duration first = {}); // the first beat after that long, or at once
+    void start(Clock::Duration first = {}); // the first beat after that long; or at once, behind what runs now
     void stop();                            // also from a beat
 
 private:

@@ -1,7 +1,5 @@
 #include "voice/Upgrade.h"
 
-#include <QCryptographicHash>
-
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -21,11 +19,6 @@ QString presentedToken(const HttpHead &head) {
     return head.queryItem(u"token"_s).value_or(QString());
 }
 
-QByteArray acceptance(const QString &key) {
-    const auto text = key.toUtf8() + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
-    return QCryptographicHash::hash(text, QCryptographicHash::Sha1).toBase64();
-}
-
 } // namespace
 
 UpgradeReply replyToUpgrade(const HttpHead &head, const QString &token, const QSet<QString> &routes) {
@@ -36,7 +29,7 @@ UpgradeReply replyToUpgrade(const HttpHead &head, const QString &token, const QS
         return refuse("401 Unauthorized");
     return {true, "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
                   "Sec-WebSocket-Accept: " +
-                      acceptance(*key) + "\r\n\r\n"};
+                      webSocketAcceptance(key->toUtf8()) + "\r\n\r\n"};
 }
 
 } // namespace ombru

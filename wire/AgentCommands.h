@@ -1,4 +1,5 @@
-// What the service's web page asks of this computer, as values. Plain values, any thread.
+// What the service's web page asks of a computer, as values and as the JSON objects on the wire: written by the
+// service, read by the computer. Plain values, any thread.
 #pragma once
 #include <QJsonObject>
 #include <QString>
@@ -20,6 +21,10 @@ struct ListenCommand {
     bool operator==(const ListenCommand &) const = default;
 };
 using AgentCommand = std::variant<TaskCommand, CancelCommand, ListenCommand>;
+
+QJsonObject toJson(const TaskCommand &command);
+QJsonObject toJson(const CancelCommand &command);
+QJsonObject toJson(const ListenCommand &command);
 
 // None for a message of a type that this computer does not know.
 std::optional<AgentCommand> agentCommand(const QJsonObject &message);

@@ -1,10 +1,69 @@
 #include "wire/AgentMessages.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
 
 namespace ombru {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+StateMessage readState(const QJsonObject &message) {
+    StateMessage state{message["busy"_L1].toBool(),
+                       message["step"_L1].toInt(),
+                       {},
+                       message["sharing"_L1].toBool(),
+                       message["status"_L1].toString()};
+    const auto calls = message["calls"_L1].toArray();
+    for (const auto &caller : calls)
+        state.calls.append(caller.toString());
+    return state;
+}
+
+// As far as it is whole: without a character or an escape that was cut through.
+QByteArrayView wholeCharacters(QByteArrayView text) {
+    constexpr qsizetype LONGEST_ESCAPE = 12; // "\\ud83d\\ude00"
+    for (qsizetype dropped = 0; dropped <= LONGEST_ESCAPE && dropped < text.size(); ++dropped) {
+        const auto shorter = text.chopped(dropped);
+        if (!QJsonDocument::fromJson('[' + ('"' + shorter.toByteArray() + "\"]")).isNull())
+            return shorter;
+    }
+    return {};
+}
+
+QByteArrayView withoutBlanks(QByteArrayView bytes) {
+    while (!bytes.isEmpty() && QByteArrayView(" \t\r\n").contains(bytes.front()))
+        bytes = bytes.sliced(1);
+    return bytes;
+}
+
+QByteArrayView upToQuote(QByteArrayView text) {
+    qsizetype end = 0;
+    while (end < text.size() && text[end] != '"')
+        end += text[end] == '\\' ? 2 : 1;
+    return text.first(std::min(end, text.size()));
+}
+
+// Of an object that may end anywhere: the value of a text, as much as is there. In a text a quote has a backslash
+// before it, so that a name between quotes and before a colon is one.
+std::optional<QString> textMember(QByteArrayView object, QByteArrayView quotedName) {
+    for (auto at = object.indexOf(quotedName); at >= 0; at = object.indexOf(quotedName, at + 1)) {
+        const auto colon = withoutBlanks(object.sliced(at + quotedName.size()));
+        if (!colon.startsWith(':'))
+            continue;
+        const auto value = withoutBlanks(colon.sliced(1));
+        if (!value.startsWith('"'))
+            return std::nullopt;
+        const auto text = wholeCharacters(upToQuote(value.sliced(1))).toByteArray();
+        return QJsonDocument::fromJson("[\"" + text + "\"]")[0].toString();
+    }
+    return std::nullopt;
+}
+
+} // namespace
 
 QJsonObject toJson(const HelloMessage & /*message*/) {
     return {{u"type"_s, u"hello"_s}};
@@ -29,6 +88,27 @@ QJsonObject toJson(const ScreenshotMessage &message) {
 
 QJsonObject toJson(const AgentMessage &message) {
     return std::visit([](const auto &each) { return toJson(each); }, message);
+}
+
+std::optional<AgentMessage> agentMessage(const QJsonObject &message) {
+    const auto type = message["type"_L1].toString();
+    if (type == "event"_L1)
+        return EventMessage{message["kind"_L1].toString(), message["text"_L1].toString(), message["ts"_L1].toDouble()};
+    if (type == "state"_L1)
+        return readState(message);
+    if (type == "screenshot"_L1)
+        return ScreenshotMessage{message["step"_L1].toInt(), message["ts"_L1].toDouble(),
+                                 QByteArray::fromBase64(message["jpeg"_L1].toString().toLatin1())};
+    if (type == "hello"_L1)
+        return HelloMessage{};
+    return std::nullopt;
+}
+
+std::optional<EventMessage> beginningOfEvent(QByteArrayView bytes) {
+    const auto text = textMember(bytes, "\"text\"");
+    if (!text || textMember(bytes, "\"type\"").value_or(u"event"_s) != "event"_L1)
+        return std::nullopt;
+    return EventMessage{textMember(bytes, "\"kind\"").value_or(u"result"_s), *text, 0};
 }
 
 } // namespace ombru

@@ -27,29 +27,51 @@ constexpr int INTERRUPTED = 130;
 
 QString answerFor(const CallOptions &options) {
     const QFileInfo file(options.file);
-    return options.answer.isEmpty() ? file.path() + u'/' + file.completeBaseName() + u"-answer.wav"_s : options.answer;
+    return options.answer.isEmpty() && !options.file.isEmpty()
+               ? file.path() + u'/' + file.completeBaseName() + u"-answer.wav"_s
+               : options.answer;
 }
 
 } // namespace
 
 Task<int> CallCommand::run() {
-    QFile file(m_options.file);
-    if (!file.open(QFile::ReadOnly)) {
-        m_terminal.complain(u"%1 cannot be read: %2."_s.arg(m_options.file, file.errorString()));
-        co_return WRONG_WORDS;
-    }
-    m_words = pcmToUlaw(wavToPCM8k(file.readAll()));
-    if (m_words.isEmpty()) {
-        m_terminal.complain(u"%1 is no WAV file with 16-bit samples."_s.arg(m_options.file));
-        co_return WRONG_WORDS;
-    }
+    if (const auto status = co_await getReady())
+        co_return *status;
     const auto access = co_await findAccess();
     if (!access)
         co_return m_interrupted ? INTERRUPTED : FAILED;
     dial(*access);
     co_await m_over;
     m_timer.cancel();
-    co_return keepAnswer();
+    co_return finish();
+}
+
+Task<std::optional<int>> CallCommand::getReady() {
+    if (!m_options.file.isEmpty())
+        co_return readWords() ? std::nullopt : std::optional(WRONG_WORDS);
+    m_live = std::make_unique<LiveSound>([this](const QString &why) {
+        m_ended = u"the microphone or the speaker has gone: "_s + why;
+        m_over.fire();
+    });
+    if (const auto opened = co_await m_live->open(); !opened) {
+        m_terminal.complain(
+            u"There is no microphone and speaker to talk with: %1. To say a file: ombru-call FILE.wav"_s.arg(
+                opened.error().description));
+        co_return FAILED;
+    }
+    co_return m_interrupted ? std::optional(INTERRUPTED) : std::nullopt;
+}
+
+bool CallCommand::readWords() {
+    QFile file(m_options.file);
+    if (!file.open(QFile::ReadOnly)) {
+        m_terminal.complain(u"%1 cannot be read: %2."_s.arg(m_options.file, file.errorString()));
+        return false;
+    }
+    m_words = pcmToUlaw(wavToPCM8k(file.readAll()));
+    if (m_words.isEmpty())
+        m_terminal.complain(u"%1 is no WAV file with 16-bit samples."_s.arg(m_options.file));
+    return !m_words.isEmpty();
 }
 
 void CallCommand::interrupt() {
@@ -103,12 +125,16 @@ void CallCommand::beat() {
     m_next += BEAT;
     m_timer = Loop::main().after(std::max(m_next - Clock::now(), Clock::Duration()), [this] { beat(); });
     ++m_beats;
-    m_phone->media(nextWords());
+    m_phone->media(m_live ? m_live->heard() : nextWords());
     auto sound = m_phone->play(FRAME);
     m_silence = sound.isEmpty() ? m_silence + 1 : 0;
     m_answered = m_answered || (m_said > 0 && !sound.isEmpty());
-    if (m_said > 0 || !sound.isEmpty() || !m_heard.isEmpty())
-        m_heard += sound.append(FRAME - sound.size(), SILENCE);
+    const bool begun = m_said > 0 || !sound.isEmpty() || !m_heard.isEmpty();
+    sound.append(FRAME - sound.size(), SILENCE);
+    if (m_live)
+        m_live->play(sound);
+    if (begun && !answerFor(m_options).isEmpty())
+        m_heard += sound;
     if (isOver()) {
         m_phone->stop();
         m_over.fire();
@@ -129,10 +155,10 @@ QByteArray CallCommand::nextWords() {
 }
 
 bool CallCommand::isOver() const {
-    return m_said == m_words.size() && m_silence > m_options.patience * BEATS_A_SECOND;
+    return !m_live && m_said == m_words.size() && m_silence > m_options.patience * BEATS_A_SECOND;
 }
 
-int CallCommand::keepAnswer() {
+int CallCommand::finish() {
     m_phone->hangUp();
     if (m_beats == 0) { // it never was one
         if (!m_interrupted)
@@ -141,17 +167,27 @@ int CallCommand::keepAnswer() {
     }
     if (!m_ended.isEmpty())
         m_terminal.complain(u"The call has ended: "_s + m_ended);
-    const auto place = answerFor(m_options);
-    if (const auto written = writeWav(place, m_heard); !written) {
-        m_terminal.complain(written.error().description);
-        return FAILED;
-    }
-    m_terminal.print(u"What was heard: "_s + place);
+    if (const auto status = keepAnswer())
+        return *status;
+    if (m_live)
+        return m_interrupted ? 0 : FAILED; // that is how one ends
     if (m_interrupted)
         return INTERRUPTED;
     if (!m_answered)
         m_terminal.complain(u"Nothing was answered."_s);
     return m_answered ? 0 : FAILED;
+}
+
+std::optional<int> CallCommand::keepAnswer() {
+    const auto place = answerFor(m_options);
+    if (place.isEmpty())
+        return {};
+    if (const auto written = writeWav(place, m_heard); !written) {
+        m_terminal.complain(written.error().description);
+        return FAILED;
+    }
+    m_terminal.print(u"What was heard: "_s + place);
+    return {};
 }
 
 } // namespace ombru

@@ -1,6 +1,7 @@
-// ombru-call: places a call to the application on this computer, as a telephony provider does, says what a file holds,
-// and keeps what is answered. Main thread.
+// ombru-call: places a call to the application on this computer, as a telephony provider does. What is said is what a
+// file holds, and the answer is kept; or it is live, with this computer's microphone and speaker. Main thread.
 #pragma once
+#include "app/call/LiveSound.h"
 #include "app/call/PhoneProvider.h"
 #include "app/cli/Door.h"
 #include "app/cli/Terminal.h"
@@ -12,8 +13,8 @@
 namespace ombru {
 
 struct CallOptions {
-    QString file;   // what to say: a WAV of 16 bits
-    QString answer; // where to keep what comes back; empty: beside the file
+    QString file;   // what to say: a WAV of 16 bits; empty: a live call
+    QString answer; // where to keep what comes back; empty: beside the file, and of a live call nowhere
     QString from = QStringLiteral("ombru-call");
     std::optional<QString> token; // else the application is asked for it
     int port = 8765;              // with a token
@@ -32,6 +33,8 @@ private:
         int port;
         QString token;
     };
+    Task<std::optional<int>> getReady(); // the status when it cannot
+    bool readWords();
     Task<std::optional<Access>> findAccess();
     void dial(const Access &access);
     void opened();
@@ -39,12 +42,14 @@ private:
     bool mayTalk() const;
     QByteArray nextWords();
     bool isOver() const;
-    int keepAnswer();
+    int finish();
+    std::optional<int> keepAnswer(); // the status when it cannot
 
     CallOptions m_options;
     Terminal m_terminal;
     std::unique_ptr<Door> m_door;
     std::unique_ptr<PhoneProvider> m_phone;
+    std::unique_ptr<LiveSound> m_live;
     QByteArray m_words; // mu-law
     qsizetype m_said = 0;
     QByteArray m_heard; // mu-law, from the first word on, silences included

@@ -1,6 +1,10 @@
 #include "app/cli/CommandLine.h"
 
+#include "app/cli/CommandNotes.h"
+#include "app/cli/TaskLines.h"
 #include "app/cli/Terminal.h"
+#include "base/Program.h"
+#include "settings/Settings.h"
 
 #include <QCoreApplication>
 
@@ -14,30 +18,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto EXAMPLES = R"(
-Examples:
-  ombru run "open the text editor and write a haiku about rain into it"
-  ombru run --max-steps 5 "what is on my screen?"
-  ombru doctor                     say what works and what to do about the rest
-  ombru status                     say what ombru may do, and what is left to allow
-  ombru settings                   list every setting with its value
-  ombru settings maxSteps 30       change one
-  ombru consent list               which applications scripts may control
-  ombru consent allow TextEdit     be asked whether they may
-  ombru --headless                 stay, and take tasks from the web page of your account
-
-While a task runs, Ctrl-C stops it. The agent sees your screen and types for you: watch it.)";
-
-constexpr auto RUN_NOTES = R"(
-The event log is printed as it grows. Exit status: 0 when the agent gave its final answer, 1 when the task failed or
-ran out of steps, 130 after Ctrl-C. Needs a desktop session, and the claude tool installed and signed in
-(`ombru doctor` tells).)";
-
-constexpr auto CONSENT_NOTES = R"(
-APP is an application's name as its menu shows it ("Text Editor"), a name that scripts use (TextEdit, "System Events" for
-keys and clicks), or its identifier. A decision is for the scripts that ombru runs; --for PROGRAM makes it for those that
-another program runs, given by its full path (/usr/bin/xterm). Exit status: 0 done, 1 the record of decisions cannot be
-used or nobody could be asked, 2 no such application.)";
+std::string settingsNotes() {
+    QString notes = QString::fromUtf8(SETTINGS_EXAMPLES);
+    const Settings settings{QString()};
+    for (const Setting *setting : settings.all())
+        notes += u"  %1 %2\n"_s.arg(setting->key, -20).arg(setting->meaning);
+    return notes.trimmed().prepend(u'\n').toStdString();
+}
 
 std::optional<QString> given(const CLI::Option *option, const std::string &value) {
     if (option->count() == 0)
@@ -70,8 +57,11 @@ struct Grammar {
     CLI::App *newSession = nullptr;
     CLI::App *shareAudio = nullptr;
     CLI::App *log = nullptr;
+    CLI::App *panel = nullptr;
     CLI::App *settings = nullptr;
     CLI::App *consent = nullptr;
+    CLI::App *uninstall = nullptr;
+    CLI::App *help = nullptr;
     CLI::Option *serverOption = nullptr;
     CLI::Option *modelOption = nullptr;
     CLI::Option *stepsOption = nullptr;
@@ -86,14 +76,21 @@ struct Grammar {
     std::string client;
     std::string server;
     std::string onOrOff;
+    bool goOn = false;
+    bool fresh = false;
     bool json = false;
     bool headless = false;
     bool detach = false;
+    bool confirm = false;
     bool follow = false;
+    bool purgeData = false;
+    bool reset = false;
 
     Grammar();
 
 private:
+    void addRun();
+    void addLooks();
     void addAccount();
     void addApplication();
     void addConsent();
@@ -105,32 +102,55 @@ Grammar::Grammar() {
     app.require_subcommand(1);
     app.add_flag("--headless", headless, "Run the application without a panel, until Ctrl-C or SIGTERM ends it");
 
+    addRun();
+    addLooks();
+    addAccount();
+    addApplication();
+    addConsent();
+    uninstall = app.add_subcommand("uninstall", "Say how to remove ombru, and remove what it keeps about you");
+    uninstall->add_flag("--purge-data", purgeData,
+                        "Name what ombru keeps about you on this computer, ask, and remove it");
+    help = app.add_subcommand("help", "Print this help, or that of a command");
+    help->add_option("COMMAND", words, "Its name, as in: ombru help consent allow");
+}
+
+void Grammar::addRun() {
     run = app.add_subcommand("run", "Have the agent do a task on this computer, and print what happens");
-    run->add_option("TASK", words, "What to do, in plain words")->required();
+    run->add_option("TASK", words, "What to do, in plain words; - reads it from the standard input")->required();
     modelOption = run->add_option("--model", model, "Model to ask for, this time only");
     stepsOption = run->add_option("--max-steps", maxSteps, "Most turns the agent may take, this time only");
-    run->add_flag("--json", json, "Print each event as one line of JSON: kind, text, ts (seconds since 1970)");
+    auto *goingOn = run->add_flag("--continue", goOn, "Go on with the conversation of the last task");
+    run->add_flag("--fresh", fresh,
+                  "Begin a new conversation, also in the application, which goes on with its last one")
+        ->excludes(goingOn);
+    run->add_flag("--confirm", confirm, "Ask about each script before it runs: run, skip or stop");
+    run->add_flag("--json", json, "Print what happens for a program, one line of JSON each");
     run->add_flag("--detach", detach, "Let the application go on with it, whatever becomes of this terminal");
     run->footer(RUN_NOTES);
+}
+
+void Grammar::addLooks() {
 
     test = app.add_subcommand("test-claude", "Ask the claude tool for one short reply, to see that it works");
     doctor = app.add_subcommand("doctor", "Check what a task needs, and say what to do about what is missing");
 
     status = app.add_subcommand("status", "Say what ombru may do on this computer, and what is left to allow");
+    doctor->footer(DOCTOR_NOTES);
+    status->footer(STATUS_NOTES);
     status->add_flag("--json", json, "Print it as one line of JSON: setup, permissions, applications, claude");
 
     settings = app.add_subcommand("settings", "List, read or change the settings");
     keyOption = settings->add_option("KEY", key, "Setting to read");
     valueOption = settings->add_option("VALUE", value, "What to change it to");
 
-    addAccount();
-    addApplication();
-    addConsent();
+    settings->add_flag("--reset", reset, "Give the setting its default");
+    settings->footer(settingsNotes);
 }
 
 void Grammar::addAccount() {
     signIn = app.add_subcommand("sign-in", "Sign this computer in to your account: approve a code in the browser");
     serverOption = signIn->add_option("--server", server, "Address of the service, kept as the setting serverURL");
+    signIn->footer(SIGN_IN_NOTES);
     signOut = app.add_subcommand("sign-out", "Forget the sign-in");
 }
 
@@ -140,7 +160,10 @@ void Grammar::addApplication() {
     shareAudio =
         app.add_subcommand("share-audio", "Share the computer's sound into the calls that are open, or no more");
     shareAudio->add_option("on|off", onOrOff, "Whether")->required()->check(CLI::IsMember({"on", "off"}));
+    panel = app.add_subcommand("panel",
+                               "Open the panel of the application in the menu bar; starts it when it is not there");
     log = app.add_subcommand("log", "Print the last events of the application");
+    log->footer(LOG_NOTES);
     log->add_flag("-f,--follow", follow, "And those to come, until Ctrl-C");
     log->add_flag("--json", json, "Print each as one line of JSON: kind, text, ts (seconds since 1970)");
 }
@@ -211,8 +234,18 @@ Command readTask(const Grammar &grammar) {
     const auto text = wordsOf(grammar).join(u' ').trimmed();
     if (text.isEmpty())
         return Farewell{{}, u"Say what to do: ombru run \"open the text editor\"\n"_s, 2};
-    return RunOptions{text, given(grammar.modelOption, grammar.model), given(grammar.stepsOption, grammar.maxSteps),
-                      grammar.json, grammar.detach};
+    if (grammar.confirm && (grammar.json || grammar.detach))
+        return Farewell{{}, u"--confirm asks somebody who watches: it goes with neither --json nor --detach.\n"_s, 2};
+    using enum RunOptions::Conversation;
+    return RunOptions{.task = text,
+                      .model = given(grammar.modelOption, grammar.model),
+                      .maxSteps = given(grammar.stepsOption, grammar.maxSteps),
+                      .json = grammar.json,
+                      .conversation = grammar.goOn    ? last
+                                      : grammar.fresh ? fresh
+                                                      : usual,
+                      .detach = grammar.detach,
+                      .confirm = grammar.confirm};
 }
 
 // Commands with nothing to look at but their options; none: it is another one.
@@ -233,14 +266,45 @@ std::optional<Command> readPlain(const Grammar &grammar) {
         return NewSessionOptions{};
     if (grammar.shareAudio->parsed())
         return ShareAudioOptions{grammar.onOrOff == "on"};
+    if (grammar.panel->parsed())
+        return PanelOptions{};
     if (grammar.log->parsed())
         return LogOptions{grammar.follow, grammar.json};
+    if (grammar.uninstall->parsed())
+        return UninstallOptions{grammar.purgeData};
     return {};
 }
 
-} // namespace
+Command readSettings(const Grammar &grammar) {
+    const SettingsOptions options{given(grammar.keyOption, grammar.key), given(grammar.valueOption, grammar.value),
+                                  grammar.reset};
+    if (options.reset && (!options.key || options.value))
+        return Farewell{{}, u"--reset takes the name of one setting: ombru settings --reset maxSteps\n"_s, 2};
+    return options;
+}
 
-Command readCommandLine(const QStringList &arguments) {
+// Of the program, or of the command that was named.
+Command readHelp(const Grammar &grammar) {
+    const auto *app = &grammar.app;
+    for (const auto &word : grammar.words) {
+        const auto commands = app->get_subcommands([&](const CLI::App *each) { return each->get_name() == word; });
+        if (commands.empty())
+            return Farewell{
+                {},
+                u"There is no command \"%1\". `ombru help` lists them.\n"_s.arg(asTyped(QString::fromStdString(word))),
+                2};
+        app = commands.front();
+    }
+    return readCommandLine(wordsOf(grammar) + QStringList{u"--help"_s});
+}
+
+// A program that reads lines gets one also where its words make no command.
+bool readsLines(const QStringList &arguments) {
+    const auto end = arguments.indexOf(u"--"_s);
+    return arguments.first() == u"run" && arguments.first(end < 0 ? arguments.size() : end).contains(u"--json");
+}
+
+Command read(const QStringList &arguments) {
     Grammar grammar;
     if (arguments.isEmpty())
         return Farewell{QString::fromStdString(grammar.app.help()), {}, 0};
@@ -256,19 +320,31 @@ Command readCommandLine(const QStringList &arguments) {
     }
     if (grammar.headless)
         return Farewell{{}, u"ombru --headless takes no command.\n"_s, 2};
+    if (grammar.help->parsed())
+        return readHelp(grammar);
     if (auto plain = readPlain(grammar))
         return *std::move(plain);
     if (grammar.settings->parsed())
-        return SettingsOptions{given(grammar.keyOption, grammar.key), given(grammar.valueOption, grammar.value)};
+        return readSettings(grammar);
     if (grammar.consent->parsed())
         return readConsent(grammar);
     return readTask(grammar);
 }
 
+} // namespace
+
+Command readCommandLine(const QStringList &arguments) {
+    auto command = read(arguments);
+    auto *farewell = std::get_if<Farewell>(&command);
+    if (farewell && farewell->status != 0 && readsLines(arguments))
+        farewell->output += QString::fromUtf8(errorLine(farewell->error, farewell->status)) + u'\n';
+    return command;
+}
+
 int runCommand(Farewell farewell) {
     std::fputs(qUtf8Printable(farewell.output), stdout);
     std::fputs(qUtf8Printable(farewell.error), stderr);
-    return farewell.status;
+    return statusWhenPrinted(farewell.status);
 }
 
 } // namespace ombru

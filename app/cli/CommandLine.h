@@ -10,16 +10,20 @@
 namespace ombru {
 
 struct RunOptions {
+    enum class Conversation { usual, fresh, last }; // usual: a new one, and in the application its own
     QString task;
     std::optional<QString> model;
     std::optional<QString> maxSteps;
     bool json = false;
+    Conversation conversation = Conversation::usual;
     bool detach = false;  // the application goes on with it, whatever becomes of the terminal
+    bool confirm = false; // the owner is asked before each script
     QString display = {}; // NOLINT(readability-redundant-member-init): where it was typed; set when it is handed over
 };
 struct SettingsOptions {
     std::optional<QString> key;
     std::optional<QString> value;
+    bool reset = false; // to its default
 };
 struct ConsentOptions {
     enum class Action { list, allow, deny, forget };
@@ -47,7 +51,13 @@ struct LogOptions {
     bool follow = false;
     bool json = false;
 };
+struct UninstallOptions {
+    bool purgeData = false;
+};
 struct HeadlessOptions {}; // the application that stays
+struct PanelOptions {
+    bool again = false; // the application was started once more: its hint, not its panel
+};
 
 // Nothing to do but to print and exit: help, version, or what was wrong with the words.
 struct Farewell {
@@ -58,7 +68,7 @@ struct Farewell {
 
 using Command = std::variant<RunOptions, SettingsOptions, ConsentOptions, TestClaudeOptions, DoctorOptions,
                              StatusOptions, SignInOptions, SignOutOptions, StopOptions, NewSessionOptions,
-                             ShareAudioOptions, LogOptions, HeadlessOptions, Farewell>;
+                             ShareAudioOptions, LogOptions, PanelOptions, UninstallOptions, HeadlessOptions, Farewell>;
 
 Command readCommandLine(const QStringList &arguments); // without the program's name
 
@@ -75,7 +85,9 @@ int runCommand(StopOptions options);
 int runCommand(NewSessionOptions options);
 int runCommand(ShareAudioOptions options);
 int runCommand(LogOptions options);
-int runCommand(HeadlessOptions options); // in app/resident
+int runCommand(PanelOptions options);
+int runCommand(UninstallOptions options); // in app/resident, as the next
+int runCommand(HeadlessOptions options);
 int runCommand(Farewell farewell);
 
 } // namespace ombru

@@ -67,7 +67,7 @@ QString when(const QDateTime &time) {
 QByteArray json(const ConsentDecision &decision, const QString &name) {
     QJsonObject object{{u"client"_s, decision.client},
                        {u"application"_s, decision.application},
-                       {u"name"_s, name},
+                       {u"name"_s, shown(name)},
                        {u"allowed"_s, decision.allowed}};
     if (decision.time.isValid())
         object[u"time"_s] = decision.time.toUTC().toString(Qt::ISODate);
@@ -94,7 +94,9 @@ Task<std::optional<QString>> ConsentCommand::identify(QString application) {
         co_return application;
     if (const auto id = co_await AppAutomation::bundleID(QString(application).remove(u'\\'), m_stop.get_token()))
         co_return id;
-    co_return isIdentifier(application) ? std::optional(application) : std::nullopt;
+    // What was decided about something that is no longer installed can still be taken back.
+    const bool isTaken = isIdentifier(application) || m_options.action == ConsentOptions::Action::forget;
+    co_return isTaken ? std::optional(application) : std::nullopt;
 }
 
 Task<ConsentCommand::Named> ConsentCommand::described(QString id) {

@@ -14,12 +14,16 @@ public:
     void interrupt();
 
 private:
+    // Each shows what it found, and tells whether a task has what it needs.
+    Task<bool> lookAtDesktop();
+    Task<bool> lookAtPlaces();
     void showService();
-    Task<> showAllowed(const Claude::State &claude);
+    Task<bool> showAllowed(const Claude::State &claude);
     void show(const PermissionStates &permissions);
 
     Terminal m_terminal;
     std::stop_source m_stop;
+    bool m_displayHangs = false; // it is not waited for long again then
     std::shared_ptr<AppleScriptRunner::Run> m_script = std::make_shared<AppleScriptRunner::Run>();
 };
 

@@ -1,14 +1,18 @@
 #include "app/cli/Door.h"
 
 #include "app/control/ControlPlace.h"
+#include "platform/PeerProcess.h"
 
 namespace ombru {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int CONNECTING = 3000; // milliseconds
+constexpr int CONNECTING = 3000;        // milliseconds
+constexpr Clock::Duration SILENCE = 5s; // of an application that works
+constexpr int GIVEN_UP = 130;
 
 } // namespace
 
@@ -23,27 +27,44 @@ std::unique_ptr<Door> Door::open() {
     return std::unique_ptr<Door>(new Door(std::move(socket)));
 }
 
+Door::Door(std::unique_ptr<QLocalSocket> socket)
+    : m_application(peerOf(static_cast<int>(socket->socketDescriptor())).value_or(Peer{}).process),
+      m_lines(std::move(socket), 0) {}
+
 Task<int> Door::ask(QJsonObject request, Output &output, Handler handler) {
-    const Completion over;
-    const auto status = std::make_shared<std::optional<int>>();
-    m_lines.receive({.onLine =
-                         [over, status, handler](const QJsonObject &line) {
-                             if (!line.contains("exit"_L1))
-                                 return handler(line);
-                             *status = line["exit"_L1].toInt(1);
-                             over.fire();
-                         },
-                     .onTrouble = [over](ControlLines::Trouble) { over.fire(); },
+    m_lines.receive({.onLine = [this, handler](const QJsonObject &line) { hear(line, handler); },
+                     .onTrouble = [over = m_over](ControlLines::Trouble) { over.fire(); },
                      .onWritten = {}});
+    m_silence = Loop::main().after(SILENCE, [this, &output] { complainOfSilence(output); });
     m_lines.send(request);
-    co_await over;
-    if (!*status)
+    co_await m_over;
+    m_silence.cancel();
+    if (!m_status)
         output.complain(u"The application has ended."_s);
-    co_return status->value_or(1);
+    co_return m_status.value_or(1);
+}
+
+void Door::hear(const QJsonObject &line, const Handler &handler) {
+    m_silence.cancel();
+    m_taken = true;
+    if (!line.contains("exit"_L1))
+        return handler(line);
+    m_status = line["exit"_L1].toInt(1);
+    m_over.fire();
+}
+
+void Door::complainOfSilence(Output &output) const {
+    const auto process = m_application > 0 ? QString::number(m_application) : u"PID"_s;
+    output.complain(
+        u"The application does not answer. `kill -CONT %1` lets it go on if it was stopped, `kill -KILL %1` "
+        "ends it with all that it does; Ctrl-C gives up here."_s.arg(process));
 }
 
 void Door::cancel() {
-    m_lines.send({{u"do"_s, u"cancel"_s}});
+    if (m_taken)
+        return m_lines.send({{u"do"_s, u"cancel"_s}});
+    m_status = GIVEN_UP;
+    m_over.fire();
 }
 
 std::optional<Event> eventOf(const QJsonObject &line) {

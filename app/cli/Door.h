@@ -2,6 +2,7 @@
 #pragma once
 #include "app/cli/Output.h"
 #include "app/control/ControlLines.h"
+#include "base/Loop.h"
 #include "base/Task.h"
 #include "controller/Event.h"
 
@@ -17,15 +18,24 @@ public:
     static std::unique_ptr<Door> open();
 
     // Hands the request over, and each line of what comes back to the handler. The exit status; 1 when the application
-    // ends meanwhile, which is said among the errors of `output`.
+    // ends meanwhile, and 130 after a cancel of what it has not even taken. That is said among the errors of `output`,
+    // and so is a silence of some seconds.
     Task<int> ask(QJsonObject request, Output &output, Handler handler);
 
     void cancel(); // takes the request back; ask() ends soon
 
 private:
-    explicit Door(std::unique_ptr<QLocalSocket> socket) : m_lines(std::move(socket), 0) {}
+    explicit Door(std::unique_ptr<QLocalSocket> socket);
 
+    void hear(const QJsonObject &line, const Handler &handler);
+    void complainOfSilence(Output &output) const;
+
+    const qint64 m_application; // its process; 0 when that cannot be seen from here
     ControlLines m_lines;
+    Timer m_silence;
+    bool m_taken = false;
+    std::optional<int> m_status;
+    Completion m_over;
 };
 
 std::optional<Event> eventOf(const QJsonObject &line); // none for another kind of line

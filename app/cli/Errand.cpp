@@ -36,7 +36,7 @@ Task<int> Errand::askApplication() {
         if (event && onEvent)
             onEvent(m_terminal, *event);
         else if (event)
-            m_terminal.print(event->text, colourOf(event->kind));
+            m_terminal.print(terminalText(*event), colourOf(event->kind));
         else
             show(m_terminal, line);
         if (m_terminal.isBroken())
@@ -49,8 +49,8 @@ Task<int> Errand::askApplication() {
 Task<int> Errand::doHere() {
     m_here = std::make_shared<Here>();
     auto &here = *m_here;
-    here.warned = here.state.onEvent([this](const Event &event) {
-        if (event.kind == EventKind::warn)
+    here.warned = here.state.onEvent([this, &here](const Event &event) {
+        if (event.kind == EventKind::warn && !(here.command && here.command->tells(event)))
             m_terminal.complain(event.text);
     });
     here.command = m_make({here.state, m_terminal, here.tasks});

@@ -9,7 +9,6 @@ using State = Permission::State;
 
 namespace {
 
-constexpr qsizetype LONGEST_NAME = 255;
 constexpr int NAME_WIDTH = 17; // the longest name and a space
 const QString INDENT(NAME_WIDTH + 3, u' ');
 
@@ -17,14 +16,18 @@ State asState(bool works) {
     return works ? State::granted : State::missing;
 }
 
-Check describe(const Claude::Unknown &) {
+Check describe(const Claude::Unknown &unknown) {
     return {false, u"it gave no usable answer about its sign-in"_s,
-            u"Run `claude auth status` and see what it says."_s};
+            unknown.trouble.isEmpty() ? u"Run `claude auth status` and see what it says."_s : unknown.trouble};
 }
-Check describe(const Claude::Missing &) {
-    return {false, u"it is not installed"_s, u"Install it: "_s + Claude::installCommand};
+Check describe(const Claude::Missing &missing) {
+    const auto install = u"Install it: "_s + Claude::installCommand;
+    return missing.trouble.isEmpty() ? Check{false, u"it is not installed"_s, install}
+                                     : Check{false, u"it cannot be run"_s, missing.trouble};
 }
 Check describe(const Claude::Outdated &outdated) {
+    if (!outdated.trouble.isEmpty())
+        return {false, u"it does not work"_s, outdated.trouble};
     return {false, u"it is too old: it does not know "_s + outdated.missing.join(u", "_s), u"Run `claude update`."_s};
 }
 Check describe(const Claude::SignedOut &) {
@@ -47,7 +50,7 @@ QString decision(State state) {
 }
 
 QString allowing(const AutomationApp &application) {
-    return u"To let scripts control it: `ombru consent allow %1`"_s.arg(shownLine(application.id, LONGEST_NAME));
+    return u"To let scripts control it: `%1`"_s.arg(AppAutomation::allowingCommand(application.id, application.name));
 }
 
 QString allowing(const Permission &permission) {
@@ -61,6 +64,15 @@ QString allowing(const Permission &permission) {
 
 Finding finding(const QString &name, const Check &check) {
     return {asState(check.works), name, check.what, check.remedy};
+}
+
+Check describe(const KeyCombination &stopKey, const Result<> &usable) {
+    if (usable)
+        return {true, u"%1 stops the running task"_s.arg(stopKey.text()), {}};
+    const auto remedy = usable.error().code == STOP_KEY_TAKEN
+                            ? u"Choose other keys: `ombru settings stopKey Ctrl+Alt+Pause`"_s
+                            : u"`ombru stop` and the icon's menu stop a task."_s;
+    return {false, usable.error().description, remedy};
 }
 
 Finding finding(const Claude::State &claude) {
@@ -83,6 +95,14 @@ Finding finding(Setup setup) {
 Finding finding(const AutomationApp &application, State state) {
     const auto remedy = state == State::granted ? QString() : allowing(application);
     return {state, application.name, decision(state), remedy};
+}
+
+QString undecidedText(const Allowed &allowed) {
+    const auto &basis = AppAutomation::candidates.front();
+    if (allowed.applications.value(basis.id, State::granted) != State::unknown)
+        return {};
+    return u"You have not decided about %1 yet: `%2`"_s.arg(basis.name,
+                                                            AppAutomation::allowingCommand(basis.id, basis.name));
 }
 
 QString claudeStateName(const Claude::State &claude) {

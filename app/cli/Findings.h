@@ -6,6 +6,7 @@
 #include "permissions/Allowed.h"
 #include "permissions/Setup.h"
 #include "platform/Diagnosis.h"
+#include "platform/StopKey.h"
 
 namespace ombru {
 
@@ -17,10 +18,14 @@ struct Finding {
 };
 
 Finding finding(const QString &name, const Check &check);
+Check describe(const KeyCombination &stopKey, const Result<> &usable);
 Finding finding(const Claude::State &claude);
 Finding finding(const Permission &permission, Permission::State state);
 Finding finding(Setup setup);
 Finding finding(const AutomationApp &application, Permission::State state);
+
+// What the owner of a setup that is not done has still to decide, and how; empty when nothing.
+QString undecidedText(const Allowed &allowed);
 
 QString claudeStateName(const Claude::State &claude); // "unknown", "missing", "outdated", "signedOut" or "ready"
 

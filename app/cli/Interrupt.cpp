@@ -1,5 +1,7 @@
 #include "app/cli/Interrupt.h"
 
+#include "base/Program.h"
+
 #include <array>
 #include <atomic>
 #include <csignal>
@@ -13,10 +15,12 @@ namespace {
 constexpr std::array SIGNALS{SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 std::array<int, 2> wakePipe{-1, -1};
 std::atomic<bool> wanted = false;
+std::atomic<bool> everWanted = false;
 
 extern "C" void noteSignal(int) {
     const int saved = errno;
     wanted = true;
+    everWanted = true;
     // A full pipe has told the main thread already.
     [[maybe_unused]] const auto written = ::write(wakePipe[1], "!", 1);
     errno = saved;
@@ -41,9 +45,8 @@ Interrupt::Interrupt(std::function<void()> interrupted) {
                          interrupted();
                      });
     for (const int signal : SIGNALS) {
-        const auto before = std::signal(signal, noteSignal);
-        if (signal == SIGHUP && before == SIG_IGN) // `nohup`: the owner wants it to stay
-            std::signal(signal, SIG_IGN);
+        if (!ignores(signal))
+            std::signal(signal, noteSignal);
     }
 }
 
@@ -51,9 +54,15 @@ bool Interrupt::isWanted() {
     return wanted;
 }
 
+bool Interrupt::wasWanted() {
+    return everWanted;
+}
+
 Interrupt::~Interrupt() {
-    for (const int signal : SIGNALS)
-        std::signal(signal, SIG_DFL);
+    for (const int signal : SIGNALS) {
+        if (!ignores(signal))
+            std::signal(signal, SIG_DFL);
+    }
     m_notifier.reset();
     ::close(wakePipe[0]);
     ::close(wakePipe[1]);

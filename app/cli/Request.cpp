@@ -1,5 +1,7 @@
 #include "app/cli/Request.h"
 
+#include <QStringList>
+
 #include <array>
 
 namespace ombru {
@@ -18,8 +20,15 @@ void put(QJsonObject &object, QLatin1StringView key, const std::optional<QString
         object[key] = *value;
 }
 
+const QStringList &conversations() { // in the order of the type
+    static const QStringList names{u"usual"_s, u"fresh"_s, u"last"_s};
+    return names;
+}
+
 QJsonObject details(const RunOptions &options) {
     QJsonObject object{{u"task"_s, options.task}, {u"detach"_s, options.detach}, {u"display"_s, options.display}};
+    object[u"json"_s] = options.json;
+    object[u"conversation"_s] = conversations().at(static_cast<int>(options.conversation));
     put(object, "model"_L1, options.model);
     put(object, "maxSteps"_L1, options.maxSteps);
     return object;
@@ -35,6 +44,9 @@ QJsonObject details(const SignInOptions &options) {
 QJsonObject details(const ShareAudioOptions &options) {
     return {{u"on"_s, options.on}};
 }
+QJsonObject details(const PanelOptions &options) {
+    return {{u"again"_s, options.again}};
+}
 QJsonObject details(const LogOptions &options) {
     return {{u"follow"_s, options.follow}};
 }
@@ -45,11 +57,14 @@ QJsonObject details(const Other &) {
 
 std::optional<AppRequest> readRun(const QJsonObject &object) {
     const auto task = text(object, "task"_L1);
-    if (!task || task->trimmed().isEmpty())
+    const auto conversation = conversations().indexOf(object["conversation"_L1].toString(u"usual"_s));
+    if (!task || task->trimmed().isEmpty() || conversation < 0)
         return {};
     return RunOptions{.task = *task,
                       .model = text(object, "model"_L1),
                       .maxSteps = text(object, "maxSteps"_L1),
+                      .json = object["json"_L1].toBool(),
+                      .conversation = static_cast<RunOptions::Conversation>(conversation),
                       .detach = object["detach"_L1].toBool(),
                       .display = object["display"_L1].toString()};
 }
@@ -85,6 +100,10 @@ const std::array<Verb, std::variant_size_v<AppRequest>> &verbs() {
              return LogOptions{.follow = object["follow"_L1].toBool()};
          }},
         {u"call-access"_s, [](const QJsonObject &) -> std::optional<AppRequest> { return CallAccessOptions{}; }},
+        {u"panel"_s,
+         [](const QJsonObject &object) -> std::optional<AppRequest> {
+             return PanelOptions{.again = object["again"_L1].toBool()};
+         }},
     }};
     return table;
 }

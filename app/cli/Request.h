@@ -8,8 +8,9 @@ namespace ombru {
 
 struct CallAccessOptions {}; // where a call may be placed, and with which token; of ombru-call
 
-using AppRequest = std::variant<RunOptions, StatusOptions, TestClaudeOptions, SignInOptions, SignOutOptions,
-                                StopOptions, NewSessionOptions, ShareAudioOptions, LogOptions, CallAccessOptions>;
+using AppRequest =
+    std::variant<RunOptions, StatusOptions, TestClaudeOptions, SignInOptions, SignOutOptions, StopOptions,
+                 NewSessionOptions, ShareAudioOptions, LogOptions, CallAccessOptions, PanelOptions>;
 
 QJsonObject request(const AppRequest &options);
 std::optional<AppRequest> requested(const QJsonObject &object); // none for what is no request

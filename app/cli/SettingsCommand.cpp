@@ -31,23 +31,35 @@ void list(const Settings &settings, Terminal &terminal) {
 }
 
 // What a script does not change.
-enum class Guarded { nothing, account, calls };
+enum class Guarded { nothing, account, calls, stop };
 
 Guarded guarded(const Settings &settings, const Setting *setting) {
-    if (setting == &settings.serverURL || setting == &settings.agentURL)
+    const bool account =
+        setting == &settings.serverURL || setting == &settings.agentURL || setting == &settings.certificateAuthority;
+    if (account)
         return Guarded::account;
+    if (setting == &settings.stopKey)
+        return Guarded::stop;
     const bool calls = setting == &settings.speechURL || setting == &settings.callInterface;
     return calls ? Guarded::calls : Guarded::nothing;
 }
 
 QString refusal(Guarded what) {
-    return what == Guarded::account
-               ? notForScriptsText()
-               : u"A script cannot change who takes part in your calls; only you can, outside of it."_s;
+    switch (what) {
+    case Guarded::account:
+        return notForScriptsText();
+    case Guarded::calls:
+        return u"A script cannot change who takes part in your calls; only you can, outside of it."_s;
+    case Guarded::stop:
+        return u"A script cannot change the keys that stop it; only you can, outside of it."_s;
+    case Guarded::nothing:
+        break;
+    }
+    Q_UNREACHABLE();
 }
 
 QString warning(Guarded what, const QString &address) {
-    return what == Guarded::account ? readableOnTheWayText(address) : speechReadableOnTheWayText(address);
+    return what == Guarded::calls ? speechReadableOnTheWayText(address) : readableOnTheWayText(address);
 }
 
 int refuse(const QString &why, int status = 2) {
@@ -63,14 +75,16 @@ int runCommand(SettingsOptions options) {
     Terminal terminal;
     if (!options.key) {
         list(settings, terminal);
-        return 0;
+        return terminal.statusWhenSeen(0);
     }
     Setting *setting = settings.find(*options.key);
     if (!setting)
         return refuse(u"There is no setting \"%1\". `ombru settings` lists them."_s.arg(*options.key));
+    if (options.reset)
+        options.value = setting->initialText();
     if (!options.value) {
         terminal.print(setting->text());
-        return 0;
+        return terminal.statusWhenSeen(0);
     }
     const auto what = guarded(settings, setting);
     if (what != Guarded::nothing && servesAScript())

@@ -44,23 +44,27 @@ void SignInCommand::interrupt() {
     if (std::exchange(m_interrupted, true))
         return;
     if (m_own)
-        m_place.state.cancelSignIn();
+        m_place.state.giveUpSignIn();
     m_over.fire();
+}
+
+// The line it ends with, and that no browser opened: the address is shown anyway.
+bool SignInCommand::tells(const Event &event) const {
+    const auto &view = m_place.state.signingIn;
+    const bool hasAddress = view->code && event.text.endsWith(view->code->verifyURL.toString(QUrl::FullyEncoded));
+    return hasAddress || event.text == view->outcome.text;
 }
 
 Task<int> SignInCommand::run() {
     auto &state = m_place.state;
-    if (m_options.server) {
-        if (const auto written = state.settings.serverURL.writeTyped(*m_options.server); !written) {
-            m_place.output.complain(written.error().description);
-            co_return 2;
-        }
-    }
+    m_own = !mayBeJoined();
+    if (const int status = setServer(); status != 0)
+        co_return status;
     if (const auto address = state.settings.serverURL(); isReadableOnTheWay(address))
         m_place.output.complain(readableOnTheWayText(address));
     if (!m_place.stays)
         state.keepToRequests();
-    m_own = begin();
+    begin();
     tick();
     look();
     co_await m_over;
@@ -69,19 +73,42 @@ Task<int> SignInCommand::run() {
     co_return m_interrupted ? 130 : co_await finish();
 }
 
-bool SignInCommand::begin() {
-    m_began = Clock::now();
-    if (m_place.state.signingIn->running)
-        return false;
-    m_place.state.signIn();
-    return true;
+// One that was cancelled still sends the poll that was due.
+bool SignInCommand::mayBeJoined() const {
+    const auto &view = m_place.state.signingIn;
+    return view->running && (!view->code || m_place.state.auth->is<Auth::Pairing>());
 }
 
+// Whoever joins another sign-in changes nothing, and is not signed in elsewhere than asked for either.
+int SignInCommand::setServer() {
+    auto &address = m_place.state.settings.serverURL;
+    if (!m_options.server || *m_options.server == address())
+        return 0;
+    if (!m_own) {
+        m_place.output.complain(
+            u"A sign-in to %1 is under way: wait for its end, or cancel it where it was begun."_s.arg(address()));
+        return 1;
+    }
+    const auto written = address.writeTyped(*m_options.server);
+    if (!written)
+        m_place.output.complain(written.error().description);
+    return written ? 0 : 2;
+}
+
+void SignInCommand::begin() {
+    m_began = Clock::now();
+    if (m_own)
+        m_place.state.signIn();
+}
+
+// The code in `auth` may be that of an earlier one, whose end left it there.
 void SignInCommand::look() {
-    const auto &state = m_place.state;
-    if (const auto *pairing = std::get_if<Auth::Pairing>(&state.auth->state))
-        showCode(*pairing);
-    if (m_began != Clock::Time() && !state.signingIn->running)
+    const auto &view = m_place.state.signingIn;
+    if (m_began == Clock::Time())
+        return;
+    if (view->code)
+        showCode(*view->code);
+    if (!view->running)
         m_over.fire();
 }
 

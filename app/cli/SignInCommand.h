@@ -12,9 +12,12 @@ public:
 
     Task<int> run() override; // 0 signed in, 1 not, 2 for an address that cannot be
     void interrupt() override;
+    bool tells(const Event &event) const override;
 
 private:
-    bool begin(); // false: one runs already, and is joined
+    bool mayBeJoined() const; // another one, which goes on
+    int setServer();          // 0, or the status to end with
+    void begin();
     void look();
     void showCode(const Auth::Pairing &pairing);
     void tick();

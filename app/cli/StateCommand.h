@@ -19,6 +19,9 @@ public:
     virtual ~StateCommand() = default;
     virtual Task<int> run() = 0;  // the exit status; 130 stopped by the owner
     virtual void interrupt() = 0; // makes run() end
+
+    // Whether it tells that line of the log itself, so that nobody else has to. Asked as the line is written.
+    virtual bool tells(const Event & /*event*/) const { return false; }
 };
 
 } // namespace ombru

@@ -59,6 +59,8 @@ void StatusCommand::print() {
     auto &output = m_place.output;
     const auto &state = m_place.state;
     output.print(setupText(state.setup(), false), Colour::bold);
+    if (const auto undecided = undecidedText(state.allowed()); state.setup() != Setup::done && !undecided.isEmpty())
+        output.print(undecided);
     if (m_place.stays)
         ombru::print(output, {Permission::State::granted, u"application"_s, application(), {}});
     ombru::print(output, finding(state.claude()));

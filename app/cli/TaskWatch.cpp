@@ -2,6 +2,8 @@
 
 namespace ombru {
 
+using namespace Qt::StringLiterals;
+
 Result<bool> TaskWatch::start(const RunOptions &options) {
     if (m_state.busy)
         return false;
@@ -9,11 +11,16 @@ Result<bool> TaskWatch::start(const RunOptions &options) {
         unlimit();
         return std::unexpected(limited.error());
     }
+    if (const auto begun = beginConversation(options.conversation); !begun) {
+        unlimit();
+        return std::unexpected(begun.error());
+    }
     m_heard = m_state.onEvent(m_listener.onEvent);
-    m_watched = m_state.onWillChange([this] { noteChange(); });
+    // A change is announced before it takes effect, and several come together: look once they have.
+    m_watched = m_state.onWillChange([this] { m_look.ask(); });
     m_ended = m_state.onTaskEnded([this](const TaskResult &result) { end(result); });
     m_running = true;
-    m_state.startTask(options.task);
+    m_state.startTask(options.task, {}, {}, {}, m_listener.confirm);
     tellProgress();
     return true;
 }
@@ -26,6 +33,16 @@ Result<> TaskWatch::limit(const RunOptions &options) {
     return options.maxSteps ? m_state.settings.maxSteps.overrideTyped(*options.maxSteps) : Result<>();
 }
 
+Result<> TaskWatch::beginConversation(RunOptions::Conversation which) {
+    using enum RunOptions::Conversation;
+    if (which == fresh)
+        m_state.newSession();
+    if (which == last && !m_state.goOnWithLastConversation())
+        return std::unexpected(
+            Failure{u"task"_s, 1, u"There is no conversation to go on with: run the task without --continue."_s});
+    return {};
+}
+
 void TaskWatch::unlimit() {
     m_state.settings.model.endOverride();
     m_state.settings.maxSteps.endOverride();
@@ -34,19 +51,6 @@ void TaskWatch::unlimit() {
 void TaskWatch::cancel() {
     if (m_running)
         m_state.cancelTask();
-}
-
-// A change is announced before it takes effect, and several come together: look once they have.
-void TaskWatch::noteChange() {
-    if (std::exchange(m_changeNoted, true))
-        return;
-    onMain(&m_state, [this, alive = std::weak_ptr(m_alive)] {
-        if (alive.expired())
-            return;
-        m_changeNoted = false;
-        if (m_running)
-            tellProgress();
-    });
 }
 
 void TaskWatch::tellProgress() {

@@ -2,6 +2,7 @@
 // thread.
 #pragma once
 #include "app/cli/CommandLine.h"
+#include "base/OnceATurn.h"
 #include "controller/AppState.h"
 
 namespace ombru {
@@ -12,13 +13,14 @@ public:
         std::function<void(const Event &event)> onEvent;
         std::function<void(const QString &line)> onProgress; // what is happening now
         std::function<void(const TaskResult &result)> onEnd; // nothing comes after it
+        ScriptQuestion confirm = {};                         // before each script; none: they run
     };
 
     // The state outlives the watch.
     TaskWatch(AppState &state, Listener listener) : m_state(state), m_listener(std::move(listener)) {}
 
     // Limits that are given count for this task alone. False: another task runs, and there is nothing to watch. A
-    // Failure says which limit cannot be.
+    // Failure says which limit or conversation cannot be.
     Result<bool> start(const RunOptions &options);
 
     void cancel(); // does nothing before the start and after the end
@@ -26,16 +28,19 @@ public:
 private:
     Result<> limit(const RunOptions &options);
     void unlimit();
-    void noteChange();
+    Result<> beginConversation(RunOptions::Conversation which);
     void tellProgress();
     void end(const TaskResult &result);
 
     AppState &m_state;
     Listener m_listener;
     bool m_running = false;
-    bool m_changeNoted = false;
     QString m_told;
     std::shared_ptr<const char> m_alive = std::make_shared<char>(); // whoever comes later looks whether this is there
+    OnceATurn m_look{[this] {
+        if (m_running)
+            tellProgress();
+    }};
     Subscription m_heard;
     Subscription m_watched;
     Subscription m_ended;

@@ -18,6 +18,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+bool anyBroken = false; // the main thread's
+
 const char *code(Colour colour) {
     switch (colour) {
     case Colour::plain:
@@ -86,7 +88,7 @@ QString printable(const QString &text) {
         else
             shown += unit;
     }
-    return shown;
+    return withUnseenShown(shown);
 }
 
 QString asTyped(const QString &text) {
@@ -128,6 +130,18 @@ int Terminal::statusWhenSeen(int status) const {
     return 1;
 }
 
+int Terminal::statusWhenAllSeen(int status) {
+    if (status != 0 || !anyBroken)
+        return status;
+    qCritical("The output could not be written.");
+    return 1;
+}
+
+void Terminal::giveUp() {
+    m_broken = true;
+    anyBroken = true;
+}
+
 void Terminal::print(const QString &text, Colour colour) {
     const auto live = m_live;
     showLive({});
@@ -159,17 +173,15 @@ void Terminal::showLive(const QString &text) {
 
 void Terminal::write(const QByteArray &bytes) {
     for (qsizetype written = 0; written < bytes.size() && !m_broken;) {
-        if (!waitForReader()) {
-            m_broken = true;
-            return;
-        }
+        if (!waitForReader())
+            return giveUp();
         // So much goes into a pipe that takes anything.
         const auto piece = std::min<qsizetype>(bytes.size() - written, PIPE_BUF);
         const auto count = ::write(STDOUT_FILENO, bytes.data() + written, std::size_t(piece));
         if (count > 0)
             written += count;
         else if (count < 0 && errno != EINTR)
-            m_broken = true;
+            giveUp();
     }
 }
 

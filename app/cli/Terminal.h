@@ -6,7 +6,8 @@
 
 namespace ombru {
 
-// Text from elsewhere as it may be printed: control characters are shown, not obeyed; line breaks and tabs stay.
+// Text from elsewhere as it may be printed: control characters are shown, not obeyed, and so are characters that nobody
+// sees or that turn others round; line breaks and tabs stay.
 QString printable(const QString &text);
 
 // What somebody typed, for a message that repeats it: the same, and no longer than can be read.
@@ -20,12 +21,16 @@ public:
     Terminal();
     ~Terminal() override; // takes the live line away
 
-    // Whoever read the output has gone, or does not read on while the owner wants an end; nothing printed from now on is
-    // seen.
+    // Whoever read the output has gone, or does not read on while the owner wants an end; nothing printed from now on
+    // is seen.
     bool isBroken() const { return m_broken; }
 
     // Somebody watches it, and it can show a live line.
     bool isInteractive() const { return m_interactive; }
+
+    // Of all of them in this program: the status, but 1 and a word among the errors where it would be 0 and some of
+    // what was printed was not seen.
+    static int statusWhenAllSeen(int status);
 
     int statusWhenSeen(int status) const override;
     void print(const QString &text, Colour colour = Colour::plain) override;
@@ -35,6 +40,7 @@ public:
 
 private:
     void write(const QByteArray &bytes);
+    void giveUp();
 
     bool m_interactive;
     bool m_colours;

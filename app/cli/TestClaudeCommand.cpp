@@ -30,6 +30,8 @@ Task<int> TestClaudeCommand::run() {
         co_return 130;
     const bool passed = m_place.state.claudeTestPassed;
     m_place.output.print(m_place.state.claudeTest, passed ? Colour::green : Colour::red);
+    if (const auto &cause = m_place.state.claudeTestCause(); !cause.isEmpty())
+        m_place.output.print(cause, Colour::yellow);
     co_return m_place.output.statusWhenSeen(passed ? 0 : 1);
 }
 

@@ -4,6 +4,7 @@
 // The command asks once: {"do": "status", ...}, and may take it back: {"do": "cancel"}. What comes back, the last line
 // being the exit status:
 //
+//     {"taken": true}                                   at once: the application answers
 //     {"kind": "good", "text": "✓ 42", "ts": 1.7e9}     an event of the log
 //     {"dropped": 3}                                    so many events that were not taken in time
 //     {"line": "...", "colour": 4}  {"raw": "..."}      for the terminal

@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QStringList &outcomes() { // in the order of the type
-    static const QStringList names{u"answered"_s, u"outOfSteps"_s, u"cancelled"_s, u"failed"_s, u"desktopInUse"_s};
+    static const QStringList names{u"done"_s,      u"answered"_s, u"outOfSteps"_s,
+                                   u"cancelled"_s, u"failed"_s,   u"desktopInUse"_s};
     return names;
 }
 

@@ -8,7 +8,7 @@
 
 namespace ombru {
 
-// {"ended": {"outcome": "answered", "scriptRefused": false, "blocked": [{"id": "...", "name": "..."}]}}. The answer has
+// {"ended": {"outcome": "done", "scriptRefused": false, "blocked": [{"id": "...", "name": "..."}]}}. The answer has
 // gone before, as an event.
 QJsonObject taskReport(const TaskResult &result);
 std::optional<TaskResult> reportedResult(const QJsonObject &line); // none for another kind of line

@@ -52,7 +52,11 @@ int main(int argc, char **argv) {
     std::string pane;
     grammar.add_option("PANE", pane, "the page to begin with"); // of one that it does not have, it begins as ever
     grammar.footer(NOTES);
-    CLI11_PARSE(grammar, argc, argv);
+    try {
+        grammar.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return statusWhenPrinted(grammar.exit(error));
+    }
     if (const auto display = windowsCanBeShown(); !display) {
         std::fprintf(stderr, "ombru-privacy: %s\n", qUtf8Printable(display.error().description));
         return 1;

@@ -15,7 +15,7 @@ constexpr std::size_t MOST_REFUSED = 8; // at once, besides; more are not even t
 
 } // namespace
 
-ControlDoor::ControlDoor(AppState &state) : m_state(state), m_history(state) {
+ControlDoor::ControlDoor(AppState &state, Shell *shell) : m_state(state), m_shell(shell), m_history(state) {
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     QObject::connect(&m_server, &QLocalServer::newConnection, &m_server, [this] { letIn(); });
 }
@@ -40,8 +40,8 @@ void ControlDoor::admit(std::unique_ptr<QLocalSocket> socket) {
     if (m_conversations.size() >= MOST_CLIENTS + MOST_REFUSED)
         return;
     const auto peer = peerOf(static_cast<int>(socket->socketDescriptor())).value_or(Peer{});
-    const auto conversation =
-        std::make_shared<Conversation>(Conversation::House{m_state, m_history, m_tasks}, std::move(socket), peer);
+    const auto conversation = std::make_shared<Conversation>(Conversation::House{m_state, m_history, m_tasks, m_shell},
+                                                             std::move(socket), peer);
     conversation->start();
     if (!peer.isOwner) {
         logger::error(u"door: another user's process %1 was turned away"_s.arg(peer.process));

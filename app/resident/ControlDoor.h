@@ -11,7 +11,8 @@ namespace ombru {
 
 class ControlDoor {
 public:
-    explicit ControlDoor(AppState &state);
+    // The shell, which outlives it, is what those without a panel lack.
+    explicit ControlDoor(AppState &state, Shell *shell = nullptr);
 
     // At that path, in place of what a killed application has left there: whoever calls holds the lock. A Failure has
     // domain "door".
@@ -26,6 +27,7 @@ private:
     void dismissThoseWhoAreDone();
 
     AppState &m_state;
+    Shell *m_shell;
     EventHistory m_history;
     TaskScope m_tasks;
     std::vector<std::shared_ptr<Conversation>> m_conversations;

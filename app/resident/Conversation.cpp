@@ -1,5 +1,6 @@
 #include "app/resident/Conversation.h"
 
+#include "app/cli/NewSessionCommand.h"
 #include "app/cli/SignInCommand.h"
 #include "app/cli/StatusCommand.h"
 #include "app/cli/TestClaudeCommand.h"
@@ -17,12 +18,13 @@ namespace {
 
 constexpr qint64 LONGEST_REQUEST = 1 << 20; // bytes
 constexpr Clock::Duration PATIENCE = 10s;   // for a request
-constexpr int WRONG_WORDS = 2;
 
 // Why a process below a script is turned away; nothing: it is not.
 std::optional<QString> refusalForScripts(const AppRequest &wanted) {
     if (std::holds_alternative<RunOptions>(wanted))
         return u"A script cannot hand the application a task."_s;
+    if (std::holds_alternative<PanelOptions>(wanted))
+        return u"A script cannot open the panel."_s;
     if (std::holds_alternative<CallAccessOptions>(wanted))
         return u"A script cannot place a call."_s;
     if (std::holds_alternative<SignInOptions>(wanted) || std::holds_alternative<SignOutOptions>(wanted))
@@ -95,6 +97,7 @@ void Conversation::begin(const AppRequest &wanted) {
         m_terminal.send({{u"elsewhere"_s, true}});
         return leave(0);
     }
+    m_lines.send({{u"taken"_s, true}});
     m_command = commandFor(wanted);
     m_running = true;
     m_house.tasks.start(serve(shared_from_this()));
@@ -105,6 +108,7 @@ std::unique_ptr<StateCommand> Conversation::commandFor(const AppRequest &wanted)
         CommandPlace place;
         const EventHistory &history;
         RemoteTerminal &terminal;
+        Shell *shell;
         using Made = std::unique_ptr<StateCommand>;
         Made operator()(const RunOptions &o) { return std::make_unique<HandedTask>(place.state, terminal, o); }
         Made operator()(const StatusOptions &o) { return std::make_unique<StatusCommand>(place, o); }
@@ -115,9 +119,11 @@ std::unique_ptr<StateCommand> Conversation::commandFor(const AppRequest &wanted)
         Made operator()(NewSessionOptions) { return std::make_unique<NewSessionCommand>(place); }
         Made operator()(ShareAudioOptions o) { return std::make_unique<ShareAudioCommand>(place, o); }
         Made operator()(CallAccessOptions) { return std::make_unique<CallAccessCommand>(place, terminal); }
+        Made operator()(PanelOptions o) { return std::make_unique<PanelCommand>(place.output, shell, o); }
         Made operator()(LogOptions o) { return std::make_unique<LogCommand>(place.state, history, terminal, o); }
     };
-    return std::visit(Make{{m_house.state, m_terminal, m_house.tasks, true}, m_house.history, m_terminal}, wanted);
+    return std::visit(
+        Make{{m_house.state, m_terminal, m_house.tasks, true}, m_house.history, m_terminal, m_house.shell}, wanted);
 }
 
 Task<> Conversation::serve(std::shared_ptr<Conversation> self) {

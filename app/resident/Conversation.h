@@ -5,6 +5,7 @@
 #include "app/cli/StateCommand.h"
 #include "app/resident/EventHistory.h"
 #include "app/resident/RemoteTerminal.h"
+#include "app/resident/Shell.h"
 #include "platform/PeerProcess.h"
 
 namespace ombru {
@@ -16,6 +17,7 @@ public:
         AppState &state;
         const EventHistory &history;
         TaskScope &tasks;
+        Shell *shell = nullptr; // none: it runs without a panel
     };
 
     Conversation(const House &house, std::unique_ptr<QLocalSocket> socket, const Peer &peer);

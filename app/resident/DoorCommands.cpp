@@ -15,13 +15,26 @@ constexpr int STOPPED = 130;
 
 HandedTask::HandedTask(AppState &state, RemoteTerminal &terminal, RunOptions options)
     : m_terminal(terminal), m_options(std::move(options)),
-      m_watch(state, {.onEvent = [&terminal](const Event &event) { terminal.tell(event); },
+      m_watch(state, {.onEvent = [this](const Event &event) { tell(event); },
                       .onProgress = [&terminal](const QString &line) { terminal.showProgress(line); },
                       .onEnd =
-                          [&terminal, ended = m_ended](const TaskResult &result) {
-                              terminal.send(taskReport(result));
-                              ended.fire();
+                          [this](const TaskResult &result) {
+                              tellEnd(result);
+                              m_ended.fire();
                           }}) {}
+
+void HandedTask::tell(const Event &event) {
+    if (!m_options.json)
+        return m_terminal.tell(event);
+    if (const auto line = m_lines.event(event))
+        m_terminal.tellRaw(*line);
+}
+
+void HandedTask::tellEnd(const TaskResult &result) {
+    if (m_options.json)
+        m_terminal.printRaw(m_lines.end(result));
+    m_terminal.send(taskReport(result));
+}
 
 Task<int> HandedTask::run() {
     const auto started = m_watch.start(m_options);
@@ -32,9 +45,12 @@ Task<int> HandedTask::run() {
     if (!*started)
         co_return refuse();
     if (m_options.detach) {
-        m_terminal.print(
-            u"The application goes on with it: `ombru log -f` shows the event log, `ombru stop` stops it."_s,
-            Colour::dim);
+        if (m_options.json)
+            m_terminal.printRaw(TaskLines::detached());
+        else
+            m_terminal.print(
+                u"The application goes on with it: `ombru log -f` shows the event log, `ombru stop` stops it."_s,
+                Colour::dim);
         m_terminal.exit(0);
     }
     co_await m_ended; // also of a detached one: its limits end with it
@@ -44,9 +60,9 @@ Task<int> HandedTask::run() {
 // The same as a second task in a process of its own is told.
 int HandedTask::refuse() {
     const auto now = Clock::unixSeconds();
-    m_terminal.tell({EventKind::user, u"you ❯ "_s + m_options.task, now});
-    m_terminal.tell({EventKind::bad, u"✗ "_s + desktopInUseText(), now});
-    m_terminal.send(taskReport({TaskResult::Outcome::desktopInUse, {}}));
+    tell({EventKind::user, u"you ❯ "_s + m_options.task, now, TaskBegun{m_options.task}});
+    tell({EventKind::bad, u"✗ "_s + desktopInUseText(), now, ToldAtEnd{}});
+    tellEnd({TaskResult::Outcome::desktopInUse, {}});
     return 1;
 }
 
@@ -84,12 +100,6 @@ Task<int> LogCommand::run() {
     co_return STOPPED;
 }
 
-Task<int> NewSessionCommand::run() {
-    m_place.state.newSession();
-    m_place.output.print(u"The next task begins a new conversation."_s);
-    co_return 0;
-}
-
 Task<int> CallAccessCommand::run() {
     const auto &state = m_place.state;
     const auto access = state.callAccess();
@@ -101,6 +111,17 @@ Task<int> CallAccessCommand::run() {
     }
     m_terminal.send({{u"call"_s, QJsonObject{{u"port"_s, access->port}, {u"token"_s, access->token}}}});
     co_return 0;
+}
+
+Task<int> PanelCommand::run() {
+    if (!m_shell) {
+        m_output.complain(u"ombru runs without a panel (ombru --headless): end that one first."_s);
+        co_return 1;
+    }
+    const bool done = m_options.again ? m_shell->startedAgain() : m_shell->openPanel();
+    if (!done)
+        m_output.complain(u"ombru is ending. Start it again in a moment."_s);
+    co_return done ? 0 : 1;
 }
 
 Task<int> ShareAudioCommand::run() {

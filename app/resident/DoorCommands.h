@@ -2,9 +2,11 @@
 #pragma once
 #include "app/cli/CommandLine.h"
 #include "app/cli/StateCommand.h"
+#include "app/cli/TaskLines.h"
 #include "app/cli/TaskWatch.h"
 #include "app/resident/EventHistory.h"
 #include "app/resident/RemoteTerminal.h"
+#include "app/resident/Shell.h"
 
 namespace ombru {
 
@@ -18,9 +20,12 @@ public:
 
 private:
     int refuse(); // another task runs
+    void tell(const Event &event);
+    void tellEnd(const TaskResult &result);
 
     RemoteTerminal &m_terminal;
     RunOptions m_options;
+    TaskLines m_lines; // for a program
     Completion m_ended;
     TaskWatch m_watch;
 };
@@ -54,18 +59,6 @@ private:
     Completion m_over;
     Subscription m_heard;
 };
-
-// `ombru new-session`.
-class NewSessionCommand final : public StateCommand {
-public:
-    explicit NewSessionCommand(const CommandPlace &place) : m_place(place) {}
-    Task<int> run() override;
-    void interrupt() override {}
-
-private:
-    CommandPlace m_place;
-};
-
 // Where `ombru-call` may place a call, and with which token.
 class CallAccessCommand final : public StateCommand {
 public:
@@ -76,6 +69,20 @@ public:
 private:
     CommandPlace m_place;
     RemoteTerminal &m_terminal;
+};
+
+// `ombru panel`, and a second start of the application.
+class PanelCommand final : public StateCommand {
+public:
+    PanelCommand(Output &output, Shell *shell, PanelOptions options)
+        : m_output(output), m_shell(shell), m_options(options) {}
+    Task<int> run() override; // 1 when there is no panel
+    void interrupt() override {}
+
+private:
+    Output &m_output;
+    Shell *m_shell;
+    PanelOptions m_options;
 };
 
 // `ombru share-audio`: into the calls that are open.

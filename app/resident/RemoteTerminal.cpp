@@ -45,10 +45,20 @@ void RemoteTerminal::showProgress(const QString &line) {
 }
 
 void RemoteTerminal::tell(const Event &event) {
-    if (m_dropped > 0 || isFull())
-        ++m_dropped;
-    else
+    if (hasRoom())
         send(toJson(event));
+}
+
+void RemoteTerminal::tellRaw(const QByteArray &line) {
+    if (hasRoom())
+        printRaw(line);
+}
+
+bool RemoteTerminal::hasRoom() {
+    if (m_dropped == 0 && !isFull())
+        return true;
+    ++m_dropped;
+    return false;
 }
 
 void RemoteTerminal::makeRoom() {

@@ -18,7 +18,8 @@ public:
     int statusWhenSeen(int status) const override { return status; } // the other end looks itself
 
     void tell(const Event &event);
-    void send(const QJsonObject &line); // however much waits already
+    void tellRaw(const QByteArray &line); // of an event, for another program
+    void send(const QJsonObject &line);   // however much waits already
     void showProgress(const QString &line);
 
     void exit(int status); // the last line
@@ -26,6 +27,7 @@ public:
 
 private:
     bool isFull() const;
+    bool hasRoom(); // else what was to be told is dropped
     void tellDropped();
 
     ControlLines &m_lines;

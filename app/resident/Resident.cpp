@@ -22,10 +22,10 @@ constexpr Clock::Duration FINISHING = 100ms; // for what runs in the background
 
 } // namespace
 
-Resident::Resident(QString socket) : m_socket(std::move(socket)) {
+Resident::Resident(QString socket, Shell *shell) : m_socket(std::move(socket)), m_door(m_state, shell) {
     m_heard = m_state.onEvent([this](const Event &event) {
         if (m_terminal.isInteractive())
-            m_terminal.print(event.text, colourOf(event.kind));
+            m_terminal.print(terminalText(event), colourOf(event.kind));
     });
 }
 

@@ -1,4 +1,5 @@
-// `ombru --headless`: the whole application without a panel, until its owner ends it. Owns the controller. Main thread.
+// The application that stays, until its owner ends it: `ombru --headless` is all of it, the one in the menu bar adds a
+// panel. Owns the controller. Main thread.
 #pragma once
 #include "app/cli/Terminal.h"
 #include "app/resident/ControlDoor.h"
@@ -8,7 +9,10 @@ namespace ombru {
 
 class Resident {
 public:
-    explicit Resident(QString socket);
+    // The shell, which outlives it, is what one without a panel lacks.
+    explicit Resident(QString socket, Shell *shell = nullptr);
+
+    AppState &state() { return m_state; }
 
     // The exit status: 0 once it was asked to end and everything has ended; 1 when it cannot be reached by commands.
     Task<int> run();
@@ -23,7 +27,7 @@ private:
     QString m_socket;
     Terminal m_terminal;
     AppState m_state;
-    ControlDoor m_door{m_state};
+    ControlDoor m_door;
     Completion m_asked; // to end
     TaskScope m_tasks;
     Timer m_killing;

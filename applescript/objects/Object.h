@@ -31,7 +31,7 @@ public:
     virtual bool setProperty(QStringView name, const Value &value) = 0; // false when it cannot be that
     virtual std::optional<Objects> elements(QStringView className) = 0; // nothing when they cannot be listed
     virtual ObjectPtr elementNamed(QStringView className, const Value &name) = 0; // by a name that is not its own
-    virtual bool mayHoldOthers() const { return false; } // elements of classes that are not known here
+    virtual bool hides(QStringView) const { return false; } // may have elements of that class, which cannot be read
 
     // What it can do; false, or nothing, when it cannot.
     virtual std::optional<QPoint> middle() const { return std::nullopt; } // where a click on it goes

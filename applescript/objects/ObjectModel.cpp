@@ -16,6 +16,14 @@ void failToGet(const Specifier &part, int number) {
     throw ScriptError{number, message};
 }
 
+// Neither an empty list nor "it is not there": who hears those takes them for what is on the screen.
+void failToRead(const Specifier &part) {
+    throw ScriptError{
+        error::NOT_UNDERSTOOD,
+        u"Can’t get %1: this computer can’t read what windows and menus hold. Look at the screenshot, and "
+        "click at a position."_s.arg(formatReference(part, false))};
+}
+
 void failNotUnderstood(const Value &object, const QString &command) {
     throw ScriptError{error::NOT_UNDERSTOOD,
                       u"%1 doesn’t understand the “%2” message."_s.arg(formatSource(object), command)};
@@ -82,8 +90,8 @@ Objects ObjectModel::elements(Object &container, const Specifier &part) {
         if (auto element = container.elementNamed(part.name, part.key))
             return {element};
     }
-    if (part.form == Specifier::Form::every && container.mayHoldOthers())
-        return {};
+    if (container.hides(part.name))
+        failToRead(part);
     failToGet(part);
 }
 

@@ -31,7 +31,8 @@ protected:
     virtual Object &root() = 0;                    // the application itself
     virtual Value command(const Event &event) = 0; // other than get, set and exists
 
-    // What a specifier names. Throws -1728 or -1719 when that is not there, unless it is every or a filter.
+    // What a specifier names. Throws -1728 or -1719 when that is not there, unless it is every or a filter, and -1708
+    // when nothing here can tell.
     Objects resolve(const Specifier &specifier);
     ObjectPtr single(const Value &value);
 
@@ -73,6 +74,7 @@ const CommandRow<Model> *commandNamed(std::span<const CommandRow<Model>> rows, Q
 }
 
 [[noreturn]] void failToGet(const Specifier &part, int number = error::NO_SUCH_OBJECT);
+[[noreturn]] void failToRead(const Specifier &part); // of what an object hides
 [[noreturn]] void failNotUnderstood(const Value &object, const QString &command);
 
 } // namespace ombru::applescript

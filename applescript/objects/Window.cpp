@@ -87,6 +87,11 @@ std::optional<QPoint> Window::middle() const {
     return QRect(m_info.position, m_info.size).center();
 }
 
+// Its buttons and fields; of actions it is known which there are.
+bool Window::hides(QStringView className) const {
+    return className != u"action";
+}
+
 bool Window::close() {
     need(m_model.windowsToChange()->closeWindow(m_info.handle));
     return true;

@@ -15,7 +15,7 @@ public:
     QString name() const override { return m_info.name; }
     Value id() const override { return qint64(m_info.handle); }
     quint64 identity() const override { return m_info.handle; }
-    bool mayHoldOthers() const override { return true; } // nothing inside a window is known
+    bool hides(QStringView className) const override;
     std::optional<QPoint> middle() const override;
     bool close() override;
 

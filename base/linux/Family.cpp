@@ -23,14 +23,16 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto GLANCE = 5ms;
-constexpr auto KILLING = 3s; // a killed process is gone at once, unless a device keeps it
-constexpr int MOST_ROUNDS = 50;
+constexpr auto KILLING = 3s;    // a killed process is gone at once, unless a device keeps it
+constexpr int MOST_LOOKS = 10;  // through all processes, in a row
 constexpr int MOST_KILLS = 500; // looks at the children in a row
 
 struct Stat {
     FamilyMember member;
     pid_t parent = 0;
+    pid_t group = 0;
     pid_t session = 0;
+    bool lives = false;
 };
 
 std::string contentOf(pid_t pid, const char *file) {
@@ -46,22 +48,27 @@ std::string contentOf(pid_t pid, const char *file) {
     return content;
 }
 
-// None when there is no such process, or it has ended and only its parent has not heard yet. One whose first thread has
-// ended looks so, too, as long as it has others.
+// None when there is no such process. One that has ended, and only its parent has not heard yet, does not live. One
+// whose first thread has ended looks so, too, as long as it has others.
 std::optional<Stat> statOf(pid_t pid) {
     const auto line = contentOf(pid, "/stat");
     const auto open = line.find('(');
     const auto close = line.rfind(')'); // the name in between may hold anything
     if (open == std::string::npos || close == std::string::npos)
         return std::nullopt;
-    Stat stat{{pid, 0, line.substr(open + 1, close - open - 1)}, 0, 0};
+    Stat stat{{pid, 0, line.substr(open + 1, close - open - 1)}};
     char state = 0;
     int threads = 0;
     const int fields = std::sscanf(line.c_str() + close + 1,
-                                   " %c %d %*d %d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %d %*d %llu",
-                                   &state, &stat.parent, &stat.session, &threads, &stat.member.start);
-    const bool lives = (state != 'Z' && state != 'X') || threads > 1;
-    return fields == 5 && lives ? std::optional(stat) : std::nullopt;
+                                   " %c %d %d %d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %d %*d %llu",
+                                   &state, &stat.parent, &stat.group, &stat.session, &threads, &stat.member.start);
+    stat.lives = (state != 'Z' && state != 'X') || threads > 1;
+    return fields == 6 ? std::optional(stat) : std::nullopt;
+}
+
+bool lives(pid_t pid) {
+    const auto stat = statOf(pid);
+    return stat && stat->lives;
 }
 
 // Closed before what it names is looked at: one descriptor is enough then.
@@ -79,7 +86,7 @@ std::vector<pid_t> numbersIn(const char *path) {
 std::map<pid_t, Stat> allProcesses() {
     std::map<pid_t, Stat> all;
     for (const pid_t pid : numbersIn("/proc"))
-        if (const auto stat = statOf(pid))
+        if (const auto stat = statOf(pid); stat && stat->lives)
             all.emplace(pid, *stat);
     return all;
 }
@@ -91,7 +98,7 @@ bool hasVariable(pid_t pid, const std::string &variable) {
 
 bool isStillThere(const FamilyMember &member) {
     const auto now = statOf(member.pid);
-    return now && now->member.start == member.start;
+    return now && now->lives && now->member.start == member.start;
 }
 
 // The number may be another process's by now. Where descriptors have run out, it is compared and then used: that may
@@ -119,6 +126,15 @@ std::set<pid_t> ownChildren() {
     return children;
 }
 
+// One that forks and ends again and again leaves these, if nothing else.
+std::set<pid_t> groupsOfEndedChildren() {
+    std::set<pid_t> groups;
+    for (const pid_t child : ownChildren())
+        if (const auto stat = statOf(child); stat && !stat->lives)
+            groups.insert(stat->group);
+    return groups;
+}
+
 } // namespace
 
 Family Family::ofThisProcess(std::string ownersMark) {
@@ -127,40 +143,71 @@ Family Family::ofThisProcess(std::string ownersMark) {
 }
 
 std::vector<FamilyMember> Family::members() const {
-    const auto all = allProcesses();
-    std::map<pid_t, bool> known{{::getpid(), false}};
-    if (m_ancestor > 0)
-        known[m_ancestor] = true;
-    // By descent; the answer for one that was met is kept. A circle, which only numbers given anew could make, has
-    // none.
-    const std::function<bool(pid_t)> belongs = [&](pid_t pid) {
-        const auto stat = all.find(pid);
-        if (stat == all.end())
-            return false;
-        if (const auto answer = known.find(pid); answer != known.end())
-            return answer->second;
-        known[pid] = false;
-        const bool ours = (m_session > 0 && stat->second.session == m_session) || belongs(stat->second.parent);
-        return known[pid] = ours && (m_ownersMark.empty() || !hasVariable(pid, m_ownersMark));
-    };
-    std::vector<FamilyMember> members;
-    for (const auto &[pid, stat] : all)
-        if (pid != ::getpid() && belongs(pid))
-            members.push_back(stat.member);
-    return members;
+    return look().members;
 }
 
-std::vector<FamilyMember> Family::stopAll() const {
+bool Family::isOwners(pid_t process) const {
+    return !m_ownersMark.empty() && hasVariable(process, m_ownersMark);
+}
+
+Family::Look Family::look() const {
+    enum class Of { US, OTHERS, NOBODY_SEEN }; // a parent that has ended in the middle of the look tells nothing
+    const auto all = allProcesses();
+    std::map<pid_t, Of> known{{0, Of::OTHERS}, {::getpid(), Of::OTHERS}};
+    if (m_ancestor > 0)
+        known[m_ancestor] = Of::US;
+    // By descent; the answer for one that was met is kept. A circle, which only numbers given anew could make, has
+    // none.
+    const std::function<Of(pid_t)> whose = [&](pid_t pid) {
+        if (const auto answer = known.find(pid); answer != known.end())
+            return answer->second;
+        const auto stat = all.find(pid);
+        if (stat == all.end())
+            return Of::NOBODY_SEEN;
+        known[pid] = Of::NOBODY_SEEN;
+        const bool isOfSession = m_session > 0 && stat->second.session == m_session;
+        auto of = isOfSession ? Of::US : whose(stat->second.parent);
+        if (of != Of::OTHERS && isOwners(pid))
+            of = Of::OTHERS;
+        return known[pid] = of;
+    };
+    Look look;
+    std::set<pid_t> others{::getpgrp()};
+    for (const auto &[pid, stat] : all) {
+        const auto of = pid == ::getpid() ? Of::OTHERS : whose(pid);
+        if (of == Of::US) {
+            look.members.push_back(stat.member);
+            look.groups.insert(stat.group);
+        }
+        if (of == Of::OTHERS)
+            others.insert(stat.group);
+    }
+    if (m_ancestor == ::getpid())
+        look.groups.merge(groupsOfEndedChildren());
+    for (const pid_t group : others)
+        look.groups.erase(group);
+    return look;
+}
+
+// By groups, too: no look meets one that forks and ends faster than that, but the kernel lets no fork slip through
+// between the members of a group.
+Family::Look Family::stopAll() const {
     std::set<pid_t> stopped;
+    std::set<pid_t> stoppedGroups;
     for (int round = 0;; ++round) {
-        auto found = members();
+        auto found = look();
         bool all = true;
-        for (const auto &member : found)
+        for (const pid_t group : found.groups)
+            if (stoppedGroups.insert(group).second) {
+                ::kill(-group, SIGSTOP);
+                all = false;
+            }
+        for (const auto &member : found.members)
             if (stopped.insert(member.pid).second) {
                 signalTo(member, SIGSTOP);
                 all = false;
             }
-        if (all || round == MOST_ROUNDS)
+        if (all || round == MOST_LOOKS)
             return found;
     }
 }
@@ -168,7 +215,7 @@ std::vector<FamilyMember> Family::stopAll() const {
 std::vector<pid_t> Family::livingChildren(const std::set<pid_t> &children) const {
     std::vector<pid_t> living;
     for (const pid_t child : children)
-        if (statOf(child) && (m_ownersMark.empty() || !hasVariable(child, m_ownersMark)))
+        if (lives(child) && !isOwners(child))
             living.push_back(child);
     return living;
 }
@@ -184,38 +231,49 @@ bool Family::isOver() const {
     return isOwn ? livingChildren(before).empty() && ownChildren() == before : members().empty();
 }
 
-// Without a pause and without a look at all processes, so that one that forks and ends is met between the two: what has
-// lost its parent comes here.
-void Family::killAll(const Deadline &reap) const {
+// Without a pause and without a look at all processes, so that one that forks and ends, each time in another group, is
+// met between the two: what has lost its parent comes here.
+void Family::killChildren(const Deadline &reap) const {
     if (m_ancestor != ::getpid())
         return;
+    std::set<pid_t> killed;
     for (int round = 0; round < MOST_KILLS; ++round) {
         reap(); // or those that have ended would be looked at again and again
-        const auto living = livingChildren(ownChildren());
-        if (living.empty())
-            return;
-        for (const pid_t child : living)
+        bool isAnyLeft = false;
+        for (const pid_t child : ownChildren()) {
+            if (isOwners(child) || (killed.contains(child) && !lives(child)))
+                continue;
             ::kill(child, SIGKILL); // not waited for yet: the number is still its own
+            killed.insert(child);
+            isAnyLeft = true;
+        }
+        if (!isAnyLeft)
+            return;
     }
 }
 
+void Family::killAll() const {
+    const auto all = stopAll();
+    for (const pid_t group : all.groups)
+        ::kill(-group, SIGKILL);
+    for (const auto &member : all.members)
+        signalTo(member, SIGKILL);
+}
+
 void Family::end(const Deadline &deadline) const {
-    const auto signalAll = [this](std::initializer_list<int> signals) {
-        const auto all = stopAll();
-        for (const int signal : signals)
-            for (const auto &member : all)
-                signalTo(member, signal);
-    };
+    const auto all = stopAll();
     // One that is stopped hears the request only when it goes on.
-    signalAll({SIGTERM, SIGCONT});
+    for (const int signal : {SIGTERM, SIGCONT})
+        for (const auto &member : all.members)
+            signalTo(member, signal);
     while (!isOver()) {
         const auto now = std::chrono::steady_clock::now();
         const auto end = deadline();
         if (now >= end + KILLING)
             return;
         if (now >= end) {
-            killAll(deadline);
-            signalAll({SIGKILL});
+            killAll();
+            killChildren(deadline);
         }
         std::this_thread::sleep_for(GLANCE);
     }

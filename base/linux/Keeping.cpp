@@ -2,6 +2,7 @@
 
 #include "base/Family.h"
 #include "base/KeeperWire.h"
+#include "base/OpenFiles.h"
 
 #include <array>
 #include <cerrno>
@@ -47,7 +48,8 @@ Result<Kept> spawnKept(const QString &keeper, const QString &afterwards, const S
 
     auto through = request;
     through.program = keeper;
-    through.arguments = QStringList{afterwards, request.program} + request.arguments;
+    through.arguments =
+        QStringList{QString::number(filesOfChildren()), afterwards, request.program} + request.arguments;
     through.inherited.insert(through.inherited.begin(), theirs.number());
     const auto pid = spawn(through);
     if (!pid)

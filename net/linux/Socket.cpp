@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
@@ -16,6 +17,11 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// How long a peer may be silent before it is asked whether it is there, and when it is given up.
+constexpr int SILENT_SECONDS = 60;
+constexpr int ASKED_EVERY_SECONDS = 15;
+constexpr int GONE_SECONDS = 120;
 
 // An address of either family as the system's calls take it.
 struct Address {
@@ -75,6 +81,17 @@ Descriptor streamSocket(int family) {
     return Descriptor(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
 }
 
+// Those that are accepted have the same options, without a call to the system for each.
+void setOptions(const Descriptor &socket) {
+    setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1); // what is sent is whole; waiting for more only delays it
+    // A peer whose computer is gone says nothing, and must not stay for ever: it is asked.
+    setOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
+    setOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, SILENT_SECONDS);
+    setOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, ASKED_EVERY_SECONDS);
+    setOption(socket, IPPROTO_TCP, TCP_KEEPCNT, (GONE_SECONDS - SILENT_SECONDS) / ASKED_EVERY_SECONDS);
+    setOption(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, 1000 * GONE_SECONDS); // the same while it is sent something
+}
+
 template <class Number>
 SystemResult<qsizetype> counted(Number count) {
     if (count < 0)
@@ -95,6 +112,7 @@ SystemResult<Descriptor> makeListeningSocket(Interface interface) {
     if (!socket.isOpen())
         return std::unexpected(errno);
     setOption(socket, SOL_SOCKET, SO_REUSEADDR, 1); // connections of an earlier run may still be ending
+    setOptions(socket);
     return socket;
 }
 
@@ -110,8 +128,12 @@ SystemResult<Accepted> acceptOne(const Descriptor &listening) {
     Descriptor socket(::accept4(listening.number(), peer.get(), &peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!socket.isOpen())
         return std::unexpected(errno);
-    setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1); // what is sent is whole; waiting for more only delays it
     return Accepted{std::move(socket), hostOf(peer) + u':' + QString::number(portOf(peer))};
+}
+
+void prepareConnection(const Descriptor &socket) {
+    ::fcntl(socket.number(), F_SETFL, ::fcntl(socket.number(), F_GETFL) | O_NONBLOCK);
+    setOptions(socket);
 }
 
 bool isOutOfDescriptors(int error) {

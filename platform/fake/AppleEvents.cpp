@@ -29,4 +29,11 @@ std::int32_t determineAutomation(const QString &id, bool ask) {
     return answer(*locked, id, ask);
 }
 
+std::vector<std::int32_t> determineAutomation(const QStringList &ids) {
+    std::vector<std::int32_t> codes;
+    for (const auto &id : ids)
+        codes.push_back(determineAutomation(id, false));
+    return codes;
+}
+
 } // namespace ombru

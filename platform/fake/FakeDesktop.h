@@ -71,10 +71,17 @@ struct FakeDesktop {
     std::function<void(FakeRecording &)> beforeRecording;
     int recordingsEndedOnMainThread = 0; // which must not wait for that
 
+    // Called before an address is opened, outside the lock, on the asking thread; may wait there.
+    std::function<void()> beforeOpeningURL;
     QStringList openedURLs;
     Result<> openingURL;
     int reopenings = 0;
     Result<> reopening;
+    int loginRegistrations = 0;
+    int loginRepairs = 0;
+    Result<> loginItem;
+    QList<bool> menuBarStarts; // with the panel open, or not
+    Result<> menuBarStart;
 };
 
 // To be kept after the lock is gone: Qt's own copies share their data, and count that in ways which the thread

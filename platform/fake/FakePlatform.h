@@ -7,6 +7,7 @@
 #include "platform/OwnerShell.h"
 #include "platform/PeerProcess.h"
 #include "platform/Screenshot.h"
+#include "platform/StopKey.h"
 #include "platform/SystemLog.h"
 #include "platform/Workspace.h"
 #include "platform/fake/FakeDesktop.h"
@@ -23,6 +24,7 @@ struct FakePlatform {
     QString keeper;    // empty: there is none
     QString inputRelease;
     OwnerShell ownerShell;
+    QString loginItemPath;
     QString hostName = QStringLiteral("desk");
 
     // What is on the screen. Called on a background thread; may wait there.
@@ -56,6 +58,16 @@ struct FakePlatform {
     Check screenCheck{true, QStringLiteral("a screen"), {}};
     Check inputCheck{true, QStringLiteral("a keyboard"), {}};
     Check notificationCheck{true, QStringLiteral("a notification server"), {}};
+
+    struct WantedKey {
+        KeyCombination keys;
+        std::function<void()> press;
+    };
+    std::optional<WantedKey> stopKey; // that is wanted now
+    bool stopKeyWorks = true;
+    Result<> stopKeyUsable;               // any thread: set before it is asked
+    std::function<void()> syntheticInput; // a program presses something; empty while nobody watches
+    std::function<void()> clicks;         // a person clicks; the same
 
     QStringList openedInTerminal; // command files, in the order they were opened
     Result<> terminal;            // what opening one answers

@@ -20,6 +20,15 @@ void setSecret(const QString &key, const std::optional<QString> &value) {
         desktop->secrets.erase(key);
 }
 
+bool hasSecrets() {
+    return !FakePlatform::instance().desktop.lock()->secrets.empty();
+}
+
+bool forgetSecrets() {
+    FakePlatform::instance().desktop.lock()->secrets.clear();
+    return true;
+}
+
 std::optional<QString> secretDirectory() {
     return FakePlatform::instance().desktop.lock()->secretDirectory;
 }

@@ -40,9 +40,17 @@ Result<> openApplicationHidden(const QString &id) {
 }
 
 Result<> openURL(const QString &url) {
+    if (const auto before = FakePlatform::instance().desktop->beforeOpeningURL)
+        before();
     const auto desktop = FakePlatform::instance().desktop.lock();
     desktop->openedURLs.append(url);
     return desktop->openingURL;
+}
+
+Result<> startMenuBarApplication(bool panelOpen) {
+    const auto desktop = FakePlatform::instance().desktop.lock();
+    desktop->menuBarStarts.append(panelOpen);
+    return desktop->menuBarStart;
 }
 
 Result<> reopenAfterExit() {

@@ -13,8 +13,9 @@ using namespace Qt::StringLiterals;
 namespace ombru {
 namespace {
 
-constexpr Clock::Duration ANSWERING = std::chrono::seconds(15);
+constexpr Clock::Duration ANSWERING = std::chrono::seconds(2); // of a display; the portal asks others
 constexpr std::chrono::seconds PORTAL_LIMIT(10);
+constexpr Clock::Duration PORTAL_ANSWERING = std::chrono::seconds(15);
 
 QString displayName() {
     return qEnvironmentVariable("DISPLAY");
@@ -26,7 +27,8 @@ Check noDisplay(const Failure &failure) {
 }
 
 Check noAnswer() {
-    return {false, u"The display %1 does not answer."_s.arg(displayName()), u"Log out of the desktop and in again."_s};
+    return {false, u"The display %1 does not answer."_s.arg(displayName()), u"Log out of the desktop and in again."_s,
+            false};
 }
 
 Check checkPortalScreen() {
@@ -39,8 +41,6 @@ Check checkPortalScreen() {
 }
 
 Check checkScreen() {
-    if (isWaylandSession())
-        return checkPortalScreen();
     const auto display = Display::open();
     if (!display)
         return noDisplay(display.error());
@@ -62,8 +62,6 @@ Check checkPortalInput() {
 }
 
 Check checkInput() {
-    if (isWaylandSession())
-        return checkPortalInput();
     const auto display = Display::open();
     if (!display)
         return noDisplay(display.error());
@@ -73,14 +71,22 @@ Check checkInput() {
     return {true, u"keys and clicks on display %1"_s.arg(displayName()), {}};
 }
 
+Task<Check> checked(Check (*onDisplay)(), Check (*throughPortal)()) {
+    const auto wayland = co_await backgroundWithin(ANSWERING, {}, isWaylandSession);
+    if (!wayland)
+        co_return noAnswer();
+    const auto limit = *wayland ? PORTAL_ANSWERING : ANSWERING;
+    co_return (co_await backgroundWithin(limit, {}, *wayland ? throughPortal : onDisplay)).value_or(noAnswer());
+}
+
 } // namespace
 
 Task<Check> screenCheck() {
-    co_return (co_await backgroundWithin(ANSWERING, {}, checkScreen)).value_or(noAnswer());
+    return checked(checkScreen, checkPortalScreen);
 }
 
 Task<Check> inputCheck() {
-    co_return (co_await backgroundWithin(ANSWERING, {}, checkInput)).value_or(noAnswer());
+    return checked(checkInput, checkPortalInput);
 }
 
 Task<Check> notificationCheck() {

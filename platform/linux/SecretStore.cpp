@@ -22,7 +22,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto LIMIT = std::chrono::minutes(10);        // for an owner who is asked to unlock the store
+constexpr auto LIMIT = std::chrono::hours(24);          // for an owner who is asked to unlock the store, and is away
 constexpr auto FINDING_LIMIT = std::chrono::seconds(5); // for a bus that is asked whether there is one
 constexpr const char *STORE = "org.freedesktop.secrets";
 constexpr const char *SERVICE = "com.ombru.mac";
@@ -48,14 +48,15 @@ std::optional<QString> decoded(QByteArrayView bytes) {
     return decoder.hasError() ? std::nullopt : std::optional(text);
 }
 
-// One conversation with the store about one key, which is broken off when the limit passes. Each asks for the
-// connection anew, so that a bus that was restarted is found again.
+// One conversation with the store about one key, or about all without one, which is broken off when the limit passes.
+// Each asks for the connection anew, so that a bus that was restarted is found again.
 class Conversation {
 public:
     Conversation(const SecretLibrary &library, const QString &key, std::chrono::nanoseconds limit)
         : m_library(library), m_limit(limit), m_account(key.toUtf8()), m_cancellable(library.cancellableNew(), unref()),
           m_bus(library.busGet(G_BUS_TYPE_SESSION, m_cancellable.get(), nullptr), unref()), m_service(nullptr, unref()),
-          m_attributes(library.attributesBuild(&SCHEMA, "service", SERVICE, "account", m_account.constData(), nullptr),
+          m_attributes(library.attributesBuild(&SCHEMA, "service", SERVICE, key.isEmpty() ? nullptr : "account",
+                                               m_account.constData(), nullptr),
                        library.tableUnref) {
         if (!m_bus)
             return;
@@ -198,6 +199,16 @@ void setSecret(const QString &key, const std::optional<QString> &value) {
 bool hasSecret(const QString &key) {
     const auto conversation = talkAbout(key);
     return conversation && conversation->isThere();
+}
+
+bool hasSecrets() {
+    return hasSecret({});
+}
+
+bool forgetSecrets() {
+    if (const auto conversation = storeIsThere() ? talkAbout({}) : std::nullopt)
+        conversation->clear();
+    return !hasSecrets();
 }
 
 std::optional<QString> secretDirectory() {

@@ -57,6 +57,13 @@ Result<> openPrivacySettings(const QString &anchor) {
 
 } // namespace
 
+Result<> startMenuBarApplication(bool panelOpen) {
+    const auto program = QCoreApplication::applicationDirPath() + u"/ombru-menubar"_s;
+    if (const auto shown = windowsCanBeShown(); !shown)
+        return failed(u"The panel cannot be shown (%1)"_s.arg(shown.error().description));
+    return asWorkspace(startDetached(panelOpen ? QStringList{program, u"--panel"_s} : QStringList{program}));
+}
+
 std::optional<QString> applicationName(const QString &id) {
     const auto known = knownApplication(id);
     return known ? std::optional(known->name) : std::nullopt;

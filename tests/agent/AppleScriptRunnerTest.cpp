@@ -316,7 +316,7 @@ TEST_F(AppleScriptRunnerTest, TheSecondRunEndsByTheSameTimeOut) {
 
 TEST_F(AppleScriptRunnerTest, CancelEndsTheSecondRunToo) {
     markersAreErrors("echo $$ > " + m_scratch.path(u"pid"_s).toUtf8() + "; exec sleep 1000");
-    const auto outcome = beginExecute(u"beep"_s, 60);
+    const auto outcome = beginExecute(u"beep"_s, 6000);
     const auto pid = pidIn(m_scratch.path(u"pid"_s));
     m_run->cancel();
     ASSERT_TRUE(test::waitUntil([&] { return outcome->has_value(); }));

@@ -17,14 +17,20 @@ protected:
     Question question(const QString &prompt = u"hello"_s) const {
         return {binary(), prompt, u"be brief"_s, std::nullopt, QString(), home()};
     }
-    Result<Reply> ask(const Question &question) { return await(Claude::ask(question, m_call)); }
-    Failure failed(const Question &question) {
+    using Asked = std::expected<Reply, ToolFailure>;
+    Asked ask(const Question &question) { return await(Claude::ask(question, m_call)); }
+    ToolFailure failed(const Question &question) {
         const auto reply = ask(question);
         EXPECT_FALSE(reply);
-        return reply ? Failure{} : reply.error();
+        return reply ? ToolFailure{} : reply.error();
     }
-    std::shared_ptr<std::optional<Result<Reply>>> begin() {
-        const auto reply = std::make_shared<std::optional<Result<Reply>>>();
+    // The failure's second line, of a tool that is this script.
+    QString causeOf(const QByteArray &body) {
+        tool(body);
+        return failed(question()).cause;
+    }
+    std::shared_ptr<std::optional<Asked>> begin() {
+        const auto reply = std::make_shared<std::optional<Asked>>();
         m_begun.push_back(test::keep(Claude::ask(question(), m_call), reply));
         return reply;
     }
@@ -192,6 +198,50 @@ TEST_F(ClaudeAskTest, AMessageTooLongForTheSystemIsAFailureThatSaysSo) {
         u"the system prompt is 3000 kB long, more than this system passes to a program in one piece; shorten it"_s);
 }
 
+TEST_F(ClaudeAskTest, TheCauseNamesTheSignalThatEndedTheTool) {
+    EXPECT_EQ(causeOf("kill -KILL $$"),
+              binary() + u" was ended by signal 9: something killed it, often for want of memory"_s);
+    EXPECT_EQ(causeOf("echo 'Segmentation fault' >&2; kill -SEGV $$"),
+              binary() + u" was ended by signal 11: it crashed"_s);
+}
+
+TEST_F(ClaudeAskTest, TheCauseSaysThatAReplyWasCutOff) {
+    EXPECT_EQ(causeOf("printf '{\"result\": \"'; head -c 1500000 /dev/zero | tr '\\0' x"),
+              binary() +
+                  u" ended before it had written all; the reply was cut off after 1501 kB. Give the task again."_s);
+    EXPECT_TRUE(causeOf("printf '{\"result\": \"a}'").contains(u"the reply was cut off after 1 kB"_s));
+    const auto killed = causeOf("printf '{\"result\": \"half'; kill -TERM $$");
+    EXPECT_TRUE(killed.contains(u"signal 15: somebody asked it to end; the reply was cut off"_s))
+        << killed.toStdString();
+    EXPECT_EQ(causeOf("echo '{\"is_error\": true, \"result\": \"no credit\"}'"), QString()) << "its own words say it";
+}
+
+TEST_F(ClaudeAskTest, TheCauseSaysThatWhatWasPrintedIsNoReply) {
+    EXPECT_EQ(causeOf("echo; echo 'Welcome to the jungle'"),
+              binary() + u" printed “Welcome to the jungle” instead of a reply, and ended with status 0. Try it in a "
+                         "terminal."_s);
+    EXPECT_TRUE(causeOf("head -c 100000 /dev/urandom").contains(u"instead of a reply"_s));
+    EXPECT_TRUE(causeOf("exit 3").contains(u"printed nothing instead of a reply, and ended with status 3"_s));
+    EXPECT_EQ(causeOf("echo 'error: no network' >&2; exit 1"), QString()) << "its own words say it";
+}
+
+TEST_F(ClaudeAskTest, TheCauseNamesWhatTheToolNeedsAndDoesNotFind) {
+    m_scratch.write(u".local/bin/claude"_s, "#!/no/such/node\n", QFile::ExeOwner);
+    EXPECT_EQ(failed(question()).cause,
+              binary() + u" needs /no/such/node, which is not found. Install that, or claude again."_s);
+    m_scratch.write(u".local/bin/claude"_s, "#!/usr/bin/env -S no-such-node --flag\n", QFile::ExeOwner);
+    EXPECT_EQ(failed(question()).cause,
+              binary() + u" needs no-such-node, which is not found. Install that, or claude again."_s);
+    m_scratch.write(u".local/bin/claude"_s, "#!/bin/sh\n");
+    EXPECT_EQ(failed(question()).cause,
+              binary() + u" may not be executed. `chmod +x "_s + binary() + u"` allows it."_s);
+    m_scratch.write(u".local/bin/claude"_s,
+                    "\x7f"
+                    "ELF half a download",
+                    QFile::ExeOwner);
+    EXPECT_TRUE(failed(question()).cause.contains(u"is no program for this computer"_s));
+}
+
 TEST_F(ClaudeAskTest, ANulInTheMessageBecomesAVisibleSign) {
     tool("printf '%s' \"$2\" > " + m_scratch.path(u"prompt"_s).toUtf8() + "; echo '{\"result\": \"ok\"}'");
     EXPECT_TRUE(ask(question(u"before"_s + QChar(u'\0') + u"after"_s)));
@@ -308,7 +358,9 @@ TEST_F(ClaudeAskTest, TheSmokeTestSaysWhatWentWrong) {
     tool("echo '{}'");
     EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ claude -p failed: {}\n"_s);
     m_scratch.write(u".local/bin/claude"_s, "garbage", QFile::ExeOwner);
-    EXPECT_EQ(await(Claude::smokeTest()).line, u"✗ couldn't start claude: "_s + binary() + u": Exec format error"_s);
+    const auto garbage = await(Claude::smokeTest());
+    EXPECT_EQ(garbage.line, u"✗ couldn't start claude: "_s + binary() + u": Exec format error"_s);
+    EXPECT_TRUE(garbage.cause.contains(u"Install claude again."_s));
 }
 
 TEST_F(ClaudeAskTest, TheSmokeTestSaysThatThereIsNoTool) {

@@ -11,6 +11,17 @@ namespace {
 class ClaudeCheckTest : public test::ClaudeTest {
 protected:
     State check() { return await(Claude::check()); }
+    template <class Kind>
+    void expectTrouble(const State &state, const QString &trouble) {
+        const auto *kind = std::get_if<Kind>(&state);
+        ASSERT_TRUE(kind);
+        EXPECT_TRUE(kind->trouble.contains(trouble)) << kind->trouble.toStdString();
+    }
+    void expectUnusable(const State &state, const QString &trouble) {
+        expectTrouble<Claude::Outdated>(state, trouble);
+        if (const auto *outdated = std::get_if<Claude::Outdated>(&state))
+            EXPECT_EQ(outdated->missing, Claude::requiredFlags);
+    }
     QByteArray runs() const { return test::contents(m_scratch.path(u"runs"_s)); }
     QByteArray noteRun() const { return "echo run >> " + m_scratch.path(u"runs"_s).toUtf8() + "; "; }
     static void setModified(const QString &path, const QDateTime &time) {
@@ -49,14 +60,14 @@ TEST_F(ClaudeCheckTest, AnUnusableAnswerIsUnknown) {
     for (const QByteArray answer :
          {"", "Not logged in", "[true]", "{\"loggedIn\": \"yes\"}", "{}", "{\"loggedIn\": tr"}) {
         toolWithStatus(answer);
-        EXPECT_EQ(check(), State(Claude::Unknown{})) << answer.toStdString();
+        expectTrouble<Claude::Unknown>(check(), u"instead of whether it is signed in"_s);
     }
     tool("case $1 in --help) echo '" + help() + "';; *) head -c 1000000 /dev/urandom;; esac");
-    EXPECT_EQ(check(), State(Claude::Unknown{}));
+    expectTrouble<Claude::Unknown>(check(), u"instead of whether it is signed in"_s);
     tool("case $1 in --help) echo '" + help() + "';; *) exec yes '{';; esac");
-    EXPECT_EQ(check(), State(Claude::Unknown{}));
+    expectTrouble<Claude::Unknown>(check(), u"it printed more than 16 MB and was ended"_s);
     tool("case $1 in --help) echo '" + help() + "';; *) kill -9 $$;; esac");
-    EXPECT_EQ(check(), State(Claude::Unknown{}));
+    expectTrouble<Claude::Unknown>(check(), u"was ended by signal 9: "_s);
 }
 
 TEST_F(ClaudeCheckTest, NoToolIsMissing) {
@@ -68,19 +79,42 @@ TEST_F(ClaudeCheckTest, NoToolIsMissing) {
 
 TEST_F(ClaudeCheckTest, AToolThatLacksAFlagIsOutdatedInExactlyThat) {
     tool("echo '--print --output-format --tools --append-system-prompt --resume'");
-    EXPECT_EQ(check(), State(Claude::Outdated{{u"--allowedTools"_s}}));
+    EXPECT_EQ(check(), State(Claude::Outdated{{u"--allowedTools"_s}, {}}));
 }
 
 TEST_F(ClaudeCheckTest, NoHelpTextMeansThatEveryFlagIsMissing) {
     tool("exit 1");
-    EXPECT_EQ(check(), State(Claude::Outdated{Claude::requiredFlags}));
+    expectUnusable(check(), u"printed nothing instead of its help, and ended with status 1."_s);
     m_scratch.write(u".local/bin/claude"_s,
                     "\x7f"
                     "ELF garbage",
                     QFile::ExeOwner);
-    EXPECT_EQ(check(), State(Claude::Outdated{Claude::requiredFlags}));
+    expectUnusable(check(), u"is no program for this computer"_s);
     m_scratch.write(u".local/bin/claude"_s, "#!/no/such/interpreter\n", QFile::ExeOwner);
-    EXPECT_EQ(check(), State(Claude::Outdated{Claude::requiredFlags}));
+    expectUnusable(check(), u"needs /no/such/interpreter, which is not found."_s);
+}
+
+TEST_F(ClaudeCheckTest, AToolThatDoesNotWorkIsNotCalledTooOld) {
+    tool("echo 'It is a lovely day'");
+    expectUnusable(check(), u"printed “It is a lovely day” instead of its help"_s);
+    tool("kill -SEGV $$");
+    expectUnusable(check(), u"was ended by signal 11: it crashed"_s);
+    m_scratch.write(u".local/bin/claude"_s, "#!/usr/bin/env no-such-node\n", QFile::ExeOwner);
+    expectUnusable(check(), u"needs no-such-node, which is not found."_s);
+    tool("echo '--print --output-format --tools --append-system-prompt --resume'");
+    EXPECT_EQ(check(), State(Claude::Outdated{{u"--allowedTools"_s}, {}}));
+}
+
+TEST_F(ClaudeCheckTest, AToolThatMayNotBeExecutedOrLeadsNowhereIsMissingAndNamed) {
+    FakePlatform::instance().ownerShell = {};
+    if (systemWide())
+        return;
+    m_scratch.write(u".local/bin/claude"_s, "#!/bin/sh\n");
+    EXPECT_EQ(check(),
+              State(Claude::Missing{binary() + u" may not be executed. `chmod +x "_s + binary() + u"` allows it."_s}));
+    QFile::remove(binary());
+    QFile::link(u"/no/such/place"_s, binary());
+    expectTrouble<Claude::Missing>(check(), u" leads to /no/such/place, which is not there."_s);
 }
 
 TEST_F(ClaudeCheckTest, TheFlagsAreLookedUpAgainOnlyWhenTheFileChanges) {
@@ -157,7 +191,7 @@ TEST_F(ClaudeCheckTest, AHungToolIsEndedAfterTenSecondsWithAllItStarted) {
     test::settle();
     clock.advance(2s);
     ASSERT_TRUE(test::waitUntil([&] { return state->has_value(); }));
-    EXPECT_EQ(**state, State(Claude::Outdated{Claude::requiredFlags}));
+    expectUnusable(**state, u"hangs: no answer within 10 s."_s);
     EXPECT_TRUE(test::waitUntil([&] { return !test::isAlive(pid) && !test::isAlive(child); }));
 }
 
@@ -170,7 +204,7 @@ TEST_F(ClaudeCheckTest, AHungSignInCheckIsUnknown) {
     const auto pid = test::pidIn(m_scratch.path(u"pid"_s));
     clock.advance(10s);
     ASSERT_TRUE(test::waitUntil([&] { return state->has_value(); }));
-    EXPECT_EQ(**state, State(Claude::Unknown{}));
+    expectTrouble<Claude::Unknown>(**state, u"hangs: no answer within 10 s."_s);
     EXPECT_FALSE(test::isAlive(pid));
 }
 

@@ -85,6 +85,18 @@ TEST_F(ClaudeFindTest, ZshFindsWhatItsInteractiveStartFilesAddToThePath) {
     EXPECT_EQ(await(Claude::shellLookup()), hidden);
 }
 
+TEST_F(ClaudeFindTest, AToolThatTheShellFoundRunsWithTheShellsPath) {
+    QDir().mkpath(home() + u"/own tools"_s);
+    m_scratch.script(u"own tools/own-node"_s, "echo \"by own-node: $2\"");
+    m_scratch.write(u"own tools/claude"_s, "#!/usr/bin/env own-node\n", QFile::ExeOwner);
+    m_scratch.write(u".profile"_s, "echo welcome; PATH=\"$HOME/own tools:$PATH\"\n");
+    const auto found = await(Claude::shellLookup());
+    ASSERT_EQ(found, home() + u"/own tools/claude"_s);
+    EXPECT_EQ(await(Claude::runQuick(*found, {u"hello"_s})), u"by own-node: hello\n"_s);
+    EXPECT_TRUE(Claude::toolEnvironment(binary()).at("PATH").startsWith(home().toUtf8() + "/.local/bin:/opt"))
+        << "one in a usual place has the usual one";
+}
+
 TEST_F(ClaudeFindTest, WhatIsNoExecutableFileIsNotTaken) {
     shell("echo 'claude: aliased to npx claude'");
     EXPECT_EQ(await(Claude::shellLookup()), std::nullopt);

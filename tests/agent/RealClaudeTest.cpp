@@ -72,7 +72,7 @@ protected:
                 u"be brief"_s, session,
                 QString(),     m_scratch.directory()};
     }
-    Result<Claude::Reply> ask(const QString &prompt, const std::optional<QString> &session = {}) {
+    std::expected<Claude::Reply, ToolFailure> ask(const QString &prompt, const std::optional<QString> &session = {}) {
         return await(Claude::ask(question(prompt, session), m_call));
     }
 
@@ -129,6 +129,20 @@ TEST_F(RealClaudeTest, LooksAtTheScreenshotAndGoesOnWithTheConversation) {
     EXPECT_GT(resumed.userMessages(), asked.userMessages());
 }
 
+TEST_F(RealClaudeTest, KeepsItsConversationsWhereAnUninstallLooksForThem) {
+    signIn();
+    m_model = [](const ModelRequest &) { return say(u"done"_s); };
+    const auto work = m_scratch.path(u"some data/Größe.v1_ombru"_s);
+    ASSERT_TRUE(QDir().mkpath(work));
+    EXPECT_FALSE(QFileInfo::exists(Claude::conversationsPath(work)));
+    auto asked = question(u"USER TASK: look"_s);
+    asked.workDir = work;
+    const auto reply = await(Claude::ask(asked, m_call));
+    ASSERT_TRUE(reply) << reply.error().description.toStdString();
+    const QDir kept(Claude::conversationsPath(work));
+    EXPECT_TRUE(kept.exists(*reply->sessionID + u".jsonl"_s)) << kept.path().toStdString();
+}
+
 TEST_F(RealClaudeTest, PassesOnThatTheServiceRefuses) {
     signIn();
     m_model = [](const ModelRequest &) {
@@ -153,7 +167,7 @@ TEST_F(RealClaudeTest, RefusesAConversationItDoesNotKnow) {
 TEST_F(RealClaudeTest, EndsAtOnceWhenCancelledWhileTheConnectionDrops) {
     signIn();
     m_model = [](const ModelRequest &) { return ModelAnswer{Kind::Drop, u"and then"_s, 200, {}}; };
-    const auto reply = std::make_shared<std::optional<Result<Claude::Reply>>>();
+    const auto reply = std::make_shared<std::optional<std::expected<Claude::Reply, ToolFailure>>>();
     const auto asking = keep(Claude::ask(question(u"USER TASK: look"_s), m_call), reply);
     ASSERT_TRUE(waitUntil([&] { return m_service.requests().size() >= 2; })) << "it did not try again";
     ASSERT_FALSE(reply->has_value());

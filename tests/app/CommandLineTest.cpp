@@ -31,6 +31,51 @@ TEST(CommandLine, OptionsOfRunAreKeptAsTyped) {
     EXPECT_FALSE(plain.model || plain.maxSteps || plain.json);
 }
 
+TEST(CommandLine, ATaskGoesOnWithAConversationOrBeginsOne) {
+    using enum RunOptions::Conversation;
+    EXPECT_EQ(read<RunOptions>({u"run"_s, u"go"_s}).conversation, usual);
+    EXPECT_EQ(read<RunOptions>({u"run"_s, u"--continue"_s, u"go"_s}).conversation, last);
+    EXPECT_EQ(read<RunOptions>({u"run"_s, u"--fresh"_s, u"go"_s}).conversation, fresh);
+    EXPECT_EQ(read<Farewell>({u"run"_s, u"--fresh"_s, u"--continue"_s, u"go"_s}).status, 2);
+}
+
+TEST(CommandLine, OnlyWhoeverIsNoProgramCanBeAskedAboutScripts) {
+    EXPECT_TRUE(read<RunOptions>({u"run"_s, u"--confirm"_s, u"go"_s}).confirm);
+    EXPECT_EQ(read<Farewell>({u"run"_s, u"--confirm"_s, u"--json"_s, u"go"_s}).status, 2);
+    EXPECT_EQ(read<Farewell>({u"run"_s, u"--confirm"_s, u"--detach"_s, u"go"_s}).status, 2);
+}
+
+TEST(CommandLine, AProgramHearsOfWrongWordsInItsOwnWay) {
+    EXPECT_TRUE(read<Farewell>({u"run"_s, u"--json"_s}).output.startsWith(u"{\"reason\":\"usage\""_s));
+    EXPECT_EQ(read<Farewell>({u"run"_s}).output, QString());
+    EXPECT_EQ(read<Farewell>({u"run"_s, u"--wings"_s, u"--"_s, u"--json"_s}).output, QString());
+}
+
+TEST(CommandLine, ADashIsATask) {
+    EXPECT_EQ(read<RunOptions>({u"run"_s, u"-"_s}).task, u"-"_s);
+}
+
+TEST(CommandLine, HelpIsACommandToo) {
+    EXPECT_EQ(read<Farewell>({u"help"_s}).output, read<Farewell>({u"--help"_s}).output);
+    EXPECT_EQ(read<Farewell>({u"help"_s, u"run"_s}).output, read<Farewell>({u"run"_s, u"--help"_s}).output);
+    EXPECT_TRUE(read<Farewell>({u"help"_s, u"consent"_s, u"allow"_s}).output.contains(u"APP"_s));
+    const auto unknown = read<Farewell>({u"help"_s, u"rnu"_s});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_TRUE(unknown.error.contains(u"\"rnu\""_s)) << unknown.error.toStdString();
+}
+
+TEST(CommandLine, TheHelpOfTheSettingsListsThem) {
+    const auto help = read<Farewell>({u"settings"_s, u"--help"_s}).output;
+    EXPECT_TRUE(help.contains(u"maxSteps"_s) && help.contains(u"most turns the agent may take"_s))
+        << help.toStdString();
+}
+
+TEST(CommandLine, AResetNamesOneSetting) {
+    EXPECT_TRUE(read<SettingsOptions>({u"settings"_s, u"--reset"_s, u"maxSteps"_s}).reset);
+    EXPECT_EQ(read<Farewell>({u"settings"_s, u"--reset"_s}).status, 2);
+    EXPECT_EQ(read<Farewell>({u"settings"_s, u"--reset"_s, u"maxSteps"_s, u"3"_s}).status, 2);
+}
+
 TEST(CommandLine, ATaskThatLooksLikeAnOptionFollowsTwoDashes) {
     EXPECT_EQ(read<RunOptions>({u"run"_s, u"--"_s, u"--json is what?"_s}).task, u"--json is what?"_s);
 }
@@ -90,15 +135,18 @@ TEST(CommandLine, WhatTheApplicationIsAskedFor) {
     EXPECT_TRUE(read<ShareAudioOptions>({u"share-audio"_s, u"on"_s}).on);
     EXPECT_FALSE(read<ShareAudioOptions>({u"share-audio"_s, u"off"_s}).on);
     EXPECT_EQ(read<Farewell>({u"share-audio"_s, u"loud"_s}).status, 2);
+    EXPECT_FALSE(read<UninstallOptions>({u"uninstall"_s}).purgeData);
+    EXPECT_TRUE(read<UninstallOptions>({u"uninstall"_s, u"--purge-data"_s}).purgeData);
     EXPECT_TRUE(read<LogOptions>({u"log"_s, u"-f"_s}).follow);
     EXPECT_TRUE(read<LogOptions>({u"log"_s, u"--json"_s}).json);
+    EXPECT_FALSE(read<PanelOptions>({u"panel"_s}).again);
 }
 
 TEST(CommandLine, AMistypedCommandIsNamedWithThoseThereAre) {
     const std::pair<QStringList, QString> cases[] = {
         {{u"statsu"_s},
          u"\"statsu\" is no command of ombru. ombru takes one of: run, test-claude, doctor, status, settings, "
-         u"sign-in, sign-out, stop, new-session, share-audio, log, consent\n"_s},
+         u"sign-in, sign-out, stop, new-session, share-audio, panel, log, consent, uninstall, help\n"_s},
         {{u"consent"_s, u"alow"_s, u"TextEdit"_s},
          u"\"alow\" is no command of ombru consent. ombru consent takes one of: list, allow, deny, forget\n"_s},
         {{u"consent"_s}, u"ombru consent takes one of: list, allow, deny, forget\n"_s},

@@ -277,6 +277,14 @@ TEST_F(ConsentCommandTest, ListsForPrograms) {
     EXPECT_EQ(consent({u"list"_s, u"--json"_s, u"--for"_s, u"/opt/x"_s}).out, QString());
 }
 
+TEST_F(ConsentCommandTest, WhatCannotBeSeenInANameIsShownToProgramsToo) {
+    scratch.write(u"applications/sly.desktop"_s,
+                  "[Desktop Entry]\nType=Application\nExec=true\nName=Mail\xE2\x80\x8B\n");
+    allow(scratch.directory(), {u"sly"_s}, ownConsentClient());
+    const auto object = QJsonDocument::fromJson(consent({u"list"_s, u"--json"_s}).out.toUtf8()).object();
+    EXPECT_EQ(object[u"name"_s], u"Mail«U+200B»"_s);
+}
+
 TEST_F(ConsentCommandTest, ARecordThatCannotBeUsedIsNamed) {
     QDir().mkpath(scratch.path(u"ombru"_s));
     scratch.write(u"ombru/consent.db"_s, QByteArray(5000, 'x'));

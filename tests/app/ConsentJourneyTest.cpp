@@ -110,14 +110,6 @@ protected:
 
     // --- a task
 
-    QStringList lines(const Finished &finished) const {
-        QStringList all;
-        for (const auto &line : finished.out.split(u'\n', Qt::SkipEmptyParts)) {
-            const auto event = QJsonDocument::fromJson(line.toUtf8()).object();
-            all += event[u"kind"_s].toString() + u' ' + event[u"text"_s].toString();
-        }
-        return all;
-    }
     // The messages that the agent was sent, in order.
     QStringList messages() const {
         const QDir conversations(m_scratch.path(u".local/state/ombru-rehearsed-agent"_s));
@@ -131,10 +123,9 @@ protected:
     }
     void expectRefused(const Finished &finished, const QString &advice) {
         EXPECT_EQ(finished.status, 0) << "the agent's own answer ends it: " << finished.out.toStdString();
-        const auto told = lines(finished);
-        EXPECT_TRUE(told.contains(u"bad ✗ TextEdit hasn't been allowed yet — %1, then try again."_s.arg(advice)))
+        EXPECT_TRUE(finished.out.contains(u"✗ TextEdit hasn't been allowed yet — %1, then try again."_s.arg(advice)))
             << finished.out.toStdString();
-        EXPECT_TRUE(told.contains(u"good ✓ It is not in the note."_s)) << finished.out.toStdString();
+        EXPECT_TRUE(finished.out.contains(u"✓ It is not in the note."_s)) << finished.out.toStdString();
         const auto feedback =
             u"Result of your last AppleScript (failure):\nNot run: macOS hasn't allowed ombru to control TextEdit yet. "
             "Tell the user TextEdit needs to be allowed (%1). If the task can be done without scripting TextEdit "
@@ -186,7 +177,7 @@ TEST_F(ConsentJourney, WhatIsUndecidedIsRefusedInTheLoopAndEverybodyHears) {
     NotificationServerStandIn notifications(bus.address());
     m_environment["DBUS_SESSION_BUS_ADDRESS"] = bus.address();
     m_scratch.write(u"note.txt"_s, "");
-    expectRefused(run({u"--json"_s, TASK}), CLICK_ALLOW);
+    expectRefused(run({TASK}), CLICK_ALLOW);
     const auto told = notifications.titles.indexOf(u"TextEdit isn't allowed yet"_s);
     ASSERT_GE(told, 0) << notifications.titles.join(u'\n').toStdString();
     EXPECT_EQ(notifications.bodies.value(told), u"Allow it from the ombru menu bar, then try again."_s);
@@ -196,7 +187,7 @@ TEST_F(ConsentJourney, WhatIsUndecidedIsRefusedInTheLoopAndEverybodyHears) {
 
 TEST_F(ConsentJourney, OnceTheOwnerHasPressedAllowTheSameTaskIsDone) {
     m_scratch.write(u"note.txt"_s, "");
-    expectRefused(run({u"--json"_s, TASK}), CLICK_ALLOW);
+    expectRefused(run({TASK}), CLICK_ALLOW);
     EXPECT_EQ(askFor(editor(), clickAllow), 0);
     EXPECT_EQ(decision(ownConsentClient()), true);
     expectWritten();
@@ -206,7 +197,7 @@ TEST_F(ConsentJourney, WhatTheOwnerRefusedStaysRefusedAndTheSettingsAreNamed) {
     m_scratch.write(u"note.txt"_s, "");
     EXPECT_EQ(askFor(u"com.apple.TextEdit"_s, [] { press("Escape"); }), 1);
     EXPECT_EQ(decision(ownConsentClient()), false);
-    expectRefused(run({u"--json"_s, TASK}), TURN_ON);
+    expectRefused(run({TASK}), TURN_ON);
     EXPECT_FALSE(isAsked());
     EXPECT_EQ(decision(ownConsentClient()), false);
 }

@@ -152,6 +152,9 @@ TEST_F(DoorAttack, AScriptDecidesNothingAndHandsNothingOver) {
     const auto caller = asks(verb(u"call-access"_s));
     EXPECT_EQ(caller->end(), 1);
     EXPECT_EQ(caller->all(u"error"_s), QStringList(u"A script cannot place a call."_s));
+    const auto panel = asks(verb(u"panel"_s));
+    EXPECT_EQ(panel->end(), 1);
+    EXPECT_EQ(panel->all(u"error"_s), QStringList(u"A script cannot open the panel."_s));
     EXPECT_EQ(asks(verb(u"status"_s))->end(), 0) << "to ask is no decision";
 }
 

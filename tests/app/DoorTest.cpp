@@ -25,7 +25,7 @@ TEST_F(DoorTest, ATasksEventsArriveAsRunPrintsThem) {
     EXPECT_EQ(client->all(u"text"_s).first(), u"you ❯ six times seven"_s);
     EXPECT_GT(client->lines.value(1)[u"ts"_s].toDouble() + client->lines.value(0)[u"ts"_s].toDouble(), 1.7e9);
     EXPECT_EQ(client->report(),
-              (QJsonObject{{u"outcome"_s, u"answered"_s}, {u"scriptRefused"_s, false}, {u"blocked"_s, QJsonArray()}}));
+              (QJsonObject{{u"outcome"_s, u"done"_s}, {u"scriptRefused"_s, false}, {u"blocked"_s, QJsonArray()}}));
     EXPECT_TRUE(client->all(u"progress"_s).contains(u"Figuring out what to do…"_s))
         << client->all(u"progress"_s).join(u'\n').toStdString();
 }
@@ -40,6 +40,17 @@ TEST_F(DoorTest, EveryTaskContinuesTheConversationUntilANewOneIsAskedFor) {
     EXPECT_EQ(fresh->all(u"line"_s), QStringList{u"The next task begins a new conversation."_s});
     EXPECT_EQ(asks(run(u"three"_s))->end(), 0);
     EXPECT_FALSE(claude.arguments(3).contains(u"--resume"_s));
+}
+
+TEST_F(DoorTest, ATaskMayAskForANewConversation) {
+    reply({u"DONE: a"_s, u"DONE: b"_s});
+    EXPECT_EQ(asks(run(u"one"_s))->end(), 0);
+    auto fresh = run(u"two"_s);
+    fresh[u"conversation"_s] = u"fresh"_s;
+    EXPECT_EQ(asks(fresh)->end(), 0);
+    EXPECT_FALSE(claude.arguments(2).contains(u"--resume"_s));
+    fresh[u"conversation"_s] = u"stale"_s;
+    EXPECT_EQ(asks(fresh)->end(), 2);
 }
 
 TEST_F(DoorTest, LimitsCountForOneTask) {
@@ -206,6 +217,38 @@ TEST_F(DoorTest, WithoutACallNoSoundCanBeShared) {
     EXPECT_EQ(asks({{u"do"_s, u"share-audio"_s}, {u"on"_s, false}})->end(), 0);
 }
 
+TEST_F(DoorTest, WithoutAPanelThatIsSaid) {
+    const auto client = asks(verb(u"panel"_s));
+    EXPECT_EQ(client->end(), 1);
+    EXPECT_TRUE(client->all(u"error"_s).join(u' ').contains(u"without a panel"_s));
+}
+
+TEST_F(DoorTest, ThePanelIsOpenedAndASecondStartIsToldApart) {
+    struct Windows final : Shell {
+        bool openPanel() override { return note(u"panel"_s); }
+        bool startedAgain() override { return note(u"again"_s); }
+        bool note(const QString &what) {
+            asked += what;
+            return !isEnding;
+        }
+        QStringList asked;
+        bool isEnding = false;
+    } windows;
+    ControlDoor other(*state, &windows);
+    EXPECT_TRUE(other.open(home.filePath(u"other"_s)));
+    for (const bool again : {false, true}) {
+        Client client(home.filePath(u"other"_s));
+        client.ask({{u"do"_s, u"panel"_s}, {u"again"_s, again}});
+        EXPECT_EQ(client.end(), 0);
+    }
+    EXPECT_EQ(windows.asked, (QStringList{u"panel"_s, u"again"_s}));
+    windows.isEnding = true;
+    Client late(home.filePath(u"other"_s));
+    late.ask(verb(u"panel"_s));
+    EXPECT_EQ(late.end(), 1);
+    test::await(other.end());
+}
+
 TEST_F(DoorTest, TheToolIsTestedThere) {
     claude.playAlways("echo '{\"result\": \"ombru test ok\"}'");
     const auto client = asks(verb(u"test-claude"_s));
@@ -243,6 +286,60 @@ TEST_F(DoorTest, ASignInIsCancelledByWhoeverBeganIt) {
     client->ask(verb(u"cancel"_s));
     EXPECT_EQ(client->end(), 130);
     EXPECT_EQ(auth(), u"out"_s);
+}
+
+TEST_F(DoorTest, OneWhoStopsASignInBeforeItsCodeHasComeGetsNoPage) {
+    start.manner = test::AccountReply::Manner::silence;
+    const auto client = asks(verb(u"sign-in"_s));
+    ASSERT_TRUE(requested("/api/device/start", 1));
+    client->ask(verb(u"cancel"_s));
+    EXPECT_EQ(client->end(), 130);
+    EXPECT_TRUE(waitUntil([this] { return !state->signingIn->running; })) << "nothing waits for the service";
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_TRUE(FakePlatform::instance().desktop->openedURLs.isEmpty());
+}
+
+TEST_F(DoorTest, ACancelledSignInIsNotJoined) {
+    ManualClock clock; // its last poll does not come
+    const auto first = asks(verb(u"sign-in"_s));
+    EXPECT_TRUE(waitUntil([&] { return !first->all(u"line"_s).isEmpty(); }));
+    first->ask(verb(u"cancel"_s));
+    EXPECT_EQ(first->end(), 130);
+    start = json(R"({"device_code": "dev", "user_code": "EF-GH", "verify_url": "https://host/verify"})");
+    const auto second = asks(verb(u"sign-in"_s));
+    EXPECT_TRUE(waitUntil([&] {
+        return second->all(u"line"_s) == QStringList{u"Open https://host/verify and approve the code EF-GH"_s};
+    })) << second->all(u"line"_s).join(u'\n').toStdString();
+}
+
+TEST_F(DoorTest, ACodeThatAnEarlierSignInLeftIsNotShown) {
+    start =
+        json(R"({"device_code": "dev", "user_code": "AB-CD", "verify_url": "https://host/verify", "interval": 0.01})");
+    polls = {json(R"({"status": "ok", "token": "new"})")};
+    config = json("no json"); // so that the code stays
+    const auto first = asks(verb(u"sign-in"_s));
+    EXPECT_EQ(first->end(), 0);
+    EXPECT_EQ(auth(), u"pairing AB-CD https://host/verify"_s);
+    start = json(R"({"device_code": "dev", "user_code": "EF-GH", "verify_url": "https://host/verify"})");
+    polls = {json("{}")};
+    const auto second = asks(verb(u"sign-in"_s));
+    EXPECT_TRUE(waitUntil([&] { return !second->all(u"line"_s).isEmpty(); }));
+    EXPECT_EQ(second->all(u"line"_s), QStringList{u"Open https://host/verify and approve the code EF-GH"_s});
+}
+
+TEST_F(DoorTest, OneWhoJoinsASignInDoesNotChangeItsService) {
+    const auto client = asks(verb(u"sign-in"_s));
+    ASSERT_TRUE(becomes(u"pairing AB-CD https://host/verify"_s));
+    const auto elsewhere = asks({{u"do"_s, u"sign-in"_s}, {u"server"_s, u"https://other.example"_s}});
+    EXPECT_EQ(elsewhere->end(), 1);
+    EXPECT_EQ(elsewhere->all(u"error"_s),
+              QStringList{u"A sign-in to %1 is under way: wait for its end, or cancel it where it was begun."_s.arg(
+                  service.base())});
+    EXPECT_EQ(state->settings.serverURL(), service.base());
+    EXPECT_EQ(auth(), u"pairing AB-CD https://host/verify"_s) << "it goes on";
+    const auto same = asks({{u"do"_s, u"sign-in"_s}, {u"server"_s, service.base()}});
+    EXPECT_TRUE(waitUntil([&] { return !same->all(u"line"_s).isEmpty(); })) << "it is joined";
+    EXPECT_EQ(requestsFor("/api/device/start"), 1U);
 }
 
 TEST_F(DoorTest, ASignInThatFailsSaysWhy) {

@@ -56,7 +56,7 @@ protected:
         return lines;
     }
 
-    qint64 m_hanging = -1;
+    qint64 m_hanging = NO_PROCESS;
 };
 
 } // namespace
@@ -96,8 +96,8 @@ TEST_F(ResidentCommands, StatusAndTestLookTheSameToo) {
 }
 
 TEST_F(ResidentCommands, WithoutTheApplicationSomeHaveNothingToDo) {
-    for (const auto &arguments : {QStringList{u"stop"_s}, QStringList{u"new-session"_s}, QStringList{u"log"_s},
-                                  QStringList{u"share-audio"_s, u"on"_s}}) {
+    for (const auto &arguments :
+         {QStringList{u"stop"_s}, QStringList{u"log"_s}, QStringList{u"share-audio"_s, u"on"_s}}) {
         const auto ended = ombru(arguments);
         EXPECT_EQ(ended.status, 1);
         EXPECT_EQ(ended.out, u"The application is not running: `ombru --headless` starts it.\n"_s);
@@ -123,6 +123,22 @@ TEST_F(ResidentCommands, AKilledApplicationIsStartedAgain) {
     EXPECT_EQ(ombru({u"log"_s}).status, 1);
     begin();
     EXPECT_TRUE(ombru({u"status"_s}).out.contains(u"✓ application       running"_s));
+}
+
+TEST_F(ResidentCommands, WhileATaskOfTheWebPageRunsACommandsTaskIsRefused) {
+    signInBefore();
+    hang();
+    begin();
+    ASSERT_TRUE(connected());
+    m_service.newest().sendText(R"({"type": "task", "text": "wait"})");
+    const auto claude = claudePid();
+    const auto refused = ombru({u"run"_s, u"another"_s});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(plain(refused.out).mid(0, 1), QStringList{u"you ❯ another"_s});
+    EXPECT_TRUE(refused.out.contains(u"✗ Another task is running on this desktop."_s)) << refused.out.toStdString();
+    EXPECT_TRUE(isAlive(claude)) << "it goes on";
+    EXPECT_EQ(ombru({u"stop"_s}).status, 0);
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(claude); }));
 }
 
 TEST_F(ResidentCommands, CtrlCStopsTheTaskAndNotTheApplication) {
@@ -216,6 +232,15 @@ TEST_F(ResidentCommands, ASignInWithoutTheApplicationStartsNothingElse) {
     EXPECT_FALSE(QFileInfo::exists(token()));
 }
 
+TEST_F(ResidentCommands, ASignInWithoutTheApplicationSaysEachThingOnce) {
+    m_poll = R"({"status": "expired"})";
+    m_environment["XDG_DATA_DIRS"] = m_scratch.directory().toUtf8(); // no browser
+    const auto ended = ombru({u"sign-in"_s});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out.count(u"Sign-in code expired — try again."_s), 1) << ended.out.toStdString();
+    EXPECT_EQ(ended.out.count(u"https://host/verify"_s), 1) << ended.out.toStdString();
+}
+
 TEST_F(ResidentCommands, WhatCanBeReadOnTheWayIsSaidFirst) {
     const auto process = shell(u"echo $$ >pid; exec \"$OMBRU\" sign-in --server http://ombru.invalid"_s);
     const auto signIn = end(process);
@@ -259,6 +284,18 @@ TEST_F(ResidentCommands, AnotherUserCannotComeInEvenWhereTheFilesAreOpen) {
     EXPECT_TRUE(stranger.out.contains(u"This application is another user's."_s)) << stranger.out.toStdString();
 }
 
+TEST_F(ResidentCommands, AnApplicationThatDoesNotAnswerIsNamed) {
+    begin();
+    kill(SIGSTOP);
+    const auto asking = shell(u"echo $$ >pid; exec \"$OMBRU\" stop"_s);
+    QByteArray errors;
+    EXPECT_TRUE(waitUntil([&] { return errors.append(asking->takeErrors()).contains("`kill -KILL "); }));
+    EXPECT_EQ(::kill(client(), SIGINT), 0);
+    EXPECT_EQ(end(asking).status, 130);
+    kill(SIGCONT);
+    EXPECT_EQ(ombru({u"log"_s}).status, 0) << "it goes on as before: " << errors.toStdString();
+}
+
 TEST_F(ResidentCommands, AScriptSignsNobodyInOrOut) {
     signInBefore();
     begin();
@@ -266,8 +303,9 @@ TEST_F(ResidentCommands, AScriptSignsNobodyInOrOut) {
     const auto below = [&](const QString &line) {
         return end(shell(u"./osascript -c '\"$OMBRU\" %1; echo $?; true'"_s.arg(line)));
     };
-    for (const auto &line : {u"sign-in --server http://elsewhere"_s, u"sign-out"_s,
-                             u"settings serverURL http://elsewhere"_s, u"settings agentURL ws://elsewhere"_s}) {
+    for (const auto &line :
+         {u"sign-in --server http://elsewhere"_s, u"sign-out"_s, u"settings serverURL http://elsewhere"_s,
+          u"settings agentURL ws://elsewhere"_s, u"settings certificateAuthority /tmp/other.pem"_s}) {
         const auto refused = below(line);
         EXPECT_TRUE(refused.out.contains(u"A script cannot change which service this computer belongs to"_s))
             << line.toStdString() << refused.out.toStdString();
@@ -279,6 +317,7 @@ TEST_F(ResidentCommands, AScriptSignsNobodyInOrOut) {
             << line.toStdString() << refused.out.toStdString();
         EXPECT_TRUE(refused.out.contains(u"1\n"_s));
     }
+    EXPECT_TRUE(below(u"settings --reset stopKey"_s).out.contains(u"A script cannot change the keys that stop it"_s));
     EXPECT_EQ(contents(token()), "tok");
     EXPECT_TRUE(below(u"settings serverURL"_s).out.contains(m_service.base())) << "to read is no change";
     EXPECT_TRUE(below(u"settings maxSteps 3"_s).out.contains(u"0\n"_s));

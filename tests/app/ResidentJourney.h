@@ -65,6 +65,12 @@ protected:
                             "echo \"$*\" >\"$d/question.$n\"\n" +
                             shell + "\n");
     }
+    // Of a task that the web page hands over, once the application is connected.
+    qint64 claudeOfATask() {
+        EXPECT_TRUE(connected());
+        m_service.newest().sendText(R"({"type": "task", "text": "wait"})");
+        return claudePid();
+    }
     qint64 claudePid() const { return pidIn(m_scratch.path(QStringLiteral("claude.pid"))); }
 
     std::shared_ptr<Process> startApplication() {

@@ -9,6 +9,13 @@ namespace {
 
 class Resident : public ResidentJourney {
 protected:
+    // One of the web page that never ends; the number of its claude.
+    qint64 beginTask() {
+        signInBefore();
+        hang();
+        m_application = startApplication();
+        return claudeOfATask();
+    }
     QByteArrayList texts() {
         QByteArrayList texts;
         for (const auto &frame : m_service.newest().frames)
@@ -34,17 +41,27 @@ TEST_F(Resident, WhoSignedInBeforeIsConnectedAndTakesTasksOfThePage) {
 }
 
 TEST_F(Resident, ARequestToEndSaysGoodbyeAndEndsWhatItStarted) {
-    signInBefore();
-    hang();
-    m_application = startApplication();
-    ASSERT_TRUE(connected());
-    m_service.newest().sendText(R"({"type": "task", "text": "wait"})");
-    const auto claude = claudePid();
+    const auto claude = beginTask();
     kill(SIGTERM);
     EXPECT_EQ(end(m_application).status, 0);
     EXPECT_TRUE(waitUntil([&] { return m_service.newest().frames.back() == GOING_AWAY; }));
     EXPECT_TRUE(waitUntil([&] { return !isAlive(claude); }));
     EXPECT_TRUE(waitUntil([this] { return marked().isEmpty(); })) << markedPrograms().join(u' ').toStdString();
+}
+
+TEST_F(Resident, OneThatIsKilledTakesItsTaskAlongAndTheNextOneTakesTasksAgain) {
+    const auto claude = beginTask();
+    kill(SIGKILL);
+    EXPECT_EQ(end(m_application).status, SIGKILL);
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(claude); }));
+    EXPECT_TRUE(waitUntil([this] { return marked().isEmpty(); })) << markedPrograms().join(u' ').toStdString();
+    reply({u"of the first"_s, u"DONE: 42"_s});
+    m_application = startApplication();
+    ASSERT_TRUE(waitUntil([this] { return m_service.channels.size() == 2 && m_service.frameCount() >= 2; }));
+    m_service.newest().sendText(R"({"type": "task", "text": "six times seven"})");
+    EXPECT_TRUE(waitUntil([this] { return texts().join().contains("✓ 42"); })) << texts().join('\n').toStdString();
+    kill(SIGTERM);
+    EXPECT_EQ(end(m_application).status, 0);
 }
 
 TEST_F(Resident, WithoutASignInItStaysAndAsksNobody) {

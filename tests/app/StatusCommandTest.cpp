@@ -5,6 +5,7 @@
 #include "app/cli/Errand.h"
 #include "tests/controller/LoopFixture.h"
 #include "tests/support/Processes.h"
+#include "tests/support/Variable.h"
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -25,6 +26,7 @@ protected:
         claude.playAlways("case $1 in --help) echo '" + Claude::requiredFlags.join(u' ').toUtf8() +
                           "';; auth) echo '{\"loggedIn\":true,\"email\":\"ann@example.org\"}';; esac");
         osascript.playAlways("printf 42");
+        FakePlatform::instance().runtimeDirectory = home.path();
         add(u"com.apple.systemevents"_s, {u"System Events"_s});
         add(u"com.apple.finder"_s, {u"Files"_s});
     }
@@ -80,8 +82,8 @@ TEST_F(StatusTest, WhatIsMissingComesWithWhatToDo) {
     EXPECT_TRUE(said.text.startsWith(u"Allow permissions\n"_s));
     for (const auto &line :
          {u"✗ Screen Recording  not allowed\n"_s, u"`ombru-privacy Privacy_ScreenCapture` asks for it.\n"_s,
-          u"✗ Finder            not allowed\n"_s, u"`ombru consent allow com.apple.finder`\n"_s,
-          u"? Mail              not known yet\n"_s, u"`ombru consent allow com.apple.mail`\n"_s,
+          u"✗ Finder            not allowed\n"_s, u"`ombru consent allow Finder`\n"_s,
+          u"? Mail              not known yet\n"_s, u"`ombru consent allow Mail`\n"_s,
           u"`ombru doctor` says what works here"_s})
         EXPECT_TRUE(said.text.contains(line)) << line.toStdString() << said.text.toStdString();
 }
@@ -166,7 +168,7 @@ TEST_F(StatusTest, TheDoctorTellsWhatIsAllowed) {
     desktop()->inputAllowed = false;
     add(u"com.apple.finder"_s, {.name = u"Files"_s, .permission = AUTOMATION_REFUSED});
     const auto said = doctor();
-    EXPECT_EQ(said.status, 0) << "a task can run: " << said.text.toStdString();
+    EXPECT_EQ(said.status, 1) << "a task can neither type nor click: " << said.text.toStdString();
     for (const auto &line :
          {u"✓ osascript"_s, u"✓ Screen Recording  allowed\n"_s, u"✗ Accessibility     not allowed\n"_s,
           u"✓ Automation        allowed\n"_s, u"✓ System Events     allowed\n"_s,
@@ -204,6 +206,22 @@ TEST_F(StatusTest, TheDoctorSaysWhereSecretsAreKept) {
         u"✓ secrets           kept in /home/me/secrets, for you alone to read: the desktop has no store for them\n"_s));
 }
 
+TEST_F(StatusTest, TheDoctorSaysWhetherTheStopKeyIsSeen) {
+    EXPECT_TRUE(doctor().text.contains(u"✓ stop key          Ctrl+Shift+Escape stops the running task\n"_s));
+    auto &usable = FakePlatform::instance().stopKeyUsable;
+    usable = std::unexpected(Failure{u"stopKey"_s, STOP_KEY_TAKEN, u"Another program has taken it."_s});
+    const auto taken = doctor();
+    EXPECT_EQ(taken.status, 0) << "a task can run";
+    EXPECT_TRUE(taken.text.contains(u"✗ stop key          Another program has taken it.\n                    → Choose "
+                                    "other keys: `ombru settings stopKey Ctrl+Alt+Pause`\n"_s))
+        << taken.text.toStdString();
+    usable = std::unexpected(Failure{u"stopKey"_s, 1, u"A Wayland session has none."_s});
+    EXPECT_TRUE(doctor().text.contains(u"✗ stop key          A Wayland session has none.\n                    → "
+                                       "`ombru stop` and the icon's menu stop a task.\n"_s));
+    ASSERT_TRUE(state->settings.stopKey.write({}));
+    EXPECT_FALSE(doctor().text.contains(u"stop key"_s)) << "its owner wants none";
+}
+
 TEST_F(StatusTest, TheDoctorWarnsOfWhatCanBeReadOnTheWay) {
     EXPECT_FALSE(doctor().text.contains(u"service"_s)) << "the usual one is on this computer";
     ASSERT_TRUE(state->settings.serverURL.write(u"http://example.org"_s));
@@ -214,6 +232,38 @@ TEST_F(StatusTest, TheDoctorWarnsOfWhatCanBeReadOnTheWay) {
     EXPECT_EQ(said.count(u"is not encrypted"_s), 1);
     ASSERT_TRUE(state->settings.speechURL.write(u"http://speech.example"_s));
     EXPECT_TRUE(doctor().text.contains(u"✗ speech            http://speech.example is not encrypted."_s));
+}
+
+TEST_F(StatusTest, TheDoctorSaysWhetherEachDirectoryCanBeWritten) {
+    const auto well = doctor();
+    EXPECT_EQ(well.status, 0) << well.text.toStdString();
+    for (const auto &line : {u"✓ settings          can be written in %1/.config/ombru\n"_s,
+                             u"✓ data              can be written in %1/.local/share/ombru\n"_s,
+                             u"✓ state             can be written in %1/.local/state/ombru\n"_s})
+        EXPECT_TRUE(well.text.contains(line.arg(home.path()))) << well.text.toStdString();
+    const test::Variable nowhere("XDG_DATA_HOME", "/proc/self");
+    const auto ill = doctor();
+    EXPECT_EQ(ill.status, 1);
+    EXPECT_TRUE(ill.text.contains(u"✗ data              cannot be written in /proc/self/ombru: "_s))
+        << ill.text.toStdString();
+}
+
+TEST_F(StatusTest, WhoHasDecidedNothingIsToldSoAndWhatToType) {
+    add(u"com.apple.systemevents"_s, {.name = u"System Events"_s, .permission = AUTOMATION_UNDECIDED});
+    const auto undecided = u"You have not decided about System Events yet: `ombru consent allow \"System Events\"`\n"_s;
+    const auto said = status();
+    EXPECT_TRUE(said.text.startsWith(u"AppleScript was denied\n"_s + undecided)) << said.text.toStdString();
+    const auto looked = doctor();
+    EXPECT_EQ(looked.status, 1);
+    EXPECT_TRUE(
+        looked.text.contains(u"✗ setup             AppleScript was denied\n                    → "_s + undecided))
+        << looked.text.toStdString();
+    EXPECT_FALSE((said.text + looked.text).contains(u"com.apple."_s)) << "names as the owner knows them";
+    add(u"com.apple.systemevents"_s, {.name = u"System Events"_s, .permission = AUTOMATION_REFUSED});
+    for (const auto &text : {status().text, doctor().text}) {
+        EXPECT_TRUE(text.contains(u"AppleScript was denied\n"_s));
+        EXPECT_FALSE(text.contains(u"You have not decided"_s)) << text.toStdString();
+    }
 }
 
 TEST_F(StatusTest, TheDoctorCanBeInterruptedToo) {

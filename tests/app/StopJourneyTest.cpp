@@ -50,7 +50,8 @@ protected:
         for (const qint64 pid : marked())
             if (QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid)) == QFileInfo(bin(u"ombru"_s)).canonicalFilePath())
                 return static_cast<pid_t>(pid);
-        return -1;
+        ADD_FAILURE() << "ombru does not run: " << markedPrograms().join(u' ').toStdString();
+        return static_cast<pid_t>(NO_PROCESS);
     }
 
     bool holdsShift() const { return heldByPrograms(m_display).keys.any(); }
@@ -141,10 +142,20 @@ TEST_F(StopJourney, AKeyThatAnEarlierScriptLeftDownIsReleasedWhileClaudeThinks) 
 TEST_F(StopJourney, AKeyThatAnEarlierScriptLeftDownIsReleasedWhileNothingRuns) {
     m_environment["XDG_CONFIG_HOME"] = m_scratch.path(u"config"_s).toUtf8();
     EXPECT_EQ(end(startProgram(u"ombru"_s, {u"settings"_s, u"settle"_s, u"60"_s})).status, 0);
+    for (const int signal : {SIGINT, SIGKILL}) {
+        const auto process = startWithShiftLeftDown(u"DONE: over"_s);
+        EXPECT_TRUE(hasSaid(*process, "✓ script ok"));
+        EXPECT_TRUE(holdsShift());
+        ::kill(ombru(), signal);
+        end(process);
+        expectNothingLeft("the pause, " + std::to_string(signal));
+    }
+}
+
+TEST_F(StopJourney, AKeyThatATaskLeftDownStaysWhenTheTaskEndsByItself) {
     const auto process = startWithShiftLeftDown(u"DONE: over"_s);
-    EXPECT_TRUE(hasSaid(*process, "✓ script ok"));
+    EXPECT_EQ(end(process).status, 0);
+    EXPECT_TRUE(waitUntil([this] { return marked().isEmpty(); })) << markedPrograms().join(u' ').toStdString();
     EXPECT_TRUE(holdsShift());
-    ::kill(ombru(), SIGINT);
-    EXPECT_EQ(end(process).status, 130);
-    expectNothingLeft("the pause");
+    releaseHeldByPrograms(m_display);
 }

@@ -12,6 +12,13 @@ TEST(Printable, ShowsControlCharactersInsteadOfObeyingThem) {
     EXPECT_EQ(printable(u"\u009b31m"_s), u"\uFFFD31m"_s);
 }
 
+TEST(Printable, ShowsWhatNobodySeesAndWhatTurnsOthersRound) {
+    EXPECT_EQ(printable(u"rm \u202Etxt.exe\u200B"_s), u"rm «U+202E»txt.exe«U+200B»"_s);
+    EXPECT_EQ(printable(u"a\u200Db"_s), u"a«U+200D»b"_s);
+    const auto written = u"می\u200Cخواهم ☎\uFE0E 👩\u200D💻 l’été\u00A0!"_s;
+    EXPECT_EQ(printable(written), written);
+}
+
 TEST(Printable, KeepsLinesAndTabsAndTurnsEveryLineEndIntoOne) {
     EXPECT_EQ(printable(u"a\tb\nc\r\nd\re"_s), u"a\tb\nc\nd\ne"_s);
 }

@@ -16,7 +16,8 @@ startTask() { # startTask COMMANDS
 }
 SCRIPT_END='do shell script \"sh $HOME/job.sh\"'
 runTask() {
-  OMBRU_ATTACK=stop "$BIN/ombru" run go >"$HOME/log" 2>&1 &
+  # A shell has what it starts beside itself ignore these, and ombru would go on to.
+  OMBRU_ATTACK=stop env --default-signal=INT,QUIT "$BIN/ombru" run go >"$HOME/log" 2>&1 &
   OMBRU=$!
 }
 underway() {
@@ -28,11 +29,12 @@ underway() {
   done
 }
 
-# What the task has started and still runs.
+# What the task has started and still runs. Not what another desktop's has: two may be attacked at once.
 left() {
-  local process
+  local process variables
   for process in /proc/[0-9]*; do
-    tr '\0' '\n' 2>/dev/null <"$process/environ" | grep -qx OMBRU_ATTACK=stop && cat "$process/comm"
+    variables=$(tr '\0' '\n' 2>/dev/null <"$process/environ")
+    grep -qx OMBRU_ATTACK=stop <<<"$variables" && grep -qxF "HOME=$HOME" <<<"$variables" && cat "$process/comm"
   done
 }
 keysHeld() { "$BIN/ombru-input-release"; }

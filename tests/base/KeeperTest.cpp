@@ -1,12 +1,16 @@
 // Processes that are started through the keeper.
 #include "base/Family.h"
 #include "base/Keeping.h"
+#include "base/OpenFiles.h"
 #include "tests/base/ProcessRuns.h"
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/RefusedCall.h"
 
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 using namespace ombru;
@@ -59,6 +63,16 @@ protected:
 const QByteArray Keeper::MARK = "OMBRU_TEST_FAMILY=" + QByteArray::number(::getpid());
 
 } // namespace
+
+TEST_F(Keeper, LetsTheProgramOpenNoMoreFilesThanUsualWhereThisProcessMayOpenMany) {
+    const DescriptorLimit few(1000);
+    EXPECT_EQ(run(shell(u"ulimit -n"_s)).out, "1000\n");
+    allowManyFiles();
+    rlimit own{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &own), 0);
+    EXPECT_EQ(own.rlim_cur, std::min<rlim_t>(own.rlim_max, 65'536));
+    EXPECT_EQ(run(shell(u"ulimit -n"_s)).out, "1000\n");
+}
 
 TEST_F(Keeper, PassesStreamsStatusAndSignalOn) {
     const auto result = run(shell(u"echo out; echo err >&2; exit 7"_s));
@@ -323,15 +337,65 @@ TEST_F(Keeper, WhatCannotBeEndedIsNamed) {
     EXPECT_EQ(left, QStringList{u"sleep (%1)"_s.arg(ready())});
 }
 
-// Faster than a look through all processes.
+namespace {
+
+// One that forks and ends again and again, each time that it is told to.
+class Hopper {
+public:
+    explicit Hopper(const QString &directory) {
+        for (const auto &[name, descriptor] : {std::pair{u"/steps"_s, &m_steps}, std::pair{u"/hops"_s, &m_hops}}) {
+            const auto path = QFile::encodeName(directory + name);
+            EXPECT_EQ(::mkfifo(path.constData(), 0600), 0);
+            *descriptor = Descriptor(::open(path.constData(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+        }
+    }
+    // In the shell.
+    static QString command(int hops) {
+        return u"'%1/../tests/forks-and-ends' %2 survived <steps >hops"_s.arg(qEnvironmentVariable("OMBRU_BIN"))
+            .arg(hops);
+    }
+    // Has it hop, unless it has ended or is stopped: then it will as soon as it goes on.
+    void hop(const QByteArray &mark) {
+        char step = '.';
+        while (::read(m_hops.number(), &step, 1) == 1) {
+        }
+        [[maybe_unused]] const auto told = ::write(m_steps.number(), &step, 1);
+        while (::read(m_hops.number(), &step, 1) != 1 && goesOn(mark))
+            std::this_thread::yield();
+    }
+
+private:
+    static bool goesOn(const QByteArray &mark) {
+        return std::ranges::any_of(processesMarked(mark), [](qint64 pid) {
+            const auto stat = contents(u"/proc/%1/stat"_s.arg(pid));
+            return stat.contains("(forks-and-ends)") && !stat.contains(") T ");
+        });
+    }
+
+    Descriptor m_steps;
+    Descriptor m_hops;
+};
+
+} // namespace
+
+// Of each one that a look has met, only its child is there when it is signalled.
 TEST_F(Keeper, CatchesOneThatForksAndEndsAtOnce) {
-    const auto helper = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/forks-and-ends"_s;
-    const auto process =
-        start(marked(u"setsid '"_s + helper +
-                     u"' 20000 survived & sleep 0.5; echo $$ > ready.new; mv ready.new ready; sleep 338"_s));
-    process->terminate();
-    await(process->ended());
-    EXPECT_TRUE(nothingIsLeft());
+    constexpr int HOPS = 200;
+    Hopper hopper(m_scratch.directory());
+    const auto command = marked(u"setsid "_s + Hopper::command(HOPS) +
+                                u" & until grep -q forks /proc/$!/comm; do :; done; echo $$ > ready.new; "
+                                "mv ready.new ready; sleep 338"_s);
+    const auto hop = [&] { hopper.hop(MARK); };
+    aheadOfCalls({SYS_kill, SYS_pidfd_send_signal}, hop, [&] {
+        const auto kept =
+            spawnKept(program(), {}, {command.program, command.arguments, command.directory, command.environment});
+        ASSERT_TRUE(kept);
+        ASSERT_GT(ready(), 0);
+        hop();
+        endKept(*kept, 0ms);
+        ::waitpid(kept->keeper, nullptr, 0);
+    });
+    EXPECT_EQ(processesMarked(MARK), QList<qint64>());
     EXPECT_FALSE(QFile::exists(m_scratch.path(u"survived"_s)));
 }
 
@@ -339,8 +403,8 @@ TEST_F(Keeper, CatchesOneThatForksAndEndsAtOnce) {
 TEST_F(Keeper, MeetsOneThatForksAndEndsAgainAndAgain) {
     const auto process = start(marked(u"echo $$ > ready.new; mv ready.new ready; "
                                       "setsid sh -c 'trap \"\" TERM; f() { [ $1 -gt 0 ] && { printf . >>hops; f "
-                                      "$(($1 - 1)) & }; }; f 20000' & sleep 338"_s));
-    ASSERT_TRUE(waitUntil([&] { return QFileInfo(m_scratch.path(u"hops"_s)).size() > 100; }));
+                                      "$(($1 - 1)) & }; }; f 200' & sleep 338"_s));
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo(m_scratch.path(u"hops"_s)).size() > 20; }));
     process->terminate();
     await(process->ended());
     const auto hops = QFileInfo(m_scratch.path(u"hops"_s)).size();

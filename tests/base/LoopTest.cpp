@@ -70,6 +70,28 @@ TEST(Loop, ATimerMayCancelTheNextOneThatIsDue) {
     EXPECT_FALSE(ran);
 }
 
+TEST(Loop, ATimerThatIsDueDoesNotWaitForAllJobsThatCameBefore) {
+    ManualClock clock;
+    std::vector<int> order;
+    const auto timer = Loop::main().after(1s, [&] { order.push_back(2); });
+    Loop::main().post([&] {
+        order.push_back(1);
+        clock.advance(1s);
+    });
+    Loop::main().post([&] { order.push_back(3); });
+    settle();
+    EXPECT_EQ(order, (std::vector{1, 2, 3}));
+}
+
+TEST(Loop, AnEarlierTimerIsNotHeldUpByALaterOne) {
+    bool ran = false;
+    const auto late = Loop::main().after(24h, [] {});
+    auto cancelled = Loop::main().after(1ms, [] {});
+    cancelled.cancel();
+    const auto early = Loop::main().after(5ms, [&] { ran = true; });
+    EXPECT_TRUE(waitUntil([&] { return ran; }));
+}
+
 TEST(Loop, RealTimersRunWithoutHelp) {
     bool ran = false;
     const auto timer = Loop::main().after(5ms, [&] { ran = true; });

@@ -3,7 +3,9 @@
 #include "tests/base/ProcessRuns.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/wait.h>
 
 using namespace ombru;
@@ -37,6 +39,22 @@ TEST(Program, AReaderThatHasGoneIsAnError) {
     pipe->reading.close();
     EXPECT_EQ(::write(pipe->writing.number(), "x", 1), -1);
     EXPECT_EQ(errno, EPIPE);
+}
+
+TEST(Program, HasTheAccountsHomeWhereNoneIsSet) {
+    for (const bool empty : {false, true}) {
+        EXPECT_TRUE(holdsInAProcess([empty] {
+            empty ? ::setenv("HOME", "", 1) : ::unsetenv("HOME");
+            beginProgram();
+            const char *home = std::getenv("HOME");
+            return home && ::getpwuid(::geteuid())->pw_dir == std::string(home);
+        }));
+    }
+    EXPECT_TRUE(holdsInAProcess([] {
+        ::setenv("HOME", "/elsewhere", 1);
+        beginProgram();
+        return std::getenv("HOME") == std::string("/elsewhere");
+    }));
 }
 
 TEST(Program, HasStandardStreamsAlsoWhenItWasStartedWithoutThem) {

@@ -91,6 +91,24 @@ TEST(SerialQueue, ManyShareAFewThreads) {
     EXPECT_LE(threads.size(), 4U);
 }
 
+TEST(SerialQueue, JobsThatTakeLongHoldUpOnlyTheirLike) {
+    SerialQueue slow("slow", SerialQueue::Jobs::lengthy);
+    std::latch begun(1);
+    std::latch release(1);
+    slow.post([&] {
+        begun.count_down();
+        release.wait();
+    });
+    begun.wait();
+    std::vector<std::unique_ptr<SerialQueue>> queues;
+    std::atomic<std::size_t> ran = 0;
+    for (int number = 0; number < 6; ++number)
+        queues.emplace_back(std::make_unique<SerialQueue>("quick"))->post([&ran] { ++ran; });
+    EXPECT_TRUE(waitUntil([&] { return ran == queues.size(); }));
+    release.count_down();
+    finish(slow);
+}
+
 TEST(SerialQueue, OneMayBeMadeOnAnother) {
     SerialQueue first("first");
     SerialQueue second("second");

@@ -1,11 +1,14 @@
 #include "cloud/AgentClient.h"
 
+#include "base/SerialQueue.h"
 #include "tests/support/AccountService.h"
 #include "tests/support/Wait.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTcpServer>
 
+#include <latch>
 #include <mutex>
 
 using namespace ombru;
@@ -31,9 +34,10 @@ protected:
             test::await(client->end());
     }
 
-    void begin() {
+    void begin() { begin(service.channelURL()); }
+    void begin(const QUrl &url) {
         client.emplace(AgentClient::Options{
-            .url = service.channelURL(),
+            .url = url,
             .token = u"tökén"_s,
             .userAgent = "ombru/1 (here; there)",
             .onMessage =
@@ -120,6 +124,45 @@ TEST_F(AgentClientTest, ALongMessageIsOneFrame) {
     EXPECT_EQ(service.newest().frames[1].payload.size(), 3'000'000 + 11);
 }
 
+TEST_F(AgentClientTest, WhatComesAfterTheHelloGoesOutInItsOrder) {
+    begin();
+    ASSERT_TRUE(waitUntil([this] { return !connected().empty(); })) << "the hello may be on its way";
+    QByteArrayList sent;
+    for (int number = 0; number < 50; ++number) {
+        const auto text = QString(number % 10 == 5 ? 300'000 : 3, u'x') + QString::number(number);
+        if (number % 7 == 3) {
+            client->sendAudio(text.toUtf8());
+            sent.append(text.toUtf8());
+        } else {
+            client->send([text] { return QJsonObject{{u"t"_s, text}}; });
+            sent.append(R"({"t":")" + text.toUtf8() + R"("})");
+        }
+    }
+    ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 51; }));
+    EXPECT_EQ(service.newest().frames[0], HELLO);
+    for (std::size_t number = 0; number < 50; ++number)
+        EXPECT_EQ(service.newest().frames[number + 1].payload, sent[static_cast<qsizetype>(number)]) << number;
+}
+
+TEST_F(AgentClientTest, AMessageThatTakesLongToMakeHoldsUpNoQueueOfACall) {
+    open();
+    std::latch begun(1);
+    std::latch made(1);
+    client->send([&] {
+        begun.count_down();
+        made.wait();
+        return QJsonObject{{u"made"_s, true}};
+    });
+    begun.wait();
+    std::vector<std::unique_ptr<SerialQueue>> calls;
+    std::atomic<std::size_t> ran = 0;
+    for (int number = 0; number < 6; ++number)
+        calls.emplace_back(std::make_unique<SerialQueue>("ombru.call"))->post([&ran] { ++ran; });
+    EXPECT_TRUE(waitUntil([&] { return ran == calls.size(); }));
+    made.count_down();
+    EXPECT_TRUE(waitUntil([this] { return service.frameCount() == 2; }));
+}
+
 TEST_F(AgentClientTest, TellsTheObjectsThatComeInAndIgnoresTheRest) {
     open();
     for (const auto *text :
@@ -199,6 +242,22 @@ TEST_F(AgentClientTest, GivesUpAnOpeningThatIsNotAnswered) {
     EXPECT_TRUE(waitUntil([this] { return service.newest().gone; }));
     clock.advance(1s);
     EXPECT_TRUE(attempts(2));
+}
+
+TEST_F(AgentClientTest, APortOnWhichNobodyListensIsALoss) {
+    ManualClock clock;
+    QTcpServer probe;
+    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
+    const auto port = probe.serverPort();
+    probe.close();
+    begin(QUrl(u"ws://127.0.0.1:%1/agent"_s.arg(port)));
+    ASSERT_TRUE(drops(1));
+    clock.advance(1s);
+    ASSERT_TRUE(drops(2));
+    const AccountService late({}, port);
+    clock.advance(2s);
+    EXPECT_TRUE(waitUntil([&] { return late.frameCount() == 1; }));
+    EXPECT_EQ(connected(), (std::vector{false, false, true}));
 }
 
 TEST_F(AgentClientTest, ARefusedHandshakeIsALoss) {

@@ -53,7 +53,7 @@ TEST_F(CloudTest, APostCountsWhateverItsStatus) {
 }
 
 TEST_F(CloudTest, OtherJsonIsAnEmptyObjectToAPost) {
-    for (const auto *body : {"[1]", "[]"}) {
+    for (const auto *body : {"[1]", "[]", "null", "7", " \"text\"\n", "true"}) {
         replies({.body = body});
         EXPECT_EQ(post(), QJsonObject()) << body;
     }
@@ -103,7 +103,7 @@ TEST_F(CloudTest, AnyOtherStatusWithAnObjectIsAConfiguration) {
 }
 
 TEST_F(CloudTest, OtherJsonIsABadConfiguration) {
-    for (const auto *body : {"[]", "[{}]"}) {
+    for (const auto *body : {"[]", "[{}]", "null", "7", "\"text\""}) {
         replies({.body = body});
         EXPECT_EQ(config(), std::unexpected(Failure{u"cloud"_s, 1, u"bad response from "_s + service.base()})) << body;
     }

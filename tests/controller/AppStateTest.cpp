@@ -295,5 +295,6 @@ TEST_F(AppStateTest, ABrokenToolFailsItsTestWithItsOutput) {
     ASSERT_TRUE(test::waitUntil([this] { return !state->claudeTesting; }));
     EXPECT_TRUE(state->claudeTest->startsWith(u"✗ claude -p failed: broken"_s)) << state->claudeTest->toStdString();
     EXPECT_FALSE(state->claudeTestPassed);
-    EXPECT_EQ(events, QStringList{u"bad: "_s + state->claudeTest()});
+    EXPECT_EQ(events, QStringList({u"bad: "_s + state->claudeTest(), u"warn: "_s + state->claudeTestCause()}));
+    EXPECT_TRUE(state->claudeTestCause->contains(u"printed “broken” instead of a reply"_s));
 }

@@ -39,6 +39,17 @@ protected:
         boot();
         ASSERT_TRUE(waitUntil([this] { return state->serverListening(); })) << state->serverStatus().toStdString();
     }
+    // And the heartbeat of the boot before has finished its round.
+    void bootAgain() {
+        test::await(state->boot());
+        comeToRest();
+    }
+    void signInAgain() {
+        start = json(R"({"device_code": "d", "user_code": "AB", "verify_url": "https://host/", "interval": 0.01})");
+        polls = {json(R"({"status": "ok", "token": "again"})")};
+        state->signIn();
+        ASSERT_TRUE(says(u"good: signed in as ann@host"_s));
+    }
     struct Phone {
         std::unique_ptr<PhoneProvider> line;
         bool open = false;
@@ -137,6 +148,35 @@ TEST_F(CallDeskTest, TrustThatComesLaterStartsIt) {
     EXPECT_TRUE(waitUntil([this] { return state->serverListening(); }));
 }
 
+TEST_F(CallDeskTest, ARunningServerKeepsItsTokenUntilASignOut) {
+    open();
+    allow(true, "new");
+    bootAgain();
+    EXPECT_EQ(state->config->wsToken, u"new"_s);
+    EXPECT_TRUE(dial(u"Ann"_s).open) << "with the one it was started with";
+    EXPECT_FALSE(dial(u"Bob"_s, u"/media"_s, u"new"_s).open);
+    state->signOut();
+    ASSERT_TRUE(waitUntil([this] { return !dial(u"Ann"_s).open; }));
+    signInAgain();
+    ASSERT_TRUE(waitUntil([this] { return state->serverListening(); })) << state->serverStatus().toStdString();
+    EXPECT_TRUE(dial(u"Bob"_s, u"/media"_s, u"new"_s).open);
+    EXPECT_FALSE(dial(u"Ann"_s).open);
+}
+
+TEST_F(CallDeskTest, ARunningServerStaysWhenTrustEndsUntilASignOut) {
+    open();
+    allow(false);
+    bootAgain();
+    EXPECT_FALSE(state->config->trusted);
+    EXPECT_TRUE(state->serverListening());
+    EXPECT_TRUE(dial(u"Ann"_s).open);
+    state->signOut();
+    ASSERT_TRUE(waitUntil([this] { return !dial(u"Ann"_s).open; }));
+    signInAgain();
+    EXPECT_TRUE(state->serverStatus->startsWith(u"calls don't reach this Mac"_s));
+    EXPECT_FALSE(dial(u"Ann"_s).open);
+}
+
 TEST_F(CallDeskTest, ACallIsShownWhileItLastsAndAnnounced) {
     open();
     auto &phone = call(u"Ann"_s);
@@ -175,7 +215,7 @@ TEST_F(CallDeskTest, ASpokenRequestBecomesATaskAndItsAnswerIsSpoken) {
     EXPECT_TRUE(says(u"said: ombru: On it."_s));
     EXPECT_TRUE(says(u"call: ☎ spoken reply: It is done"_s));
     EXPECT_TRUE(says(u"said: ombru: It is done"_s));
-    EXPECT_EQ(finish(), (TaskResult{Outcome::answered, u"It is done"_s}));
+    EXPECT_EQ(finish(), (TaskResult{Outcome::done, u"It is done"_s}));
     EXPECT_TRUE(waitUntil([this] { return speech.requests().size() == 3; }));
     EXPECT_EQ(speech.textOf(2), u"It is done"_s);
 }
@@ -223,7 +263,7 @@ TEST_F(CallDeskTest, ACallThatDropsMidTaskLeavesTheTaskAlone) {
     phone.line->hangUp();
     EXPECT_TRUE(onTheLine({}));
     go();
-    EXPECT_EQ(finish(), (TaskResult{Outcome::answered, u"first"_s}));
+    EXPECT_EQ(finish(), (TaskResult{Outcome::done, u"first"_s}));
     comeToRest();
     EXPECT_FALSE(events.contains(u"said: ombru: first"_s));
     EXPECT_TRUE(events.filter(u"bad: "_s).isEmpty()) << events.join(u'\n').toStdString();
@@ -332,6 +372,23 @@ TEST_F(CallDeskTest, TheEndOfTheProgramHangsUp) {
     EXPECT_TRUE(waitUntil([&] { return phone.closed && typed.closed; }));
     EXPECT_TRUE(phone.texts.last().contains(u"usage"_s)) << phone.texts.last().toStdString();
     EXPECT_TRUE(says(u"call: ☎ call from Ann ended"_s));
+}
+
+TEST_F(CallDeskTest, WhatIsSaidAsTheProgramEndsBeginsNothing) {
+    open();
+    call(u"Ann"_s);
+    answerQuestions({u"DONE: late"_s});
+    std::optional<Task<>> end;
+    const auto heard = state->onEvent([&](const Event &event) { // which comes before what is asked
+        if (event.kind == EventKind::heard && !end)
+            end = state->drain();
+    });
+    utter(u"write it"_s);
+    ASSERT_TRUE(waitUntil([&] { return end.has_value(); }));
+    test::await(std::move(*end));
+    comeToRest();
+    EXPECT_TRUE(events.filter(u"❯ write it"_s).isEmpty()) << events.join(u'\n').toStdString();
+    EXPECT_FALSE(state->busy());
 }
 
 TEST_F(CallDeskTest, ThePageIsToldWhoCalls) {

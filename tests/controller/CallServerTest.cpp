@@ -1,6 +1,7 @@
 // Who reaches the call desk's server, and when nobody does any more: peers that come as it is stopped.
 
 #include "tests/controller/LinkFixture.h"
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/TcpPeer.h"
 
 #include <QTcpServer>
@@ -51,6 +52,16 @@ protected:
 };
 
 } // namespace
+
+TEST_F(CallServerTest, ServesMoreConnectionsThanAProgramUsuallyMayHaveFilesOpen) {
+    const test::DescriptorLimit usual(1024);
+    open();
+    std::vector<std::unique_ptr<TcpPeer>> peers;
+    for (int number = 0; number < 1100; ++number)
+        enter(*peers.emplace_back(std::make_unique<TcpPeer>()));
+    tell(*peers.front(), "first");
+    tell(*peers.back(), "last");
+}
 
 TEST_F(CallServerTest, ARequestThatComesWithTheEndOfTheProgramBeginsNothing) {
     open();

@@ -34,6 +34,18 @@ TEST_F(CancelProcesses, EndsWhatAScriptPutIntoASessionOfItsOwn) {
     qunsetenv("OMBRU_TEST_TASK");
 }
 
+TEST_F(CancelProcesses, WhatCannotBeSeenInTheNameOfWhatIsLeftIsShown) {
+    const Kept kept;
+    reply({block(u"x"_s), u"DONE: ok"_s});
+    osascript.play(1, "ln -s /bin/sleep \"$HOME/sl\xE2\x80\xAE\" && { \"$HOME/sl\xE2\x80\xAE\" 338 & echo $! >"
+                      "\"$HOME/left.pid\"; until grep -q ^sl /proc/$!/comm; do :; done; }");
+    runTask(u"go"_s);
+    const auto left = processIn(u"left.pid"_s);
+    EXPECT_TRUE(events.contains(u"dim: left running by the script: sl«U+202E» (%1)"_s.arg(left)))
+        << events.join(u'\n').toStdString();
+    ::kill(static_cast<pid_t>(left), SIGKILL);
+}
+
 TEST_F(CancelProcesses, LeavesWhatAnEarlierScriptPutIntoTheBackgroundWhichTheLogNames) {
     const Kept kept;
     reply({block(u"x"_s)});
@@ -97,7 +109,7 @@ TEST_F(CancelProcesses, TheLogNamesWhatClaudeLeavesRunning) {
     const Kept kept;
     claude.file(u"reply.1"_s, resultJson(u"DONE: ok"_s));
     claude.play(1, "sleep 338 >/dev/null 2>&1 & echo $! >\"$HOME/left.pid\"; cat \"$d/reply.$n\"");
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
     const auto left = processIn(u"left.pid"_s);
     EXPECT_TRUE(events.contains(u"dim: left running by claude: sleep (%1)"_s.arg(left)))
         << events.join(u'\n').toStdString();

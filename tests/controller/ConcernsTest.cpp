@@ -22,7 +22,7 @@ struct Told {
 class TaskRecorder : public TaskReports {
 public:
     explicit TaskRecorder(Told &told) : m_told(told) {}
-    void emit(const QString &text, EventKind) override { m_told.lines.append(text); }
+    void tell(const QString &text, EventKind, const TaskFact &) override { m_told.lines.append(text); }
     void showStatus(const QString &) override {}
     void showActivity(const QString &) override {}
     void showProgress(const TaskProgress &progress) override { m_told.progress.push_back(progress); }
@@ -30,6 +30,8 @@ public:
     bool wantsPictures() const override { return false; }
     void showPicture(int, const QByteArray &) override {}
     void blocked(const AppAutomation::Target &) override {}
+    QString howToAllow(const AppAutomation::Target &) const override { return {}; }
+    void conversationIs(const std::optional<QString> &) override {}
     void ended(const TaskResult &result) override { m_told.results.push_back(result); }
 
 private:
@@ -99,7 +101,7 @@ TEST_F(Concerns, TheEndOfThePermissionDeskEndsItsLookAndNoTask) {
     EXPECT_TRUE(told.progress.back().busy);
     EXPECT_TRUE(QFile(home.filePath(u"go"_s)).open(QFile::WriteOnly));
     ASSERT_TRUE(taskEnds());
-    EXPECT_EQ(told.results.back(), (TaskResult{Outcome::answered, u"ok"_s}));
+    EXPECT_EQ(told.results.back(), (TaskResult{Outcome::done, u"ok"_s}));
 }
 
 TEST_F(Concerns, ALookAfterTheEndIsOverAtOnceAndAsksNothing) {
@@ -140,4 +142,10 @@ TEST_F(Concerns, ATaskTellsOfItsEndBeforeItsProgressSaysSo) {
     ASSERT_TRUE(taskEnds());
     EXPECT_EQ(told.results.size(), 1u);
     EXPECT_FALSE(wasBusy) << "who gets the answer may start the next task";
+}
+
+TEST_F(Concerns, ATaskThatComesWithTheEndOfTheProgramIsNotBegun) {
+    test::await(state->drain());
+    EXPECT_FALSE(state->startTask(u"late"_s));
+    EXPECT_FALSE(state->busy);
 }

@@ -55,6 +55,24 @@ TEST_F(PermissionRequests, TheEndOfTheProgramAsksForNothingAfterTheScreen) {
     EXPECT_EQ(opened(), QStringList());
 }
 
+TEST_F(PermissionRequests, WhileEverythingIsAskedForItIsNotAskedForAgain) {
+    refuseEverything();
+    osascript.playAlways("touch \"$d/asking\"; while [ ! -e \"$d/answered\" ]; do sleep 0.02; done; exit 1");
+    refresh();
+    state->allowEverything();
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(osascript.pathOf(u"asking"_s)); }));
+    EXPECT_EQ(state->requestingApp(), u"System Events"_s);
+    state->allowEverything();
+    state->allowBlocked(MAIL_TARGET);
+    osascript.file(u"answered"_s, "");
+    ASSERT_TRUE(waitUntil([this] { return !state->requestingApp(); }));
+    EXPECT_EQ(osascript.calls(), 1);
+    EXPECT_EQ(desktop()->inputRequests, 1);
+    EXPECT_EQ(determined(u"ask "_s), QStringList());
+    state->allowEverything();
+    EXPECT_TRUE(waitUntil([this] { return osascript.calls() == 2; })) << "once it is answered, again";
+}
+
 TEST_F(PermissionRequests, AScreenThatIsAskedForAndStillNotSeenNeedsARestart) {
     desktop()->screenAllowed = false;
     refresh();

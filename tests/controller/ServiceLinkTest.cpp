@@ -80,6 +80,29 @@ TEST_F(ServiceLinkTest, StaysLoadingWhileTheStoreWaitsForItsOwner) {
     EXPECT_EQ(auth(), u"in ann@host"_s);
 }
 
+TEST_F(ServiceLinkTest, APromptThatCannotBeKeptIsSaidOnceUntilOneIsKeptAgain) {
+    config = json(R"({"email": "a", "system_prompt": "one"})");
+    boot();
+    const auto file = state->settings.file();
+    QFile::setPermissions(file, QFile::ReadOwner);
+    std::size_t beats = 1;
+    for (const auto *prompt : {"two", "three"}) {
+        config = json(R"({"email": "a", "system_prompt": ")" + QByteArray(prompt) + "\"}");
+        beat(++beats);
+    }
+    ASSERT_EQ(events.size(), 1) << events.join(u'\n').toStdString();
+    EXPECT_TRUE(events[0].startsWith(u"warn: ✗ cannot write "_s + file)) << events[0].toStdString();
+    EXPECT_EQ(state->systemPrompt(), u"three"_s) << "it counts all the same";
+    QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner);
+    beat(++beats);
+    EXPECT_EQ(state->settings.cachedPrompt(), u"three"_s);
+    EXPECT_EQ(events.size(), 1);
+    QFile::setPermissions(file, QFile::ReadOwner);
+    config = json(R"({"email": "a", "system_prompt": "four"})");
+    beat(++beats);
+    EXPECT_EQ(events.size(), 2);
+}
+
 TEST_F(ServiceLinkTest, AnEmptyPromptLeavesTheKeptOne) {
     ASSERT_TRUE(state->settings.cachedPrompt.write(u"kept"_s));
     config = json(R"({"email": "a", "system_prompt": ""})");
@@ -159,6 +182,62 @@ TEST_F(ServiceLinkTest, ABadReplyIsAsGoodAsNone) {
         EXPECT_TRUE(events[0].startsWith(u"bad: ✗ couldn't reach "_s + service.base() + u": "_s + why))
             << events[0].toStdString();
     }
+}
+
+TEST_F(ServiceLinkTest, AReplyThatIsNoJsonAtTheStartLeavesItOffline) {
+    config = json("<html>");
+    boot();
+    EXPECT_EQ(auth(), u"in offline"_s);
+    EXPECT_FALSE(state->cloudReachable());
+    ASSERT_EQ(events.size(), 1);
+    EXPECT_TRUE(events[0].startsWith(u"bad: ✗ couldn't reach "_s + service.base() + u": "_s));
+    EXPECT_FALSE(events[0].endsWith(u": "_s)) << "in the parser's words";
+    EXPECT_EQ(storedToken(), u"tok"_s);
+    config = json(R"({"email": "ann@host"})");
+    beat(2);
+    EXPECT_TRUE(becomes(u"in ann@host"_s));
+}
+
+TEST_F(ServiceLinkTest, AServiceThatSaysNothingAtTheStartLeavesItOffline) {
+    config = {.manner = AccountReply::Manner::silence};
+    FakePlatform::instance().desktop->secrets[u"device-token"_s] = u"tok"_s;
+    const auto booted = std::make_shared<bool>(false);
+    const auto booting = test::mark(state->boot(), booted);
+    ASSERT_TRUE(requested(CONFIG, 1));
+    EXPECT_EQ(auth(), u"loading"_s);
+    clock.advance(60s);
+    ASSERT_TRUE(waitUntil([&] { return *booted; }));
+    EXPECT_EQ(auth(), u"in offline"_s);
+    EXPECT_EQ(events, QStringList{u"bad: ✗ couldn't reach %1: The request timed out."_s.arg(service.base())});
+}
+
+TEST_F(ServiceLinkTest, WhileTheChannelIsDownABeatOpensNoSecondOne) {
+    service.manner = test::AccountService::Manner::hangsUp;
+    boot();
+    std::size_t beats = 1;
+    // The delay of the next attempt passes with a beat, or with the one after it when the drop was noticed late.
+    while (service.channels.size() < 5 && beats < 100) {
+        beat(++beats);
+        EXPECT_FALSE(state->agentConnected());
+        ASSERT_LE(service.channels.size(), beats);
+    }
+    EXPECT_EQ(service.channels.size(), 5U);
+}
+
+TEST_F(ServiceLinkTest, WhatADroppedChannelHadToSayIsNotHandled) {
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected() && service.frameCount() == 2; }));
+    auto &channel = service.newest();
+    channel.sendText(R"({"type": "task", "text": "late"})");
+    channel.send({9, "mark"});
+    // Without a turn of the main loop: what the channel tells waits for that.
+    while (channel.frames.back().opcode != 10 && channel.socket->waitForReadyRead(test::GUARD_MILLISECONDS))
+        continue;
+    ASSERT_EQ(channel.frames.back().opcode, 10) << "the channel has had both";
+    state->signOut();
+    comeToRest();
+    EXPECT_FALSE(state->busy());
+    EXPECT_TRUE(events.filter(u"late"_s).isEmpty()) << events.join(u'\n').toStdString();
 }
 
 TEST_F(ServiceLinkTest, AsksOnceAMinuteForADayWithoutASecondChannel) {

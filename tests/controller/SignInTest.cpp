@@ -113,6 +113,57 @@ TEST_F(SignIn, AStartThatFailsSignsOut) {
     ASSERT_TRUE(waitUntil([this] { return events.last() == u"bad: ✗ sign-in failed: The request timed out."_s; }));
 }
 
+TEST_F(SignIn, AStartWhoseReplyBreaksOffSignsOut) {
+    start.manner = AccountReply::Manner::dropsMidway;
+    state->signIn();
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ sign-in failed: "_s)) << events.last().toStdString();
+    EXPECT_TRUE(FakePlatform::instance().desktop->openedURLs.isEmpty());
+}
+
+TEST_F(SignIn, AStartThatReachesNobodySignsOut) {
+    EXPECT_TRUE(state->settings.serverURL.write(u"http://127.0.0.1:1"_s));
+    state->signIn();
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ sign-in failed: Failed to connect to 127.0.0.1"_s))
+        << events.last().toStdString();
+}
+
+TEST_F(SignIn, APollWhoseReplyBreaksOffSignsOut) {
+    polls = {{.body = R"({"status": "pending"})", .manner = AccountReply::Manner::dropsMidway}};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ sign-in failed: "_s)) << events.last().toStdString();
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 1U);
+}
+
+TEST_F(SignIn, APollThatReachesNobodySignsOut) {
+    begin();
+    EXPECT_TRUE(state->settings.serverURL.write(u"http://127.0.0.1:1"_s)); // read again for each request
+    pass(2s);
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ sign-in failed: Failed to connect to 127.0.0.1"_s))
+        << events.last().toStdString();
+    EXPECT_EQ(requestsFor(POLL), 0U);
+}
+
+TEST_F(SignIn, APollThatIsNotAnsweredSignsOutAfterAMinute) {
+    polls = {{.manner = AccountReply::Manner::silence}};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(requested(POLL, 1));
+    clock.advance(59s);
+    for (int turn = 0; turn < 20; ++turn)
+        test::settle();
+    EXPECT_EQ(auth(), CODE);
+    clock.advance(1s);
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_EQ(events.last(), u"bad: ✗ sign-in failed: The request timed out."_s);
+}
+
 TEST_F(SignIn, APollThatFailsSignsOut) {
     polls = {json("<html>")};
     begin();
@@ -165,6 +216,41 @@ TEST_F(SignIn, ACancelSendsOneMorePollAndEndsSilently) {
     EXPECT_EQ(auth(), u"out"_s);
 }
 
+TEST_F(SignIn, ACancelWhileItsCodeIsOnTheWayIsOvertakenByIt) {
+    start.manner = AccountReply::Manner::later;
+    state->signIn();
+    ASSERT_TRUE(requested(START, 1));
+    state->cancelSignIn();
+    start.manner = AccountReply::Manner::whole;
+    service.answerNow(0, start);
+    EXPECT_TRUE(becomes(CODE)) << "it is looked at before each wait, and nowhere else";
+}
+
+TEST_F(SignIn, OneThatIsGivenUpBeforeItsCodeHasComeOpensNoPage) {
+    start.manner = AccountReply::Manner::silence;
+    state->signIn();
+    ASSERT_TRUE(requested(START, 1));
+    state->giveUpSignIn();
+    ASSERT_TRUE(waitUntil([this] { return !state->signingIn->running; }));
+    comeToRest();
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_EQ(events.last(), u"bad: ✗ sign-in failed: The request was given up."_s);
+    EXPECT_FALSE(auths.contains(CODE));
+    EXPECT_TRUE(FakePlatform::instance().desktop->openedURLs.isEmpty());
+    start.manner = AccountReply::Manner::whole;
+    begin(); // the next one is none of it
+}
+
+TEST_F(SignIn, OneThatIsGivenUpLaterIsCancelled) {
+    begin();
+    state->giveUpSignIn();
+    EXPECT_EQ(auth(), u"out"_s);
+    pass(2s);
+    EXPECT_TRUE(requested(POLL, 1)) << "as by any cancel";
+    ASSERT_TRUE(waitUntil([this] { return !state->signingIn->running; }));
+    EXPECT_TRUE(events.isEmpty()) << events.join(u'\n').toStdString();
+}
+
 TEST_F(SignIn, AnApprovalThatComesWithThatPollSignsInAfterAll) {
     polls = {json(R"({"status": "ok", "token": "late"})")};
     begin();
@@ -183,6 +269,19 @@ TEST_F(SignIn, AnApprovalWithoutATokenDeletesTheStoredOne) {
     ASSERT_TRUE(waitUntil([this] { return events.last().startsWith(u"good: signed in as "_s); }));
     EXPECT_TRUE(waitUntil([] { return !storedToken(); }));
     EXPECT_EQ(requestsFor(CONFIG), 1U) << "the start's";
+}
+
+TEST_F(SignIn, AnApprovalWithoutATokenLeavesTheChannelToTheServiceAsARefusalDoes) {
+    boot(u"old"_s);
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    polls = {json(R"({"status": "ok"})")};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(waitUntil([this] { return events.contains(u"good: signed in as ann@host"_s); }));
+    comeToRest();
+    EXPECT_TRUE(state->agentConnected());
+    EXPECT_FALSE(service.newest().gone);
+    EXPECT_EQ(service.channels.size(), 1U);
 }
 
 TEST_F(SignIn, ANewSignInDropsTheChannelOfTheOldToken) {
@@ -219,6 +318,20 @@ TEST_F(SignIn, OneThatBeginsWithTheProgramIsNotEndedByTheLookForAKeptToken) {
     EXPECT_EQ(auth(), CODE);
     pass(2s);
     EXPECT_TRUE(waitUntil([this] { return events.contains(u"good: signed in as ann@host"_s); }));
+}
+
+TEST_F(SignIn, ABrowserThatTakesItsTimeHoldsNoPollUp) {
+    const auto opened = std::make_shared<std::atomic<bool>>(false);
+    FakePlatform::instance().desktop->beforeOpeningURL = [opened] { opened->wait(false); };
+    state->signIn();
+    ASSERT_TRUE(becomes(CODE));
+    for (int turn = 0; turn < 20; ++turn)
+        test::settle();
+    clock.advance(2s);
+    EXPECT_TRUE(requested(POLL, 1));
+    *opened = true;
+    opened->notify_all();
+    comeToRest();
 }
 
 TEST_F(SignIn, TheEndOfTheProgramBreaksItOff) {

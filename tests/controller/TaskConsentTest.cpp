@@ -22,7 +22,7 @@ TEST_F(TaskConsentTest, AScriptForAnApplicationNotYetAllowedIsNotRun) {
     reply({block(TELL_MAIL, u"I write."_s), u"DONE: ok"_s});
     QStringList statuses;
     const auto watched = state->onWillChange([&] { statuses.append(state->status()); });
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
     EXPECT_EQ(osascript.calls(), 0);
     auto plain = plainEvents();
     EXPECT_TRUE(plain.takeLast().startsWith(u"dim: finished in 2 steps · "_s));
@@ -31,6 +31,7 @@ TEST_F(TaskConsentTest, AScriptForAnApplicationNotYetAllowedIsNotRun) {
                            u"code: script:\n"_s + TELL_MAIL,
                            u"bad: ✗ Mail hasn't been allowed yet — click Allow next to it in the ombru menu bar, then "
                            u"try again."_s,
+                           u"warn: To let scripts control Mail: `ombru consent allow Mail`"_s,
                            u"rule: ── step 2/15 "_s + RULE, u"good: ✓ ok"_s}));
     EXPECT_TRUE(message(2).startsWith(
         u"Result of your last AppleScript (failure):\nNot run: macOS hasn't allowed ombru to control Mail yet. Tell "
@@ -43,6 +44,16 @@ TEST_F(TaskConsentTest, AScriptForAnApplicationNotYetAllowedIsNotRun) {
     EXPECT_TRUE(statuses.contains(u"Mail not allowed yet"_s));
     EXPECT_FALSE(statuses.contains(u"running script (step 1)"_s));
     EXPECT_EQ(state->blockedApps(), (QList<AppAutomation::Target>{{u"com.apple.mail"_s, u"Mail"_s}}));
+}
+
+TEST_F(TaskConsentTest, WhatCannotBeSeenInANameIsShownInTheLog) {
+    FakePlatform::instance().desktop->applications[u"com.apple.mail"_s] = {.name = u"Mail\u200B"_s,
+                                                                           .permission = AUTOMATION_UNDECIDED};
+    reply({block(TELL_MAIL), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_TRUE(std::ranges::any_of(events, [](const QString &event) {
+        return event.startsWith(u"bad: ✗ Mail«U+200B» hasn't been allowed yet"_s);
+    })) << events.join(u'\n').toStdString();
 }
 
 TEST_F(TaskConsentTest, AnApplicationThatWasRefusedIsAllowedInTheSettings) {
@@ -93,7 +104,7 @@ TEST_F(TaskConsentTest, AScriptThatIsNotRunIsNotFollowedByAPause) {
     ASSERT_TRUE(state->settings.settle.write(60));
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL), u"DONE: ok"_s});
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
 }
 
 TEST_F(TaskConsentTest, AnAllowedApplicationIsScripted) {

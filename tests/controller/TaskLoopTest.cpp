@@ -1,3 +1,4 @@
+#include "controller/KeptConversation.h"
 #include "controller/Prompts.h"
 #include "tests/controller/LoopFixture.h"
 
@@ -15,7 +16,7 @@ TEST_F(TaskLoopTest, AFinalAnswerEndsTheTaskAfterOneTurn) {
     const ManualClock clock; // a busy machine needs more than no seconds
     reply({u"DONE: All set.\nSecond line."_s});
     const auto result = runTask(u"do it"_s);
-    EXPECT_EQ(result, (TaskResult{Outcome::answered, u"All set.\nSecond line."_s}));
+    EXPECT_EQ(result, (TaskResult{Outcome::done, u"All set.\nSecond line."_s}));
     EXPECT_EQ(plainEvents(), (QStringList{u"user: you ❯ do it"_s, u"rule: ── step 1/15 "_s + RULE,
                                           u"good: ✓ All set.\nSecond line."_s, u"dim: finished in 1 step · 0s"_s}));
     EXPECT_EQ(state->status(), u"✓ All set."_s);
@@ -130,6 +131,52 @@ TEST_F(TaskLoopTest, AReplyWithoutBlockAndWithoutDoneEndsTheTaskToo) {
     EXPECT_EQ(state->status(), u"I cannot do that."_s);
 }
 
+TEST_F(TaskLoopTest, AReplyThatLooksAsIfItDidSomethingIsSaidToHaveDoneNothing) {
+    reply({u"I press it.\n```applescript\nbeep"_s});
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_TRUE(events.contains(u"warn: The reply has a block that is not closed: nothing of it was run."_s));
+    EXPECT_EQ(osascript.calls(), 0);
+}
+
+TEST_F(TaskLoopTest, OfTwoScriptsTheSecondIsNamedAsNotRun) {
+    reply({block(u"beep 1"_s) + block(u"beep 2"_s), u"DONE: ok"_s});
+    runTask(u"go"_s);
+    EXPECT_TRUE(events.contains(u"warn: The reply has 2 scripts: only the first is run."_s));
+    EXPECT_EQ(osascript.calls(), 1);
+}
+
+TEST_F(TaskLoopTest, TheConversationIsKeptForAnotherProcessUntilANewSession) {
+    EXPECT_FALSE(state->goOnWithLastConversation());
+    reply({u"DONE: ok"_s, u"DONE: ok"_s});
+    runTask(u"one"_s);
+    EXPECT_TRUE(QFile::exists(home.filePath(u".local/state/ombru/conversation"_s)));
+    AppState other;
+    EXPECT_TRUE(other.goOnWithLastConversation());
+    other.startTask(u"two"_s);
+    EXPECT_TRUE(test::waitUntil([&] { return !other.busy; }));
+    EXPECT_TRUE(claude.arguments(2).join(u' ').contains(u"--resume session-1"_s));
+    test::await(other.drain());
+    AppState third;
+    third.newSession();
+    EXPECT_FALSE(third.goOnWithLastConversation());
+    EXPECT_EQ(keptConversation(), std::nullopt);
+    test::await(third.drain());
+}
+
+TEST_F(TaskLoopTest, AKeptConversationThatCouldBeAnOptionIsNone) {
+    QDir(home.path()).mkpath(u".local/state/ombru"_s);
+    const auto kept = [this](const QByteArray &bytes) {
+        QFile file(home.filePath(u".local/state/ombru/conversation"_s));
+        EXPECT_TRUE(file.open(QFile::WriteOnly));
+        file.write(bytes);
+        file.close();
+        return keptConversation();
+    };
+    EXPECT_EQ(kept("0a1b-2c"), u"0a1b-2c"_s);
+    for (const QByteArray bytes : {"--dangerous", "", "a b", "../x", "\xff"})
+        EXPECT_EQ(kept(bytes), std::nullopt) << bytes.constData();
+}
+
 TEST_F(TaskLoopTest, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
     ASSERT_TRUE(state->settings.maxSteps.write(1));
     reply({block(u"one"_s)});
@@ -146,7 +193,7 @@ TEST_F(TaskLoopTest, WithOneStepTheScriptStillRunsAndTheTaskThenStops) {
 TEST_F(TaskLoopTest, AFailedScriptIsTheNextTurnsInput) {
     reply({block(u"bad"_s), u"DONE: ok"_s});
     osascript.play(1, "echo '0:3: execution error: Boom. (-2700)' >&2; exit 1");
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
     const QString output = u"Error (exit 1): 0:3: execution error: Boom. (-2700)\n"_s;
     EXPECT_TRUE(plainEvents()[3].startsWith(u"bad: ✗ script failed ("_s));
     EXPECT_TRUE(plainEvents()[3].endsWith(u"s): "_s + output));
@@ -167,8 +214,8 @@ TEST_F(TaskLoopTest, ARefusedScriptYieldsANoteInTheNextTurnsResult) {
 TEST_F(TaskLoopTest, AResultSaysThatAScriptOfItsTaskWasRefused) {
     reply({block(u"x"_s), block(u"y"_s), u"DONE: ok"_s, u"DONE: again"_s});
     osascript.play(1, "echo 'execution error: Not authorized to send Apple events to Finder. (-1743)' >&2; exit 1");
-    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::answered, u"ok"_s, true}));
-    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::answered, u"again"_s, false}));
+    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::done, u"ok"_s, true}));
+    EXPECT_EQ(runTask(u"go"_s), (TaskResult{Outcome::done, u"again"_s, false}));
 }
 
 TEST_F(TaskLoopTest, ATaskThatIsStoppedAfterARefusalSaysSoToo) {
@@ -219,15 +266,18 @@ TEST_F(TaskLoopTest, AFailedScreenshotEndsTheTask) {
         return std::unexpected(Failure{u"screenshot"_s, 1, u"no display"_s});
     };
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
-    EXPECT_EQ(events.last(), u"bad: ✗ screenshot failed — give ombru Screen Recording permission (System Settings → "
-                             u"Privacy & Security)"_s);
+    EXPECT_EQ(events.last(2), QStringList({u"bad: ✗ screenshot failed — give ombru Screen Recording permission (System "
+                                           u"Settings → Privacy & Security)"_s,
+                                           u"warn: no display"_s}));
+    EXPECT_TRUE(state->status->startsWith(u"✗ screenshot failed"_s)) << "its words stay the status";
     EXPECT_EQ(claude.calls(), 0);
 }
 
 TEST_F(TaskLoopTest, AScreenThatGoesAwayAfterItsPictureEndsTheTask) {
     FakePlatform::instance().screenSize = QSize();
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
-    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ screenshot failed — "_s));
+    EXPECT_TRUE(events.at(events.size() - 2).startsWith(u"bad: ✗ screenshot failed — "_s));
+    EXPECT_EQ(events.last(), u"warn: The display went away."_s);
     EXPECT_EQ(claude.calls(), 0);
 }
 
@@ -322,7 +372,7 @@ TEST_F(TaskLoopTest, AScriptInAReplyOfTwentyMegabytesIsRun) {
 
 TEST_F(TaskLoopTest, AReplyWithWindowsLineEndsIsUnderstood) {
     reply({u"Go.\r\n```applescript\r\nreturn 1\r\n```\r\n"_s, u"DONE: ok\r\nmore"_s});
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
     EXPECT_EQ(osascript.input(1), "return 1");
     EXPECT_EQ(state->status(), u"✓ ok"_s);
 }
@@ -330,21 +380,21 @@ TEST_F(TaskLoopTest, AReplyWithWindowsLineEndsIsUnderstood) {
 TEST_F(TaskLoopTest, AScriptThatPrintsFiftyMegabytesIsCutForClaudeAlone) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "head -c 50000000 /dev/zero | tr '\\0' '~'");
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
     EXPECT_EQ(message(2).count(u'~'), 4000);
 }
 
 TEST_F(TaskLoopTest, AScreenshotDirectoryThatVanishesIsMadeAgain) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "rm -rf \"$HOME/.local/share/ombru\"");
-    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::answered);
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
 }
 
 TEST_F(TaskLoopTest, AToolThatIsDeletedBetweenTurnsFailsTheTask) {
     reply({block(u"x"_s), u"DONE: ok"_s});
     osascript.play(1, "rm \"$HOME/.local/bin/claude\"");
     EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::failed);
-    EXPECT_TRUE(events.last().startsWith(u"bad: ✗ "_s)) << events.last().toStdString();
+    EXPECT_TRUE(events.at(events.size() - 2).startsWith(u"bad: ✗ "_s)) << events.last().toStdString();
 }
 
 TEST_F(TaskLoopTest, AToolThatIsReplacedBetweenTurnsIsUsed) {

@@ -43,6 +43,24 @@ TEST(SplitReply, AnUnfinishedBlockIsNoScript) {
     EXPECT_FALSE(splitReply(u"```applescript\nbeep"_s).script);
 }
 
+TEST(SplitReply, WhatIsNotRunIsNamed) {
+    const auto notes = [](const QString &reply) { return splitReply(reply).notRun.join(u'|'); };
+    EXPECT_EQ(notes(u"Just words."_s), QString());
+    EXPECT_EQ(notes(u"Go.\n```applescript\nbeep\n```\nand\n```bash\nls\n```"_s), QString());
+    EXPECT_EQ(notes(u"```applescript\nbeep 1\n```\n```as\nbeep 2\n```"_s),
+              u"The reply has 2 scripts: only the first is run."_s);
+    EXPECT_EQ(notes(u"Go.\n```AppleScript\nbeep"_s),
+              u"The reply has a block that is not closed: nothing of it was run."_s);
+    EXPECT_EQ(notes(u"~~~applescript\nbeep\n~~~"_s),
+              u"The reply has a block fenced with \"~~~\": nothing of it was run."_s);
+    EXPECT_EQ(notes(u"```bash\nls\n```\nthen\n```\nx\n```\n```bash\ncd\n```"_s),
+              u"The reply has a block labelled \"bash\": nothing of it was run.|"
+              u"The reply has a block without a label: nothing of it was run."_s);
+    EXPECT_EQ(notes(u"  ```scpt\r\nbeep\r\n```"_s),
+              u"The reply has a block labelled \"scpt\": nothing of it was run."_s);
+    EXPECT_LE(splitReply(u"```%1\n```\n"_s.repeated(100)).notRun.size(), 5);
+}
+
 TEST(SplitReply, FiveMillionCharactersAreNoTrouble) {
     const QString script = u"return \""_s + QString(5'000'000, u'x') + u"\""_s;
     const auto split = splitReply(u"Big.\n```applescript\n"_s + script + u"\n```"_s);

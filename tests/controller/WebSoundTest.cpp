@@ -1,14 +1,17 @@
 // The web page listens to what this computer plays, over a real channel.
 
+#include "base/SerialQueue.h"
 #include "controller/ServiceLink.h"
 #include "tests/controller/LinkFixture.h"
 
+#include <latch>
 #include <semaphore>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using test::ChannelFrame;
+using test::settle;
 using test::waitUntil;
 
 namespace {
@@ -30,6 +33,16 @@ protected:
     std::size_t recordings() { return desktop()->recordings.size(); }
     std::shared_ptr<FakeRecording> recording() { return desktop()->recordings.back(); }
     void play(std::vector<float> sound) { recording()->listener.onSound(sound); }
+    // What was played has left the capture's queue, and the main thread: a queue on each of the loops comes after it.
+    static void settleSound() {
+        SerialQueue one("test.one");
+        SerialQueue other("test.other");
+        std::latch passed(2);
+        for (auto *queue : {&one, &other})
+            queue->post([&passed] { passed.count_down(); });
+        passed.wait();
+        settle();
+    }
     bool ended() {
         return waitUntil([this] { return recording()->ended.load(); });
     }
@@ -90,6 +103,16 @@ TEST_F(WebSoundTest, AMessageThatDoesNotSayOnMeansOff) {
     service.newest().sendText(R"({"type": "listen"})");
     EXPECT_TRUE(says(STOPPED));
     EXPECT_TRUE(ended());
+}
+
+TEST_F(WebSoundTest, AnOnThatIsNoBooleanMeansOff) {
+    int times = 0;
+    for (const auto *on : {"\"true\"", "1", "null", "[true]", "{}"}) {
+        stream();
+        service.newest().sendText(R"({"type": "listen", "on": )" + QByteArray(on) + "}");
+        ASSERT_TRUE(says(STOPPED, ++times)) << on;
+        EXPECT_TRUE(ended()) << on;
+    }
 }
 
 TEST_F(WebSoundTest, OffWithoutACaptureIsSilent) {
@@ -171,7 +194,7 @@ TEST_F(WebSoundTest, BlocksAreGoneWhileThereIsNoChannelAndGoOnWithTheNext) {
     service.newest().hangUp();
     ASSERT_TRUE(waitUntil([this] { return !state->agentConnected(); }));
     play({0.25F});
-    comeToRest();
+    settleSound();
     clock.advance(1s);
     ASSERT_TRUE(waitUntil([this] { return service.channels.size() == 2 && service.frameCount() >= 2; }));
     play({1.0F});

@@ -46,7 +46,7 @@ TEST_F(WebTasks, ATaskRunsAndItsLinesAreMirrored) {
     answerQuestions({block(u"one"_s, u"Now."_s), u"DONE: ok"_s});
     say(R"({"type": "task", "text": "  open it \n"})");
     ASSERT_TRUE(waitUntil([this] { return state->lastResult().has_value(); }));
-    EXPECT_EQ(finish(), (TaskResult{Outcome::answered, u"ok"_s}));
+    EXPECT_EQ(finish(), (TaskResult{Outcome::done, u"ok"_s}));
     catchUp();
     const auto lines = kindsAndTexts();
     EXPECT_EQ(lines.value(0), u"user: web ❯ open it"_s);

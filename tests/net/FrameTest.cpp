@@ -147,3 +147,34 @@ TEST(Frame, ALengthNearTheMaximumIsAFailureAndNothingElse) {
         EXPECT_FALSE(reader.next()) << "nor is there anything behind it";
     }
 }
+
+TEST(Frame, CutsWhatIsLongerThanItKeeps) {
+    FrameReader reader(4);
+    reader.append(written(Opcode::text, "12345678") + written(Opcode::text, "next"));
+    const auto cut = reader.next();
+    ASSERT_TRUE(cut && *cut);
+    EXPECT_EQ((*cut)->payload, "1234");
+    EXPECT_EQ((*cut)->cut, 4U);
+    EXPECT_EQ(readAll(reader), (std::vector<Seen>{{Opcode::text, true, "next"}}));
+}
+
+TEST(Frame, PassesOverTheRestOfACutFrameAsItComes) {
+    FrameReader reader(2);
+    const auto all = written(Opcode::binary, QByteArray(100'000, 'x')) + written(Opcode::text, "yz");
+    std::vector<Seen> seen;
+    for (qsizetype at = 0; at < all.size(); at += 777) {
+        reader.append(QByteArrayView(all).sliced(at, std::min<qsizetype>(777, all.size() - at)));
+        for (const auto &frame : readAll(reader))
+            seen.push_back(frame);
+    }
+    EXPECT_EQ(seen, (std::vector<Seen>{{Opcode::binary, true, "xx"}, {Opcode::text, true, "yz"}}));
+}
+
+TEST(Frame, CutsAlsoWhatWouldBeRefusedOtherwise) {
+    FrameReader reader(2);
+    reader.append(QByteArrayView(WrittenHead(Opcode::text, LARGEST_FRAME + 1)).toByteArray() + "abc");
+    const auto frame = reader.next();
+    ASSERT_TRUE(frame && *frame);
+    EXPECT_EQ((*frame)->payload, "ab");
+    EXPECT_EQ((*frame)->cut, LARGEST_FRAME - 1);
+}

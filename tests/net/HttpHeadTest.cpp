@@ -2,6 +2,9 @@
 
 #include "tests/support/Wait.h"
 
+#include <QUrl>
+#include <QUrlQuery>
+
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using State = HeadReader::State;
@@ -28,6 +31,42 @@ TEST(HttpHead, QueryItemsKeepTheirOrderAndAreDecoded) {
     EXPECT_EQ(head.queryItem(u"x"_s), u"1=2"_s);
     EXPECT_EQ(head.queryItem(u"none"_s), std::nullopt);
     EXPECT_EQ(head.query.size(), 5U);
+}
+
+TEST(HttpHead, ATargetIsReadAsTheFrameworkReadsIt) {
+    for (const auto *target : {"/",
+                               "/media",
+                               "/media?",
+                               "/media?token=x",
+                               "/media?token=",
+                               "/media?token",
+                               "/?a&&b",
+                               "/?&a=1&",
+                               "/?&",
+                               "/?=",
+                               "/?a==b",
+                               "/?a=b?c",
+                               "/a/../b/./c",
+                               "/a//b",
+                               "//host/path",
+                               "/~a-b_c.d?e/f=g",
+                               "/a?token=x+y",
+                               "/a:b",
+                               "/a%41?b=%42",
+                               "/a?b=c#d",
+                               "a/b",
+                               "?",
+                               "/a;b",
+                               "/\xC3\xA4?\xC3\xB6=\xC3\xBC",
+                               "/a?[b]=c"}) {
+        const QUrl url(QString::fromUtf8(target));
+        std::vector<std::pair<QString, QString>> query;
+        for (const auto &[name, value] : QUrlQuery(url).queryItems(QUrl::FullyDecoded))
+            query.emplace_back(name, value);
+        const auto head = parseHead(QByteArray("GET ") + target + " HTTP/1.1");
+        EXPECT_EQ(head.path, url.path(QUrl::FullyDecoded)) << target;
+        EXPECT_EQ(head.query, query) << target;
+    }
 }
 
 TEST(HttpHead, TheLastOfSeveralHeadersWins) {

@@ -1,12 +1,15 @@
 #include "net/Transport.h"
 
 #include "tests/support/DescriptorLimit.h"
+#include "tests/support/Processes.h"
 #include "tests/support/TcpPeer.h"
 
+#include <fcntl.h>
 #include <latch>
 #include <numeric>
 
 using namespace ombru;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using test::TcpPeer;
 using test::waitUntil;
@@ -33,6 +36,7 @@ protected:
             ASSERT_TRUE(got);
             port = *got;
         });
+        descriptors = test::openDescriptors();
     }
     void TearDown() override {
         on(*transport, [this] {
@@ -40,6 +44,9 @@ protected:
             for (const auto &stream : streams)
                 stream->cancel();
         });
+        // What a connection closes later would be a free descriptor in the next test.
+        EXPECT_TRUE(waitUntil([this] { return test::openDescriptors() < descriptors; }));
+        on(*transport, [] {});
     }
 
     void take(const std::shared_ptr<Stream> &stream) {
@@ -60,7 +67,23 @@ protected:
         return count;
     }
 
+    // The only one: of this process, at the port, and connected.
+    int acceptedSocket() const {
+        for (int number = 0; number < 1024; ++number) {
+            sockaddr_in own{};
+            sockaddr_in others{};
+            socklen_t size = sizeof own;
+            const bool here = ::getsockname(number, reinterpret_cast<sockaddr *>(&own), &size) == 0;
+            size = sizeof others;
+            if (here && ntohs(own.sin_port) == port &&
+                ::getpeername(number, reinterpret_cast<sockaddr *>(&others), &size) == 0)
+                return number;
+        }
+        return -1;
+    }
+
     std::shared_ptr<Transport> transport = Transport::make("test");
+    qsizetype descriptors = 0; // that are open, with the listener and without connections
     std::uint16_t port = 0;
     std::atomic<int> accepted = 0;
     qsizetype most = 1000;
@@ -184,6 +207,23 @@ TEST_F(TransportTest, OfManyThatEndOnlySomeAreWaitedFor) {
     EXPECT_TRUE(peers.back()->write("x"));
 }
 
+TEST_F(TransportTest, APeerThatIsGoneWithoutAWordIsNoticed) {
+    TcpPeer peer;
+    accept(peer);
+    const auto option = [socket = acceptedSocket()](int level, int name) {
+        int value = -1;
+        socklen_t size = sizeof value;
+        EXPECT_EQ(::getsockopt(socket, level, name, &value, &size), 0);
+        return value;
+    };
+    EXPECT_EQ(option(SOL_SOCKET, SO_KEEPALIVE), 1);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPIDLE), 60);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPINTVL), 15);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPCNT), 4);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_USER_TIMEOUT), 120'000);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_NODELAY), 1) << "what is sent leaves at once";
+}
+
 TEST_F(TransportTest, WithoutDescriptorsItAcceptsLater) {
     ManualClock clock;
     TcpPeer first;
@@ -207,4 +247,47 @@ TEST_F(TransportTest, WithoutDescriptorsItAcceptsLater) {
     EXPECT_EQ(accepted, 1) << "it does not try all the time";
     clock.advance(1s);
     EXPECT_TRUE(waitUntil([this] { return accepted == 2; }));
+}
+
+TEST_F(TransportTest, AConnectionThatIsOpenAlreadyIsTakenOver) {
+    const int most = 2;
+    std::array<int, most> ends{};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    Descriptor other(ends[1]);
+    on(*transport, [&] {
+        const auto stream = transport->takeOver({Descriptor(ends[0]), u"somebody"_s});
+        ASSERT_TRUE(stream);
+        EXPECT_EQ((*stream)->peer(), u"somebody"_s);
+        take(*stream);
+        (*stream)->send({"hello"});
+    });
+    std::array<char, 16> bytes{};
+    EXPECT_EQ(::read(other.number(), bytes.data(), bytes.size()), 5);
+    EXPECT_EQ(::write(other.number(), "answer", 6), 6);
+    EXPECT_TRUE(waitUntil([this] {
+        bool came = false;
+        on(*transport, [&] { came = pieces == std::vector<qsizetype>{6}; });
+        return came;
+    }));
+}
+
+TEST_F(TransportTest, ATakenConnectionHasTheOptionsOfAnAcceptedOne) {
+    const auto listening = makeListeningSocket(Interface::loopback);
+    const auto number = listenOn(*listening, Interface::loopback, 0);
+    ASSERT_TRUE(number);
+    TcpPeer peer(*number);
+    const int open = ::accept(listening->number(), nullptr, nullptr); // it waits, and has been told nothing
+    const int none = 0;
+    ::setsockopt(open, SOL_SOCKET, SO_KEEPALIVE, &none, sizeof none);
+    on(*transport, [&] {
+        const auto stream = transport->takeOver({Descriptor(::dup(open)), u"somebody"_s});
+        ASSERT_TRUE(stream);
+        take(*stream);
+    });
+    int value = 0;
+    socklen_t size = sizeof value;
+    ::getsockopt(open, SOL_SOCKET, SO_KEEPALIVE, &value, &size);
+    EXPECT_EQ(value, 1);
+    EXPECT_TRUE(::fcntl(open, F_GETFL) & O_NONBLOCK);
+    ::close(open);
 }

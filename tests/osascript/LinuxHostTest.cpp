@@ -172,9 +172,20 @@ protected:
         const auto program =
             scratch.script(id, "printf '%s\\n' \"$@\" >'" + scratch.path(id).toUtf8() + ".new'; mv '" +
                                    scratch.path(id).toUtf8() + ".new' '" + scratch.path(id).toUtf8() + ".opened'");
+        addEntry(id, program + u" %F"_s, lines);
+    }
+    void addEntry(const QString &id, const QString &exec, const QByteArray &lines) {
         QDir().mkpath(scratch.path(u"applications"_s));
         scratch.write(u"applications/%1.desktop"_s.arg(id), "[Desktop Entry]\nType=Application\nName=" + id.toUtf8() +
-                                                                "\nExec=" + program.toUtf8() + " %F\n" + lines);
+                                                                "\nExec=" + exec.toUtf8() + '\n' + lines);
+    }
+    // While that application is.
+    void expectRefused(const QString &address, const QString &application) {
+        test::decide(scratch.directory(), askingClient().id, {application}, false);
+        const auto refused = host.applications().openLocation(address);
+        ASSERT_FALSE(refused) << application.toStdString();
+        EXPECT_EQ(refused.error().description, notAllowed(application).description);
+        test::decide(scratch.directory(), askingClient().id, {application}, true);
     }
     QByteArray opened(const QString &id) {
         const auto file = scratch.path(id + u".opened"_s);
@@ -211,6 +222,44 @@ TEST_F(OpeningFiles, AnAddressStartsItsApplicationUnlessThatWasRefused) {
         EXPECT_EQ(refused.error().description, notAllowed(u"notes"_s).description);
     }
     EXPECT_FALSE(QFile::exists(scratch.path(u"notes.opened"_s)));
+}
+
+TEST_F(OpeningFiles, AnAddressStartsNoOtherEntryOfAProgramThatWasRefused) {
+    const test::Variable display("DISPLAY", ":0");
+    install(u"notes"_s, {});
+    ASSERT_TRUE(QFile::link(scratch.path(u"notes"_s), scratch.path(u"link"_s)));
+    for (const auto &file : {u"notes"_s, u"link"_s}) {
+        addEntry(u"other"_s, scratch.path(file) + u" --new %U"_s, "MimeType=x-scheme-handler/notes;\n");
+        ASSERT_TRUE(host.applications().openLocation(u"notes:one"_s));
+        EXPECT_EQ(opened(u"notes"_s), "--new\nnotes:one\n");
+        QFile::remove(scratch.path(u"notes.opened"_s));
+        expectRefused(u"notes:two"_s, u"notes"_s);
+    }
+    EXPECT_FALSE(QFile::exists(scratch.path(u"notes.opened"_s)));
+}
+
+TEST_F(OpeningFiles, NothingChoosesAmongProgramsOfWhichOneWasRefused) {
+    const test::Variable display("DISPLAY", ":0");
+    const test::Variable path("PATH", scratch.directory().toUtf8() + ":/usr/bin:/bin");
+    const test::Variable none("XDG_DATA_DIRS", scratch.path(u"none"_s).toUtf8());
+    const test::Variable browser("BROWSER", "lynx:" + scratch.path(u"reader"_s).toUtf8() + " %s");
+    install(u"web"_s, "Categories=WebBrowser;\n");
+    install(u"pages"_s, "MimeType=text/html;\n");
+    install(u"post"_s, "Categories=Email;\n");
+    install(u"reader"_s, {});
+    install(u"chosen"_s, {});
+    for (const auto &opener : {u"xdg-open"_s, u"exo-open"_s}) {
+        ASSERT_TRUE(QFile::link(scratch.path(u"chosen"_s), scratch.path(opener)));
+        if (opener == u"exo-open"_s)
+            addEntry(opener, opener, "MimeType=x-scheme-handler/https;x-scheme-handler/mailto;\n");
+        for (const auto &application : {u"web"_s, u"pages"_s, u"reader"_s})
+            expectRefused(u"https://a"_s, application);
+        expectRefused(u"mailto:a"_s, u"post"_s);
+        test::decide(scratch.directory(), askingClient().id, {u"post"_s, u"editor"_s}, false);
+        ASSERT_TRUE(host.applications().openLocation(u"https://b"_s)) << "neither opens such addresses";
+        EXPECT_EQ(opened(u"chosen"_s), "https://b\n");
+        QFile::remove(scratch.path(u"chosen.opened"_s));
+    }
 }
 
 TEST_F(LinuxHostTest, OnlyTheWebAndMailGoToAGeneralOpener) {

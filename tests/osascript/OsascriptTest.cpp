@@ -303,6 +303,16 @@ TEST_F(Osascript, AShellThatDoesNotWantToEndIsEndedToo) {
     EXPECT_FALSE(isAlive(shell));
 }
 
+TEST_F(Osascript, OrphansLeaveTheTableOfProcessesWhileOthersAreStillEnded) {
+    const auto process =
+        startShell(u"trap '' TERM; (trap - TERM; sleep 600 & echo $! > orphan); %1 while [ -e /proc/$(cat orphan) ]; "
+                   "do :; done; : > '%2'; sleep 600"_s.arg(noteOf(u"ready"_s, u"$$"_s), m_scratch.path(u"reaped"_s)));
+    noted(u"ready"_s);
+    ::kill(pid_t(noted(u"parent"_s)), SIGTERM);
+    EXPECT_EQ(end(process).status, SIGTERM);
+    EXPECT_TRUE(QFile::exists(m_scratch.path(u"reaped"_s)));
+}
+
 TEST_F(Osascript, ItsEndEndsAllThatTheScriptHasStartedButNotWhatIsTheOwners) {
     const auto process = startShell(
         u"timeout 600 sleep 600 & %1 OMBRU_OPENED=$PPID setsid sh -c 'echo $$ > opened; exec sleep 600' & "

@@ -85,6 +85,14 @@ TEST_F(ReachTest, ARefusedApplicationIsNot) {
     EXPECT_TRUE(mayReach(window(u"Notes"_s)));
 }
 
+TEST_F(ReachTest, ARefusalShowsWhatCannotBeSeenInAName) {
+    install(u"sly"_s, u"Mail\u200B"_s, u"sly-program"_s, "StartupWMClass=Sly\n");
+    decide(u"sly"_s, false);
+    const auto refused = m_reach.mayReach(window(u"Sly"_s));
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().description.startsWith(u"Not authorized to send Apple events to Mail«U+200B». "_s));
+}
+
 TEST_F(ReachTest, WhatAWindowCallsItselfDoesNotHideWhoseItIs) {
     decide(u"mail"_s, false);
     for (const auto &[program, name] :
@@ -117,6 +125,20 @@ TEST_F(ReachTest, TheWindowsThatHoldTheOwnersAnswersAreNobodys) {
         EXPECT_TRUE(refused.error().description.startsWith(u"Not authorized to send Apple events to ombru."_s));
         EXPECT_FALSE(mayReach(window(u"Notes"_s, run(own))));
     }
+}
+
+TEST_F(ReachTest, AQuestionForAPasswordIsTheOwnersToAnswer) {
+    const auto told = [this](const DesktopWindow &asking) {
+        const auto refused = m_reach.mayReach(asking);
+        return refused ? QString() : refused.error().description.section(u". "_s, 0, 0);
+    };
+    const auto refusal = u"Not authorized to send Apple events to "_s;
+    decide(u"gcr-prompter"_s, true);
+    EXPECT_EQ(told(window(u"Gcr-prompter"_s)), refusal + u"gcr-prompter"_s) << "allowed or not";
+    EXPECT_EQ(told(window(u"Anything"_s, 0, u"pinentry-gtk-2"_s)), refusal + u"pinentry"_s);
+    EXPECT_EQ(told(window(u"Notes"_s, run(u"polkit-kde-authentication-agent-1"_s))), refusal + u"polkit"_s);
+    EXPECT_EQ(told(window({}, run(u"i3lock"_s))), refusal + u"i3lock"_s);
+    EXPECT_TRUE(mayReach(window(u"Notes about polkit"_s)));
 }
 
 TEST_F(ReachTest, ADecisionCountsAtOnce) {

@@ -216,6 +216,9 @@ TEST_F(ConsentTest, ARunningApplicationIsAsDecided) {
     ASSERT_TRUE(probe->start());
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, false), AUTOMATION_UNDECIDED);
     EXPECT_EQ(determineAutomation(u"Probe"_s, false), AUTOMATION_NOT_RUNNING) << "a name is no identifier";
+    EXPECT_EQ(
+        determineAutomation({u""_s, u"org.example.probe"_s, EDITOR, u"Probe"_s}),
+        (std::vector{AUTOMATION_BAD_TARGET, AUTOMATION_UNDECIDED, AUTOMATION_NOT_RUNNING, AUTOMATION_NOT_RUNNING}));
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, true), AUTOMATION_UNDECIDED) << "nobody is there to ask";
     ASSERT_TRUE(decideConsent(CLIENT, u"Probe"_s, true));
     EXPECT_EQ(determineAutomation(u"org.example.probe"_s, false), AUTOMATION_ALLOWED);

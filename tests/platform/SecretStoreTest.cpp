@@ -67,6 +67,21 @@ TEST_F(SecretStore, TakesASecretAwayAndOnlyThatOne) {
     setSecret(KEY, std::nullopt); // what is not there is taken away without ado
 }
 
+TEST_F(SecretStore, ForgetsAllOfOursAndNoneOfOthers) {
+    const Keyring keyring(m_home);
+    EXPECT_FALSE(hasSecrets());
+    output("printf kept | secret-tool store --label=x service org.example account device-token");
+    EXPECT_FALSE(hasSecrets());
+    setSecret(KEY, u"token"_s);
+    setSecret(u"another"_s, u"one"_s);
+    EXPECT_TRUE(hasSecrets());
+    EXPECT_TRUE(forgetSecrets());
+    EXPECT_FALSE(hasSecrets());
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_EQ(secret(u"another"_s), std::nullopt);
+    EXPECT_EQ(output("secret-tool lookup service org.example account device-token"), "kept");
+}
+
 TEST_F(SecretStore, ReadsWhatAnotherProgramStored) {
     const Keyring keyring(m_home);
     output("printf other | secret-tool store --label=x service com.ombru.mac account device-token");

@@ -149,6 +149,17 @@ TEST_F(SettingsTest, CallsAreTakenFromThisComputerUnlessItsOwnerSaysFromAny) {
     EXPECT_EQ(settings.callInterface(), u"any"_s);
 }
 
+TEST_F(SettingsTest, TheStopKeyIsACombinationOrNone) {
+    Settings settings(path);
+    EXPECT_EQ(settings.stopKey(), u"Ctrl+Shift+Escape"_s);
+    EXPECT_TRUE(settings.stopKey.write(u"Pause"_s));
+    EXPECT_TRUE(settings.stopKey.write(u""_s));
+    const auto refused = settings.stopKey.write(u"Escape"_s);
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().description.contains(u"such as Ctrl+Shift+Escape"_s))
+        << refused.error().description.toStdString();
+}
+
 TEST_F(SettingsTest, AnUnknownKeyIsNone) {
     const Settings settings(path);
     EXPECT_EQ(settings.find(u"maxstep"), nullptr);
@@ -204,6 +215,32 @@ TEST_F(SettingsTest, AHalfSavedFileThatIsWholeAMomentLaterIsReadWhole) {
     EXPECT_EQ(settings.callPort(), 8000);
     ASSERT_TRUE(settings.settle.write(2));
     EXPECT_EQ(fileText(), "maxSteps=21\ncallPort=8000\nsettle=2\n");
+}
+
+TEST_F(SettingsTest, AFileThatAnEditorHasJustEmptiedIsNotWritten) {
+    writeFile("maxSteps=21\n");
+    Settings settings(path);
+    writeFile("");
+    const auto written = settings.settle.write(2);
+    ASSERT_FALSE(written);
+    EXPECT_EQ(
+        written.error().description,
+        u"cannot write %1, which has just become empty: should an editor be saving it, try again in a moment"_s.arg(
+            path));
+    EXPECT_EQ(fileText(), "");
+    writeFile("maxSteps=22\n");
+    ASSERT_TRUE(settings.settle.write(2));
+    EXPECT_EQ(fileText(), "maxSteps=22\nsettle=2\n");
+}
+
+TEST_F(SettingsTest, AFileThatItsOwnerLeftEmptyIsWritten) {
+    writeFile("");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QFile::ReadWrite));
+    ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFile::FileModificationTime));
+    file.close();
+    ASSERT_TRUE(Settings(path).settle.write(2));
+    EXPECT_EQ(fileText(), "settle=2\n");
 }
 
 TEST_F(SettingsTest, AnotherProcessesWriteIsKept) {
@@ -277,6 +314,31 @@ TEST_F(SettingsTest, AFileThatCannotBeReadIsNotWrittenOver) {
     ASSERT_FALSE(written);
     EXPECT_TRUE(written.error().description.startsWith(u"cannot write %1, which cannot be read: "_s.arg(path)));
     EXPECT_TRUE(QFileInfo(path).isDir());
+}
+
+TEST_F(SettingsTest, AFileOfANewerVersionIsNeitherReadNorWritten) {
+    const QByteArray newer = "settingsVersion=2\nmaxSteps=3\n";
+    writeFile(newer);
+    Settings settings(path);
+    QStringList reports;
+    settings.onTrouble([&](const QString &line) { reports.append(line); });
+    EXPECT_EQ(settings.maxSteps(), 15);
+    ASSERT_EQ(reports.size(), 1);
+    EXPECT_TRUE(reports[0].contains(u"it is of a newer ombru (settingsVersion=2, where this one knows 1)"_s));
+    ASSERT_FALSE(settings.isOfThisVersion());
+    EXPECT_TRUE(settings.isOfThisVersion().error().description.startsWith(path + u": it is of a newer ombru"_s));
+    EXPECT_FALSE(settings.maxSteps.write(4));
+    EXPECT_EQ(fileText(), newer);
+    EXPECT_EQ(QDir(QFileInfo(path).path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"ombru.conf"_s});
+}
+
+TEST_F(SettingsTest, AFileOfThisVersionSaysSoOrNothing) {
+    EXPECT_TRUE(Settings(path).isOfThisVersion()) << "there is none";
+    writeFile("maxSteps=3\n");
+    EXPECT_TRUE(Settings(path).isOfThisVersion());
+    writeFile("settingsVersion=1\nmaxSteps=4\n");
+    EXPECT_TRUE(Settings(path).isOfThisVersion());
+    EXPECT_EQ(Settings(path).maxSteps(), 4);
 }
 
 TEST_F(SettingsTest, APipeInPlaceOfTheFileIsNotWaitedFor) {

@@ -135,6 +135,12 @@ bool AccountService::isWaitedFor(std::size_t number) const {
     return m_requesters.at(number)->state() == QAbstractSocket::ConnectedState;
 }
 
+void AccountService::forgetRequests() {
+    requests = {};
+    for (auto *socket : std::exchange(m_requesters, {}))
+        socket->deleteLater();
+}
+
 void AccountService::send(QTcpSocket *socket, const AccountReply &reply) {
     using Manner = AccountReply::Manner;
     if (reply.manner == Manner::silence || reply.manner == Manner::later)

@@ -73,6 +73,7 @@ public:
     // The reply to a request, by its number, that was to come later; and whether anybody still waits for it.
     void answerNow(std::size_t number, const AccountReply &reply);
     bool isWaitedFor(std::size_t number) const;
+    void forgetRequests(); // and their connections; the next one is number 0
 
     Manner manner = Manner::answers;
     AccountReply refusal = {.status = 403};

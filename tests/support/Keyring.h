@@ -9,7 +9,7 @@ namespace ombru::test {
 
 class Keyring {
 public:
-    enum class State { unlocked, locked };
+    enum class State { unlocked, locked, asking }; // one that asks needs a display of the bus's, too
 
     // In that home, where a keyring may have been before: it has the same secrets. The first one has to be unlocked.
     explicit Keyring(const QTemporaryDir &home, State state = State::unlocked)
@@ -21,8 +21,10 @@ public:
 private:
     static QByteArray script(State state) {
         const QByteArray unlock = state == State::unlocked ? " --unlock <$0/password" : "";
-        // No display, so that nobody is asked for a password.
-        return "unset DISPLAY WAYLAND_DISPLAY; export HOME=$0 XDG_DATA_HOME=$0/share XDG_RUNTIME_DIR=$0/run; "
+        // Without a display nobody is asked for the password.
+        const QByteArray display = state == State::asking ? "" : "unset DISPLAY WAYLAND_DISPLAY; ";
+        return display +
+               "export HOME=$0 XDG_DATA_HOME=$0/share XDG_RUNTIME_DIR=$0/run; "
                "mkdir -p -m 700 $0/share $0/run; printf password >$0/password; "
                "(gdbus wait --session --timeout 50 org.freedesktop.secrets && echo ready >/dev/fd/%fd) & "
                "exec gnome-keyring-daemon --foreground --components=secrets --control-directory=$0/run" +

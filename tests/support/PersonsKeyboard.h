@@ -1,4 +1,4 @@
-// The keyboard that a private desktop's X server takes for a person's: not the one that programs type on.
+// The keyboard and the pointer that a private desktop's X server takes for a person's: not those that programs type on.
 #pragma once
 #include "platform/linux/x11/Display.h"
 
@@ -9,16 +9,17 @@
 
 namespace ombru::test {
 
-class PersonsKeyboard {
+class PersonsDevice {
 public:
-    PersonsKeyboard() {
+    // `use` as the input extension says it; `press` the event that a press is, whose release is the next one.
+    PersonsDevice(std::uint8_t use, int press) : m_press(press) {
         const Reply<xcb_input_list_input_devices_reply_t> list(
             xcb_input_list_input_devices_reply(connection(), xcb_input_list_input_devices(connection()), nullptr));
         const auto *devices = xcb_input_list_input_devices_devices(list.get());
         auto name = xcb_input_list_input_devices_names_iterator(list.get());
         for (int device = 0; device < list->devices_len; ++device, xcb_str_next(&name)) {
             const std::string_view text(xcb_str_name(name.data), std::size_t(xcb_str_name_length(name.data)));
-            if (devices[device].device_use == XCB_INPUT_DEVICE_USE_IS_X_EXTENSION_KEYBOARD && !text.contains("XTEST"))
+            if (devices[device].device_use == use && !text.contains("XTEST"))
                 m_id = devices[device].device_id;
         }
         EXPECT_NE(m_id, 0);
@@ -27,11 +28,11 @@ public:
     }
 
     // Returns once the server has it.
-    void press(std::uint8_t key, bool down) const {
-        const int kind = xcb_get_extension_data(connection(), &xcb_input_id)->first_event +
-                         (down ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
+    void press(std::uint8_t number, bool down) const { // a key code, or a button
+        const int kind =
+            xcb_get_extension_data(connection(), &xcb_input_id)->first_event + (down ? m_press : m_press + 1);
         const Reply<xcb_generic_error_t> error(
-            xcb_request_check(connection(), xcb_test_fake_input_checked(connection(), std::uint8_t(kind), key,
+            xcb_request_check(connection(), xcb_test_fake_input_checked(connection(), std::uint8_t(kind), number,
                                                                         XCB_CURRENT_TIME, XCB_NONE, 0, 0, m_id)));
         EXPECT_FALSE(error);
     }
@@ -41,6 +42,17 @@ private:
 
     Display m_display = std::move(*Display::open());
     std::uint8_t m_id = 0;
+    int m_press;
+};
+
+class PersonsKeyboard : public PersonsDevice {
+public:
+    PersonsKeyboard() : PersonsDevice(XCB_INPUT_DEVICE_USE_IS_X_EXTENSION_KEYBOARD, XCB_INPUT_DEVICE_KEY_PRESS) {}
+};
+
+class PersonsPointer : public PersonsDevice {
+public:
+    PersonsPointer() : PersonsDevice(XCB_INPUT_DEVICE_USE_IS_X_EXTENSION_POINTER, XCB_INPUT_DEVICE_BUTTON_PRESS) {}
 };
 
 } // namespace ombru::test

@@ -50,10 +50,14 @@ inline bool endMarked(const QByteArray &mark) {
     });
 }
 
-// The process id that a script wrote into that file; waits for it. -1 when it never came.
+constexpr qint64 NO_PROCESS = 0x7FFFFFFF; // nobody has this number; a signal to -1 would reach everybody
+
+// The process id that a script wrote into that file; waits for it. NO_PROCESS when it never came.
 inline qint64 pidIn(const QString &path) {
     const bool there = waitUntil([&] { return contents(path).endsWith('\n'); });
-    return there ? contents(path).trimmed().toLongLong() : -1;
+    EXPECT_TRUE(there) << path.toStdString();
+    const auto pid = there ? contents(path).trimmed().toLongLong() : 0;
+    return pid > 0 ? pid : NO_PROCESS;
 }
 
 inline qsizetype openDescriptors() {

@@ -40,7 +40,7 @@ protected:
         return message(u"Result of your last AppleScript ("_s + how + u"):\n"_s + text);
     }
 
-    Result<Claude::Reply> ask(const QString &prompt, const std::optional<QString> &session = {}) {
+    std::expected<Claude::Reply, ToolFailure> ask(const QString &prompt, const std::optional<QString> &session = {}) {
         const Claude::Question question{m_binary.value_or(agent()), prompt, u"be brief"_s, session, QString(),
                                         m_scratch.directory()};
         return await(Claude::ask(question, m_call));
@@ -97,7 +97,7 @@ TEST_F(RehearsedAgentTest, PlaysAScenarioTurnByTurn) {
     EXPECT_EQ(second->sessionID, first->sessionID);
     EXPECT_EQ(textOf(result(u"success"_s, u"ok"_s), first->sessionID), u"DONE: 160 180"_s);
     EXPECT_EQ(textOf(result(u"success"_s, u"ok"_s), first->sessionID),
-              u"DONE: My scenario one.scenario has no answer for turn 4 to this message, so I stop here."_s);
+              u"My scenario one.scenario has no answer for turn 4 to this message, so I stop here."_s);
 }
 
 TEST_F(RehearsedAgentTest, BeginsAgainWithTheNextTaskOfAConversation) {
@@ -118,7 +118,7 @@ TEST_F(RehearsedAgentTest, StaysInATurnThatNamesItselfAsTheNext) {
 
 TEST_F(RehearsedAgentTest, SaysThatItDoesNotKnowATaskAndWhichItKnows) {
     const auto answer = textOf(task(u"bake bread"_s));
-    EXPECT_TRUE(answer.startsWith(u"DONE: I am the rehearsed agent"_s));
+    EXPECT_TRUE(answer.startsWith(u"I am the rehearsed agent"_s));
     EXPECT_TRUE(answer.contains(u"“bake bread” is not among them"_s));
     EXPECT_TRUE(answer.contains(u"“open the text editor and write a haiku about rain into it”"_s));
 }
@@ -139,15 +139,15 @@ TEST_F(RehearsedAgentTest, AnswersTheQuestionWhetherItWorks) {
 TEST_F(RehearsedAgentTest, ReallyLooksAtTheScreenshot) {
     scenario("=== 1\nseen");
     EXPECT_EQ(textOf(message(u"USER TASK: thing"_s, u"161x90"_s)),
-              u"DONE: I could not look at the screen: the screenshot is 160x90 pixels, the message says 161x90."_s);
+              u"I could not look at the screen: the screenshot is 160x90 pixels, the message says 161x90."_s);
     const auto damaged = contents(screenshot());
     m_scratch.write(u"step-1.png"_s, damaged.first(damaged.size() / 2));
-    EXPECT_TRUE(textOf(task(u"thing"_s)).startsWith(u"DONE: I could not look at the screen: "_s));
+    EXPECT_TRUE(textOf(task(u"thing"_s)).startsWith(u"I could not look at the screen: "_s));
     m_scratch.write(u"step-1.png"_s, "words");
     EXPECT_TRUE(textOf(task(u"thing"_s)).contains(u"is not there or is not a PNG picture"_s));
     QFile::remove(screenshot());
     EXPECT_TRUE(textOf(task(u"thing"_s)).contains(u"is not there or is not a PNG picture"_s));
-    EXPECT_TRUE(textOf(u"USER TASK: thing\nImage size: 1x1 px."_s).startsWith(u"DONE: "_s));
+    EXPECT_TRUE(textOf(u"USER TASK: thing\nImage size: 1x1 px."_s).startsWith(u"I could not look"_s));
 }
 
 TEST_F(RehearsedAgentTest, RefusesAConversationItDoesNotKnow) {
@@ -202,7 +202,7 @@ TEST_F(RehearsedAgentTest, DeletesItselfAsTold) {
 
 TEST_F(RehearsedAgentTest, HangsUntilItIsKilled) {
     scenario("=== 1\n@stderr hanging\n@hang\nx");
-    const auto reply = std::make_shared<std::optional<Result<Claude::Reply>>>();
+    const auto reply = std::make_shared<std::optional<std::expected<Claude::Reply, ToolFailure>>>();
     const Claude::Question question{agent(), task(u"thing"_s), {}, std::nullopt, {}, m_scratch.directory()};
     const auto asking = keep(Claude::ask(question, m_call), reply);
     ASSERT_TRUE(waitUntil([&] { return QDir(m_scratch.path(u"state"_s)).count() > 2; }));

@@ -15,11 +15,15 @@ namespace ombru::test {
 
 class SoundServer {
 public:
+    enum class Kind { pulseAudio, pipeWire };
+
     // In that directory, where one may have been before: it has the same address.
-    explicit SoundServer(const QTemporaryDir &directory)
+    explicit SoundServer(const QTemporaryDir &directory, Kind kind = Kind::pulseAudio)
         : m_directory(QFile::encodeName(directory.path())),
-          m_daemon({qgetenv("OMBRU_SOURCE") + "/tests/support/sound-server", m_directory, "%fd"},
-                   "pulseaudio, pulseaudio-utils"),
+          m_daemon({qgetenv("OMBRU_SOURCE") + "/tests/support/sound-server", m_directory, "%fd",
+                    kind == Kind::pipeWire ? "pipewire" : ""},
+                   kind == Kind::pipeWire ? "pipewire, pipewire-pulse, wireplumber, pulseaudio-utils"
+                                          : "pulseaudio, pulseaudio-utils"),
           m_home("HOME", m_directory), m_address("PULSE_SERVER", "unix:" + m_directory + "/pulse.sock") {}
 
     void signal(int number) const { m_daemon.signal(number); }

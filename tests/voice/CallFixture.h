@@ -2,6 +2,7 @@
 #pragma once
 #include "app/call/PhoneProvider.h"
 #include "base/Background.h"
+#include "net/HttpClient.h"
 #include "platform/fake/FakePlatform.h"
 #include "tests/support/SpeechService.h"
 #include "tests/support/Wait.h"
@@ -10,6 +11,8 @@
 #include "voice/WSServer.h"
 #include "voice/Wav.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 
 namespace ombru::test {
@@ -101,7 +104,22 @@ protected:
         if (!waitUntil([&] { return speech.requests().size() > number; }))
             return false;
         speech.answer(number);
-        return waitUntil([&] { return !speech.isWaitedFor(number); });
+        return waitUntil([&] { return !speech.isWaitedFor(number); }) && arrived();
+    }
+    // What the speech service has answered is with the call: requests are told in order, and so is one behind it.
+    bool arrived() {
+        std::atomic<bool> answered = false;
+        exchangeLater({.url = u"http://127.0.0.1:%1/"_s.arg(server->port()), .body = {}}, {},
+                      [&answered](const Result<HttpReply> &) { answered = true; });
+        return waitUntil([&answered] { return answered.load(); }) && passLoops();
+    }
+    // What was due on every loop has been done.
+    bool passLoops() {
+        return std::ranges::all_of(std::array{&one, &other}, [](SerialQueue *queue) {
+            std::atomic<bool> done = false;
+            queue->post([&done] { done = true; });
+            return waitUntil([&done] { return done.load(); });
+        });
     }
     // Time goes by until the provider has got so many frames; false when there are more.
     bool hear(std::size_t frames) {
@@ -126,11 +144,8 @@ protected:
     // What was due has been done on every loop, and what the call has sent has come: the provider gets the answer to a
     // ping behind it.
     void catchUp() {
-        for (auto *queue : {&one, &other, &one, &other}) {
-            std::atomic<bool> done = false;
-            queue->post([&done] { done = true; });
-            waitUntil([&] { return done.load(); });
-        }
+        passLoops();
+        passLoops();
         const auto before = pongs;
         phone->ping();
         waitUntil([&] { return pongs > before; });

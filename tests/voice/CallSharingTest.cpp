@@ -62,12 +62,13 @@ TEST_F(CallSharingTest, BeneathSpeechItIsQuieter) {
     ASSERT_TRUE(asked(1));
     requests[0].done(u"Yes."_s);
     ASSERT_TRUE(spoken(1));
-    play(320, 1000);
+    ASSERT_TRUE(hear(1)) << "the answer has come";
+    play(160, 1000);
     ASSERT_TRUE(hear(2));
-    const auto spoken = samplesOf(1);
-    Samples mixed(320);
-    for (std::size_t place = 0; place < 320; ++place)
-        mixed[place] = static_cast<std::int16_t>(350 + (place < spoken.size() ? spoken[place] : 0));
+    auto mixed = samplesOf(1);
+    mixed.resize(320);
+    for (std::size_t place = 160; place < 320; ++place)
+        mixed[place] = static_cast<std::int16_t>(350 + mixed[place]);
     EXPECT_EQ(sound(), pcmToUlaw(mixed));
 }
 

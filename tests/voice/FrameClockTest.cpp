@@ -49,6 +49,16 @@ TEST_F(FrameClockTest, BeatsAtOnceAndThenOnItsGrid) {
     EXPECT_TRUE(becomes(2));
 }
 
+TEST_F(FrameClockTest, TheFirstBeatComesBehindWhatHasStartedIt) {
+    EXPECT_TRUE(becomes(1));
+    onQueue([this] {
+        (*clock)->stop();
+        (*clock)->start();
+        EXPECT_EQ(beats, 1);
+    });
+    EXPECT_TRUE(becomes(2));
+}
+
 TEST_F(FrameClockTest, ALateBeatMakesNoLaterOnesLate) {
     EXPECT_TRUE(becomes(1));
     time.advance(35ms);

@@ -44,3 +44,10 @@ TEST(AgentCommands, WhatIsOfNoKnownTypeIsNone) {
                              R"({"text": "x"})", R"({"type": null})"})
         EXPECT_EQ(command(json), std::nullopt) << json;
 }
+
+TEST(AgentCommands, WhatIsWrittenIsRead) {
+    EXPECT_EQ(agentCommand(toJson(TaskCommand{u"open the editor"_s})), AgentCommand(TaskCommand{u"open the editor"_s}));
+    EXPECT_EQ(agentCommand(toJson(CancelCommand{})), AgentCommand(CancelCommand{}));
+    EXPECT_EQ(agentCommand(toJson(ListenCommand{true})), AgentCommand(ListenCommand{true}));
+    EXPECT_EQ(agentCommand(toJson(ListenCommand{false})), AgentCommand(ListenCommand{false}));
+}

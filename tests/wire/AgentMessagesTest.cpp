@@ -26,3 +26,54 @@ TEST(AgentMessages, ScreenshotIsBase64) {
     EXPECT_EQ(json[u"step"_s].toInt(), 2);
     EXPECT_EQ(json[u"type"_s].toString(), u"screenshot"_s);
 }
+
+TEST(AgentMessages, WhatIsWrittenIsRead) {
+    const std::vector<AgentMessage> all{HelloMessage{}, StateMessage{true, 3, {u"Ann"_s, u"Bob"_s}, true, u"working"_s},
+                                        EventMessage{u"bad"_s, u"one\ntwo \u2603"_s, 12.5},
+                                        ScreenshotMessage{2, 1.5, QByteArray("\xff\xd8\xff\0x", 5)}};
+    for (const auto &message : all)
+        EXPECT_EQ(agentMessage(toJson(message)), message);
+}
+
+TEST(AgentMessages, WhatIsNoMessageIsNone) {
+    EXPECT_EQ(agentMessage({}), std::nullopt);
+    EXPECT_EQ(agentMessage({{u"type"_s, u"task"_s}}), std::nullopt);
+    EXPECT_EQ(agentMessage({{u"type"_s, 7}}), std::nullopt);
+}
+
+TEST(AgentMessages, WhatIsMissingOrOfTheWrongKindIsAsInANewOne) {
+    EXPECT_EQ(agentMessage({{u"type"_s, u"state"_s}, {u"busy"_s, u"yes"_s}, {u"calls"_s, 3}}),
+              AgentMessage(StateMessage{}));
+    EXPECT_EQ(agentMessage({{u"type"_s, u"event"_s}, {u"text"_s, QJsonObject()}}), AgentMessage(EventMessage{}));
+}
+
+TEST(AgentMessages, TheBeginningOfALongEventIsReadAsFarAsItIsWhole) {
+    const auto whole = QJsonDocument(toJson(EventMessage{u"result"_s, u"a \"quoted\" \u00e9 \\n \u0001 end"_s, 5}))
+                           .toJson(QJsonDocument::Compact);
+    const auto begins = whole.indexOf("\"text\":\"") + 8;
+    QString before;
+    for (auto size = begins; size <= whole.indexOf(" end"); ++size) {
+        const auto event = beginningOfEvent(QByteArrayView(whole).first(size));
+        ASSERT_TRUE(event) << size;
+        EXPECT_EQ(event->kind, u"result"_s);
+        EXPECT_TRUE(event->text.startsWith(before)) << event->text.toStdString();
+        EXPECT_TRUE(u"a \"quoted\" \u00e9 \\n \u0001 end"_s.startsWith(event->text)) << event->text.toStdString();
+        before = event->text;
+    }
+    EXPECT_EQ(before, u"a \"quoted\" \u00e9 \\n \u0001"_s);
+}
+
+TEST(AgentMessages, TheBeginningOfAnEventIsReadInWhateverOrderItIs) {
+    const auto read = [](QByteArrayView bytes) { return beginningOfEvent(bytes).value_or(EventMessage{}); };
+    EXPECT_EQ(read(R"({ "type": "event", "text" : "a \"text\": b)"),
+              (EventMessage{u"result"_s, u"a \"text\": b"_s, 0}));
+    EXPECT_EQ(read(R"({"text":"whole","ts":5,"kind":"good","more":"...)"), (EventMessage{u"good"_s, u"whole"_s, 0}));
+    EXPECT_EQ(read(R"({"kind":"text","text":"cut)"), (EventMessage{u"text"_s, u"cut"_s, 0}));
+    EXPECT_EQ(read(R"({"text":")"), (EventMessage{u"result"_s, {}, 0}));
+}
+
+TEST(AgentMessages, TheBeginningOfSomethingElseIsNoEvent) {
+    EXPECT_EQ(beginningOfEvent(R"({"jpeg":"/9j/4AAQ)"), std::nullopt);
+    EXPECT_EQ(beginningOfEvent(R"({"type":"rule","text":"a line)"), std::nullopt);
+    EXPECT_EQ(beginningOfEvent(""), std::nullopt);
+}

@@ -14,6 +14,7 @@ public:
     QString name() const override { return m_info.name; }
     Value id() const override { return m_info.pid; }
     quint64 identity() const override { return quint64(m_info.pid); }
+    bool hides(QStringView) const override { return true; } // its menus, and whatever is not in a window
 
 private:
     Value title() const { return m_info.name; }

@@ -22,6 +22,30 @@ constexpr int NO_APPLICATION = -10814;
 constexpr int COULD_NOT_LAUNCH = -10810;
 constexpr auto STARTING = 10s; // a program may take that long to show its first window
 
+bool isWebOrMail(const QString &scheme) {
+    return QStringList{u"http"_s, u"https"_s, u"mailto"_s}.contains(scheme);
+}
+
+// By its own words. A program for the web may be the one for mail, too.
+bool couldBeChosen(const DesktopEntry &entry, const QString &scheme) {
+    const auto offers = [&](const QString &type) { return entry.mimeTypes.contains(type); };
+    const QStringList types{u"text/html"_s, u"x-scheme-handler/http"_s, u"x-scheme-handler/https"_s,
+                            u"x-scheme-handler/"_s + scheme};
+    const bool isForMail = scheme == u"mailto"_s && entry.categories.contains(u"Email"_s);
+    return isForMail || entry.categories.contains(u"WebBrowser"_s) || std::ranges::any_of(types, offers);
+}
+
+// Programs of $BROWSER, which holds command lines.
+std::vector<DesktopEntry> namedByEnvironment(const Applications &installed) {
+    std::vector<DesktopEntry> found;
+    for (const QString &command : qEnvironmentVariable("BROWSER").split(u':', Qt::SkipEmptyParts)) {
+        DesktopEntry browser;
+        browser.exec = command;
+        std::ranges::copy(applicationsOfSameProgram(browser, installed), std::back_inserter(found));
+    }
+    return found;
+}
+
 std::optional<DesktopEntry> copied(const DesktopEntry *entry) {
     return entry ? std::optional(*entry) : std::nullopt;
 }
@@ -114,6 +138,19 @@ std::optional<DesktopEntry> DesktopApplications::openerOfLocation(const QString 
     return opens ? defaultFor(u"x-scheme-handler/"_s + scheme) : std::nullopt;
 }
 
+std::vector<DesktopEntry> DesktopApplications::possibleOpeners(const QString &url) const {
+    const auto installed = installedApplications();
+    const auto scheme = QUrl(url).scheme();
+    const auto opener = openerOfLocation(url);
+    auto found = opener ? applicationsOfSameProgram(*opener, *installed) : std::vector<DesktopEntry>();
+    if (opener ? !leavesTheChoice(*opener) : !isWebOrMail(scheme))
+        return found;
+    std::ranges::copy_if(installed->all(), std::back_inserter(found),
+                         [&](const DesktopEntry &entry) { return couldBeChosen(entry, scheme); });
+    std::ranges::copy(namedByEnvironment(*installed), std::back_inserter(found));
+    return found;
+}
+
 Result<> DesktopApplications::openLocation(const QString &url) const {
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return std::unexpected(
@@ -121,8 +158,7 @@ Result<> DesktopApplications::openLocation(const QString &url) const {
                     u"There is no display to open “%1” on. Run this inside a desktop session."_s.arg(url)});
     if (const auto entry = openerOfLocation(url))
         return start(*entry, {url});
-    const bool isKnown = QStringList{u"http"_s, u"https"_s, u"mailto"_s}.contains(QUrl(url).scheme());
-    if (isKnown && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
+    if (isWebOrMail(QUrl(url).scheme()) && !QStandardPaths::findExecutable(u"xdg-open"_s).isEmpty())
         return startDetached({u"xdg-open"_s, url});
     return std::unexpected(
         Failure{u"applications"_s, NO_APPLICATION, u"No application is installed that opens “%1”."_s.arg(url)});

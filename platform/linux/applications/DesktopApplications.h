@@ -48,8 +48,12 @@ public:
     // The owner's application for such addresses.
     std::optional<DesktopEntry> openerOfLocation(const QString &url) const;
 
-    // With that; without one addresses of the web and of mail go to the desktop's own opener. A Failure for a file,
-    // which is for the application of its kind.
+    // All that such an address may start: that one, other entries of its program, and, where a general opener chooses,
+    // what it could choose: programs for the web, for mail, and those of $BROWSER.
+    std::vector<DesktopEntry> possibleOpeners(const QString &url) const;
+
+    // With its opener; without one addresses of the web and of mail go to the desktop's own opener. A Failure for a
+    // file, which is for the application of its kind.
     Result<> openLocation(const QString &url) const;
 
 private:

@@ -47,6 +47,16 @@ bool isInterpreter(const QString &program) {
     return pattern.match(program).hasMatch();
 }
 
+bool choosesAnother(const QString &program) {
+    static const QRegularExpression pattern(u"^(xdg-open|xdg-email|exo-open|gio|kde-open[0-9]*|sensible-browser)$"_s);
+    return pattern.match(program).hasMatch();
+}
+
+// Starts whatever it is told, and says nothing about what runs.
+bool startsAnything(const QString &program) {
+    return program == u"flatpak"_s || program == u"snap"_s || choosesAnother(program);
+}
+
 QString fullPath(const QString &program) {
     const auto found = program.contains(u'/') ? program : QStandardPaths::findExecutable(program);
     return QFileInfo(found).canonicalFilePath();
@@ -60,8 +70,15 @@ public:
         m_text = fullPath(isInterpreter(m_name) ? m_words.value(1) : m_words.value(0));
     }
 
-    // One that starts whatever it is told says nothing about what runs.
-    bool isTelling() const { return !m_name.isEmpty() && m_name != u"flatpak"_s && m_name != u"snap"_s; }
+    bool isTelling() const { return !m_name.isEmpty() && !startsAnything(m_name); }
+
+    bool isSameAs(const Program &other) const {
+        if (m_words == other.m_words || !isTelling() || !other.isTelling())
+            return m_words == other.m_words;
+        const auto file = QFileInfo(m_text).fileName();
+        const bool sameFile = !file.isEmpty() && !startsAnything(file) && !isInterpreter(file);
+        return (sameFile && m_text == other.m_text) || (!isInterpreter(m_name) && m_name == other.m_name);
+    }
 
     bool isRunBy(const QString &process) const {
         const auto executable = QFileInfo(processProgram(u"/proc/"_s + process)).fileName();
@@ -116,6 +133,18 @@ std::vector<DesktopEntry> applicationsRunBy(qint64 pid, const Applications &inst
             found.push_back(entry);
     }
     return found;
+}
+
+std::vector<DesktopEntry> applicationsOfSameProgram(const DesktopEntry &entry, const Applications &installed) {
+    std::vector<DesktopEntry> found;
+    const Program program(entry);
+    std::ranges::copy_if(installed.all(), std::back_inserter(found),
+                         [&](const DesktopEntry &other) { return program.isSameAs(Program(other)); });
+    return found;
+}
+
+bool leavesTheChoice(const DesktopEntry &entry) {
+    return choosesAnother(entry.program());
 }
 
 } // namespace ombru

@@ -35,7 +35,8 @@ QString consentDatabase(const Environment &environment) {
         return variable == environment.end() ? QString() : QString::fromUtf8(variable->second);
     };
     const auto data = value("XDG_DATA_HOME");
-    return recordIn(QDir::isAbsolutePath(data) ? data : value("HOME") + u"/.local/share"_s);
+    const auto home = value("HOME");
+    return recordIn(QDir::isAbsolutePath(data) ? data : (home.isEmpty() ? accountsHome() : home) + u"/.local/share"_s);
 }
 
 ConsentCheck::ConsentCheck(ConsentClient client, RunToEnd run)

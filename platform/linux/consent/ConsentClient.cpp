@@ -48,7 +48,7 @@ bool isInNamespaceOfItsOwn(const QString &processes, qint64 pid) {
 
 bool isOfAScript(const Ancestor &ancestor) {
     const auto name = QFileInfo(ancestor.program).fileName();
-    return name == u"osascript" || name == u"ombru";
+    return name == u"osascript" || name == u"ombru" || name == u"ombru-menubar";
 }
 
 // The one whose mark was inherited is an ancestor, and above it there is none that it could work for.

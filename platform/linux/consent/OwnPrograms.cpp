@@ -14,10 +14,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// Empty in what is built to be handed on: whoever can write to the place of its making must not be ombru there.
 const QString BUILT_IN = QStringLiteral(OMBRU_BUILT_IN);
 
-// As built, as laid out by tests of this, and as installed.
-const QStringList PLACES{BUILT_IN + u"/bin"_s, BUILT_IN + u"/tests/stage"_s, QStringLiteral(OMBRU_INSTALLED_IN)};
+// As installed, as built, and as laid out by tests of this.
+QStringList ownPlaces() {
+    const QStringList installed{QStringLiteral(OMBRU_INSTALLED_IN)};
+    return BUILT_IN.isEmpty() ? installed : installed + QStringList{BUILT_IN + u"/bin"_s, BUILT_IN + u"/tests/stage"_s};
+}
 
 // Also before there is an application object, as in the window's program.
 QString ownPath() {
@@ -48,15 +52,15 @@ bool runsFileAt(const QString &process, const QString &path) {
 Kinship kinshipOf(const QString &process) {
     const auto path = processProgram(process);
     const QFileInfo file(path);
-    const bool isNamed = file.fileName() == u"ombru" || file.fileName() == u"ombru-privacy";
-    if (!isNamed || !PLACES.contains(file.path()))
+    static const QStringList names{u"ombru"_s, u"ombru-menubar"_s, u"ombru-privacy"_s};
+    if (!names.contains(file.fileName()) || !ownPlaces().contains(file.path()))
         return Kinship::none;
     const bool isBesideUs = file.path() == QFileInfo(ownPath()).path();
     return isBesideUs && runsFileAt(process, path) ? Kinship::proven : Kinship::claimed;
 }
 
 bool isInstalled() {
-    return !ownPath().startsWith(BUILT_IN + u'/');
+    return BUILT_IN.isEmpty() || !ownPath().startsWith(BUILT_IN + u'/');
 }
 
 } // namespace ombru

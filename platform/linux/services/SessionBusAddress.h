@@ -8,4 +8,7 @@ namespace ombru {
 // Empty when there is none. Never the address of one that the bus library would start by itself.
 QString sessionBusAddress();
 
+// The directory where its socket is, or would be; empty where the address is none of a file.
+QString sessionBusDirectory();
+
 } // namespace ombru

@@ -6,7 +6,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto MONITOR = "@DEFAULT_MONITOR@";
 constexpr int FRAGMENTS_A_SECOND = 50;
 constexpr std::uint32_t USUAL = UINT32_MAX;
 
@@ -45,7 +44,7 @@ void MonitorRecording::contextChanged() {
     if (state != PA_CONTEXT_FAILED)
         return;
     settle(std::unexpected(noSystemAudio()));
-    lost();
+    end(lastFailure());
 }
 
 void MonitorRecording::connected() {
@@ -71,21 +70,52 @@ void MonitorRecording::outputIs(const char *name) {
         return;
     m_output = name;
     closeStream();
-    if (!openStream())
-        streamLost();
+    if (m_output.empty())
+        streamLost(noSystemAudio());
+    else
+        askForMonitor();
 }
 
-bool MonitorRecording::openStream() {
+// By its name: PipeWire knows no other word for it, and would give the default source, which may be a microphone.
+void MonitorRecording::askForMonitor() {
+    follow(m_pulse.outputInfo(
+        m_context.get(), m_output.c_str(),
+        [](pa_context *, const pa_sink_info *info, int end, void *data) {
+            if (info)
+                self(data).monitorIs(info->name, info->monitor_source_name);
+            else if (end < 0)
+                self(data).streamLost(self(data).lastFailure());
+        },
+        this));
+}
+
+void MonitorRecording::monitorIs(const char *output, const char *name) {
+    if (m_over || m_stream || m_output != output)
+        return;
+    if (!name)
+        streamLost(noSystemAudio());
+    else if (!openStream(name))
+        streamLost(lastFailure());
+}
+
+pa_stream *MonitorRecording::newStream() const {
     const pa_sample_spec format{PA_SAMPLE_FLOAT32NE, static_cast<std::uint32_t>(m_rate), 1};
+    const Owned<pa_proplist> properties(m_pulse.propertiesNew(), m_pulse.propertiesFree);
+    // Otherwise PipeWire mixes two loud sides into more than the loudest sample.
+    m_pulse.setProperty(properties.get(), "channelmix.normalize", "true");
+    return m_pulse.streamNew(m_context.get(), "what this computer plays", &format, nullptr, properties.get());
+}
+
+bool MonitorRecording::openStream(const char *monitor) {
     // Without a size the server would hand over seconds at once.
     const auto fragment = static_cast<std::uint32_t>(m_rate / FRAGMENTS_A_SECOND * sizeof(float));
     const pa_buffer_attr buffer{USUAL, USUAL, USUAL, USUAL, fragment};
-    m_stream.reset(m_pulse.streamNew(m_context.get(), "what this computer plays", &format, nullptr));
+    m_stream.reset(newStream());
     if (!m_stream)
         return false;
     m_pulse.onStreamState(m_stream.get(), [](pa_stream *, void *data) { self(data).streamChanged(); }, this);
     m_pulse.onReadable(m_stream.get(), [](pa_stream *, std::size_t, void *data) { self(data).read(); }, this);
-    return m_pulse.record(m_stream.get(), MONITOR, &buffer,
+    return m_pulse.record(m_stream.get(), monitor, &buffer,
                           static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE)) == 0;
 }
 
@@ -104,21 +134,16 @@ void MonitorRecording::streamChanged() {
         m_flows = true;
         settle({});
     } else if (state == PA_STREAM_FAILED) {
-        streamLost();
+        streamLost(lastFailure());
     }
 }
 
 // An output that goes away takes its monitor along; there may be another one by now.
-void MonitorRecording::streamLost() {
-    const auto failure = lastFailure();
-    if (std::exchange(m_flows, false)) {
-        m_pulse.onStreamState(m_stream.get(), nullptr, nullptr);
-        m_pulse.onReadable(m_stream.get(), nullptr, nullptr);
-        m_stream.reset();
-        return askForOutput();
-    }
-    settle(std::unexpected(failure));
-    lost();
+void MonitorRecording::streamLost(const Failure &failure) {
+    if (!std::exchange(m_flows, false))
+        return end(failure);
+    closeStream();
+    askForOutput();
 }
 
 void MonitorRecording::read() {
@@ -145,9 +170,11 @@ void MonitorRecording::settle(const Outcome &outcome) {
     m_settled.notify_all();
 }
 
-void MonitorRecording::lost() {
+// Before there is an outcome that is one, for begin(); later the listener hears of it.
+void MonitorRecording::end(const Failure &failure) {
+    settle(std::unexpected(failure));
     if (!std::exchange(m_over, true))
-        m_listener.onStop(lastFailure().description);
+        m_listener.onStop(failure.description);
 }
 
 void MonitorRecording::follow(pa_operation *operation) const {

@@ -31,13 +31,16 @@ private:
     void connected();
     void askForOutput();
     void outputIs(const char *name);
-    bool openStream();
+    void askForMonitor();
+    void monitorIs(const char *output, const char *name);
+    bool openStream(const char *monitor);
+    pa_stream *newStream() const;
     void closeStream();
     void streamChanged();
-    void streamLost();
+    void streamLost(const Failure &failure);
     void read();
     void settle(const Outcome &outcome);
-    void lost();
+    void end(const Failure &failure);
     void follow(pa_operation *operation) const;
     Failure lastFailure() const;
 

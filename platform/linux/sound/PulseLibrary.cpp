@@ -21,11 +21,16 @@ bool findConnection(const SharedLibrary &library, PulseLibrary &found) {
            library.find("pa_context_errno", found.lastError) && library.find("pa_context_subscribe", found.subscribe) &&
            library.find("pa_context_set_subscribe_callback", found.onChange) &&
            library.find("pa_context_get_server_info", found.serverInfo) &&
+           library.find("pa_context_get_sink_info_by_name", found.outputInfo) &&
            library.find("pa_operation_unref", found.operationUnref) && library.find("pa_strerror", found.words);
 }
 
 bool findStream(const SharedLibrary &library, PulseLibrary &found) {
-    return library.find("pa_stream_new", found.streamNew) && library.find("pa_stream_unref", found.streamUnref) &&
+    return library.find("pa_proplist_new", found.propertiesNew) &&
+           library.find("pa_proplist_free", found.propertiesFree) &&
+           library.find("pa_proplist_sets", found.setProperty) &&
+           library.find("pa_stream_new_with_proplist", found.streamNew) &&
+           library.find("pa_stream_unref", found.streamUnref) &&
            library.find("pa_stream_connect_record", found.record) &&
            library.find("pa_stream_disconnect", found.streamDisconnect) &&
            library.find("pa_stream_get_state", found.streamState) &&

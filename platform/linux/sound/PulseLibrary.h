@@ -24,8 +24,12 @@ struct PulseLibrary {
     decltype(&pa_context_subscribe) subscribe;
     decltype(&pa_context_set_subscribe_callback) onChange;
     decltype(&pa_context_get_server_info) serverInfo;
+    decltype(&pa_context_get_sink_info_by_name) outputInfo;
     decltype(&pa_operation_unref) operationUnref;
-    decltype(&pa_stream_new) streamNew;
+    decltype(&pa_proplist_new) propertiesNew;
+    decltype(&pa_proplist_free) propertiesFree;
+    decltype(&pa_proplist_sets) setProperty;
+    decltype(&pa_stream_new_with_proplist) streamNew;
     decltype(&pa_stream_unref) streamUnref;
     decltype(&pa_stream_connect_record) record;
     decltype(&pa_stream_disconnect) streamDisconnect;

@@ -1,5 +1,6 @@
 #include "platform/linux/system/Detached.h"
 
+#include "base/OpenFiles.h"
 #include "base/Spawn.h"
 
 #include <QDir>
@@ -51,6 +52,7 @@ void resetSignals() {
     constexpr int REPORT = 3;
     ::setsid();
     resetSignals();
+    limitFiles(filesOfChildren());
     const int nothing = ::open("/dev/null", O_RDWR);
     if (nothing < 0)
         giveUp(start.report);

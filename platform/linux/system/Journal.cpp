@@ -68,8 +68,8 @@ bool sendToJournal(const QByteArray &socketPath, LogLevel level, const QString &
     if (socketPath.size() >= static_cast<qsizetype>(sizeof address.sun_path))
         return false;
     std::memcpy(address.sun_path, socketPath.constData(), socketPath.size());
-    const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (socket.number() < 0)
+    static const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); // for each entry, until the process ends
+    if (socket < 0)
         return false;
     QByteArray entry;
     addField(entry, "MESSAGE", text.toUtf8());
@@ -83,9 +83,9 @@ bool sendToJournal(const QByteArray &socketPath, LogLevel level, const QString &
     message.msg_namelen = sizeof address;
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    if (sendmsg(socket.number(), &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
+    if (sendmsg(socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
         return true;
-    return (errno == EMSGSIZE || errno == ENOBUFS) && sendAsMemory(socket.number(), message, entry);
+    return (errno == EMSGSIZE || errno == ENOBUFS) && sendAsMemory(socket, message, entry);
 }
 
 } // namespace ombru

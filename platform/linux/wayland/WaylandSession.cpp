@@ -17,7 +17,7 @@ bool isWaylandSession() {
 }
 
 Way wayTo(const Inquiry &display, bool (*isOpen)()) {
-    constexpr std::chrono::seconds ANSWERING(5);
+    constexpr std::chrono::seconds ANSWERING(2);
     const auto way = display.ask(ANSWERING, [isOpen] {
         if (isWaylandSession())
             return Way::portal;

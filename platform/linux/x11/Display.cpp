@@ -1,18 +1,65 @@
 #include "platform/linux/x11/Display.h"
 
+#include "platform/linux/x11/DisplayTrouble.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
 #include <QRect>
 
+#include <chrono>
 #include <mutex>
+#include <optional>
 
 namespace ombru {
 namespace {
 
+// What decides whether a server lets us in.
+struct Authority {
+    QByteArray display;
+    QString file;
+    QDateTime changed; // invalid where there is no such file
+    bool operator==(const Authority &) const = default;
+};
+
+Authority authorityNow() {
+    const auto file = qEnvironmentVariable("XAUTHORITY", QDir::homePath() + QStringLiteral("/.Xauthority"));
+    return {qgetenv("DISPLAY"), file, QFileInfo(file).lastModified()};
+}
+
+struct Connected {
+    xcb_connection_t *connection = nullptr; // none where it is known that it would be refused
+    int screen = 0;
+};
+
+// A server that has just refused us, or let us in. Not for long: it may have had another reason than our key.
+struct Known {
+    std::optional<Authority> authority;
+    std::chrono::steady_clock::time_point until;
+
+    bool is(const Authority &now) const { return authority == now && std::chrono::steady_clock::now() < until; }
+};
+
 // One at a time in this process: what looks up the display's key keeps the name of its file in a buffer of its own,
-// and any thread may connect.
-xcb_connection_t *connect(int &screen) {
+// and any thread may connect. The library complains of a refusal on standard error itself: one that can be foreseen is
+// not asked for, and another one not again and again.
+Connected connect() {
+    constexpr std::chrono::seconds REMEMBERED(10);
     static std::mutex connecting;
+    static Known refused;
+    static Known welcome;
     const std::lock_guard alone(connecting);
-    return xcb_connect(nullptr, &screen);
+    const auto authority = authorityNow();
+    const bool doubtful = refused.is(authority) || (!authority.changed.isValid() && !welcome.is(authority));
+    if (doubtful && isShutToStrangers(authority.display))
+        return {};
+    Connected result;
+    result.connection = xcb_connect(nullptr, &result.screen);
+    const int error = xcb_connection_has_error(result.connection);
+    const bool shut = error == XCB_CONN_ERROR && isShutToStrangers(authority.display);
+    if (error == 0 || shut)
+        (shut ? refused : welcome) = {authority, std::chrono::steady_clock::now() + REMEMBERED};
+    return result;
 }
 
 const xcb_screen_t *screenNumber(xcb_connection_t *connection, int number) {
@@ -25,19 +72,15 @@ const xcb_screen_t *screenNumber(xcb_connection_t *connection, int number) {
 } // namespace
 
 Result<Display> Display::open() {
-    int number = 0;
+    const auto [connection, screen] = connect();
     Display display;
-    display.m_connection.reset(connect(number));
-    if (xcb_connection_has_error(display.connection()) == 0)
-        display.m_screen = screenNumber(display.connection(), number);
+    display.m_connection.reset(connection);
+    if (connection && xcb_connection_has_error(connection) == 0)
+        display.m_screen = screenNumber(connection, screen);
     if (display.m_screen)
         return display;
-    const QString name = qEnvironmentVariable("DISPLAY");
-    return std::unexpected(
-        Failure{QStringLiteral("display"), 1,
-                name.isEmpty()
-                    ? QStringLiteral("There is no display: DISPLAY is not set. Run this inside a desktop session.")
-                    : QStringLiteral("The display \"%1\" does not answer. Check DISPLAY and XAUTHORITY.").arg(name)});
+    const int error = connection ? xcb_connection_has_error(connection) : XCB_CONN_ERROR;
+    return std::unexpected(displayTrouble(qgetenv("DISPLAY"), error));
 }
 
 Reply<xcb_randr_get_monitors_reply_t> Display::monitors() const {

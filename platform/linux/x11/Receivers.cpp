@@ -17,14 +17,16 @@ std::span<const xcb_window_t> childrenIn(const xcb_query_tree_reply_t &tree) {
     return {xcb_query_tree_children(&tree), std::size_t(xcb_query_tree_children_length(&tree))};
 }
 
-// The child of the root that the window is, or is a part of.
-xcb_window_t outermost(const X11 &x11, xcb_window_t window) {
-    auto tree = treeOf(x11, window);
-    while (tree && tree->parent != x11.root() && tree->parent != XCB_NONE) {
-        window = tree->parent;
-        tree = treeOf(x11, window);
+// The window and those that it is in, the outermost first; without the root.
+std::vector<xcb_window_t> pathTo(const X11 &x11, xcb_window_t window) {
+    std::vector<xcb_window_t> path;
+    while (window > XCB_INPUT_FOCUS_POINTER_ROOT && window != x11.root()) {
+        path.push_back(window);
+        const auto tree = treeOf(x11, window);
+        window = tree ? tree->parent : xcb_window_t(XCB_NONE);
     }
-    return window;
+    std::ranges::reverse(path);
+    return path;
 }
 
 // The window manager's frame is around the window that it knows.
@@ -74,18 +76,24 @@ DesktopWindow described(X11 &x11, xcb_window_t window) {
     return result;
 }
 
-// What other windows of the same process call themselves: one of them may tell whose it is, where this does not.
+// Unless it tells nothing that the others do not: no other process, and no other name.
+void addTelling(std::vector<DesktopWindow> &owners, const DesktopWindow &window) {
+    const bool isNameless = window.className.isEmpty() && window.instance.isEmpty();
+    const bool isKnown = std::ranges::any_of(owners, [&](const DesktopWindow &owner) {
+        const bool sameName = owner.className == window.className && owner.instance == window.instance;
+        return owner.pid == window.pid && (isNameless || sameName);
+    });
+    if (!isKnown)
+        owners.push_back(window);
+}
+
+// What other windows of the same processes call themselves: one of them may tell whose it is, where these do not.
 void addKin(X11 &x11, std::vector<DesktopWindow> &owners) {
-    if (owners.front().pid <= 0)
-        return;
-    const auto isKnown = [&owners](const DesktopWindow &window) {
-        return std::ranges::any_of(owners, [&window](const DesktopWindow &owner) {
-            return owner.className == window.className && owner.instance == window.instance;
-        });
-    };
     for (const auto window : x11.numbers(x11.root(), "_NET_CLIENT_LIST")) {
-        if (const auto other = described(x11, window); other.pid == owners.front().pid && !isKnown(other))
-            owners.push_back(other);
+        const auto other = described(x11, window);
+        const auto isOf = [&other](const DesktopWindow &owner) { return other.pid > 0 && owner.pid == other.pid; };
+        if (std::ranges::any_of(owners, isOf))
+            addTelling(owners, other);
     }
 }
 
@@ -140,17 +148,18 @@ std::vector<xcb_window_t> openMenus(X11 &x11) {
 
 std::vector<DesktopWindow> ownersOf(X11 &x11, xcb_window_t window) {
     constexpr int IN_A_FRAME = 3;
-    if (window <= XCB_INPUT_FOCUS_POINTER_ROOT || window == x11.root())
+    auto path = pathTo(x11, window);
+    if (path.empty())
         return {};
-    const auto around = x11.managedWindow(window);
-    const auto whole = around != XCB_NONE ? around : outermost(x11, window);
-    const auto inside = around != XCB_NONE ? around : managedWithin(x11, whole, IN_A_FRAME);
-    std::vector<DesktopWindow> owners{described(x11, inside != XCB_NONE ? inside : whole)};
-    // Only below a window of the program's own: a frame is the window manager's.
-    if (around != XCB_NONE && around != window) {
-        if (const auto part = described(x11, window); part.pid != owners.front().pid)
-            owners.push_back(part);
-    }
+    // A frame is the window manager's, and so is all of it but the window that it is around.
+    const auto managed = std::ranges::find_if(path, [&](auto part) { return !x11.numbers(part, "WM_STATE").empty(); });
+    if (managed != path.end())
+        path.erase(path.begin(), managed);
+    else if (const auto framed = managedWithin(x11, path.front(), IN_A_FRAME); framed != XCB_NONE)
+        path = {framed};
+    std::vector<DesktopWindow> owners;
+    for (const auto part : path)
+        addTelling(owners, described(x11, part));
     addKin(x11, owners);
     return owners;
 }

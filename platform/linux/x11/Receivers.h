@@ -18,8 +18,8 @@ xcb_window_t windowAt(const X11 &x11, QPoint place);
 std::vector<xcb_window_t> openMenus(X11 &x11);
 
 // Whose the window is: as its program described the window that the window manager knows, be it around this one or in
-// this frame; else the outermost. A part of another program's comes as a second one, and then what other windows of the
-// same process call themselves.
+// this frame; else the outermost. Then, from there to this one, every part of another program's or of another name, and
+// what other windows of these processes call themselves.
 std::vector<DesktopWindow> ownersOf(X11 &x11, xcb_window_t window);
 
 // The process whose connection made the window.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <vector>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
@@ -18,24 +17,6 @@ constexpr std::size_t MAP_BYTES = 32; // of a device's state, a bit a key or but
 bool hasInputDevices(const Display &display) {
     const auto *extension = xcb_get_extension_data(display.connection(), &xcb_input_id);
     return extension && extension->present;
-}
-
-// The server names them after the extension: "Virtual core XTEST keyboard".
-std::vector<std::uint8_t> devicesForPrograms(const Display &display) {
-    std::vector<std::uint8_t> ids;
-    auto *connection = display.connection();
-    const Reply<xcb_input_list_input_devices_reply_t> list(
-        xcb_input_list_input_devices_reply(connection, xcb_input_list_input_devices(connection), nullptr));
-    if (!list)
-        return ids;
-    const auto *devices = xcb_input_list_input_devices_devices(list.get());
-    auto name = xcb_input_list_input_devices_names_iterator(list.get());
-    for (int device = 0; device < list->devices_len; ++device, xcb_str_next(&name)) {
-        const std::string_view text(xcb_str_name(name.data), std::size_t(xcb_str_name_length(name.data)));
-        if (text.contains(" XTEST "))
-            ids.push_back(devices[device].device_id);
-    }
-    return ids;
 }
 
 void add(const std::uint8_t *bits, std::bitset<256> &into) {
@@ -66,6 +47,24 @@ void release(const Display &display, std::uint8_t kind, std::size_t number) {
 }
 
 } // namespace
+
+// The server names them after the extension: "Virtual core XTEST keyboard".
+std::vector<std::uint8_t> devicesForPrograms(const Display &display) {
+    std::vector<std::uint8_t> ids;
+    auto *connection = display.connection();
+    const Reply<xcb_input_list_input_devices_reply_t> list(
+        xcb_input_list_input_devices_reply(connection, xcb_input_list_input_devices(connection), nullptr));
+    if (!list)
+        return ids;
+    const auto *devices = xcb_input_list_input_devices_devices(list.get());
+    auto name = xcb_input_list_input_devices_names_iterator(list.get());
+    for (int device = 0; device < list->devices_len; ++device, xcb_str_next(&name)) {
+        const std::string_view text(xcb_str_name(name.data), std::size_t(xcb_str_name_length(name.data)));
+        if (text.contains(" XTEST "))
+            ids.push_back(devices[device].device_id);
+    }
+    return ids;
+}
 
 HeldInput heldByPrograms(const Display &display) {
     HeldInput held;

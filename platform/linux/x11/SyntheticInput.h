@@ -4,6 +4,8 @@
 #include "platform/linux/x11/Display.h"
 
 #include <bitset>
+#include <cstdint>
+#include <vector>
 
 namespace ombru {
 
@@ -13,6 +15,9 @@ struct HeldInput {
 
     bool any() const { return keys.any() || buttons.any(); }
 };
+
+// Their numbers among the devices of the input extension, which the server has. None when it does not answer.
+std::vector<std::uint8_t> devicesForPrograms(const Display &display);
 
 // Of all programs together. Nothing where the server has no such devices, or does not answer.
 HeldInput heldByPrograms(const Display &display);

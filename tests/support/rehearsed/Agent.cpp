@@ -16,7 +16,7 @@ QString tasksOf(const QList<Scenario> &scenarios) {
 
 Saying unknownTask(const QString &task, const QList<Scenario> &scenarios) {
     return {
-        u"DONE: I am the rehearsed agent, a stand-in for the claude tool: I cannot think, I only know some tasks by "
+        u"I am the rehearsed agent, a stand-in for the claude tool: I cannot think, I only know some tasks by "
         "heart, and “%1” is not among them. I know: %2. Install and sign in to claude for everything else."_s.arg(
             task, tasksOf(scenarios)),
         {},
@@ -38,13 +38,13 @@ Saying withoutScreen(const QString &prompt) {
     if (prompt.startsWith(exactly))
         return {prompt.mid(exactly.size()), {}, false};
     return {
-        u"DONE: I am the rehearsed agent: I only answer tasks that come with a picture of the screen."_s, {}, false};
+        u"I am the rehearsed agent: I only answer tasks that come with a picture of the screen."_s, {}, false};
 }
 
 Saying play(const Scenario &scenario, const Message &message, Conversation &conversation) {
     const auto *answer = answerFor(scenario, conversation.turn, message.text);
     if (!answer)
-        return {u"DONE: My scenario %1 has no answer for turn %2 to this message, so I stop here."_s.arg(
+        return {u"My scenario %1 has no answer for turn %2 to this message, so I stop here."_s.arg(
                     scenario.name, QString::number(conversation.turn)),
                 {},
                 true};
@@ -64,9 +64,9 @@ Saying respond(const Options &options, const QList<Scenario> &scenarios, Convers
         return withoutScreen(options.prompt);
     }
     if (!options.tools.contains(u"Read"_s))
-        return {u"DONE: I could not look at the screen: I may not use the Read tool."_s, {}, false};
+        return {u"I could not look at the screen: I may not use the Read tool."_s, {}, false};
     if (const auto seen = look(message); !seen)
-        return {u"DONE: I could not look at the screen: "_s + seen.error().description, {}, true};
+        return {u"I could not look at the screen: "_s + seen.error().description, {}, true};
     const auto *scenario = scenarioFor(scenarios, conversation.task);
     return scenario ? play(*scenario, message, conversation) : unknownTask(conversation.task, scenarios);
 }

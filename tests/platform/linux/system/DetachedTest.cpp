@@ -1,7 +1,9 @@
 #include "platform/linux/system/Detached.h"
 
 #include "base/Descriptor.h"
+#include "base/OpenFiles.h"
 #include "platform/Workspace.h"
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
 
@@ -76,6 +78,13 @@ TEST_F(Detached, HasNullStreamsNoOtherFilesAndTheOwnersHome) {
         waitUntil([&] { return QDir(u"/proc/%1/fd"_s.arg(pid)).entryList(QDir::Files | QDir::System).size() == 3; });
     EXPECT_TRUE(only);
     EXPECT_EQ(QString::fromUtf8(written("directory")), QDir(QDir::homePath()).canonicalPath());
+}
+
+TEST_F(Detached, MayOpenNoMoreFilesThanUsualWhereThisProcessMayOpenMany) {
+    const DescriptorLimit few(1000);
+    allowManyFiles();
+    start("ulimit -n > '" + file("files") + "'");
+    EXPECT_EQ(written("files"), "1000");
 }
 
 TEST_F(Detached, IsMarkedAsTheOwnersAndHasTheOtherVariables) {

@@ -1,0 +1,64 @@
+#include "app/lifecycle/RunningHint.h"
+
+#include "base/Loop.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString TEXT =
+    u"Click the phone icon at the top right of your screen to sign in, check permissions and see call status. It "
+    u"starts automatically when you log in.\n\nTip: hold ⌘ and drag the phone icon next to the clock — macOS "
+    u"remembers the spot, and it won't get hidden behind the camera notch."_s;
+
+} // namespace
+
+RunningHintText runningHintText(bool hasPlace) {
+    const auto withoutPlace = QCoreApplication::translate(
+        "RunningHint",
+        "This desktop shows no such icons. Open ombru's panel from your list of applications, or type in "
+        "a terminal: ombru panel");
+    return {u"ombru is running in your menu bar"_s, hasPlace ? TEXT : TEXT + u"\n\n"_s + withoutPlace};
+}
+
+RunningHint::RunningHint() = default;
+RunningHint::~RunningHint() = default;
+
+void RunningHint::show(bool hasPlace) {
+    if (!qApp)
+        return;
+    if (!m_window) {
+        const auto title = runningHintText(hasPlace).title;
+        m_window = std::make_unique<QMessageBox>(QMessageBox::NoIcon, title, title, QMessageBox::Ok);
+        m_window->setTextFormat(Qt::PlainText);
+        m_window->setModal(true);
+        // Its own signal still runs while it goes away.
+        QObject::connect(m_window.get(), &QMessageBox::finished, qApp, [this] {
+            onMain(m_window.get(), [this] {
+                if (!m_window->isVisible()) // it may have been wanted again meanwhile
+                    m_window.reset();
+            });
+        });
+    }
+    setHasPlace(hasPlace);
+    m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
+void RunningHint::setHasPlace(bool hasPlace) {
+    if (m_window)
+        m_window->setInformativeText(runningHintText(hasPlace).text);
+}
+
+void RunningHint::close() {
+    if (m_window)
+        m_window->reject();
+}
+
+} // namespace ombru

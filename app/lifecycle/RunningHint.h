@@ -1,0 +1,35 @@
+// The window that says where to find an application without windows. Main thread, with a graphical application.
+#pragma once
+#include <QString>
+
+#include <memory>
+
+class QMessageBox;
+
+namespace ombru {
+
+struct RunningHintText {
+    QString title;
+    QString text;
+};
+
+// `hasPlace`: the desktop has a place for the icon.
+RunningHintText runningHintText(bool hasPlace);
+
+class RunningHint {
+public:
+    RunningHint();
+    ~RunningHint();
+
+    // In front of everything; once, however often it is asked for while it is open. Does nothing without an
+    // application.
+    void show(bool hasPlace);
+    void setHasPlace(bool hasPlace); // also while it is open
+    void close();
+    bool isOpen() const { return m_window != nullptr; }
+
+private:
+    std::unique_ptr<QMessageBox> m_window;
+};
+
+} // namespace ombru

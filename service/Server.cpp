@@ -1,0 +1,146 @@
+#include "service/Server.h"
+
+#include "service/log/Log.h"
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr Clock::Duration TIDIED_EVERY = 1h;
+constexpr Clock::Duration MORE_TO_TIDY = 100ms;
+constexpr double DAY = 24 * 3600; // seconds
+
+Failure inTheWay(std::uint16_t port, const Failure &failure) {
+    return {u"service"_s, failure.code, u"Port %1 cannot be used: %2."_s.arg(port).arg(failure.description)};
+}
+
+QUrl publicURLOf(const QString &given, std::uint16_t port) {
+    return QUrl(given.isEmpty() ? u"http://localhost:%1"_s.arg(port) : given);
+}
+
+} // namespace
+
+Server::Server(ServiceSettings &settings, DataLock lock, Stores stores, Options options)
+    : m_lock(std::move(lock)), m_store(std::move(stores.store)), m_reader(std::move(stores.reader)),
+      m_service{.settings = settings,
+                .store = m_store,
+                .reader = m_reader,
+                .hub = Hub::make(m_store),
+                .passwordCost = options.passwordCost},
+      m_router(m_service), m_options(std::move(options)) {}
+
+Server::~Server() = default;
+
+// What a service finds when it starts.
+struct Server::Kept {
+    std::vector<ComputerRecord> computers;
+    std::map<qint64, TaskRecord> lastTasks;
+    bool isNew;
+};
+
+Result<Server::Kept> Server::read(Store &store) {
+    if (const auto begun = store.history.begin(); !begun)
+        return std::unexpected(begun.error());
+    const auto computers = store.computers.all();
+    if (!computers)
+        return std::unexpected(computers.error());
+    const auto tasks = store.history.lastTasks();
+    if (!tasks)
+        return std::unexpected(tasks.error());
+    const auto isNew = store.accounts.isEmpty();
+    if (!isNew)
+        return std::unexpected(isNew.error());
+    return Kept{*computers, *tasks, *isNew};
+}
+
+Result<Server::Stores> Server::open(const QString &file, const Options &options) {
+    auto store = Store::open({file, options.mostPages});
+    if (!store)
+        return std::unexpected(store.error());
+    auto reader = Store::openReader(file);
+    if (!reader)
+        return std::unexpected(reader.error());
+    return Stores{*std::move(store), *std::move(reader)};
+}
+
+Result<std::unique_ptr<Server>> Server::start(ServiceSettings &settings, Options options) {
+    const auto file = databaseIn(settings.directory());
+    if (!file)
+        return std::unexpected(file.error());
+    auto lock = DataLock::take(settings.directory());
+    if (!lock)
+        return std::unexpected(lock.error());
+    auto stores = open(*file, options);
+    if (!stores)
+        return std::unexpected(stores.error());
+    auto kept = read(*stores->store);
+    if (!kept)
+        return std::unexpected(kept.error());
+    std::unique_ptr<Server> server(new Server(settings, *std::move(lock), *std::move(stores), options));
+    server->m_service.hub->load(std::move(kept->computers), std::move(kept->lastTasks));
+    if (kept->isNew)
+        server->m_service.visitCode = newVisitCode();
+    if (const auto served = server->serve(); !served)
+        return std::unexpected(served.error());
+    return server;
+}
+
+Result<> Server::serve() {
+    const auto port = static_cast<std::uint16_t>(m_service.settings.port());
+    const bool any = m_service.settings.interface() == "any"_L1;
+    auto http = HttpServer::start({.interface = any ? Interface::any : Interface::loopback,
+                                   .port = port,
+                                   .requestLimit = m_options.requestLimit,
+                                   .mostBody = [this](const Request &request) { return m_router.mostBody(request); },
+                                   .answer = [this](Request request) { return m_router.answer(std::move(request)); }});
+    if (!http)
+        return std::unexpected(inTheWay(port, http.error()));
+    m_http = *std::move(http);
+    m_service.publicURL = publicURLOf(m_service.settings.publicURL(), m_http->port());
+    tidyLater(Clock::Duration::zero());
+    return {};
+}
+
+Task<> Server::stop() {
+    m_tidying.cancel();
+    co_await m_tasks.drain();
+    if (m_http)
+        co_await m_http->stop();
+    co_await m_service.hub->stop();
+}
+
+// --- What has to be done now and then
+
+void Server::tidyLater(Clock::Duration delay) {
+    m_tidying = Loop::main().after(delay, [this] { m_tasks.start(tidy()); });
+}
+
+// A piece at a time, so that nobody waits for all of it.
+Task<> Server::tidy() {
+    const auto now = Clock::unixSeconds();
+    const auto before = now - m_service.settings.historyDays() * DAY;
+    const auto pictures = m_service.settings.picturesKept();
+    const auto more = co_await m_store.ask([now, before, pictures](Store &its) -> Result<bool> {
+        const auto sessions = its.accounts.dropOldSessions(now);
+        const auto computers = its.computers.all();
+        if (!sessions || !computers)
+            return std::unexpected(!sessions ? sessions.error() : computers.error());
+        bool some = false;
+        for (const auto &computer : *computers) {
+            const auto left = its.history.dropOld(computer.id, before, pictures);
+            if (!left)
+                return left;
+            some = some || *left;
+        }
+        return some;
+    });
+    if (!more)
+        logEvent(u"failure", {{u"why", more.error().description}});
+    if (!m_tasks.token().stop_requested())
+        tidyLater(more && *more ? MORE_TO_TIDY : TIDIED_EVERY);
+}
+
+} // namespace ombru

@@ -1,0 +1,57 @@
+// The whole service: the store, what is live, HTTP, and what has to be done now and then. Main thread.
+#pragma once
+#include "service/DataDirectory.h"
+#include "service/http/HttpServer.h"
+#include "service/routes/Router.h"
+#include "service/routes/Service.h"
+
+#include <memory>
+
+namespace ombru {
+
+class Server {
+public:
+    struct Options {
+        PasswordCost passwordCost = USUAL_COST;
+        std::optional<int> mostPages = {}; // of the database: StoreOptions
+        Clock::Duration requestLimit = std::chrono::seconds(30);
+    };
+
+    // Reads the settings as they are now. A Failure says what is in the way, in words for who starts it.
+    static Result<std::unique_ptr<Server>> start(ServiceSettings &settings, Options options);
+    ~Server(); // after stop()
+
+    QUrl publicURL() const { return m_service.publicURL; }
+    QString visitCode() const { return m_service.visitCode; } // empty when there is an account
+    std::uint16_t port() const { return m_http->port(); }
+
+    StoreQueue &reader() { return m_reader; } // of the history
+
+    // Says goodbye to everybody, and has kept what they told.
+    Task<> stop();
+
+private:
+    struct Stores {
+        std::unique_ptr<Store> store;
+        std::unique_ptr<Store> reader;
+    };
+    Server(ServiceSettings &settings, DataLock lock, Stores stores, Options options);
+    static Result<Stores> open(const QString &file, const Options &options);
+    struct Kept;
+    static Result<Kept> read(Store &store);
+    Result<> serve();
+    void tidyLater(Clock::Duration delay);
+    Task<> tidy();
+
+    const DataLock m_lock;
+    StoreQueue m_store;
+    StoreQueue m_reader;
+    Service m_service;
+    Router m_router;
+    const Options m_options;
+    std::unique_ptr<HttpServer> m_http;
+    TaskScope m_tasks;
+    Timer m_tidying;
+};
+
+} // namespace ombru

@@ -1,0 +1,13 @@
+// What a computer's agent is told when its owner says nothing else, by the computer's system. Any thread.
+#pragma once
+#include <QString>
+
+namespace ombru {
+
+// "linux", "macos" or "other", from what a computer calls itself: "ombru/0.1.0 (Linux; x86_64)".
+QString platformOf(QByteArrayView userAgent);
+
+// Empty for a system that is not known: the computer then uses its own.
+QString defaultPrompt(const QString &platform);
+
+} // namespace ombru

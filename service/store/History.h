@@ -1,0 +1,74 @@
+// What computers have told: their logs and pictures, by number and by task. Part of the store, on its thread.
+#pragma once
+#include "base/Failure.h"
+#include "service/store/Records.h"
+#include "service/store/TaskBook.h"
+
+#include <span>
+#include <unordered_map>
+
+namespace ombru {
+
+class Database;
+
+constexpr qsizetype MOST_TEXT = 64 << 10; // bytes of UTF-8 of a line that are kept
+
+class History {
+public:
+    explicit History(Database &database) : m_database(database) {}
+
+    // When a service starts, and only then: tasks that ran when it ended are lost until their computer says otherwise.
+    Result<> begin();
+
+    // All of it is kept or nothing. Numbers go on from the last one that was kept.
+    Result<Appended> append(std::span<const Told> told);
+
+    // Those behind `after`, in order: `most` of them, or fewer when they are long, but one at least when there is one.
+    Result<std::vector<Item>> itemsAfter(qint64 computer, qint64 after, int most);
+
+    struct TaskItems {
+        std::vector<Item> items;
+        bool cut = false; // earlier ones are left out
+    };
+    Result<TaskItems> itemsOfTask(qint64 task, int most);
+
+    Result<std::optional<TaskRecord>> task(qint64 task);
+    Result<std::map<qint64, TaskRecord>> lastTasks(); // by computer
+
+    struct TaskSearch {
+        qint64 computer = 0;
+        QString words; // all of them are in the task, its answer, or a line of it; empty for every task
+        std::optional<qint64> before;
+        int most = 50;
+    };
+    Result<std::vector<TaskRecord>> tasks(const TaskSearch &search); // newest first
+
+    struct Picture {
+        qint64 computer = 0;
+        QByteArray jpeg;
+    };
+    Result<std::optional<Picture>> picture(qint64 picture);
+
+    // What a computer has told is gone; its numbers go on.
+    Result<> forget(qint64 computer);
+
+    // Drops what was received before a time, and pictures past so many of a computer. A part of it at a time: whether
+    // there is more.
+    Result<bool> dropOld(qint64 computer, double before, qint64 mostPictures);
+
+private:
+    struct Writer; // of one append()
+    struct Book {
+        TaskBook tasks;
+        qint64 lastNumber = 0;
+    };
+    Result<Book> book(qint64 computer);
+    Result<> keepTask(const TaskBook &book);
+    Result<bool> dropOldItems(qint64 computer, double before);
+    Result<bool> dropOldPictures(qint64 computer, qint64 mostPictures);
+
+    Database &m_database;
+    std::unordered_map<qint64, Book> m_books;
+};
+
+} // namespace ombru

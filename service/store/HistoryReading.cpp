@@ -1,0 +1,146 @@
+// What is asked of the history, and what leaves it.
+
+#include "service/store/History.h"
+#include "service/store/TaskRow.h"
+
+#include <algorithm>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype MOST_CHARACTERS = 256 << 10; // of the texts of one answer
+constexpr int DROPPED_AT_ONCE = 2000;            // rows, before others have their turn
+
+Item readItem(const Row &row) {
+    return {row.integer(0),     row.integer(1), row.maybeInteger(2), static_cast<int>(row.integer(3)),
+            row.real(4),        row.text(5),    row.text(6),         row.maybeInteger(7),
+            row.maybeInteger(8)};
+}
+
+// The first ones that are not too long together.
+void keepFew(std::vector<Item> &items, qsizetype most) {
+    qsizetype characters = 0;
+    std::size_t count = 0;
+    while (count < items.size() && (count == 0 || characters + items[count].text.size() <= most))
+        characters += items[count++].text.size();
+    items.resize(count);
+}
+
+// As LIKE wants a text that is searched as it stands.
+QString pattern(const QString &word) {
+    QString escaped = word;
+    escaped.replace(u'\\', u"\\\\"_s).replace(u'%', u"\\%"_s).replace(u'_', u"\\_"_s);
+    return u'%' + escaped + u'%';
+}
+
+} // namespace
+
+Result<std::vector<Item>> History::itemsAfter(qint64 computer, qint64 after, int most) {
+    auto items = m_database.rows("SELECT number, computer, task, step, time, kind, text, cut_from, picture FROM items "
+                                 "WHERE computer = ? AND number > ? ORDER BY number LIMIT ?",
+                                 readItem, computer, after, most);
+    if (items)
+        keepFew(*items, MOST_CHARACTERS);
+    return items;
+}
+
+Result<History::TaskItems> History::itemsOfTask(qint64 task, int most) {
+    auto items = m_database.rows("SELECT number, computer, task, step, time, kind, text, cut_from, picture FROM items "
+                                 "WHERE task = ? ORDER BY number DESC LIMIT ?",
+                                 readItem, task, most + 1);
+    if (!items)
+        return std::unexpected(items.error());
+    const auto found = items->size();
+    if (found > static_cast<std::size_t>(most))
+        items->pop_back();
+    keepFew(*items, 16 * MOST_CHARACTERS);
+    std::ranges::reverse(*items);
+    const bool cut = items->size() < found;
+    return TaskItems{*std::move(items), cut};
+}
+
+Result<std::optional<TaskRecord>> History::task(qint64 task) {
+    return m_database.row(
+        "SELECT id, computer, text, source, began, ended, steps, outcome, answer FROM tasks WHERE id = ?", readTask,
+        task);
+}
+
+Result<std::map<qint64, TaskRecord>> History::lastTasks() {
+    const auto tasks = m_database.rows("SELECT id, computer, text, source, began, ended, steps, outcome, answer FROM "
+                                       "tasks WHERE id IN (SELECT max(id) FROM tasks GROUP BY computer)",
+                                       readTask);
+    if (!tasks)
+        return std::unexpected(tasks.error());
+    std::map<qint64, TaskRecord> last;
+    for (const auto &task : *tasks)
+        last.emplace(task.computer, task);
+    return last;
+}
+
+Result<std::vector<TaskRecord>> History::tasks(const TaskSearch &search) {
+    return m_database.rows(
+        "SELECT id, computer, text, source, began, ended, steps, outcome, answer FROM tasks WHERE computer = ?1 AND "
+        "id < ?2 AND (?3 = '%%' OR text LIKE ?3 ESCAPE '\\' OR answer LIKE ?3 ESCAPE '\\' OR EXISTS (SELECT 1 FROM "
+        "items WHERE items.task = tasks.id AND items.text LIKE ?3 ESCAPE '\\')) ORDER BY id DESC LIMIT ?4",
+        readTask, search.computer, search.before.value_or(std::numeric_limits<qint64>::max()), pattern(search.words),
+        search.most);
+}
+
+Result<std::optional<History::Picture>> History::picture(qint64 picture) {
+    return m_database.row(
+        "SELECT computer, jpeg FROM pictures WHERE id = ?",
+        [](const Row &row) { return Picture{row.integer(0), row.bytes(1)}; }, picture);
+}
+
+Result<> History::forget(qint64 computer) {
+    const auto gone = m_database.transaction([&]() -> Result<> {
+        for (const auto *statement : {"DELETE FROM items WHERE computer = ?", "DELETE FROM pictures WHERE computer = ?",
+                                      "DELETE FROM tasks WHERE computer = ?"})
+            if (const auto dropped = m_database.run(statement, computer); !dropped)
+                return dropped;
+        return {};
+    });
+    if (gone)
+        m_books.erase(computer);
+    return gone;
+}
+
+Result<bool> History::dropOld(qint64 computer, double before, qint64 mostPictures) {
+    return m_database.transaction([&]() -> Result<bool> {
+        const auto items = dropOldItems(computer, before);
+        if (!items || *items)
+            return items;
+        return dropOldPictures(computer, mostPictures);
+    });
+}
+
+Result<bool> History::dropOldItems(qint64 computer, double before) {
+    const auto dropped = m_database.run(
+        "DELETE FROM items WHERE computer = ?1 AND number IN (SELECT number FROM items WHERE computer = ?1 "
+        "ORDER BY number LIMIT ?2) AND received < ?3",
+        computer, DROPPED_AT_ONCE, before);
+    if (!dropped)
+        return std::unexpected(dropped.error());
+    const bool more = m_database.changes() == DROPPED_AT_ONCE;
+    const auto tasks = m_database.run("DELETE FROM tasks WHERE computer = ? AND ended < ?", computer, before);
+    if (!tasks)
+        return std::unexpected(tasks.error());
+    return more;
+}
+
+// The items of those stay: numbers have no gap.
+Result<bool> History::dropOldPictures(qint64 computer, qint64 mostPictures) {
+    const auto dropped = m_database.run(
+        "DELETE FROM pictures WHERE id IN (SELECT id FROM pictures WHERE computer = ?1 AND (id <= coalesce((SELECT id "
+        "FROM pictures WHERE computer = ?1 ORDER BY id DESC LIMIT 1 OFFSET ?2), 0) OR NOT EXISTS (SELECT 1 FROM items "
+        "WHERE items.picture = pictures.id)) LIMIT ?3)",
+        computer, mostPictures, DROPPED_AT_ONCE);
+    if (!dropped)
+        return std::unexpected(dropped.error());
+    return m_database.changes() == DROPPED_AT_ONCE;
+}
+
+} // namespace ombru

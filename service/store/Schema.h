@@ -1,0 +1,16 @@
+// The layout of the database, by versions. On the store's thread.
+#pragma once
+#include "service/store/Database.h"
+
+namespace ombru {
+
+constexpr int SCHEMA_VERSION = 1;
+
+// Brings it up to this version, all or nothing. A Failure for a newer one, or one that is something else; it is not
+// changed then.
+Result<> migrate(Database &database);
+
+// The same, without a change.
+Result<> checkVersion(Database &database);
+
+} // namespace ombru

@@ -1,0 +1,92 @@
+#include "service/store/Store.h"
+
+#include "service/store/Schema.h"
+
+#include <QFile>
+
+namespace ombru {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Failure fileFailure(const QString &why) {
+    return {u"store"_s, SQLITE_CANTOPEN, why};
+}
+
+Result<> isWhole(Database &database) {
+    const auto found = database.row("PRAGMA quick_check(1)", [](const Row &row) { return row.text(0); });
+    if (!found)
+        return std::unexpected(found.error());
+    if (*found != u"ok"_s)
+        return std::unexpected(
+            fileFailure(u"The database %1 is damaged: %2."_s.arg(database.path(), found->value_or(QString()))));
+    return checkVersion(database);
+}
+
+} // namespace
+
+Store::Store(std::unique_ptr<Database> database)
+    : accounts(*database), computers(*database), history(*database), m_database(std::move(database)) {}
+
+Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options) {
+    auto database = Database::open(options.file, Database::Mode::make);
+    if (!database)
+        return std::unexpected(database.error());
+    if (const auto migrated = migrate(**database); !migrated)
+        return std::unexpected(migrated.error());
+    if (const auto changed = (*database)->script("PRAGMA journal_mode = WAL"); !changed)
+        return std::unexpected(changed.error());
+    if (options.mostPages) {
+        const auto limit = "PRAGMA max_page_count = " + std::to_string(*options.mostPages);
+        if (const auto limited = (*database)->script(limit.c_str()); !limited)
+            return std::unexpected(limited.error());
+    }
+    return std::unique_ptr<Store>(new Store(std::move(*database)));
+}
+
+Result<std::unique_ptr<Store>> Store::openReader(const QString &file) {
+    auto database = Database::open(file, Database::Mode::readOnly);
+    if (!database)
+        return std::unexpected(database.error());
+    return std::unique_ptr<Store>(new Store(std::move(*database)));
+}
+
+Result<> Store::backup(const QString &from, const QString &file) {
+    if (QFile::exists(file))
+        return std::unexpected(fileFailure(u"%1 is there already; nothing was written."_s.arg(file)));
+    auto source = Database::open(from, Database::Mode::existing);
+    if (!source)
+        return std::unexpected(source.error());
+    if (const auto known = checkVersion(**source); !known)
+        return known;
+    const auto unfinished = file + u".part"_s;
+    QFile::remove(unfinished);
+    {
+        auto target = Database::open(unfinished, Database::Mode::make);
+        const auto copied = target ? (*source)->copyTo(**target) : std::unexpected(target.error());
+        // A copy is one file, wherever it is carried.
+        const auto plain = copied ? (*target)->script("PRAGMA journal_mode = DELETE") : copied;
+        if (!plain) {
+            QFile::remove(unfinished);
+            return plain;
+        }
+    }
+    if (!QFile::rename(unfinished, file))
+        return std::unexpected(fileFailure(u"%1 cannot be written."_s.arg(file)));
+    return {};
+}
+
+Result<> Store::restore(const QString &file, const QString &to) {
+    auto source = Database::open(file, Database::Mode::readOnly);
+    if (!source)
+        return std::unexpected(source.error());
+    if (const auto whole = isWhole(**source); !whole)
+        return whole;
+    auto target = Database::open(to, Database::Mode::make);
+    if (!target)
+        return std::unexpected(target.error());
+    return (*source)->copyTo(**target);
+}
+
+} // namespace ombru

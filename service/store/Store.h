@@ -1,0 +1,46 @@
+// What the service keeps: accounts, computers, and what those have told. Behind this header is a SQLite database;
+// another store can come in its place. Everything blocks: one thread, its own (StoreQueue.h).
+//
+// What an operation has kept survives the end of the program, however it ends. A Failure has domain "store" and says
+// what is wrong with which file; isDiskFull() tells one of them.
+#pragma once
+#include "service/store/Accounts.h"
+#include "service/store/Computers.h"
+#include "service/store/Database.h"
+#include "service/store/History.h"
+
+#include <memory>
+
+namespace ombru {
+
+struct StoreOptions {
+    QString file;
+    std::optional<int> mostPages = {}; // of 4 KiB; as much as there is on the disk when it is not said
+};
+
+class Store {
+public:
+    // Makes the file when there is none, and brings an older one up to date. A newer one, or one that is no such
+    // database, is refused and left as it is.
+    static Result<std::unique_ptr<Store>> open(const StoreOptions &options);
+
+    // The same database for questions only, beside the one that keeps: neither waits for the other.
+    static Result<std::unique_ptr<Store>> openReader(const QString &file);
+
+    // A copy of all of it, also while others work on it; `file` must not be there yet.
+    static Result<> backup(const QString &from, const QString &file);
+
+    // Puts a copy in the place of what there is. Nobody else may work on it.
+    static Result<> restore(const QString &file, const QString &to);
+
+    Accounts accounts;
+    Computers computers;
+    History history;
+
+private:
+    explicit Store(std::unique_ptr<Database> database);
+
+    std::unique_ptr<Database> m_database;
+};
+
+} // namespace ombru

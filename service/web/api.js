@@ -1,0 +1,69 @@
+// Requests to the service. What it refuses is a value.
+
+/** @template T @typedef {{value: T, refusal?: undefined} | {value?: undefined, refusal: Refusal}} Answer */
+
+let csrf = ''
+let ahead = 0
+let onSignedOut = () => {}
+
+/** @param {string} token */
+export const useCsrf = (token) => void (csrf = token)
+/** @param {() => void} told */
+export const whenSignedOut = (told) => void (onSignedOut = told)
+
+/** Seconds since 1970 by the service's clock, so that a wrong one here tells no wrong times. */
+export const now = () => Date.now() / 1000 + ahead
+
+/** @param {Response} response */
+function compareClocks(response) {
+  const date = Date.parse(response.headers.get('date') ?? '') / 1000
+  const difference = date - Date.now() / 1000
+  if (Math.abs(difference) > 3) ahead = difference
+  else if (Math.abs(difference) <= 3) ahead = 0
+}
+
+/**
+ * @param {string} method @param {string} path @param {unknown} [body] @param {AbortSignal} [signal]
+ * @returns {Promise<Answer<any>>}
+ */
+export async function ask(method, path, body, signal) {
+  /** @type {Record<string, string>} */
+  const headers = body === undefined ? {} : { 'Content-Type': 'application/json' }
+  if (method !== 'GET') headers['X-CSRF-Token'] = csrf
+  try {
+    const response = await fetch(path, {
+      method,
+      headers,
+      body: body === undefined ? null : JSON.stringify(body),
+      signal: signal ?? null,
+    })
+    compareClocks(response)
+    return await read(response)
+  } catch (error) {
+    const aborted = error instanceof DOMException && error.name === 'AbortError'
+    return {
+      refusal: { status: 0, error: aborted ? 'aborted' : 'unreachable', message: 'The service does not answer.' },
+    }
+  }
+}
+
+/** @param {Response} response @returns {Promise<Answer<unknown>>} */
+async function read(response) {
+  const text = await response.text()
+  const value = text && response.headers.get('content-type')?.startsWith('application/json') ? JSON.parse(text) : {}
+  if (response.ok) return { value }
+  if (response.status === 401) onSignedOut()
+  const retryAfter = Number(response.headers.get('retry-after')) || undefined
+  return {
+    refusal: {
+      error: '',
+      message: `The service answered ${response.status}.`,
+      ...value,
+      status: response.status,
+      retryAfter,
+    },
+  }
+}
+
+/** @param {string} path @param {AbortSignal} [signal] @returns {Promise<Answer<any>>} */
+export const get = (path, signal) => ask('GET', path, undefined, signal)

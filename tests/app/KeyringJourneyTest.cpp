@@ -1,0 +1,64 @@
+// The application that stays, on a desktop whose keyring is locked at the login: the real keyring, its real prompt.
+#include "platform/SecretStore.h"
+#include "platform/linux/services/SecretItems.h"
+#include "tests/app/ResidentJourney.h"
+#include "tests/support/Keyring.h"
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString KEY = u"device-token"_s;
+constexpr auto PROMPT = "--onlyvisible --class gcr-prompter";
+
+class KeyringJourney : public ResidentJourney {
+protected:
+    // A computer that signed in before, is started again, and asks its owner to unlock the keyring.
+    KeyringJourney() {
+        m_environment["DBUS_SESSION_BUS_ADDRESS"] = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+        {
+            const Keyring keyring(m_keys);
+            setSecret(KEY, u"tok"_s);
+            EXPECT_TRUE(hasSecret(KEY));
+        }
+        m_keyring.emplace(m_keys, Keyring::State::asking);
+        m_application = startApplication();
+        EXPECT_TRUE(waitUntil([] { return succeeds(QByteArray("xdotool search ") + PROMPT); })) << "a prompt";
+    }
+
+    static bool succeeds(const QByteArray &command) {
+        return std::system((command + " >/dev/null 2>&1").constData()) == 0;
+    }
+    // The prompt takes the keyboard a moment after it is there.
+    static bool typeUntilAnswered(const QByteArray &keys) {
+        const auto isAnswered = [] { return !succeeds(QByteArray("xdotool search ") + PROMPT); };
+        return waitUntil([&] { return isAnswered() || (succeeds("xdotool " + keys) && isAnswered()); });
+    }
+    QString status() { return end(startProgram(u"ombru"_s, {u"status"_s})).out; }
+
+    QTemporaryDir m_keys;
+    std::optional<Keyring> m_keyring;
+};
+
+} // namespace
+
+TEST_F(KeyringJourney, IsSignedInOnceItsOwnerHasUnlockedTheKeyring) {
+    EXPECT_TRUE(status().contains(u"looking whether it is signed in"_s)) << status().toStdString();
+    EXPECT_TRUE(m_service.requests.empty());
+    ASSERT_TRUE(typeUntilAnswered("key ctrl+a && xdotool type password && xdotool key Return"));
+    ASSERT_TRUE(connected());
+    EXPECT_EQ(m_service.newest().request.header("Authorization"), "Bearer tok");
+}
+
+TEST_F(KeyringJourney, IsSignedOutWhenItsOwnerDismissesThePromptAndLosesNothing) {
+    ASSERT_TRUE(typeUntilAnswered("key Escape"));
+    EXPECT_TRUE(waitUntil([this] { return status().contains(u"signed out"_s); })) << status().toStdString();
+    EXPECT_TRUE(m_service.requests.empty());
+    kill(SIGTERM);
+    EXPECT_EQ(end(m_application).status, 0);
+    m_keyring.reset();
+    const Keyring keyring(m_keys);
+    EXPECT_EQ(secret(KEY), u"tok"_s);
+}

@@ -1,0 +1,71 @@
+#include "app/lifecycle/RunningHint.h"
+
+#include "tests/support/Wait.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QList<QMessageBox *> open() {
+    QList<QMessageBox *> boxes;
+    for (auto *widget : QApplication::topLevelWidgets())
+        if (auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
+            boxes += box;
+    return boxes;
+}
+
+} // namespace
+
+TEST(RunningHint, SaysWhereTheApplicationIs) {
+    const auto hint = runningHintText(true);
+    EXPECT_EQ(hint.title, u"ombru is running in your menu bar");
+    EXPECT_EQ(hint.text,
+              u"Click the phone icon at the top right of your screen to sign in, check permissions and see call "
+              u"status. It starts automatically when you log in.\n\nTip: hold ⌘ and drag the phone icon next to the "
+              u"clock — macOS remembers the spot, and it won't get hidden behind the camera notch.");
+}
+
+TEST(RunningHint, WithoutAPlaceForIconsAParagraphSaysWhatElseOpensThePanel) {
+    const auto text = runningHintText(false).text;
+    EXPECT_TRUE(text.startsWith(runningHintText(true).text + u"\n\n"_s));
+    EXPECT_TRUE(text.contains(u"ombru panel"_s));
+}
+
+TEST(RunningHint, IsModalWithOneButtonAndOpenOnce) {
+    RunningHint hint;
+    hint.show(true);
+    hint.show(true);
+    ASSERT_EQ(open().size(), 1);
+    EXPECT_TRUE(open().front()->isModal());
+    ASSERT_EQ(open().front()->buttons().size(), 1);
+    open().front()->buttons().front()->click();
+    settle();
+    EXPECT_FALSE(hint.isOpen());
+    hint.show(true);
+    EXPECT_EQ(open().size(), 1);
+}
+
+TEST(RunningHint, FollowsThePlaceOfTheIconWhileItIsOpen) {
+    RunningHint hint;
+    hint.show(true);
+    hint.setHasPlace(false);
+    EXPECT_EQ(open().front()->informativeText(), runningHintText(false).text);
+    hint.setHasPlace(true);
+    EXPECT_EQ(open().front()->informativeText(), runningHintText(true).text);
+}
+
+TEST(RunningHint, WantedAgainInTheMomentItIsClosedItStays) {
+    RunningHint hint;
+    hint.show(true);
+    hint.close();
+    hint.show(true);
+    settle();
+    ASSERT_EQ(open().size(), 1);
+    EXPECT_TRUE(hint.isOpen());
+}

@@ -1,0 +1,1 @@
+tell application "Mousepad" to get every text area of window 1

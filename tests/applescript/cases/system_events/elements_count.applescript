@@ -1,0 +1,1 @@
+tell application "System Events" to tell process "Mousepad" to count buttons of window 1

@@ -1,0 +1,1 @@
+tell application "System Events" to get every UI element of process "Mousepad"

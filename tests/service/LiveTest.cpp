@@ -1,0 +1,522 @@
+#include "base/Background.h"
+#include "tests/service/ServiceFixture.h"
+#include "tests/support/TcpPeer.h"
+
+#include <future>
+
+using namespace ombru;
+using namespace ombru::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QByteArray JPEG = QByteArray("\xFF\xD8\xFF\xE0", 4) + "a picture";
+
+class LiveTest : public ServiceFixture {
+protected:
+    void SetUp() override {
+        start();
+        browser = visitFirst();
+        token = pair(browser);
+        computer = firstComputer(browser);
+        workshop = agent(token);
+        ASSERT_TRUE(workshop->opens());
+        EXPECT_FALSE(workshop->next(u"listen"_s)[u"on"_s].toBool(true)) << "nobody listens yet";
+        workshop->send(toJson(HelloMessage{}));
+        workshop->send(state(false));
+    }
+
+    // A page that watches the computer, and has caught up.
+    std::unique_ptr<Line> watching(qint64 after = -1) {
+        auto page = this->page(browser);
+        page->next(u"computers"_s);
+        page->send(watch(computer, after));
+        page->next(u"caughtUp"_s);
+        return page;
+    }
+    static QStringList textsOf(const QJsonObject &items) {
+        QStringList texts;
+        const auto all = items[u"items"_s].toArray();
+        for (const auto &item : all)
+            texts.append(item[u"text"_s].toString());
+        return texts;
+    }
+    // So many items, in the order in which they came.
+    static QJsonArray items(Line &page, qsizetype count) {
+        QJsonArray all;
+        while (all.size() < count) {
+            const auto message = page.next(u"items"_s);
+            if (message.isEmpty())
+                break;
+            const auto some = message[u"items"_s].toArray();
+            for (const auto &item : some)
+                all.append(item);
+        }
+        return all;
+    }
+    QJsonObject to(const QString &type, const QJsonObject &more = {}) const {
+        QJsonObject message{{u"type"_s, type}, {u"computer"_s, computer}};
+        for (auto each = more.begin(); each != more.end(); ++each)
+            message[each.key()] = each.value();
+        return message;
+    }
+    // The computer as the page is told of it, once `holds` is true of it.
+    template <class Holds>
+    static QJsonObject computerOnce(Line &page, Holds holds) {
+        for (;;) {
+            const auto message = page.next(u"computer"_s);
+            const auto computer = message[u"computer"_s].toObject();
+            if (message.isEmpty() || holds(computer))
+                return computer;
+        }
+    }
+
+    Browser browser;
+    QByteArray token;
+    QString computer;
+    std::unique_ptr<Line> workshop;
+};
+
+TEST_F(LiveTest, APageSeesItsComputersFirst) {
+    const auto page = this->page(browser);
+    const auto shown = page->next(u"computers"_s)[u"computers"_s][0];
+    EXPECT_EQ(shown[u"name"_s].toString(), u"workshop"_s);
+    EXPECT_TRUE(shown[u"online"_s].toBool());
+}
+
+TEST_F(LiveTest, AnEventIsStoredAndShownWithItsNumber) {
+    const auto page = watching();
+    workshop->send(event(u"claude"_s, u"claude: looking"_s, 1234.5));
+    const auto item = page->next(u"items"_s)[u"items"_s][0];
+    EXPECT_EQ(item[u"number"_s].toInt(), 1);
+    EXPECT_EQ(item[u"kind"_s].toString(), u"claude"_s);
+    EXPECT_EQ(item[u"text"_s].toString(), u"claude: looking"_s);
+    EXPECT_EQ(item[u"time"_s].toDouble(), 1234.5);
+    EXPECT_TRUE(item[u"task"_s].isNull());
+}
+
+TEST_F(LiveTest, ATaskGoesToTheComputerAndIsAcceptedByItsEvent) {
+    const auto page = watching();
+    page->send(to(u"task"_s, {{u"text"_s, u"  open the editor\n"_s}}));
+    EXPECT_EQ(workshop->next(u"task"_s)[u"text"_s].toString(), u"open the editor"_s);
+    workshop->send(state(true));
+    workshop->send(event(u"user"_s, u"web ❯ open the editor"_s));
+    const auto item = page->next(u"items"_s)[u"items"_s][0];
+    EXPECT_EQ(item[u"kind"_s].toString(), u"user"_s);
+    EXPECT_FALSE(item[u"task"_s].isNull());
+}
+
+TEST_F(LiveTest, ATaskForAnAbsentComputerIsGivenBack) {
+    const auto page = watching();
+    workshop->drop();
+    computerOnce(*page, [](const QJsonObject &its) { return !its[u"online"_s].toBool(); });
+    page->send(to(u"task"_s, {{u"text"_s, u"anything"_s}}));
+    const auto back = page->next(u"notAccepted"_s);
+    EXPECT_EQ(back[u"why"_s].toString(), u"away"_s);
+    EXPECT_EQ(back[u"text"_s].toString(), u"anything"_s);
+}
+
+TEST_F(LiveTest, ATaskForABusyComputerIsGivenBack) {
+    const auto page = watching();
+    workshop->send(state(true));
+    computerOnce(*page, [](const QJsonObject &its) { return its[u"state"_s][u"busy"_s].toBool(); });
+    page->send(to(u"task"_s, {{u"text"_s, u"another"_s}}));
+    EXPECT_EQ(page->next(u"notAccepted"_s)[u"why"_s].toString(), u"busy"_s);
+}
+
+TEST_F(LiveTest, ATaskThatCrossesWithAnotherIsGivenBackWhenTheComputerSaysSo) {
+    const auto page = watching();
+    page->send(to(u"task"_s, {{u"text"_s, u"another"_s}}));
+    workshop->next(u"task"_s);
+    workshop->send(event(u"warn"_s, u"Still working on the last task — press Stop to cancel it."_s));
+    EXPECT_EQ(page->next(u"notAccepted"_s)[u"why"_s].toString(), u"busy"_s);
+}
+
+TEST_F(LiveTest, ATaskIsGivenBackWhenTheChannelClosesBeforeItBegins) {
+    const auto page = watching();
+    page->send(to(u"task"_s, {{u"text"_s, u"another"_s}}));
+    workshop->next(u"task"_s);
+    workshop->drop();
+    EXPECT_EQ(page->next(u"notAccepted"_s)[u"why"_s].toString(), u"gone"_s);
+}
+
+TEST_F(LiveTest, ATaskIsGivenBackWhenTheComputerSaysNothingForFifteenSeconds) {
+    const auto page = watching();
+    ManualClock clock;
+    page->send(to(u"task"_s, {{u"text"_s, u"another"_s}}));
+    workshop->next(u"task"_s);
+    clock.advance(std::chrono::seconds(15));
+    EXPECT_EQ(page->next(u"notAccepted"_s)[u"why"_s].toString(), u"timeout"_s);
+}
+
+TEST_F(LiveTest, StopGoesToTheComputer) {
+    const auto page = watching();
+    page->send(to(u"cancel"_s));
+    EXPECT_FALSE(workshop->next(u"cancel"_s).isEmpty());
+}
+
+TEST_F(LiveTest, ListeningIsOnWhileAPageListens) {
+    const auto one = watching();
+    const auto other = watching();
+    one->send(to(u"listen"_s, {{u"on"_s, true}}));
+    EXPECT_TRUE(workshop->next(u"listen"_s)[u"on"_s].toBool());
+    other->send(to(u"listen"_s, {{u"on"_s, true}}));
+    computerOnce(*other, [](const QJsonObject &its) { return its[u"listening"_s].toBool(); });
+    workshop->sendSound("sound");
+    EXPECT_TRUE(waitUntil([&] { return one->sound == "sound"; }));
+    one->drop();
+    other->send(to(u"listen"_s, {{u"on"_s, false}}));
+    EXPECT_FALSE(workshop->next(u"listen"_s)[u"on"_s].toBool());
+}
+
+TEST_F(LiveTest, AComputerThatComesBackIsToldThatAPageListens) {
+    const auto page = watching();
+    page->send(to(u"listen"_s, {{u"on"_s, true}}));
+    workshop->next(u"listen"_s);
+    workshop->drop();
+    workshop = agent(token);
+    EXPECT_TRUE(workshop->next(u"listen"_s)[u"on"_s].toBool());
+}
+
+TEST_F(LiveTest, AComputerThatComesBackIsToldThatNobodyListensAnyMore) {
+    const auto page = watching();
+    page->send(to(u"listen"_s, {{u"on"_s, true}}));
+    EXPECT_TRUE(workshop->next(u"listen"_s)[u"on"_s].toBool());
+    computerOnce(*page, [](const QJsonObject &its) { return its[u"listening"_s].toBool(); });
+    workshop->drop();
+    computerOnce(*page, [](const QJsonObject &its) { return !its[u"online"_s].toBool(); });
+    page->send(to(u"listen"_s, {{u"on"_s, false}}));
+    computerOnce(*page, [](const QJsonObject &its) { return !its[u"listening"_s].toBool(); });
+    workshop = agent(token);
+    EXPECT_FALSE(workshop->next(u"listen"_s)[u"on"_s].toBool(true));
+}
+
+TEST_F(LiveTest, ThePageCatchesUpByNumberWithoutAGapAndWithoutADouble) {
+    const auto early = watching();
+    for (int number = 1; number <= 450; ++number)
+        workshop->send(event(u"result"_s, QString::number(number)));
+    items(*early, 450);
+    const auto page = this->page(browser);
+    page->send(watch(computer, 120));
+    for (int number = 451; number <= 900; ++number)
+        workshop->send(event(u"result"_s, QString::number(number)));
+    const auto all = items(*page, 780);
+    ASSERT_EQ(all.size(), 780);
+    for (qsizetype place = 0; place < all.size(); ++place)
+        ASSERT_EQ(all[place][u"number"_s].toInt(), 121 + place);
+}
+
+TEST_F(LiveTest, APageWithoutAnythingGetsTheNewestFiveHundred) {
+    const auto early = watching();
+    for (int number = 1; number <= 600; ++number)
+        workshop->send(event(u"result"_s, QString::number(number)));
+    items(*early, 600);
+    const auto page = this->page(browser);
+    page->send(watch(computer, -1));
+    EXPECT_EQ(items(*page, 500).first()[u"number"_s].toInt(), 101);
+    EXPECT_EQ(page->next(u"caughtUp"_s)[u"number"_s].toInt(), 600);
+}
+
+TEST_F(LiveTest, APictureIsALinkThatOnlyItsOwnerCanFollow) {
+    const auto page = watching();
+    workshop->send(toJson(ScreenshotMessage{2, 50, JPEG}));
+    const auto item = page->next(u"items"_s)[u"items"_s][0];
+    EXPECT_EQ(item[u"kind"_s].toString(), u"picture"_s);
+    EXPECT_EQ(item[u"step"_s].toInt(), 2);
+    const auto url = item[u"url"_s].toString();
+    const auto shown = get(url, browser);
+    EXPECT_EQ(shown.body, JPEG);
+    EXPECT_EQ(shown.header("Content-Type"), "image/jpeg");
+    EXPECT_EQ(get(url).code(), u"signedOut"_s);
+    EXPECT_EQ(get(url, addUser(u"stranger@example.org"_s)).code(), u"notFound"_s);
+}
+
+TEST_F(LiveTest, WhatIsNoPictureIsNotKeptAsOne) {
+    const auto page = watching();
+    workshop->send(toJson(ScreenshotMessage{1, 50, "<script>alert(1)</script>"}));
+    workshop->send(event(u"good"_s, u"after"_s));
+    EXPECT_EQ(items(*page, 1)[0][u"text"_s].toString(), u"after"_s);
+}
+
+TEST_F(LiveTest, AnotherAccountsComputerCanNeitherBeWatchedNorDrivenNorHeard) {
+    const auto own = watching();
+    const auto page = this->page(addUser(u"stranger@example.org"_s));
+    EXPECT_EQ(page->next(u"computers"_s)[u"computers"_s].toArray().size(), 0);
+    page->send(watch(computer));
+    page->send(to(u"listen"_s, {{u"on"_s, true}}));
+    page->send(to(u"task"_s, {{u"text"_s, u"steal"_s}}));
+    page->send(to(u"cancel"_s));
+    own->send(to(u"cancel"_s)); // behind all that the other sent, were it let through
+    own->send(to(u"task"_s, {{u"text"_s, u"mine"_s}}));
+    workshop->sendSound("secret");
+    workshop->send(event(u"good"_s, u"secret"_s));
+    items(*own, 1);
+    EXPECT_EQ(workshop->next(u"task"_s)[u"text"_s].toString(), u"mine"_s);
+    EXPECT_TRUE(page->messages.empty());
+    EXPECT_TRUE(page->sound.isEmpty());
+}
+
+TEST_F(LiveTest, TheNewestChannelOfAComputerWins) {
+    const auto newer = agent(token);
+    ASSERT_TRUE(newer->opens());
+    EXPECT_TRUE(workshop->closes());
+    const auto page = watching();
+    page->send(to(u"cancel"_s));
+    EXPECT_FALSE(newer->next(u"cancel"_s).isEmpty());
+    EXPECT_TRUE(get(u"/api/computers"_s, browser).json()[u"computers"_s][0][u"online"_s].toBool());
+}
+
+TEST_F(LiveTest, AVeryLongTextIsKeptCutAndTheChannelStays) {
+    const auto page = watching();
+    workshop->send(event(u"result"_s, QString(200'000, u'x')));
+    workshop->send(event(u"result"_s, QString(6'000'000, u'y')));
+    workshop->send(event(u"good"_s, u"still here"_s));
+    const auto all = items(*page, 3);
+    EXPECT_EQ(all[0][u"text"_s].toString(), QString(MOST_TEXT, u'x'));
+    EXPECT_EQ(all[0][u"cutFrom"_s].toInt(), 200'000);
+    EXPECT_EQ(all[1][u"text"_s].toString(), QString(MOST_TEXT, u'y'));
+    EXPECT_GE(all[1][u"cutFrom"_s].toInt(), 6'000'000);
+    EXPECT_EQ(all[2][u"text"_s].toString(), u"still here"_s);
+}
+
+TEST_F(LiveTest, AVeryLongTextIsKeptInWhateverOrderItsEventIs) {
+    const auto page = watching();
+    workshop->sendText(
+        u"{\"type\": \"event\", \"text\": \"%1\", \"kind\": \"result\"}"_s.arg(QString(6'000'000, u'y')));
+    workshop->send(event(u"good"_s, u"still here"_s));
+    const auto all = items(*page, 2);
+    EXPECT_EQ(all[0][u"text"_s].toString(), QString(MOST_TEXT, u'y'));
+    EXPECT_EQ(all[0][u"kind"_s].toString(), u"result"_s);
+    EXPECT_EQ(all[1][u"text"_s].toString(), u"still here"_s);
+}
+
+TEST_F(LiveTest, WhatIsNoMessageIsPassedOver) {
+    const auto page = watching();
+    for (const auto &text :
+         {u"{"_s, u"[]"_s, u"7"_s, u"{\"type\":\"rule\"}"_s, u"{\"type\":\"event\",\"kind\":\"dim\",\"text\":\"no\"}"_s,
+          u"{\"type\":\"event\",\"kind\":\"picture\",\"text\":\"no\"}"_s})
+        workshop->sendText(text);
+    workshop->send(event(u"good"_s, u"after"_s));
+    EXPECT_EQ(items(*page, 1)[0][u"text"_s].toString(), u"after"_s);
+}
+
+TEST_F(LiveTest, MarkupInAnEventStaysText) {
+    const auto page = watching();
+    workshop->send(event(u"claude"_s, u"<img src=x onerror=alert(1)>"_s));
+    EXPECT_EQ(textsOf(page->next(u"items"_s)), QStringList{u"<img src=x onerror=alert(1)>"_s});
+}
+
+TEST_F(LiveTest, ATaskIsKeptWithItsStepsItsOutcomeAndItsItems) {
+    const auto page = watching();
+    workshop->send(state(true));
+    workshop->send(event(u"user"_s, u"web ❯ write a poem"_s));
+    workshop->send(state(true, 1));
+    workshop->send(toJson(ScreenshotMessage{1, 50, JPEG}));
+    workshop->send(event(u"code"_s, u"script:\ntell application \"Editor\""_s));
+    workshop->send(state(true, 2));
+    workshop->send(event(u"good"_s, u"✓ It is written."_s));
+    workshop->send(state(false, 2));
+    items(*page, 4);
+    const auto last = computerOnce(*page, [](const QJsonObject &its) {
+        return !its[u"lastTask"_s][u"ended"_s].isNull() && its[u"lastTask"_s].isObject();
+    });
+    EXPECT_EQ(last[u"lastTask"_s][u"outcome"_s].toString(), u"done"_s);
+    const auto listed = get(u"/api/computers/%1/tasks"_s.arg(computer), browser).json();
+    const auto task = listed[u"tasks"_s][0];
+    EXPECT_EQ(task[u"text"_s].toString(), u"write a poem"_s);
+    EXPECT_EQ(task[u"from"_s].toString(), u"web"_s);
+    EXPECT_EQ(task[u"steps"_s].toInt(), 2);
+    EXPECT_EQ(task[u"answer"_s].toString(), u"It is written."_s);
+    EXPECT_FALSE(listed[u"more"_s].toBool());
+    const auto whole = get(u"/api/tasks/"_s + task[u"id"_s].toString(), browser).json();
+    EXPECT_EQ(whole[u"items"_s].toArray().size(), 4);
+    EXPECT_EQ(whole[u"items"_s][2][u"step"_s].toInt(), 1);
+    EXPECT_EQ(get(u"/api/tasks/"_s + task[u"id"_s].toString(), addUser(u"other@example.org"_s)).code(), u"notFound"_s);
+}
+
+TEST_F(LiveTest, PastTasksAreFoundByWhatWasSaidInThem) {
+    const auto page = watching();
+    for (const auto &words : {u"first"_s, u"second 100%"_s}) {
+        workshop->send(state(true));
+        workshop->send(event(u"user"_s, u"you ❯ "_s + words));
+        workshop->send(event(u"code"_s, u"do shell script \"echo "_s + words + u"\""_s));
+        workshop->send(state(false));
+    }
+    items(*page, 4);
+    const auto found = [&](const QString &search) {
+        QStringList texts;
+        const auto tasks =
+            get(u"/api/computers/%1/tasks?search=%2"_s.arg(computer, search), browser).json()[u"tasks"_s].toArray();
+        for (const auto &task : tasks)
+            texts.append(task[u"text"_s].toString());
+        return texts;
+    };
+    EXPECT_EQ(found(u"ECHO"_s), (QStringList{u"second 100%"_s, u"first"_s}));
+    EXPECT_EQ(found(u"100%25"_s), QStringList{u"second 100%"_s});
+    EXPECT_EQ(found(u"nothing"_s), QStringList());
+}
+
+TEST_F(LiveTest, WhatIsToldIsKeptWhileALongSearchGoesOn) {
+    std::promise<void> end;
+    server->reader().post([searching = end.get_future().share()](Store &) { searching.wait(); });
+    bool found = false;
+    QNetworkRequest search(QUrl(base() + u"/api/computers/%1/tasks?search=words"_s.arg(computer)));
+    search.setRawHeader("Cookie", browser.cookie);
+    const std::unique_ptr<QNetworkReply> reply(network.get(search));
+    QObject::connect(reply.get(), &QNetworkReply::finished, reply.get(), [&] { found = true; });
+    EXPECT_TRUE(waitUntil([&] { return server->reader().waiting() > 0; })) << "the search is not the reader's";
+    const auto page = watching();
+    workshop->send(event(u"good"_s, u"kept meanwhile"_s));
+    EXPECT_EQ(items(*page, 1)[0][u"text"_s].toString(), u"kept meanwhile"_s);
+    EXPECT_FALSE(found);
+    end.set_value();
+    EXPECT_TRUE(waitUntil([&] { return found; }));
+    EXPECT_EQ(reply->error(), QNetworkReply::NoError);
+}
+
+TEST_F(LiveTest, AComputersForgottenHistoryIsGoneAndItsNumbersGoOn) {
+    const auto page = watching();
+    workshop->send(event(u"good"_s, u"one"_s));
+    items(*page, 1);
+    EXPECT_EQ(send("DELETE", u"/api/computers/%1/history"_s.arg(computer), {}, browser).status, 204);
+    workshop->send(event(u"good"_s, u"two"_s));
+    EXPECT_EQ(items(*page, 1)[0][u"number"_s].toInt(), 2);
+    const auto later = this->page(browser);
+    later->send(watch(computer, 0));
+    EXPECT_EQ(items(*later, 1)[0][u"text"_s].toString(), u"two"_s);
+}
+
+TEST_F(LiveTest, ASilentComputerIsTakenForGone) {
+    const auto page = watching();
+    ManualClock clock;
+    for (int round = 0; round < 4; ++round) { // the page answers the service's pings
+        clock.advance(std::chrono::seconds(25));
+        page->send({{u"type"_s, u"unwatch"_s}});
+        settle();
+    }
+    EXPECT_TRUE(workshop->closes());
+}
+
+TEST_F(LiveTest, AFullDiskIsSaidOnThePageAndLosesNothingThatIsThere) {
+    stop();
+    start({.passwordCost = CHEAP, .mostPages = 100});
+    workshop = agent(token);
+    ASSERT_TRUE(workshop->opens());
+    const auto page = watching();
+    workshop->send(event(u"good"_s, u"kept"_s));
+    items(*page, 1);
+    for (int number = 0; number < 40; ++number)
+        workshop->send(event(u"result"_s, QString(60'000, u'x')));
+    EXPECT_TRUE(page->next(u"full"_s)[u"message"_s].toString().contains(u"full"_s));
+    const auto later = this->page(browser);
+    later->send(watch(computer, 0));
+    EXPECT_EQ(items(*later, 1)[0][u"text"_s].toString(), u"kept"_s);
+    EXPECT_EQ(config(token).status, 200);
+}
+
+TEST_F(LiveTest, ForgettingAHistoryMakesRoomOnAFullDiskAndThePageIsTold) {
+    stop();
+    start({.passwordCost = CHEAP, .mostPages = 100});
+    workshop = agent(token);
+    ASSERT_TRUE(workshop->opens());
+    const auto page = watching();
+    for (int number = 0; number < 40; ++number)
+        workshop->send(event(u"result"_s, QString(60'000, u'x')));
+    EXPECT_FALSE(page->next(u"full"_s)[u"message"_s].toString().isEmpty());
+    EXPECT_EQ(send("DELETE", u"/api/computers/%1/history"_s.arg(computer), {}, browser).status, 204);
+    while (!page->next(u"full"_s)[u"message"_s].toString().isEmpty())
+        ;
+    workshop->send(event(u"good"_s, QString(60'000, u'y')));
+    const auto later = this->page(browser);
+    EXPECT_TRUE(waitUntil([&] {
+        later->send(watch(computer, 0));
+        return textsOf(later->next(u"items"_s)).contains(QString(60'000, u'y'));
+    }));
+}
+
+TEST_F(LiveTest, NothingIsLostWhenTheServiceStartsAnew) {
+    {
+        const auto page = watching();
+        workshop->send(state(true));
+        workshop->send(event(u"user"_s, u"web ❯ go on"_s));
+        items(*page, 1);
+    }
+    stop();
+    start();
+    EXPECT_EQ(get(u"/api/computers"_s, browser).json()[u"computers"_s][0][u"lastTask"_s][u"outcome"_s].toString(),
+              u"unknown"_s);
+    workshop = agent(token);
+    ASSERT_TRUE(workshop->opens());
+    const auto page = watching(0);
+    workshop->send(state(true, 3));
+    const auto running =
+        computerOnce(*page, [](const QJsonObject &its) { return its[u"lastTask"_s][u"ended"_s].isNull(); });
+    EXPECT_EQ(running[u"lastTask"_s][u"outcome"_s].toString(), u"running"_s);
+    EXPECT_EQ(running[u"lastTask"_s][u"steps"_s].toInt(), 3);
+}
+
+TEST_F(LiveTest, APageThatDoesNotReadGetsEverythingOnceItDoes) {
+    constexpr int MANY = 3000;
+    TcpPeer slow(port, 32 << 10);
+    slow.write(
+        "GET /live HTTP/1.1\r\nHost: here\r\nConnection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+        "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nCookie: " +
+        browser.cookie + "\r\nOrigin: " + origin() + "\r\n\r\n" +
+        masked(Opcode::text, QJsonDocument(watch(computer, 0)).toJson(QJsonDocument::Compact)));
+    const auto quick = watching(0);
+    for (int number = 1; number <= MANY; ++number)
+        workshop->send(event(u"result"_s, QString(2000, u'x')));
+    items(*quick, MANY);
+
+    // All that comes until the last one is there; on another thread, since the service answers on this one.
+    const auto numbers = await(background([&slow] {
+        std::vector<int> seen;
+        FrameReader frames;
+        QByteArray bytes = slow.readSome();
+        bytes.remove(0, bytes.indexOf("\r\n\r\n") + 4);
+        for (;;) {
+            frames.append(bytes);
+            for (auto frame = frames.next(); frame && *frame; frame = frames.next()) {
+                const auto message = QJsonDocument::fromJson((*frame)->payload.toByteArray());
+                const auto all = message[u"items"_s].toArray();
+                for (const auto &item : all)
+                    seen.push_back(item[u"number"_s].toInt());
+            }
+            if (!seen.empty() && seen.back() >= MANY)
+                break;
+            bytes = slow.readSome();
+            if (bytes.isEmpty())
+                break;
+        }
+        return seen;
+    }));
+    ASSERT_EQ(numbers.size(), std::size_t(MANY));
+    for (int place = 0; place < MANY; ++place)
+        ASSERT_EQ(numbers[static_cast<std::size_t>(place)], place + 1);
+}
+
+TEST_F(LiveTest, APageOfASessionThatAnotherProgramEndedIsClosed) {
+    const auto page = watching();
+    ManualClock clock;
+    {
+        const auto beside = Store::open({directory.filePath(u"service.sqlite"_s)});
+        ASSERT_TRUE(*(*beside)->accounts.setPassword(u"owner@example.org"_s, "another"));
+    }
+    clock.advance(std::chrono::seconds(25));
+    EXPECT_TRUE(page->closes());
+    EXPECT_EQ(page->closeCode(), 4401);
+}
+
+TEST_F(LiveTest, WhatIsOlderThanTheSettingSaysIsDroppedByTheHour) {
+    ASSERT_TRUE(settings->picturesKept.override(1));
+    const auto page = watching();
+    workshop->send(toJson(ScreenshotMessage{1, 50, JPEG}));
+    workshop->send(toJson(ScreenshotMessage{2, 51, JPEG}));
+    const auto all = items(*page, 2);
+    ManualClock clock;
+    clock.advance(std::chrono::hours(1));
+    EXPECT_TRUE(waitUntil([&] { return get(all[0][u"url"_s].toString(), browser).status == 404; }));
+    EXPECT_EQ(get(all[1][u"url"_s].toString(), browser).status, 200);
+}
+
+} // namespace

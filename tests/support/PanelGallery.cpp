@@ -1,0 +1,150 @@
+// ombru-panel-gallery DIRECTORY: draws the panel in each of its rows, and the icon in each of its states on a light and
+// on a dark bar, light and dark, as PNG files there. For docs/pictures, and for whoever changes how they look.
+#include "app/panel/MenuPanel.h"
+#include "app/panel/Symbol.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPainter>
+
+#include <cstdio>
+
+using namespace ombru;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Scene {
+    QString name;
+    PanelState state;
+};
+
+PanelState ready() {
+    return {.auth = {Auth::SignedIn{u"owner@house.example"_s}},
+            .trusted = true,
+            .serverListening = true,
+            .agentConnected = true,
+            .setup = Setup::done};
+}
+
+template <class Change>
+Scene scene(const QString &name, Change change) {
+    auto state = ready();
+    change(state);
+    return {name, state};
+}
+
+std::vector<Scene> scenes() {
+    const AppAutomation::Target editor{u"com.apple.TextEdit"_s, u"TextEdit"_s};
+    const AppAutomation::Target events{u"com.apple.systemevents"_s, u"System Events"_s};
+    const AppAutomation::Target longOne{u"org.example.long"_s, u"Arbeitsunfähigkeitsbescheinigungsverwaltung 2026"_s};
+    return {scene(u"signed-out"_s,
+                  [](PanelState &s) {
+                      s.auth = {Auth::SignedOut{}};
+                      s.setup = Setup::checking;
+                  }),
+            scene(u"starting"_s,
+                  [](PanelState &s) {
+                      s.auth = {Auth::Loading{}};
+                      s.setup = Setup::checking;
+                  }),
+            scene(u"pairing"_s,
+                  [](PanelState &s) {
+                      s.auth = {Auth::Pairing{u"KTHR-4821"_s, QUrl(u"https://house.example/verify"_s)}};
+                      s.setup = Setup::allow;
+                      s.undecidedSystemEvents = true;
+                  }),
+            scene(u"ready"_s, [](PanelState &) {}),
+            scene(u"working"_s,
+                  [](PanelState &s) {
+                      s.busy = true;
+                      s.step = 3;
+                  }),
+            scene(u"stopping"_s,
+                  [](PanelState &s) {
+                      s.busy = s.cancelling = true;
+                      s.step = 3;
+                  }),
+            scene(u"call"_s,
+                  [&](PanelState &s) {
+                      s.activeCalls = {u"+1 555 0142"_s};
+                      s.blockedApps = {editor, events};
+                      s.requestingApp = events.name;
+                  }),
+            scene(u"port-in-use"_s,
+                  [](PanelState &s) {
+                      s.serverListening = false;
+                      s.serverStatus = u"✗"_s;
+                      s.callPort = 8765;
+                      s.setup = Setup::denied;
+                  }),
+            scene(u"no-calls"_s,
+                  [](PanelState &s) {
+                      s.trusted = false;
+                      s.setup = Setup::installClaude;
+                  }),
+            scene(u"connecting"_s,
+                  [](PanelState &s) {
+                      s.agentConnected = false;
+                      s.setup = Setup::restart;
+                  }),
+            scene(u"sign-in-claude"_s, [](PanelState &s) { s.setup = Setup::signInClaude; }),
+            scene(u"long-names"_s, [&](PanelState &s) {
+                s.activeCalls = {u"+49 30 5550142"_s, u"the front desk of the house on the hill"_s, u"+1 555 0143"_s};
+                s.blockedApps = {longOne};
+                s.failure = u"No terminal is installed. Type this in a terminal: claude auth login"_s;
+            })};
+}
+
+QPalette darkPalette() {
+    QPalette palette;
+    palette.setColor(QPalette::Window, darkPanel().surface);
+    palette.setColor(QPalette::WindowText, darkPanel().ink);
+    return palette;
+}
+
+void drawPanels(const QDir &directory, const QString &scheme) {
+    for (const auto &[name, state] : scenes()) {
+        MenuPanel panel({.onAction = [](const PanelAction &) {}, .onOpen = [](bool) {}});
+        panel.show(panelContent(state));
+        panel.open({});
+        QApplication::processEvents();
+        panel.grab().save(directory.filePath(u"panel-%1-%2.png"_s.arg(name, scheme)));
+    }
+}
+
+void drawIcons(const QDir &directory) {
+    const QStringList names{u"phone.down"_s, u"phone"_s, u"phone.badge.exclamationmark"_s, u"phone.fill"_s,
+                            u"phone.connection.fill"_s};
+    constexpr std::array SIZES{16, 22, 32, 64};
+    constexpr int CELL = 80;
+    QPixmap sheet(CELL * int(SIZES.size()) * 2, CELL * int(names.size() + 1));
+    QPainter painter(&sheet);
+    for (int row = 0; row <= names.size(); ++row) {
+        for (int column = 0; column < int(SIZES.size()) * 2; ++column) {
+            const int size = SIZES[std::size_t(column) % SIZES.size()];
+            const QRect cell(column * CELL, row * CELL, CELL, CELL);
+            painter.fillRect(cell, column < int(SIZES.size()) ? QColor(0xf0f0f0) : QColor(0x1e1e1e));
+            const auto icon = symbolForBar(names.value(row, u"phone"_s), row == names.size());
+            painter.drawPixmap(cell.center() - QPoint(size / 2, size / 2), icon.pixmap(size));
+        }
+    }
+    painter.end();
+    sheet.save(directory.filePath(u"icons.png"_s));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QApplication application(argc, argv);
+    if (argc != 2 || !QDir().mkpath(QString::fromLocal8Bit(argv[1]))) {
+        std::fputs("ombru-panel-gallery DIRECTORY\n", stderr);
+        return 2;
+    }
+    const QDir directory(QString::fromLocal8Bit(argv[1]));
+    drawPanels(directory, u"light"_s);
+    drawIcons(directory);
+    QApplication::setPalette(darkPalette());
+    drawPanels(directory, u"dark"_s);
+    return 0;
+}
