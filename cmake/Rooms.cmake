@@ -103,5 +103,7 @@ function(ombru_compile target)
   endif()
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${target} PUBLIC Qt6::Core)
+  # The compiler cache reads the precompiled header as text, which needs what it includes.
+  target_include_directories(${target} SYSTEM PRIVATE $<TARGET_PROPERTY:QCoro6::Core,INTERFACE_INCLUDE_DIRECTORIES>)
   target_precompile_headers(${target} REUSE_FROM ${precompiled})
 endfunction()

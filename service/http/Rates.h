@@ -3,6 +3,7 @@
 #pragma once
 #include "base/Clock.h"
 
+#include <QHash>
 #include <QString>
 
 #include <deque>
