@@ -37,10 +37,10 @@ Task<> Keychain::write() {
     while (!m_writes.empty() && !stop.stop_requested()) {
         const auto next = std::move(m_writes.front());
         m_writes.pop_front();
-        co_await backgroundWithin(OWNERS_TIME, stop, [next] {
-            setSecret(next.key, next.value);
-            return true;
-        });
+        const auto kept =
+            co_await backgroundWithin(OWNERS_TIME, stop, [next] { return setSecret(next.key, next.value); });
+        if (kept && !*kept)
+            m_onLost(next.key);
     }
     m_writing = false;
     m_written.fire();

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -15,6 +16,9 @@ namespace ombru {
 
 class Keychain {
 public:
+    // Told of each key whose value the store did not take: it is gone with this program.
+    explicit Keychain(std::function<void(const QString &key)> onLost) : m_onLost(std::move(onLost)) {}
+
     // Reads the key from the store, however long its owner takes to unlock it, or until a stop. What was set meanwhile
     // counts.
     Task<> load(QString key, std::stop_token stop);
@@ -36,6 +40,7 @@ private:
     };
     Task<> write();
 
+    std::function<void(const QString &key)> m_onLost;
     std::map<QString, std::optional<QString>> m_known;
     std::deque<Write> m_writes;
     bool m_writing = false;

@@ -11,8 +11,9 @@ namespace ombru {
 // None when there is none, when it is no UTF-8, when the owner does not unlock the store, and when it cannot be used.
 std::optional<QString> secret(const QString &key);
 
-// Replaces it; none takes it away. What the store cannot do stays undone, silently.
-void setSecret(const QString &key, const std::optional<QString> &value);
+// Replaces it; none takes it away. False when it is not kept: the owner does not unlock the store, or it cannot be
+// used.
+bool setSecret(const QString &key, const std::optional<QString> &value);
 
 // Whether that store has any secret of ours, be it locked. Asks the owner nothing.
 bool hasSecrets();

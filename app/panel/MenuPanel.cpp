@@ -155,7 +155,10 @@ void MenuPanel::fit(const QRect &icon) {
     move(panelPlace(icon, size(), screen->geometry(), screen->availableGeometry()));
 }
 
+// A row whose text or buttons have changed tells the layout above it only in the loop's next turn.
 int MenuPanel::heightOfAll() const {
+    for (auto *row : m_rows)
+        row->updateGeometry();
     m_lines->activate();
     return m_lines->totalHeightForWidth(width()) + m_footer->sizeHint().height();
 }

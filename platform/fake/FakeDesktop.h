@@ -61,6 +61,7 @@ struct FakeDesktop {
     std::optional<Failure> consentFailure; // what reading and writing them answers instead
 
     std::map<QString, QString> secrets;
+    bool keepsSecrets = true; // else it takes none
     std::optional<QString> secretDirectory;
     // Called before a secret is told, outside the lock, on the asking thread; may wait there.
     std::function<void()> beforeTellingSecrets;

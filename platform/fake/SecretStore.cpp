@@ -12,12 +12,13 @@ std::optional<QString> secret(const QString &key) {
     return found == desktop->secrets.end() ? std::nullopt : std::optional(found->second);
 }
 
-void setSecret(const QString &key, const std::optional<QString> &value) {
+bool setSecret(const QString &key, const std::optional<QString> &value) {
     const auto desktop = FakePlatform::instance().desktop.lock();
-    if (value)
-        desktop->secrets[key] = *value;
-    else
+    if (!value)
         desktop->secrets.erase(key);
+    else if (desktop->keepsSecrets)
+        desktop->secrets[key] = *value;
+    return !value || desktop->keepsSecrets;
 }
 
 bool hasSecrets() {

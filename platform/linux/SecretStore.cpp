@@ -96,13 +96,13 @@ public:
             m_library.clear(m_service.get(), &SCHEMA, m_attributes.get(), m_cancellable.get(), nullptr);
     }
 
-    void store(const QByteArray &value) const {
+    bool store(const QByteArray &value) const {
         if (!m_service)
-            return;
+            return false;
         const std::unique_ptr<SecretValue, void (*)(gpointer)> kept(
             m_library.valueNew(value.constData(), value.size(), "text/plain"), m_library.valueUnref);
-        m_library.store(m_service.get(), &SCHEMA, m_attributes.get(), SECRET_COLLECTION_DEFAULT,
-                        ("ombru: " + m_account).constData(), kept.get(), m_cancellable.get(), nullptr);
+        return m_library.store(m_service.get(), &SCHEMA, m_attributes.get(), SECRET_COLLECTION_DEFAULT,
+                               ("ombru: " + m_account).constData(), kept.get(), m_cancellable.get(), nullptr);
     }
 
 private:
@@ -151,11 +151,9 @@ std::optional<QString> inFile(const QString &key) {
     return file.open(QFile::ReadOnly) ? decoded(file.readAll()) : std::nullopt;
 }
 
-void setInFile(const QString &key, const std::optional<QString> &value) {
-    if (!value) {
-        QFile::remove(fileOf(key));
-        return;
-    }
+bool setInFile(const QString &key, const std::optional<QString> &value) {
+    if (!value)
+        return QFile::remove(fileOf(key)) || !QFile::exists(fileOf(key));
     static const bool said = [] {
         logger::notice(
             u"The desktop has no store for secrets: they are kept in %1, for you alone to read."_s.arg(directory()));
@@ -164,8 +162,10 @@ void setInFile(const QString &key, const std::optional<QString> &value) {
     Q_UNUSED(said)
     QDir().mkpath(directory());
     QFile::setPermissions(directory(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    if (const auto written = writeWholeFile(fileOf(key), value->toUtf8()); !written)
+    const auto written = writeWholeFile(fileOf(key), value->toUtf8());
+    if (!written)
         logger::error(written.error().description);
+    return written.has_value();
 }
 
 bool storeIsThere() {
@@ -185,15 +185,15 @@ std::optional<QString> secretWithin(std::chrono::nanoseconds limit, const QStrin
     return conversation ? conversation->lookup() : std::nullopt;
 }
 
-void setSecret(const QString &key, const std::optional<QString> &value) {
-    const bool toStore = storeIsThere();
-    setInFile(key, toStore ? std::nullopt : value);
-    const auto conversation = toStore ? talkAbout(key) : std::nullopt;
+bool setSecret(const QString &key, const std::optional<QString> &value) {
+    if (!storeIsThere())
+        return setInFile(key, value);
+    setInFile(key, std::nullopt);
+    const auto conversation = talkAbout(key);
     if (!conversation)
-        return;
+        return false;
     conversation->clear();
-    if (value)
-        conversation->store(value->toUtf8());
+    return !value || conversation->store(value->toUtf8());
 }
 
 bool hasSecret(const QString &key) {

@@ -1,4 +1,5 @@
 // The panel on a controller, drawn into memory: what its buttons do, and what it shows while things change.
+#include "app/panel/MenuPanel.h"
 #include "tests/app/PanelFixture.h"
 #include "tests/support/PassTime.h"
 
@@ -275,4 +276,22 @@ TEST_F(PanelTest, AClickElsewhereClosesItAndCountsForAMomentAsTheIcons) {
     clock.advance(std::chrono::milliseconds(300));
     EXPECT_FALSE(panel.wasJustLeft());
     EXPECT_FALSE(FakePlatform::instance().clicks);
+}
+
+// The same number of lines, each shorter than before.
+TEST_F(PanelTest, ItShrinksAtOnceWithWhatItShowsWhileItIsOpen) {
+    MenuPanel view({[](const PanelAction &) {}, [](bool) {}});
+    const auto showing = [](const QString &text, std::vector<PanelButton> buttons) {
+        return PanelContent{{{.text = text, .buttons = std::move(buttons)}}, {{u"Quit"_s, {PanelAction::What::quit}}}};
+    };
+    view.show(showing(u"done"_s, {}));
+    view.open({});
+    settle();
+    const int shortest = view.height();
+    view.show(showing(u"word "_s.repeated(40),
+                      {{u"Stop"_s, {PanelAction::What::stop}}, {u"Hang up"_s, {PanelAction::What::hangUp}}}));
+    settle();
+    EXPECT_GT(view.height(), shortest);
+    view.show(showing(u"done"_s, {}));
+    EXPECT_EQ(view.height(), shortest);
 }

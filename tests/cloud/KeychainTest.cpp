@@ -26,7 +26,8 @@ protected:
     static Guarded<FakeDesktop> &desktop() { return FakePlatform::instance().desktop; }
     static std::map<QString, QString> stored() { return desktop()->secrets; }
 
-    Keychain keychain;
+    QStringList lost;
+    Keychain keychain{[this](const QString &key) { lost += key; }};
 };
 
 } // namespace
@@ -48,6 +49,20 @@ TEST_F(KeychainTest, AnswersAtOnceWhatWasSet) {
     keychain.set(KEY, std::nullopt);
     EXPECT_EQ(keychain.get(KEY), std::nullopt);
     EXPECT_TRUE(waitUntil([] { return stored().empty(); }));
+}
+
+TEST_F(KeychainTest, TellsWhatTheStoreDidNotTake) {
+    keychain.set(KEY, u"kept"_s);
+    await(keychain.written());
+    EXPECT_TRUE(lost.isEmpty());
+    desktop()->keepsSecrets = false;
+    keychain.set(KEY, u"lost"_s);
+    await(keychain.written());
+    EXPECT_EQ(lost, QStringList{KEY});
+    EXPECT_EQ(keychain.get(KEY), u"lost"_s);
+    keychain.set(KEY, std::nullopt);
+    await(keychain.written());
+    EXPECT_EQ(lost.size(), 1);
 }
 
 TEST_F(KeychainTest, WritesInTheOrderOfTheSets) {

@@ -42,7 +42,7 @@ TEST_F(SecretStore, KeepsASecretWhereOtherProgramsFindIt) {
     const Keyring keyring(m_home);
     EXPECT_EQ(secret(KEY), std::nullopt);
     EXPECT_FALSE(hasSecret(KEY));
-    setSecret(KEY, u"Grüße 🔑"_s);
+    EXPECT_TRUE(setSecret(KEY, u"Grüße 🔑"_s));
     EXPECT_EQ(secret(KEY), u"Grüße 🔑"_s);
     EXPECT_TRUE(hasSecret(KEY));
     EXPECT_EQ(output("secret-tool lookup service com.ombru.mac account device-token"), "Grüße 🔑");
@@ -160,7 +160,7 @@ TEST_F(SecretStore, ALockedOneThatNobodyCanUnlockIsAbsentAndStaysAsItIs) {
         const Keyring keyring(m_home, Keyring::State::locked);
         EXPECT_TRUE(hasSecret(KEY));
         EXPECT_EQ(secret(KEY), std::nullopt);
-        setSecret(u"another"_s, u"lost"_s);
+        EXPECT_FALSE(setSecret(u"another"_s, u"lost"_s));
         EXPECT_EQ(secret(u"another"_s), std::nullopt);
     }
     const Keyring keyring(m_home);
@@ -181,7 +181,7 @@ TEST(SecretStoreWithoutABus, KeepsItInAFile) {
     const Variable data("XDG_DATA_HOME", home.path().toUtf8());
     const Variable none("DBUS_SESSION_BUS_ADDRESS");
     const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
-    setSecret(KEY, u"token"_s);
+    EXPECT_TRUE(setSecret(KEY, u"token"_s));
     EXPECT_EQ(secret(KEY), u"token"_s);
     const Variable gone("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
     setSecret(KEY, u"another"_s);
@@ -196,7 +196,7 @@ TEST(SecretStoreWithoutABus, AFileThatCannotBeWrittenKeepsNothing) {
     const Variable data("XDG_DATA_HOME", "/proc/nowhere");
     const Variable none("DBUS_SESSION_BUS_ADDRESS");
     const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
-    setSecret(KEY, u"token"_s);
+    EXPECT_FALSE(setSecret(KEY, u"token"_s));
     EXPECT_EQ(secret(KEY), std::nullopt);
 }
 

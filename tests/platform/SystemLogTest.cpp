@@ -191,6 +191,25 @@ TEST_F(SystemLog, AFullFileMakesWayAndOnlyOneOldOneIsKept) {
     EXPECT_TRUE(contents(u"ombru.log"_s).contains(": " + QByteArray::number(rounds - 1) + " "));
 }
 
+TEST_F(SystemLog, AFileThatIsMovedAwayOrRemovedIsBegunAnew) {
+    ASSERT_TRUE(append(u"one"_s));
+    ASSERT_TRUE(QFile::rename(path(u"log/ombru.log"_s), path(u"log/elsewhere"_s)));
+    ASSERT_TRUE(append(u"two"_s));
+    EXPECT_TRUE(contents(u"ombru.log"_s).endsWith("relay: two\n"));
+    EXPECT_TRUE(contents(u"elsewhere"_s).endsWith("relay: one\n"));
+    ASSERT_TRUE(QDir(path(u"log"_s)).removeRecursively());
+    ASSERT_TRUE(append(u"three"_s));
+    EXPECT_TRUE(contents(u"ombru.log"_s).endsWith("relay: three\n"));
+}
+
+TEST_F(SystemLog, ALinkInTheFilesPlaceIsNotFollowed) {
+    ASSERT_TRUE(append(u"one"_s));
+    ASSERT_TRUE(QFile::rename(path(u"log/ombru.log"_s), path(u"log/elsewhere"_s)));
+    ASSERT_TRUE(QFile::link(path(u"log/elsewhere"_s), path(u"log/ombru.log"_s)));
+    EXPECT_FALSE(append(u"two"_s));
+    EXPECT_EQ(contents(u"elsewhere"_s).count('\n'), 1);
+}
+
 TEST_F(SystemLog, SeveralWritersKeepTheirLinesWhole) {
     constexpr int LINES = 400;
     const QString text(20'000, u'y'); // enough to rotate on the way
