@@ -68,11 +68,15 @@ MenuPanel::MenuPanel(Receiver receiver)
             m_scroll->ensureWidgetVisible(now);
     });
     dress();
+    m_scheme.emplace([this](ColourScheme wanted) {
+        m_wanted = wanted;
+        dress();
+    });
 }
 
 // In the desktop's letters, and light or dark as its windows are.
 void MenuPanel::dress() {
-    const auto *colours = &panelColours(QApplication::palette());
+    const auto *colours = &panelColours(m_wanted, QApplication::palette());
     if (std::exchange(m_colours, colours) == colours)
         return;
     setStyleSheet(panelStyle(*colours));

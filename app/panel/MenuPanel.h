@@ -5,6 +5,7 @@
 #pragma once
 #include "app/panel/PanelRow.h"
 #include "base/Clock.h"
+#include "platform/ColourScheme.h"
 #include "platform/InputWatch.h"
 
 #include <QWidget>
@@ -61,6 +62,8 @@ private:
     std::vector<PanelButton> m_bottomShown;
     QRect m_icon;
     std::optional<InputWatch> m_clicks; // while it is open
+    ColourScheme m_wanted = ColourScheme::unknown;
+    std::optional<ColourSchemeWatch> m_scheme;
     std::optional<Clock::Time> m_left;
     bool m_keptOpen = false;
     bool m_isClosing = false;

@@ -54,7 +54,9 @@ QColor PanelColours::dot(Severity severity) const {
     Q_UNREACHABLE();
 }
 
-const PanelColours &panelColours(const QPalette &desktop) {
+const PanelColours &panelColours(ColourScheme wanted, const QPalette &desktop) {
+    if (wanted != ColourScheme::unknown)
+        return wanted == ColourScheme::dark ? darkPanel() : lightPanel();
     constexpr int MIDDLE = 128;
     return desktop.color(QPalette::Window).lightness() < MIDDLE ? darkPanel() : lightPanel();
 }

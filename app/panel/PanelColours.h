@@ -2,6 +2,7 @@
 // Pure, but for what the desktop says of itself.
 #pragma once
 #include "app/panel/PanelLines.h"
+#include "platform/ColourScheme.h"
 
 #include <QColor>
 
@@ -27,8 +28,8 @@ struct PanelColours {
 const PanelColours &lightPanel();
 const PanelColours &darkPanel();
 
-// The ones that go with the desktop's own windows.
-const PanelColours &panelColours(const QPalette &desktop);
+// The ones that the desktop's owner wants; where it does not say, those that go with its own windows.
+const PanelColours &panelColours(ColourScheme wanted, const QPalette &desktop);
 
 QString panelStyle(const PanelColours &colours);
 

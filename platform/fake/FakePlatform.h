@@ -1,6 +1,7 @@
 // The computer as a test scripts it: what its facilities answer, and what was asked of them. One a process; a test
 // calls reset() before it begins. Main thread, but where a field says otherwise.
 #pragma once
+#include "platform/ColourScheme.h"
 #include "platform/DesktopLock.h"
 #include "platform/Diagnosis.h"
 #include "platform/Notifications.h"
@@ -65,9 +66,10 @@ struct FakePlatform {
     };
     std::optional<WantedKey> stopKey; // that is wanted now
     bool stopKeyWorks = true;
-    Result<> stopKeyUsable;               // any thread: set before it is asked
-    std::function<void()> syntheticInput; // a program presses something; empty while nobody watches
-    std::function<void()> clicks;         // a person clicks; the same
+    Result<> stopKeyUsable;                         // any thread: set before it is asked
+    std::function<void()> syntheticInput;           // a program presses something; empty while nobody watches
+    std::function<void()> clicks;                   // a person clicks; the same
+    std::function<void(ColourScheme)> colourScheme; // its owner wants it; the same
 
     QStringList openedInTerminal; // command files, in the order they were opened
     Result<> terminal;            // what opening one answers

@@ -261,6 +261,20 @@ TEST_F(PanelTest, ItFollowsTheDesktopsScheme) {
     QApplication::setPalette(before);
 }
 
+TEST_F(PanelTest, WhatTheOwnerWantsComesBeforeTheToolkitsColours) {
+    panel.open({});
+    const auto light = window().styleSheet();
+    const auto want = FakePlatform::instance().colourScheme;
+    want(ColourScheme::dark);
+    const auto dark = window().styleSheet();
+    EXPECT_NE(dark, light) << "while it is open";
+    want(ColourScheme::light);
+    EXPECT_EQ(window().styleSheet(), light);
+    want(ColourScheme::dark);
+    want(ColourScheme::unknown);
+    EXPECT_EQ(window().styleSheet(), light) << "then the toolkit's count";
+}
+
 // The click on the icon that closes it is told as one on the icon, too, a moment later.
 TEST_F(PanelTest, AClickElsewhereClosesItAndCountsForAMomentAsTheIcons) {
     ManualClock clock;

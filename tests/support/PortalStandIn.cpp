@@ -13,6 +13,9 @@ namespace {
 
 using Decisions = QMap<QString, QStringList>;
 
+const QString SETTINGS = u"org.freedesktop.portal.Settings"_s;
+const QString APPEARANCE = u"org.freedesktop.appearance"_s;
+const QString COLOUR_SCHEME = u"color-scheme"_s;
 const QString STORE = u"org.freedesktop.impl.portal.PermissionStore"_s;
 
 } // namespace
@@ -47,6 +50,8 @@ bool PortalStandIn::handleMessage(const QDBusMessage &message, const QDBusConnec
         readVersion(message);
     else if (interface == STORE)
         lookUp(message);
+    else if (interface == SETTINGS)
+        readSetting(message);
     else if (interface == u"org.freedesktop.portal.Session"_s) {
         ++sessionsEnded;
         m_connection.send(message.createReply());
@@ -75,6 +80,23 @@ void PortalStandIn::lookUp(const QDBusMessage &message) {
         all.insert(program, {decision});
     m_connection.send(
         message.createReply({QVariant::fromValue(all), QVariant::fromValue(QDBusVariant(QVariant(uchar(0))))}));
+}
+
+// What is told is in a variant of its own.
+void PortalStandIn::readSetting(const QDBusMessage &message) {
+    if (!colourScheme || message.arguments() != QVariantList{APPEARANCE, COLOUR_SCHEME}) {
+        m_connection.send(message.createErrorReply(u"org.freedesktop.portal.Error.NotFound"_s, u"No such setting"_s));
+        return;
+    }
+    const QDBusVariant value{QVariant(*colourScheme)};
+    m_connection.send(message.createReply(QVariant::fromValue(QDBusVariant(QVariant::fromValue(value)))));
+}
+
+void PortalStandIn::setColourScheme(uint scheme) {
+    colourScheme = scheme;
+    auto signal = QDBusMessage::createSignal(u"/org/freedesktop/portal/desktop"_s, SETTINGS, u"SettingChanged"_s);
+    signal.setArguments({APPEARANCE, COLOUR_SCHEME, QVariant::fromValue(QDBusVariant(QVariant(scheme)))});
+    m_connection.send(signal);
 }
 
 void PortalStandIn::ask(const QDBusMessage &message) {

@@ -34,6 +34,9 @@ public:
     uint devices = 3;                                     // that the owner agrees to
     std::optional<QString> token = QStringLiteral("one"); // that is given for the next time
 
+    std::optional<uint> colourScheme;  // the owner's, as the portal counts them
+    void setColourScheme(uint scheme); // and says so
+
     QStringList calls;                   // of methods that ask, in order
     std::map<QString, QVariantMap> told; // a method's last options
     int sessionsEnded = 0;
@@ -52,6 +55,7 @@ private:
 
     void readVersion(const QDBusMessage &message);
     void lookUp(const QDBusMessage &message);
+    void readSetting(const QDBusMessage &message);
     void ask(const QDBusMessage &message);
     void respond(const Request &request, uint code);
     QVariantMap results(const QDBusMessage &message) const;

@@ -1,5 +1,6 @@
 #include "platform/linux/tray/StatusNotifier.h"
 
+#include <QCoreApplication>
 #include <QDBusVariant>
 
 using namespace Qt::StringLiterals;
@@ -18,11 +19,16 @@ QDBusMessage toWatcher(const QString &interface, const QString &method, const QV
     return message;
 }
 
+QString newItemName() {
+    static int last = 0;
+    return u"org.kde.StatusNotifierItem-%1-%2"_s.arg(QCoreApplication::applicationPid()).arg(++last);
+}
+
 } // namespace
 
 StatusNotifier::StatusNotifier(Receiver receiver)
     : m_onHost(std::move(receiver.onHost)), m_item(std::move(receiver.item)), m_menu(std::move(receiver.onEntry)),
-      m_bus({[this] { serve(); }, [this] { tell(Host::none); }}) {
+      m_bus({[this] { serve(); }, [this] { tell(Host::none); }}, newItemName()) {
     m_hostsChanged.setSingleShot(true);
     QObject::connect(&m_hostsChanged, &QTimer::timeout, &m_hostsChanged, [this] { ask(); });
 }
@@ -62,7 +68,7 @@ void StatusNotifier::ask() {
 void StatusNotifier::registerItem(const QString &watcher) {
     if (watcher == m_registeredAt)
         return tell(Host::present);
-    m_bus.call(toWatcher(WATCHER, u"RegisterStatusNotifierItem"_s, {m_bus.itemName()}),
+    m_bus.call(toWatcher(WATCHER, u"RegisterStatusNotifierItem"_s, {m_bus.name()}),
                [this, watcher, number = m_questions](const QDBusMessage &answer) {
                    if (number != m_questions)
                        return;

@@ -2,9 +2,9 @@
 // and the watcher a host that shows them. Both may come late, go away and come back. Main thread, with a graphical
 // application.
 #pragma once
+#include "platform/linux/services/LastingBus.h"
 #include "platform/linux/tray/StatusItem.h"
 #include "platform/linux/tray/StatusMenu.h"
-#include "platform/linux/tray/TrayBus.h"
 
 #include <QDBusServiceWatcher>
 
@@ -39,7 +39,7 @@ private:
     int m_questions = 0;    // asked so far; only the last one's answer counts
     QTimer m_hostsChanged;
     std::unique_ptr<QDBusServiceWatcher> m_watcher;
-    TrayBus m_bus;
+    LastingBus m_bus;
 };
 
 } // namespace ombru

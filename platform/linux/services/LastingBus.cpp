@@ -1,9 +1,8 @@
-#include "platform/linux/tray/TrayBus.h"
+#include "platform/linux/services/LastingBus.h"
 
 #include "base/Background.h"
 #include "platform/linux/services/SessionBusAddress.h"
 
-#include <QCoreApplication>
 #include <QDBusPendingCallWatcher>
 
 using namespace Qt::StringLiterals;
@@ -23,17 +22,16 @@ int nextNumber() {
 
 } // namespace
 
-TrayBus::TrayBus(Receiver receiver)
-    : m_number(nextNumber()),
-      m_itemName(u"org.kde.StatusNotifierItem-%1-%2"_s.arg(QCoreApplication::applicationPid()).arg(m_number)),
-      m_receiver(std::move(receiver)), m_self(std::make_shared<TrayBus *>(this)) {}
+LastingBus::LastingBus(Receiver receiver, QString name)
+    : m_number(nextNumber()), m_name(std::move(name)), m_receiver(std::move(receiver)),
+      m_self(std::make_shared<LastingBus *>(this)) {}
 
-TrayBus::~TrayBus() {
+LastingBus::~LastingBus() {
     QDBusConnection::disconnectFromBus(m_connection.name());
 }
 
 // A bus that takes a connection and then says nothing holds a thread of its own, and is had as soon as it answers.
-void TrayBus::connect() {
+void LastingBus::connect() {
     if (m_isConnected || m_isConnecting)
         return;
     const auto address = sessionBusAddress();
@@ -42,7 +40,7 @@ void TrayBus::connect() {
         Loop::main().after(m_isConnecting ? CONNECTING : Clock::Duration::zero(), [this] { m_receiver.onLost(); });
     if (!m_isConnecting)
         return watchPlace();
-    const auto name = u"ombru.tray.%1.%2"_s.arg(m_number).arg(++m_attempts);
+    const auto name = u"ombru.lasting.%1.%2"_s.arg(m_number).arg(++m_attempts);
     runAlone([address, name, weak = std::weak_ptr(m_self)] {
         QDBusConnection::connectToBus(address, name);
         Loop::main().post([name, weak] {
@@ -54,7 +52,7 @@ void TrayBus::connect() {
     });
 }
 
-void TrayBus::attach(const QString &name) {
+void LastingBus::attach(const QString &name) {
     m_isConnecting = false;
     m_limit.cancel();
     m_connection = QDBusConnection(name);
@@ -70,14 +68,19 @@ void TrayBus::attach(const QString &name) {
     QObject::connect(m_lost.get(), &QTimer::timeout, m_lost.get(),
                      [this] { onMain(m_lost.get(), [this] { lose(); }); });
     onSignal(u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s, u"Disconnected"_s, *m_lost);
-    const QString bus = u"org.freedesktop.DBus"_s;
-    auto request = QDBusMessage::createMethodCall(bus, u"/org/freedesktop/DBus"_s, bus, u"RequestName"_s);
-    request.setArguments({m_itemName, 0U});
-    m_connection.send(request);
+    if (!m_name.isEmpty())
+        requestName();
     m_receiver.onConnected();
 }
 
-void TrayBus::lose() {
+void LastingBus::requestName() {
+    const QString bus = u"org.freedesktop.DBus"_s;
+    auto request = QDBusMessage::createMethodCall(bus, u"/org/freedesktop/DBus"_s, bus, u"RequestName"_s);
+    request.setArguments({m_name, 0U});
+    m_connection.send(request);
+}
+
+void LastingBus::lose() {
     m_isConnected = false;
     m_answers.reset();
     m_lost.reset();
@@ -90,13 +93,13 @@ void TrayBus::lose() {
 
 // A bus that has been restarted is there again soon, or its socket comes later. An address that is none of a file is
 // tried for some seconds only, and with the next change of the icon.
-void TrayBus::lookAgain() {
+void LastingBus::lookAgain() {
     watchPlace();
     if (m_failures < TRIES)
         m_again = Loop::main().after(SOON * (1 << m_failures++), [this] { connect(); });
 }
 
-void TrayBus::watchPlace() {
+void LastingBus::watchPlace() {
     const auto directory = sessionBusDirectory();
     if (m_place || directory.isEmpty())
         return;
@@ -107,7 +110,7 @@ void TrayBus::watchPlace() {
     });
 }
 
-void TrayBus::call(const QDBusMessage &message, std::function<void(const QDBusMessage &)> onAnswer) {
+void LastingBus::call(const QDBusMessage &message, std::function<void(const QDBusMessage &)> onAnswer) {
     auto *watcher = new QDBusPendingCallWatcher(m_connection.asyncCall(message, ANSWER_MILLISECONDS),
                                                 m_answers.get()); // its parent's
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, m_answers.get(),
@@ -119,7 +122,7 @@ void TrayBus::call(const QDBusMessage &message, std::function<void(const QDBusMe
 
 // A timer's start() is a slot that the bus library can call without code of its own for ours. Of whoever sends it: to
 // name a sender that may not be there would wait for the bus.
-void TrayBus::onSignal(const QString &path, const QString &interface, const QString &name, QTimer &soon) {
+void LastingBus::onSignal(const QString &path, const QString &interface, const QString &name, QTimer &soon) {
     m_connection.connect(QString(), path, interface, name, &soon, SLOT(start()));
 }
 

@@ -1,5 +1,5 @@
-// The connection of one icon to the session bus. Main thread; it does not wait for the bus, which may be silent, or go
-// away and come back: then there is a connection again.
+// One connection to the session bus. Main thread; it does not wait for the bus, which may be silent, or go away and
+// come back: then there is a connection again.
 #pragma once
 #include "base/Loop.h"
 
@@ -10,20 +10,21 @@
 
 namespace ombru {
 
-class TrayBus {
+class LastingBus {
 public:
     struct Receiver {
         std::function<void()> onConnected;
         std::function<void()> onLost; // or not had at all
     };
-    explicit TrayBus(Receiver receiver);
-    ~TrayBus();
+    // The name is one that the bus shall know this connection by; empty for none.
+    explicit LastingBus(Receiver receiver, QString name = {});
+    ~LastingBus();
 
     void connect(); // does nothing while there is a connection, or one is being made
 
     bool isConnected() const { return m_isConnected; }
     const QDBusConnection &connection() const { return m_connection; }
-    const QString &itemName() const { return m_itemName; } // that the bus knows this icon by
+    const QString &name() const { return m_name; }
 
     // Calls back with the answer, an error message when there is none; not once this, or the connection, is gone.
     void call(const QDBusMessage &message, std::function<void(const QDBusMessage &)> onAnswer);
@@ -33,12 +34,13 @@ public:
 
 private:
     void attach(const QString &name);
+    void requestName();
     void lose();
     void lookAgain();
     void watchPlace();
 
     const int m_number;
-    const QString m_itemName;
+    const QString m_name;
     Receiver m_receiver;
     QDBusConnection m_connection{QString()};
     bool m_isConnected = false;
@@ -50,7 +52,7 @@ private:
     std::unique_ptr<QFileSystemWatcher> m_place; // of the bus, while it is not there
     std::unique_ptr<QTimer> m_lost;              // started by the bus library when the bus of this connection is gone
     std::unique_ptr<QObject> m_answers;          // for those of this connection
-    std::shared_ptr<TrayBus *> m_self;           // for a connection that is being made
+    std::shared_ptr<LastingBus *> m_self;        // for a connection that is being made
 };
 
 } // namespace ombru
