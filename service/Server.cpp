@@ -10,7 +10,9 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr Clock::Duration TIDIED_EVERY = 1h;
+constexpr Clock::Duration LOOKED_EVERY = 1min; // whether it has to be earlier
 constexpr Clock::Duration MORE_TO_TIDY = 100ms;
+constexpr qint64 MEGABYTE = 1'000'000;
 constexpr double DAY = 24 * 3600; // seconds
 
 Failure inTheWay(std::uint16_t port, const Failure &failure) {
@@ -100,12 +102,12 @@ Result<> Server::serve() {
         return std::unexpected(inTheWay(port, http.error()));
     m_http = *std::move(http);
     m_service.publicURL = publicURLOf(m_service.settings.publicURL(), m_http->port());
-    tidyLater(Clock::Duration::zero());
+    look();
     return {};
 }
 
 Task<> Server::stop() {
-    m_tidying.cancel();
+    m_looking.cancel();
     co_await m_tasks.drain();
     if (m_http)
         co_await m_http->stop();
@@ -114,33 +116,55 @@ Task<> Server::stop() {
 
 // --- What has to be done now and then
 
-void Server::tidyLater(Clock::Duration delay) {
-    m_tidying = Loop::main().after(delay, [this] { m_tasks.start(tidy()); });
+History::Limits Server::limits() const {
+    return {m_service.settings.megabytesKept() * MEGABYTE, m_service.settings.picturesKept()};
+}
+
+void Server::lookLater(Clock::Duration delay) {
+    m_looking = Loop::main().after(delay, [this] { look(); });
+}
+
+// Out of turn when the owner has changed the limits, or when something could not be kept: there may be room by now.
+void Server::look() {
+    const auto lost = m_service.hub->counts().lost.load();
+    const bool due = !m_tidied || Clock::now() - *m_tidied >= TIDIED_EVERY;
+    if (!due && limits() == m_limits && lost == m_lost)
+        return lookLater(LOOKED_EVERY);
+    m_tidied = Clock::now();
+    m_limits = limits();
+    m_lost = lost;
+    m_tasks.start(tidy());
 }
 
 // A piece at a time, so that nobody waits for all of it.
 Task<> Server::tidy() {
     const auto now = Clock::unixSeconds();
     const auto before = now - m_service.settings.historyDays() * DAY;
-    const auto pictures = m_service.settings.picturesKept();
-    const auto more = co_await m_store.ask([now, before, pictures](Store &its) -> Result<bool> {
+    const auto more = co_await m_store.ask([now, before, limits = m_limits](Store &its) -> Result<bool> {
+        its.fillReserve();
+        its.history.limit(limits);
+        const auto some = its.history.dropSurplus();
         const auto sessions = its.accounts.dropOldSessions(now);
         const auto computers = its.computers.all();
-        if (!sessions || !computers)
-            return std::unexpected(!sessions ? sessions.error() : computers.error());
-        bool some = false;
+        if (!some || !sessions || !computers)
+            return std::unexpected(!some ? some.error() : !sessions ? sessions.error() : computers.error());
+        bool more = *some;
         for (const auto &computer : *computers) {
-            const auto left = its.history.dropOld(computer.id, before, pictures);
-            if (!left)
-                return left;
-            some = some || *left;
+            const auto old = its.history.dropOld(computer.id, before, now);
+            const auto pictures = old ? its.history.dropSurplus(computer.id) : old;
+            if (!pictures)
+                return pictures;
+            more = more || *old || *pictures;
         }
-        return some;
+        return more;
     });
     if (!more)
         logEvent(u"failure", {{u"why", more.error().description}});
-    if (!m_tasks.token().stop_requested())
-        tidyLater(more && *more ? MORE_TO_TIDY : TIDIED_EVERY);
+    if (m_tasks.token().stop_requested())
+        co_return;
+    if (more && *more)
+        m_tidied.reset();
+    lookLater(more && *more ? MORE_TO_TIDY : LOOKED_EVERY);
 }
 
 } // namespace ombru

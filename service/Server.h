@@ -40,7 +40,9 @@ private:
     struct Kept;
     static Result<Kept> read(Store &store);
     Result<> serve();
-    void tidyLater(Clock::Duration delay);
+    History::Limits limits() const;
+    void lookLater(Clock::Duration delay);
+    void look();
     Task<> tidy();
 
     const DataLock m_lock;
@@ -51,7 +53,10 @@ private:
     const Options m_options;
     std::unique_ptr<HttpServer> m_http;
     TaskScope m_tasks;
-    Timer m_tidying;
+    Timer m_looking;
+    History::Limits m_limits; // as they were when it was tidied last
+    qint64 m_lost = 0;        // the same
+    std::optional<Clock::Time> m_tidied;
 };
 
 } // namespace ombru

@@ -60,7 +60,12 @@ std::vector<Told> Journal::nextBatch() {
         m_allBytes += OVERHEAD;
         batch.push_back(std::move(told));
     }
-    std::ranges::move(std::exchange(m_waiting, {}), std::back_inserter(batch));
+    qsizetype size = 0;
+    auto end = m_waiting.begin();
+    while (end != m_waiting.end() && (size == 0 || size + sizeOf(*end) <= MOST_AT_ONCE))
+        size += sizeOf(*end++);
+    std::ranges::move(m_waiting.begin(), end, std::back_inserter(batch));
+    m_waiting.erase(m_waiting.begin(), end);
     return batch;
 }
 

@@ -18,6 +18,7 @@ public:
     };
     static constexpr qsizetype MOST_OF_ONE = 8 << 20;   // bytes of a computer that wait for a slow disk
     static constexpr qsizetype MOST_OF_ALL = 256 << 20; // of all
+    static constexpr qsizetype MOST_AT_ONCE = 6 << 20;  // bytes of one batch: the store's reserve has room for it
     static constexpr Clock::Duration TRIED_AGAIN = std::chrono::seconds(5);
 
     Journal(SerialQueue &queue, StoreQueue &store) : m_queue(queue), m_store(store) {}

@@ -38,6 +38,13 @@ public:
         *this, u"historyDays", 90, {1, 36500, u"days"}, u"how long it keeps what computers have told"};
     IntegerSetting picturesKept{
         *this, u"picturesKept", 2000, {0, 1'000'000}, u"how many pictures of a computer it keeps"};
+    IntegerSetting megabytesKept{
+        *this,
+        u"megabytesKept",
+        10'000,
+        {20, 100'000'000, u"megabytes"},
+        u"how much of what computers have told it keeps; past that the one that has most loses "
+        u"its oldest"};
 
     // Where it keeps everything; not made yet.
     QString directory() const;

@@ -49,23 +49,27 @@ Result<QString> Accounts::addressOf(qint64 account) {
 }
 
 Result<bool> Accounts::setPassword(const QString &email, const QByteArray &password) {
-    return m_database.transaction([&]() -> Result<bool> {
-        const auto set = m_database.run("UPDATE accounts SET password = ? WHERE email = ?", password, email);
-        if (!set)
-            return std::unexpected(set.error());
-        if (m_database.changes() == 0)
-            return false;
-        const auto ended =
-            m_database.run("DELETE FROM sessions WHERE account = (SELECT id FROM accounts WHERE email = ?)", email);
-        if (!ended)
-            return std::unexpected(ended.error());
-        return true;
+    return m_database.makingRoom([&] {
+        return m_database.transaction([&]() -> Result<bool> {
+            const auto set = m_database.run("UPDATE accounts SET password = ? WHERE email = ?", password, email);
+            if (!set)
+                return std::unexpected(set.error());
+            if (m_database.changes() == 0)
+                return false;
+            const auto ended =
+                m_database.run("DELETE FROM sessions WHERE account = (SELECT id FROM accounts WHERE email = ?)", email);
+            if (!ended)
+                return std::unexpected(ended.error());
+            return true;
+        });
     });
 }
 
 Result<> Accounts::beginSession(const QByteArray &token, qint64 account, double now, double expires) {
-    return m_database.run("INSERT INTO sessions (token, account, created, expires) VALUES (?, ?, ?, ?)", token, account,
-                          now, expires);
+    return m_database.makingRoom([&] {
+        return m_database.run("INSERT INTO sessions (token, account, created, expires) VALUES (?, ?, ?, ?)", token,
+                              account, now, expires);
+    });
 }
 
 Result<std::optional<Account>> Accounts::sessionOf(const QByteArray &token, double now) {
@@ -76,11 +80,11 @@ Result<std::optional<Account>> Accounts::sessionOf(const QByteArray &token, doub
 }
 
 Result<> Accounts::endSession(const QByteArray &token) {
-    return m_database.run("DELETE FROM sessions WHERE token = ?", token);
+    return m_database.makingRoom([&] { return m_database.run("DELETE FROM sessions WHERE token = ?", token); });
 }
 
 Result<> Accounts::dropOldSessions(double now) {
-    return m_database.run("DELETE FROM sessions WHERE expires <= ?", now);
+    return m_database.makingRoom([&] { return m_database.run("DELETE FROM sessions WHERE expires <= ?", now); });
 }
 
 } // namespace ombru

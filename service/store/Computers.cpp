@@ -145,7 +145,8 @@ Result<QString> Computers::callToken(qint64 computer) {
 }
 
 Result<> Computers::revoke(qint64 computer) {
-    return m_database.run("UPDATE computers SET token = NULL WHERE id = ?", computer);
+    return m_database.makingRoom(
+        [&] { return m_database.run("UPDATE computers SET token = NULL WHERE id = ?", computer); });
 }
 
 Result<> Computers::fetched(qint64 computer, double now, const QString &platform) {

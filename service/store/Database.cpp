@@ -12,6 +12,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// What SQLite notes beside the database for a statement has to have room, too, on a full disk.
+constexpr auto SETTINGS = "PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL; PRAGMA temp_store = MEMORY";
 constexpr int PATIENCE = 5000; // milliseconds to wait for another program's writing
 
 Failure unusable(const QString &path, int code, const QString &why) {
@@ -59,7 +61,7 @@ Result<std::unique_ptr<Database>> Database::open(const QString &path, Mode mode)
         return std::unexpected(unusable(path, code, QString::fromUtf8(sqlite3_errstr(code))));
     sqlite3_busy_timeout(handle.get(), PATIENCE);
     std::unique_ptr<Database> database(new Database(path, std::move(handle)));
-    if (const auto set = database->script("PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL"); !set)
+    if (const auto set = database->script(SETTINGS); !set)
         return std::unexpected(set.error());
     return database;
 }
@@ -95,6 +97,21 @@ Result<> Database::walk(sqlite3_stmt *statement, const std::function<void(const 
 Failure Database::failure() const {
     return unusable(m_path, sqlite3_extended_errcode(m_handle.get()),
                     QString::fromUtf8(sqlite3_errmsg(m_handle.get())));
+}
+
+void Database::keepReserve(Reserve reserve) {
+    m_reserve.emplace(std::move(reserve));
+    fillReserve();
+}
+
+void Database::fillReserve() {
+    if (m_reserve)
+        m_reserve->fill();
+}
+
+// What could not be moved, since there is still no room or somebody reads it, is later.
+void Database::moveIntoPlace() {
+    sqlite3_wal_checkpoint_v2(m_handle.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
 }
 
 Result<> Database::copyTo(Database &other) {

@@ -6,6 +6,7 @@
 // A statement is a literal: it is prepared once and known again by its address.
 #pragma once
 #include "base/Failure.h"
+#include "service/store/Reserve.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,6 +19,9 @@
 #include <vector>
 
 namespace ombru {
+
+// Whether there is no room left for what was to be kept.
+bool isDiskFull(const Failure &failure);
 
 class Row {
 public:
@@ -89,6 +93,32 @@ public:
         return result;
     }
 
+    // What is written ahead grows until it is moved into place; on a full disk that may be all the room there is.
+    template <class Work>
+    auto keeping(Work work) -> std::invoke_result_t<Work> {
+        auto done = work();
+        if (done || !isDiskFull(done.error()))
+            return done;
+        moveIntoPlace();
+        return work();
+    }
+
+    // Work that makes room, or that whoever makes room needs first: on a full disk it gets the reserve.
+    template <class Work>
+    auto makingRoom(Work work) -> std::invoke_result_t<Work> {
+        auto done = work();
+        if (done || !m_reserve || !isDiskFull(done.error()))
+            return done;
+        m_reserve->release();
+        moveIntoPlace();
+        done = work();
+        moveIntoPlace();
+        m_reserve->fill();
+        return done;
+    }
+    void keepReserve(Reserve reserve);
+    void fillReserve(); // with what has become free since
+
     qint64 lastId() const { return sqlite3_last_insert_rowid(m_handle.get()); }
     int changes() const { return sqlite3_changes(m_handle.get()); }
     const QString &path() const { return m_path; }
@@ -111,6 +141,7 @@ private:
         (bind(*prepared, ++place, values), ...);
         return walk(*prepared, each);
     }
+    void moveIntoPlace(); // what has been written ahead, so that its file begins anew
     Result<sqlite3_stmt *> prepare(const char *statement);
     Result<> walk(sqlite3_stmt *statement, const std::function<void(const Row &)> &each);
     Failure failure() const;
@@ -129,10 +160,8 @@ private:
 
     const QString m_path;
     Handle m_handle;
+    std::optional<Reserve> m_reserve;
     std::unordered_map<const char *, Statement> m_statements; // before the handle goes
 };
-
-// Whether there is no room left for what was to be kept.
-bool isDiskFull(const Failure &failure);
 
 } // namespace ombru

@@ -3,6 +3,8 @@
 #include "base/Text.h"
 #include "service/store/TaskRow.h"
 
+#include <set>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -35,6 +37,7 @@ struct History::Writer {
     History &history;
     std::unordered_map<qint64, Book> books = {};
     Appended appended = {};
+    std::set<qint64> pictured = {};
 
     Result<Book *> bookOf(qint64 computer) {
         if (const auto here = books.find(computer); here != books.end())
@@ -104,6 +107,7 @@ struct History::Writer {
         if (!added)
             return added;
         const auto picture = history.m_database.lastId();
+        pictured.insert(told.computer);
         if (book.tasks.noteStep(screenshot.step))
             if (const auto kept = keepTask(book); !kept)
                 return kept;
@@ -135,6 +139,16 @@ struct History::Writer {
         }
         return {};
     }
+
+    // At once, so that there is never more.
+    Result<> keepLimits(qint64 before) {
+        for (const auto computer : pictured)
+            if (const auto dropped = history.dropPictures(computer); !dropped)
+                return std::unexpected(dropped.error());
+        const auto after = history.bytes();
+        const auto dropped = after ? history.dropBytes(2 * std::max<qint64>(0, *after - before)) : Result<bool>(false);
+        return after && dropped ? Result<>() : std::unexpected(after ? dropped.error() : after.error());
+    }
 };
 
 Result<> History::begin() {
@@ -146,12 +160,21 @@ Result<> History::begin() {
 }
 
 Result<Appended> History::append(std::span<const Told> told) {
+    return m_database.keeping([&] { return appendOnce(told); });
+}
+
+Result<Appended> History::appendOnce(std::span<const Told> told) {
     Writer writer{*this};
     const auto written = m_database.transaction([&]() -> Result<> {
+        const auto before = bytes();
+        if (!before)
+            return std::unexpected(before.error());
         for (const auto &each : told)
             if (const auto added = writer.add(each); !added)
                 return added;
-        return writer.keepNumbers();
+        if (const auto kept = writer.keepNumbers(); !kept)
+            return kept;
+        return writer.keepLimits(*before);
     });
     if (!written)
         return std::unexpected(written.error());

@@ -4,6 +4,7 @@
 #include "service/store/Records.h"
 #include "service/store/TaskBook.h"
 
+#include <limits>
 #include <span>
 #include <unordered_map>
 
@@ -19,6 +20,16 @@ public:
 
     // When a service starts, and only then: tasks that ran when it ended are lost until their computer says otherwise.
     Result<> begin();
+
+    // How much is kept: bytes of all computers together, and pictures of each. What is told past that pushes out the
+    // oldest of the computer that has most, so that one that runs wild costs the others nothing.
+    struct Limits {
+        qint64 bytes = std::numeric_limits<qint64>::max();
+        qint64 pictures = std::numeric_limits<qint64>::max();
+
+        bool operator==(const Limits &) const = default;
+    };
+    void limit(Limits limits) { m_limits = limits; }
 
     // All of it is kept or nothing. Numbers go on from the last one that was kept.
     Result<Appended> append(std::span<const Told> told);
@@ -52,9 +63,10 @@ public:
     // What a computer has told is gone; its numbers go on.
     Result<> forget(qint64 computer);
 
-    // Drops what was received before a time, and pictures past so many of a computer. A part of it at a time: whether
-    // there is more.
-    Result<bool> dropOld(qint64 computer, double before, qint64 mostPictures);
+    // Each drops a part at a time, also from a full disk: whether there is more.
+    Result<bool> dropOld(qint64 computer, double before, double now); // what was received before a time
+    Result<bool> dropSurplus(qint64 computer);                        // its pictures past the limit
+    Result<bool> dropSurplus();                                       // what is past the limit of bytes
 
 private:
     struct Writer; // of one append()
@@ -62,12 +74,17 @@ private:
         TaskBook tasks;
         qint64 lastNumber = 0;
     };
+    Result<Appended> appendOnce(std::span<const Told> told);
     Result<Book> book(qint64 computer);
     Result<> keepTask(const TaskBook &book);
-    Result<bool> dropOldItems(qint64 computer, double before);
-    Result<bool> dropOldPictures(qint64 computer, qint64 mostPictures);
+    Result<qint64> bytes(); // of all computers
+    Result<bool> dropBytes(qint64 most);
+    Result<bool> dropPictures(qint64 computer);
+    Result<qint64> lastOf(qint64 computer, qint64 bytes); // the last item of so much at the beginning
+    Result<> dropUpTo(qint64 computer, qint64 number);
 
     Database &m_database;
+    Limits m_limits;
     std::unordered_map<qint64, Book> m_books;
 };
 

@@ -1,4 +1,4 @@
-// What is asked of the history, and what leaves it.
+// What is asked of the history.
 
 #include "service/store/History.h"
 #include "service/store/TaskRow.h"
@@ -12,7 +12,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype MOST_CHARACTERS = 256 << 10; // of the texts of one answer
-constexpr int DROPPED_AT_ONCE = 2000;            // rows, before others have their turn
 
 Item readItem(const Row &row) {
     return {row.integer(0),     row.integer(1), row.maybeInteger(2), static_cast<int>(row.integer(3)),
@@ -93,54 +92,6 @@ Result<std::optional<History::Picture>> History::picture(qint64 picture) {
     return m_database.row(
         "SELECT computer, jpeg FROM pictures WHERE id = ?",
         [](const Row &row) { return Picture{row.integer(0), row.bytes(1)}; }, picture);
-}
-
-Result<> History::forget(qint64 computer) {
-    const auto gone = m_database.transaction([&]() -> Result<> {
-        for (const auto *statement : {"DELETE FROM items WHERE computer = ?", "DELETE FROM pictures WHERE computer = ?",
-                                      "DELETE FROM tasks WHERE computer = ?"})
-            if (const auto dropped = m_database.run(statement, computer); !dropped)
-                return dropped;
-        return {};
-    });
-    if (gone)
-        m_books.erase(computer);
-    return gone;
-}
-
-Result<bool> History::dropOld(qint64 computer, double before, qint64 mostPictures) {
-    return m_database.transaction([&]() -> Result<bool> {
-        const auto items = dropOldItems(computer, before);
-        if (!items || *items)
-            return items;
-        return dropOldPictures(computer, mostPictures);
-    });
-}
-
-Result<bool> History::dropOldItems(qint64 computer, double before) {
-    const auto dropped = m_database.run(
-        "DELETE FROM items WHERE computer = ?1 AND number IN (SELECT number FROM items WHERE computer = ?1 "
-        "ORDER BY number LIMIT ?2) AND received < ?3",
-        computer, DROPPED_AT_ONCE, before);
-    if (!dropped)
-        return std::unexpected(dropped.error());
-    const bool more = m_database.changes() == DROPPED_AT_ONCE;
-    const auto tasks = m_database.run("DELETE FROM tasks WHERE computer = ? AND ended < ?", computer, before);
-    if (!tasks)
-        return std::unexpected(tasks.error());
-    return more;
-}
-
-// The items of those stay: numbers have no gap.
-Result<bool> History::dropOldPictures(qint64 computer, qint64 mostPictures) {
-    const auto dropped = m_database.run(
-        "DELETE FROM pictures WHERE id IN (SELECT id FROM pictures WHERE computer = ?1 AND (id <= coalesce((SELECT id "
-        "FROM pictures WHERE computer = ?1 ORDER BY id DESC LIMIT 1 OFFSET ?2), 0) OR NOT EXISTS (SELECT 1 FROM items "
-        "WHERE items.picture = pictures.id)) LIMIT ?3)",
-        computer, mostPictures, DROPPED_AT_ONCE);
-    if (!dropped)
-        return std::unexpected(dropped.error());
-    return m_database.changes() == DROPPED_AT_ONCE;
 }
 
 } // namespace ombru

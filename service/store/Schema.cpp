@@ -49,6 +49,37 @@ CREATE TABLE items (
     cut_from INTEGER, picture INTEGER, PRIMARY KEY (computer, number)) WITHOUT ROWID;
 CREATE INDEX items_with_picture ON items (picture) WHERE picture IS NOT NULL;
 CREATE INDEX items_of_task ON items (task, number) WHERE task IS NOT NULL;
+)",
+                                                            // How much there is of each computer, and the browsers
+                                                            // that an account knows.
+                                                            R"(
+CREATE TABLE browsers (
+    token BLOB PRIMARY KEY, account INTEGER NOT NULL REFERENCES accounts ON DELETE CASCADE, used REAL NOT NULL)
+    WITHOUT ROWID;
+DELETE FROM pictures WHERE NOT EXISTS (SELECT 1 FROM items WHERE items.picture = pictures.id);
+ALTER TABLE computers ADD COLUMN bytes INTEGER NOT NULL DEFAULT 0;
+UPDATE computers SET bytes =
+    coalesce((SELECT sum(200 + length(CAST(text AS BLOB))) FROM items WHERE computer = computers.id), 0) +
+    coalesce((SELECT sum(200 + length(jpeg)) FROM pictures WHERE computer = computers.id), 0) +
+    coalesce((SELECT sum(200 + length(CAST(text AS BLOB)) + length(CAST(answer AS BLOB))) FROM tasks
+        WHERE computer = computers.id), 0);
+CREATE TRIGGER items_come AFTER INSERT ON items BEGIN
+    UPDATE computers SET bytes = bytes + 200 + length(CAST(new.text AS BLOB)) WHERE id = new.computer; END;
+CREATE TRIGGER items_go AFTER DELETE ON items BEGIN
+    UPDATE computers SET bytes = bytes - 200 - length(CAST(old.text AS BLOB)) WHERE id = old.computer; END;
+CREATE TRIGGER pictures_come AFTER INSERT ON pictures BEGIN
+    UPDATE computers SET bytes = bytes + 200 + length(new.jpeg) WHERE id = new.computer; END;
+CREATE TRIGGER pictures_go AFTER DELETE ON pictures BEGIN
+    UPDATE computers SET bytes = bytes - 200 - length(old.jpeg) WHERE id = old.computer; END;
+CREATE TRIGGER tasks_come AFTER INSERT ON tasks BEGIN
+    UPDATE computers SET bytes = bytes + 200 + length(CAST(new.text AS BLOB)) + length(CAST(new.answer AS BLOB))
+        WHERE id = new.computer; END;
+CREATE TRIGGER tasks_change AFTER UPDATE OF answer ON tasks WHEN new.answer <> old.answer BEGIN
+    UPDATE computers SET bytes = bytes + length(CAST(new.answer AS BLOB)) - length(CAST(old.answer AS BLOB))
+        WHERE id = new.computer; END;
+CREATE TRIGGER tasks_go AFTER DELETE ON tasks BEGIN
+    UPDATE computers SET bytes = bytes - 200 - length(CAST(old.text AS BLOB)) - length(CAST(old.answer AS BLOB))
+        WHERE id = old.computer; END;
 )"};
 
 Failure refused(const Database &database, const QString &why) {
@@ -91,11 +122,11 @@ Result<> migrate(Database &database) {
     });
 }
 
-Result<> checkVersion(Database &database) {
+Result<> checkVersion(Database &database, IfEmpty ifEmpty) {
     const auto version = knownVersion(database);
     if (!version)
         return std::unexpected(version.error());
-    if (*version == 0)
+    if (*version == 0 && ifEmpty == IfEmpty::isRefused)
         return std::unexpected(refused(database, u"it is empty"_s));
     return {};
 }

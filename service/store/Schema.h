@@ -4,13 +4,14 @@
 
 namespace ombru {
 
-constexpr int SCHEMA_VERSION = 1;
+constexpr int SCHEMA_VERSION = 2;
 
 // Brings it up to this version, all or nothing. A Failure for a newer one, or one that is something else; it is not
 // changed then.
 Result<> migrate(Database &database);
 
 // The same, without a change.
-Result<> checkVersion(Database &database);
+enum class IfEmpty { fits, isRefused };
+Result<> checkVersion(Database &database, IfEmpty ifEmpty = IfEmpty::isRefused);
 
 } // namespace ombru

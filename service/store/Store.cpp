@@ -2,7 +2,7 @@
 
 #include "service/store/Schema.h"
 
-#include <QFile>
+#include <QFileInfo>
 
 namespace ombru {
 
@@ -24,12 +24,24 @@ Result<> isWhole(Database &database) {
     return checkVersion(database);
 }
 
+// Looked at without a right to write: closing another one would move into place what had been written ahead.
+Result<> isNotNewer(const QString &file) {
+    if (QFileInfo(file).size() == 0) // also when there is none
+        return {};
+    const auto database = Database::open(file, Database::Mode::readOnly);
+    if (!database)
+        return std::unexpected(database.error());
+    return checkVersion(**database, IfEmpty::fits);
+}
+
 } // namespace
 
 Store::Store(std::unique_ptr<Database> database)
     : accounts(*database), computers(*database), history(*database), m_database(std::move(database)) {}
 
 Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options) {
+    if (const auto known = isNotNewer(options.file); !known)
+        return std::unexpected(known.error());
     auto database = Database::open(options.file, Database::Mode::make);
     if (!database)
         return std::unexpected(database.error());
@@ -42,6 +54,7 @@ Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options) {
         if (const auto limited = (*database)->script(limit.c_str()); !limited)
             return std::unexpected(limited.error());
     }
+    (*database)->keepReserve({options.file + u"-reserve"_s, options.reserve});
     return std::unique_ptr<Store>(new Store(std::move(*database)));
 }
 

@@ -16,6 +16,7 @@ namespace ombru {
 struct StoreOptions {
     QString file;
     std::optional<int> mostPages = {}; // of 4 KiB; as much as there is on the disk when it is not said
+    qint64 reserve = 16 << 20;         // bytes of the disk that are kept free for making room on it
 };
 
 class Store {
@@ -32,6 +33,8 @@ public:
 
     // Puts a copy in the place of what there is. Nobody else may work on it.
     static Result<> restore(const QString &file, const QString &to);
+
+    void fillReserve() { m_database->fillReserve(); } // with what has become free since
 
     Accounts accounts;
     Computers computers;

@@ -1,5 +1,7 @@
 #include "service/store/TaskBook.h"
 
+#include <algorithm>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -73,7 +75,7 @@ bool TaskBook::lose(double now) {
     if (!isRunning())
         return false;
     m_lost = m_outcome == UNKNOWN;
-    m_task->ended = now;
+    m_task->ended = std::max(now, m_task->began); // the clock may have been set back
     m_task->outcome = m_outcome;
     m_task->answer = m_answer;
     return true;
@@ -83,7 +85,7 @@ bool TaskBook::end(double now) {
     m_lost = false;
     if (!isRunning())
         return false;
-    m_task->ended = now;
+    m_task->ended = std::max(now, m_task->began); // the clock may have been set back
     m_task->outcome = m_outcome;
     m_task->answer = m_answer;
     return true;

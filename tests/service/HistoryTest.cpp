@@ -40,8 +40,10 @@ protected:
     }
     std::vector<qint64> numbers(qint64 of, qint64 after = 0) {
         std::vector<qint64> all;
-        for (const auto &item : *store->history.itemsAfter(of, after, 1000))
-            all.push_back(item.number);
+        for (auto some = *store->history.itemsAfter(of, after, 1000); !some.empty();
+             some = *store->history.itemsAfter(of, all.back(), 1000))
+            for (const auto &item : some)
+                all.push_back(item.number);
         return all;
     }
 
@@ -130,7 +132,7 @@ TEST_F(HistoryTest, OneAnswerIsNotLongerThanItsTextsMayBeTogether) {
 
 TEST_F(HistoryTest, OldLinesAndPicturesAreDroppedAndNewOnesStay) {
     append({event(u"good"_s, u"old"_s, 100), picture(1, 100), event(u"good"_s, u"new"_s, 200), picture(2, 200)});
-    EXPECT_FALSE(*store->history.dropOld(one, 150, 10));
+    EXPECT_FALSE(*store->history.dropOld(one, 150, 1000));
     EXPECT_EQ(numbers(one), (std::vector<qint64>{3, 4}));
     const auto left = *store->history.itemsAfter(one, 0, 10);
     EXPECT_TRUE(store->history.picture(*left.back().picture)->has_value());
@@ -141,7 +143,8 @@ TEST_F(HistoryTest, OldLinesAndPicturesAreDroppedAndNewOnesStay) {
 
 TEST_F(HistoryTest, MorePicturesThanAreKeptLoseTheOldest) {
     append({picture(1), picture(2), picture(3)});
-    EXPECT_FALSE(*store->history.dropOld(one, 0, 2));
+    store->history.limit({.pictures = 2});
+    EXPECT_FALSE(*store->history.dropSurplus(one));
     const auto items = *store->history.itemsAfter(one, 0, 10);
     ASSERT_EQ(items.size(), 3U);
     EXPECT_FALSE(store->history.picture(*items[0].picture)->has_value());
@@ -151,10 +154,80 @@ TEST_F(HistoryTest, MorePicturesThanAreKeptLoseTheOldest) {
 
 TEST_F(HistoryTest, ManyOldLinesAreDroppedPieceByPiece) {
     append(std::vector<Told>(4500, event(u"result"_s, u"x"_s, 100)));
-    EXPECT_TRUE(*store->history.dropOld(one, 150, 10));
-    EXPECT_TRUE(*store->history.dropOld(one, 150, 10));
-    EXPECT_FALSE(*store->history.dropOld(one, 150, 10));
+    EXPECT_TRUE(*store->history.dropOld(one, 150, 1000));
+    EXPECT_TRUE(*store->history.dropOld(one, 150, 1000));
+    EXPECT_TRUE(*store->history.dropOld(one, 150, 1000));
+    EXPECT_FALSE(*store->history.dropOld(one, 150, 1000));
     EXPECT_TRUE(numbers(one).empty());
+}
+
+TEST_F(HistoryTest, AClockThatWasWrongDropsNothingThatIsNotOld) {
+    append(
+        {event(u"good"_s, u"in time"_s, 200), event(u"good"_s, u"set back"_s, 1), event(u"good"_s, u"again"_s, 210)});
+    EXPECT_FALSE(*store->history.dropOld(one, 150, 300));
+    EXPECT_EQ(numbers(one), (std::vector<qint64>{1, 2, 3}));
+}
+
+TEST_F(HistoryTest, AClockThatWasAheadKeepsNothingForEver) {
+    append({event(u"good"_s, u"old"_s, 100), event(u"good"_s, u"ahead"_s, 9000), event(u"good"_s, u"old, too"_s, 110),
+            event(u"good"_s, u"ahead and nothing old behind it"_s, 9000), event(u"good"_s, u"new"_s, 200)});
+    EXPECT_FALSE(*store->history.dropOld(one, 150, 300));
+    EXPECT_EQ(numbers(one), (std::vector<qint64>{4, 5}));
+}
+
+TEST_F(HistoryTest, ATaskStaysAsLongAsALineOfIt) {
+    const auto task =
+        *append({event(u"user"_s, u"web ❯ go"_s, 100), event(u"good"_s, u"✓ gone"_s, 200), state(false, 0, 1)})
+             .items.front()
+             .task;
+    EXPECT_EQ(store->history.task(task)->value().ended, 100) << "not before it began";
+    EXPECT_FALSE(*store->history.dropOld(one, 150, 1000));
+    EXPECT_EQ(numbers(one), std::vector<qint64>{2});
+    EXPECT_TRUE(store->history.task(task)->has_value());
+    EXPECT_TRUE(*store->history.dropOld(one, 250, 1000));
+    EXPECT_FALSE(store->history.task(task)->has_value());
+}
+
+TEST_F(HistoryTest, WhatIsToldPastTheLimitPushesOutTheOldestOfWhoHasMost) {
+    auto elsewhere = event(u"good"_s, u"little"_s);
+    elsewhere.computer = other;
+    append({elsewhere});
+    store->history.limit({.bytes = 1'000'000});
+    for (int number = 0; number < 100; ++number)
+        append({event(u"result"_s, QString(30'000, u'x')), picture(1)});
+    EXPECT_EQ(numbers(other), std::vector<qint64>{1});
+    const auto left = numbers(one);
+    EXPECT_EQ(left.back(), 200);
+    EXPECT_LE(left.size(), 66U);
+    EXPECT_GE(left.size(), 60U);
+    EXPECT_EQ(left.back() - left.front() + 1, static_cast<qint64>(left.size())) << "a gap";
+}
+
+TEST_F(HistoryTest, ManyTasksArePushedOutWithTheirLines) {
+    store->history.limit({.bytes = 1'000'000});
+    qint64 first = 0;
+    for (int number = 0; number < 100; ++number) {
+        const auto task = *append({event(u"user"_s, u"web ❯ "_s + QString(30'000, u'x'))}).items.front().task;
+        first = first ? first : task;
+    }
+    EXPECT_FALSE(store->history.task(first)->has_value());
+    EXPECT_TRUE(store->history.task(first + 99)->has_value());
+    EXPECT_LE(store->history.tasks({.computer = one, .words = {}, .before = {}, .most = 200})->size(), 17U);
+}
+
+TEST_F(HistoryTest, PicturesPastTheLimitAreNeverKept) {
+    store->history.limit({.pictures = 2});
+    const auto items = append({picture(1), picture(2), picture(3)}).items;
+    EXPECT_FALSE(store->history.picture(*items[0].picture)->has_value());
+    EXPECT_TRUE(store->history.picture(*items[1].picture)->has_value());
+}
+
+TEST_F(HistoryTest, WhatIsForgottenCountsNoMore) {
+    store->history.limit({.bytes = 100'000});
+    append({event(u"user"_s, u"web ❯ go"_s), event(u"result"_s, QString(50'000, u'x')), picture(1)});
+    ASSERT_TRUE(store->history.forget(one));
+    append({event(u"result"_s, QString(60'000, u'y')), event(u"result"_s, QString(30'000, u'z'))});
+    EXPECT_EQ(numbers(one).size(), 2U);
 }
 
 } // namespace

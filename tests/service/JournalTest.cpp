@@ -72,6 +72,17 @@ TEST_F(JournalTest, ALostBatchLeavesNoTaskRunning) {
     EXPECT_NE(tasks->at(one).outcome, u"running"_s);
 }
 
+TEST_F(JournalTest, MuchAtOnceIsKeptInSeveralBatches) {
+    open();
+    journal = std::make_shared<Journal>(queue, *store);
+    listen();
+    tell(std::vector<Told>(100, told(EventMessage{u"result"_s, QString(60'000, u'x'), 11})));
+    ASSERT_TRUE(waitUntil([this] { return kept == 2; })) << kept;
+    const auto computer = await(store->ask([this](Store &its) { return its.computers.find(one); }));
+    EXPECT_EQ(computer->value().lastNumber, 100);
+    EXPECT_EQ(lost, 0);
+}
+
 TEST_F(JournalTest, AComputerHasNoRoomWhileMuchOfItWaits) {
     open();
     journal = std::make_shared<Journal>(queue, *store);
