@@ -12,6 +12,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr double SESSION_SECONDS = 30.0 * 24 * 3600;
+constexpr double BROWSER_SECONDS = 365.0 * 24 * 3600;
 
 QJsonObject me(const std::optional<Account> &account, const QByteArray &csrf, bool firstVisit) {
     return {{u"account"_s,
@@ -40,20 +41,47 @@ Response tooMany(Clock::Duration wait) {
     return response;
 }
 
-Task<Response> openSession(Service &service, Account account) {
+QByteArray setCookie(const Service &service, const char *name, const QByteArray &value, const char *where,
+                     double seconds) {
+    return name + ('=' + value) + "; " + where +
+           "; HttpOnly; Max-Age=" + QByteArray::number(static_cast<qint64>(seconds)) +
+           (service.isSecure() ? "; Secure" : "");
+}
+
+// `browser`: its token, when the account knows it; empty for one that it does not know yet.
+Task<Response> openSession(Service &service, Account account, QByteArray browser) {
     const auto token = newToken();
+    const auto known = browser.isEmpty() ? newToken() : browser;
     const auto now = Clock::unixSeconds();
-    const auto begun = co_await service.store.ask([kept = keptOf(token), id = account.id, now](Store &its) {
-        return its.accounts.beginSession(kept, id, now, now + SESSION_SECONDS);
-    });
+    const auto begun = co_await service.store.ask(
+        [kept = keptOf(token), keptBrowser = keptOf(known), id = account.id, now](Store &its) -> Result<> {
+            if (const auto remembered = its.accounts.rememberBrowser(keptBrowser, id, now); !remembered)
+                return remembered;
+            return its.accounts.beginSession(kept, id, now, now + SESSION_SECONDS);
+        });
     if (!begun)
         co_return failed(begun.error());
     auto response = answer(me(account, csrfOf(token), false));
-    response.headers.emplace_back("Set-Cookie", "ombru_session=" + token +
-                                                    "; Path=/; HttpOnly; SameSite=Lax; Max-Age=" +
-                                                    QByteArray::number(static_cast<qint64>(SESSION_SECONDS)) +
-                                                    (service.isSecure() ? "; Secure" : ""));
+    response.headers.emplace_back("Set-Cookie",
+                                  setCookie(service, "ombru_session", token, "Path=/; SameSite=Lax", SESSION_SECONDS));
+    response.headers.emplace_back("Set-Cookie", setCookie(service, "ombru_browser", known,
+                                                          "Path=/api/sign-in; SameSite=Strict", BROWSER_SECONDS));
     co_return response;
+}
+
+// What counts a wrong password, and for whom.
+struct Counted {
+    Attempts *attempts;
+    QString who;
+};
+
+std::vector<Counted> countedFor(Service &service, const QByteArray &knownBrowser, const QString &who,
+                                const QString &network) {
+    if (!knownBrowser.isEmpty())
+        return {{&service.wrongInBrowser, QString::fromLatin1(keptOf(knownBrowser).toHex())}};
+    return {{&service.wrongAtAccount, network + u' ' + who},
+            {&service.wrongAnywhere, who},
+            {&service.wrongFromAddress, network}};
 }
 
 } // namespace
@@ -101,37 +129,45 @@ Task<Response> firstVisit(Service &service, Asked asked) {
         co_return refuse(Refusal::conflict, u"There is an account already: sign in."_s);
     service.visitCode.clear();
     logEvent(u"first-account", {{u"account", QString::number((*account)->id)}, {u"address", asked.address}});
-    co_return co_await openSession(service, **account);
+    co_return co_await openSession(service, **account, {});
 }
 
 Task<Response> signIn(Service &service, Asked asked) {
     if (auto refused = refusalOfForm(asked))
         co_return *std::move(refused);
+    struct Found {
+        std::optional<AccountSecret> secret;
+        bool knowsBrowser = false;
+    };
     const auto email = asked.body["email"_L1].toString().trimmed();
-    const auto who = email.toLower();
-    const auto network = networkOf(asked.address);
-    const auto here = network + u' ' + who;
-    const auto wait = std::max(
-        {service.wrongAtAccount.wait(here), service.wrongAnywhere.wait(who), service.wrongFromAddress.wait(network)});
-    if (wait > Clock::Duration::zero())
-        co_return tooMany(wait);
-    // Counted before the work, so that many at once are no way around it.
-    service.wrongAtAccount.failed(here);
-    service.wrongAnywhere.failed(who);
-    service.wrongFromAddress.failed(network);
-    const auto secret = co_await service.store.ask([email](Store &its) { return its.accounts.find(email); });
-    if (!secret)
-        co_return failed(secret.error());
+    const auto browser = asked.request.cookie("ombru_browser");
+    const auto found = co_await service.store.ask([email, kept = keptOf(browser)](Store &its) -> Result<Found> {
+        const auto secret = its.accounts.find(email);
+        const auto known = secret && *secret ? its.accounts.knowsBrowser(kept, (*secret)->account.id) : false;
+        if (!secret || !known)
+            return std::unexpected(!secret ? secret.error() : known.error());
+        return Found{*secret, *known};
+    });
+    if (!found)
+        co_return failed(found.error());
+    const auto &[secret, knowsBrowser] = *found;
+    const auto counted =
+        countedFor(service, knowsBrowser ? browser : QByteArray(), email.toLower(), networkOf(asked.address));
+    for (const auto &[attempts, who] : counted)
+        if (const auto wait = attempts->wait(who); wait > Clock::Duration::zero())
+            co_return tooMany(wait);
+    for (const auto &[attempts, who] : counted) // before the work, so that many at once are no way around it
+        attempts->failed(who);
     const bool fits = co_await background(
         [password = asked.body["password"_L1].toString().left(LONGEST_PASSWORD),
-         hashed = *secret ? (*secret)->password : QByteArray()] { return isPassword(password, hashed); });
+         hashed = secret ? secret->password : QByteArray()] { return isPassword(password, hashed); });
     if (!fits)
-        co_return wrong(u"The address or the password is wrong."_s, service.wrongAtAccount.left(here));
-    service.wrongAtAccount.succeeded(here);
-    service.wrongAnywhere.succeeded(who);
-    service.wrongFromAddress.succeeded(network);
-    logEvent(u"signed-in", {{u"account", QString::number((*secret)->account.id)}, {u"address", asked.address}});
-    co_return co_await openSession(service, (*secret)->account);
+        co_return wrong(u"The address or the password is wrong."_s,
+                        counted.front().attempts->left(counted.front().who));
+    for (const auto &[attempts, who] : counted)
+        attempts->succeeded(who);
+    logEvent(u"signed-in", {{u"account", QString::number(secret->account.id)}, {u"address", asked.address}});
+    co_return co_await openSession(service, secret->account, knowsBrowser ? browser : QByteArray());
 }
 
 Task<Response> signOut(Service &service, Asked asked) {

@@ -26,7 +26,9 @@ struct Service {
     QString visitCode = {}; // of the first visit; empty once there is an account
     AnswerCounts answers = {};
 
-    // So many wrong ones, and in which time.
+    // So many wrong ones, and in which time. Those from a browser that an account knows are counted apart, so that
+    // strangers cannot keep its owner out.
+    Attempts wrongInBrowser{5, std::chrono::minutes(15)};
     Attempts wrongAtAccount{5, std::chrono::minutes(15)}; // by address and account
     Attempts wrongAnywhere{50, std::chrono::hours(1)};    // by account
     Attempts wrongFromAddress{30, std::chrono::minutes(15)};

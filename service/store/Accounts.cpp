@@ -6,6 +6,12 @@ namespace ombru {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr int MOST_BROWSERS = 50; // of an account
+
+} // namespace
+
 Result<bool> Accounts::isEmpty() {
     const auto any = m_database.row("SELECT 1 FROM accounts LIMIT 1", [](const Row &) { return true; });
     if (!any)
@@ -85,6 +91,28 @@ Result<> Accounts::endSession(const QByteArray &token) {
 
 Result<> Accounts::dropOldSessions(double now) {
     return m_database.makingRoom([&] { return m_database.run("DELETE FROM sessions WHERE expires <= ?", now); });
+}
+
+Result<> Accounts::rememberBrowser(const QByteArray &token, qint64 account, double now) {
+    return m_database.makingRoom([&] {
+        return m_database.transaction([&]() -> Result<> {
+            const auto kept = m_database.run("INSERT OR REPLACE INTO browsers (token, account, used) VALUES (?, ?, ?)",
+                                             token, account, now);
+            if (!kept)
+                return kept;
+            return m_database.run("DELETE FROM browsers WHERE token IN (SELECT token FROM browsers WHERE account = ? "
+                                  "ORDER BY used DESC LIMIT -1 OFFSET ?)",
+                                  account, MOST_BROWSERS);
+        });
+    });
+}
+
+Result<bool> Accounts::knowsBrowser(const QByteArray &token, qint64 account) {
+    const auto known = m_database.row(
+        "SELECT 1 FROM browsers WHERE token = ? AND account = ?", [](const Row &) { return true; }, token, account);
+    if (!known)
+        return std::unexpected(known.error());
+    return known->has_value();
 }
 
 } // namespace ombru

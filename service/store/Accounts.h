@@ -32,6 +32,10 @@ public:
     Result<> endSession(const QByteArray &token);
     Result<> dropOldSessions(double now);
 
+    // The browsers in which an account has signed in before; of many the latest.
+    Result<> rememberBrowser(const QByteArray &token, qint64 account, double now);
+    Result<bool> knowsBrowser(const QByteArray &token, qint64 account);
+
 private:
     Database &m_database;
 };

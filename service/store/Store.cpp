@@ -39,7 +39,17 @@ Result<> isNotNewer(const QString &file) {
 Store::Store(std::unique_ptr<Database> database)
     : accounts(*database), computers(*database), history(*database), m_database(std::move(database)) {}
 
+// To open it takes some room, too.
 Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options) {
+    Reserve reserve(options.file + u"-reserve"_s, options.reserve);
+    auto opened = open(options, reserve);
+    if (opened || !isDiskFull(opened.error()))
+        return opened;
+    reserve.release();
+    return open(options, reserve);
+}
+
+Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options, const Reserve &reserve) {
     if (const auto known = isNotNewer(options.file); !known)
         return std::unexpected(known.error());
     auto database = Database::open(options.file, Database::Mode::make);
@@ -54,7 +64,7 @@ Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options) {
         if (const auto limited = (*database)->script(limit.c_str()); !limited)
             return std::unexpected(limited.error());
     }
-    (*database)->keepReserve({options.file + u"-reserve"_s, options.reserve});
+    (*database)->keepReserve(reserve);
     return std::unique_ptr<Store>(new Store(std::move(*database)));
 }
 

@@ -42,6 +42,7 @@ public:
 
 private:
     explicit Store(std::unique_ptr<Database> database);
+    static Result<std::unique_ptr<Store>> open(const StoreOptions &options, const Reserve &reserve);
 
     std::unique_ptr<Database> m_database;
 };

@@ -6,7 +6,34 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using AccountRoutesTest = ServiceFixture;
+class AccountRoutesTest : public ServiceFixture {
+protected:
+    // From that address, behind a proxy that is named, and with that browser's cookie.
+    Reply signInFrom(const QByteArray &address, const QString &password, const QByteArray &browser = {},
+                     const QString &email = u"owner@example.org"_s) {
+        return request(
+            "POST", u"/api/sign-in"_s,
+            {{"Origin", origin()},
+             {"Content-Type", "application/json"},
+             {"X-Forwarded-For", address},
+             {"Cookie", browser}},
+            QJsonDocument(QJsonObject{{u"email"_s, email}, {u"password"_s, password}}).toJson(QJsonDocument::Compact));
+    }
+    // The cookie by which the service knows a browser again.
+    static QByteArray browserCookie(const Reply &reply) {
+        for (const auto &line : reply.header("Set-Cookie").split('\n'))
+            if (line.startsWith("ombru_browser="))
+                return line.first(line.indexOf(';'));
+        return {};
+    }
+    // Strangers of many networks, until nobody gets in any more who is not known.
+    void lockOut() {
+        ASSERT_TRUE(settings->proxy.override(u"127.0.0.1"_s));
+        for (int network = 0; network < 50; ++network)
+            ASSERT_EQ(signInFrom("203.0.113." + QByteArray::number(network), u"a guess of them"_s).code(), u"wrong"_s);
+        ASSERT_EQ(signInFrom("198.51.100.1", PASSWORD).code(), u"tooMany"_s);
+    }
+};
 
 TEST_F(AccountRoutesTest, TheFirstVisitMakesTheOwnersAccountAndSignsIn) {
     EXPECT_TRUE(get(u"/api/me"_s).json()[u"firstVisit"_s].toBool());
@@ -77,6 +104,44 @@ TEST_F(AccountRoutesTest, AWrongPasswordSaysHowOftenMoreAndThenHasToWait) {
     EXPECT_EQ(refused.status, 429);
     EXPECT_EQ(refused.code(), u"tooMany"_s);
     EXPECT_GT(refused.header("Retry-After").toInt(), 0);
+}
+
+TEST_F(AccountRoutesTest, StrangersDoNotLockOutABrowserThatHasSignedInBefore) {
+    visitFirst();
+    const auto before = signIn(u"owner@example.org"_s);
+    const auto browser = browserCookie(before);
+    EXPECT_TRUE(before.header("Set-Cookie").contains(browser + "; Path=/api/sign-in; SameSite=Strict; HttpOnly"))
+        << before.header("Set-Cookie").toStdString();
+    lockOut();
+    const auto again = signInFrom("203.0.113.1", PASSWORD, browser);
+    EXPECT_EQ(again.status, 200) << again.body.toStdString();
+    EXPECT_EQ(browserCookie(again), browser) << "it stays the one";
+    EXPECT_EQ(signInFrom("198.51.100.1", PASSWORD).code(), u"tooMany"_s) << "who is not known waits as before";
+}
+
+TEST_F(AccountRoutesTest, ABrowserIsKnownToItsOwnAccountOnly) {
+    visitFirst();
+    addUser(u"other@example.org"_s);
+    const auto others = browserCookie(signIn(u"other@example.org"_s));
+    ASSERT_FALSE(others.isEmpty());
+    lockOut();
+    EXPECT_EQ(signInFrom("198.51.100.1", PASSWORD, others).code(), u"tooMany"_s);
+    EXPECT_EQ(signInFrom("198.51.100.1", PASSWORD, "ombru_browser=made-up").code(), u"tooMany"_s);
+    EXPECT_EQ(signInFrom("198.51.100.1", PASSWORD, "ombru_browser=").code(), u"tooMany"_s);
+}
+
+TEST_F(AccountRoutesTest, AKnownBrowserIsNoWayToGuess) {
+    const auto code = server->visitCode();
+    const auto browser = browserCookie(post(
+        u"/api/first-visit"_s, {{u"code"_s, code}, {u"email"_s, u"owner@example.org"_s}, {u"password"_s, PASSWORD}}));
+    ASSERT_TRUE(settings->proxy.override(u"127.0.0.1"_s));
+    for (const int left : {4, 3, 2, 1, 0})
+        EXPECT_EQ(signInFrom("203.0.113." + QByteArray::number(left), u"a guess"_s, browser)
+                      .json()[u"attemptsLeft"_s]
+                      .toInt(),
+                  left);
+    EXPECT_EQ(signInFrom("203.0.113.9", PASSWORD, browser).code(), u"tooMany"_s);
+    EXPECT_EQ(signInFrom("203.0.113.9", PASSWORD).status, 200) << "others are not locked out by it";
 }
 
 TEST_F(AccountRoutesTest, AnUnknownAddressIsAnsweredLikeAWrongPassword) {

@@ -25,6 +25,13 @@ public:
     SmallDisk(const SmallDisk &) = delete;
     SmallDisk &operator=(const SmallDisk &) = delete;
 
+    static qint64 left() {
+        qint64 used = 0;
+        for (const auto &entry : QDir(its.directory).entryInfoList(QDir::Files))
+            used += entry.size();
+        return its.bytes - used;
+    }
+
 private:
     struct State {
         QString directory;
@@ -41,10 +48,7 @@ private:
     static bool hasRoom(int file, qint64 end) {
         struct stat there{};
         ::fstat(file, &there);
-        qint64 used = 0;
-        for (const auto &entry : QDir(its.directory).entryInfoList(QDir::Files))
-            used += entry.fileName().endsWith("-shm"_L1) ? 0 : entry.size();
-        return end <= there.st_size || used + end - there.st_size <= its.bytes;
+        return end - there.st_size <= std::max<qint64>(0, left());
     }
     static ssize_t write(int file, const void *bytes, size_t size) {
         return writeAt(file, bytes, size, ::lseek64(file, 0, SEEK_CUR));
@@ -113,9 +117,24 @@ TEST_F(FullDiskTest, WhatWasKeptIsThereAlsoAfterwards) {
     EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
     store.reset();
     disk.reset();
-    store = *Store::open({directory.filePath(u"service.sqlite"_s)});
+    auto opened = Store::open({.file = directory.filePath(u"service.sqlite"_s), .reserve = RESERVE});
+    ASSERT_TRUE(opened) << opened.error().description.toStdString();
+    store = *std::move(opened);
     EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
     EXPECT_EQ(itemsOf(other), 1U);
+}
+
+TEST_F(FullDiskTest, ItIsOpenedOnAFullDisk) {
+    fill(RESERVE);
+    store.reset();
+    QFile others(directory.filePath(u"of others"_s)); // have taken what was left
+    ASSERT_TRUE(others.open(QFile::WriteOnly) && others.resize(SmallDisk::left()));
+    auto opened = Store::open({.file = directory.filePath(u"service.sqlite"_s), .reserve = RESERVE});
+    ASSERT_TRUE(opened) << opened.error().description.toStdString();
+    store = *std::move(opened);
+    EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
+    EXPECT_TRUE(store->history.forget(one));
+    EXPECT_TRUE(append(other, 60'000));
 }
 
 TEST_F(FullDiskTest, ForgettingOneComputerMakesRoomForAll) {

@@ -89,6 +89,17 @@ TEST_F(StoreTest, ASessionEndsWithItsTimeByItselfOrWithThePassword) {
     EXPECT_FALSE(*store->accounts.setPassword(u"nobody@b"_s, "y"));
 }
 
+TEST_F(StoreTest, OfManyBrowsersTheLatestAreKnown) {
+    const auto account = *store->accounts.add(u"a@b"_s, "x", 1);
+    for (int number = 0; number < 60; ++number)
+        ASSERT_TRUE(store->accounts.rememberBrowser(QByteArray::number(number), account.id, number));
+    ASSERT_TRUE(store->accounts.rememberBrowser("10", account.id, 61));
+    EXPECT_FALSE(*store->accounts.knowsBrowser("9", account.id));
+    EXPECT_TRUE(*store->accounts.knowsBrowser("10", account.id));
+    EXPECT_TRUE(*store->accounts.knowsBrowser("59", account.id));
+    EXPECT_FALSE(*store->accounts.knowsBrowser("59", account.id + 1));
+}
+
 TEST_F(StoreTest, ACodeIsOverAfterItsTime) {
     const auto account = *store->accounts.add(u"a@b"_s, "x", 1);
     ASSERT_TRUE(store->computers.ask("device", "user", {u"n"_s, u"linux"_s, u"a"_s, 1, 100}));
