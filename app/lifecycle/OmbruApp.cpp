@@ -11,13 +11,13 @@ constexpr Clock::Duration PATIENCE = std::chrono::seconds(5); // for a place for
 
 } // namespace
 
-OmbruApp::OmbruApp(const QString &socket, bool panelOpen)
+OmbruApp::OmbruApp(const QString &socket, Start start)
     : m_resident(socket, this), m_state(m_resident.state()),
       m_delegate(m_state.settings, [this] { m_hint.show(hasPlace()); }), m_panel(m_state, [this] { interrupt(); }),
       m_icon({.onClick = [this](const QRect &icon) { togglePanel(icon); },
               .onEntry = [this](int id) { choose(IconMenuEntry::What(id)); },
               .onPlace = [this](bool shown) { placeChanged(shown); }}),
-      m_opensPanel(panelOpen) {
+      m_start(start) {
     m_state.hasPanel = true;
     m_heard = m_state.onWillChange([this] { m_soon.ask(); }); // before the change takes effect
     show();
@@ -29,9 +29,10 @@ bool OmbruApp::hasPlace() const {
 }
 
 Task<int> OmbruApp::run() {
-    m_patience = Loop::main().after(PATIENCE, [this] { m_hint.setHasPlace(hasPlace()); });
+    m_patience = Loop::main().after(PATIENCE, [this] { patienceEnds(); });
     m_delegate.applicationDidFinishLaunching();
-    if (m_opensPanel)
+    m_opensAfterHint = m_start == Start::withPanel && m_hint.isOpen();
+    if (m_start == Start::withPanel && !m_opensAfterHint)
         openPanel();
     const int status = co_await m_resident.run();
     m_heard.end();
@@ -40,10 +41,22 @@ Task<int> OmbruApp::run() {
     co_return status;
 }
 
+// Whoever starts it where no icon can be sees the panel instead.
+void OmbruApp::patienceEnds() {
+    m_hint.setHasPlace(hasPlace());
+    if (!hasPlace() && m_start != Start::atLogin && !m_hint.isOpen())
+        openPanel();
+}
+
 void OmbruApp::placeChanged(bool shown) {
     if (!shown)
         m_place = {};
     m_hint.setHasPlace(hasPlace());
+}
+
+void OmbruApp::hintClosed() {
+    if (std::exchange(m_opensAfterHint, false))
+        openPanel();
 }
 
 // Nothing is opened any more: what is open would be worked on while it goes away.
@@ -56,6 +69,7 @@ void OmbruApp::interrupt() {
 
 // The hint has told what it is for, and would keep the panel's buttons from working.
 void OmbruApp::open(const QRect &icon) {
+    m_opensAfterHint = false;
     m_hint.close();
     m_panel.open(icon);
 }
@@ -93,7 +107,10 @@ void OmbruApp::choose(IconMenuEntry::What what) {
         openPanel();
         return;
     case IconMenuEntry::What::openLogs:
-        return m_panel.act({PanelAction::What::openLogs});
+        m_panel.act({PanelAction::What::openLogs});
+        if (m_panel.hasFailed())
+            openPanel(); // which says why
+        return;
     case IconMenuEntry::What::quit:
         return interrupt();
     }

@@ -15,7 +15,12 @@ namespace ombru {
 
 class OmbruApp final : public Shell {
 public:
-    OmbruApp(const QString &socket, bool panelOpen); // at once
+    enum class Start {
+        byOwner,
+        withPanel, // open at once
+        atLogin    // no window by itself
+    };
+    OmbruApp(const QString &socket, Start start);
 
     // The exit status, once its owner has ended it.
     Task<int> run();
@@ -34,6 +39,8 @@ private:
     };
 
     bool hasPlace() const;
+    void patienceEnds();
+    void hintClosed();
     void placeChanged(bool shown);
     void togglePanel(const QRect &icon);
     void open(const QRect &icon);
@@ -42,7 +49,7 @@ private:
 
     Resident m_resident;
     AppState &m_state;
-    RunningHint m_hint;
+    RunningHint m_hint{[this] { hintClosed(); }};
     AppDelegate m_delegate;
     Panel m_panel;
     MenuBarIcon m_icon;
@@ -52,7 +59,8 @@ private:
     QRect m_place;                     // of the icon, as last heard
     Look m_look;                       // as it is shown
     std::vector<IconMenuEntry> m_menu; // the same
-    bool m_opensPanel;                 // at its start
+    const Start m_start;
+    bool m_opensAfterHint = false;
     bool m_ending = false;
     Subscription m_heard;
     SessionEnd m_sessionEnd{[this] { interrupt(); }};

@@ -26,7 +26,7 @@ RunningHintText runningHintText(bool hasPlace) {
     return {u"ombru is running in your menu bar"_s, hasPlace ? TEXT : TEXT + u"\n\n"_s + withoutPlace};
 }
 
-RunningHint::RunningHint() = default;
+RunningHint::RunningHint(std::function<void()> onClosed) : m_onClosed(std::move(onClosed)) {}
 RunningHint::~RunningHint() = default;
 
 void RunningHint::show(bool hasPlace) {
@@ -40,8 +40,10 @@ void RunningHint::show(bool hasPlace) {
         // Its own signal still runs while it goes away.
         QObject::connect(m_window.get(), &QMessageBox::finished, qApp, [this] {
             onMain(m_window.get(), [this] {
-                if (!m_window->isVisible()) // it may have been wanted again meanwhile
-                    m_window.reset();
+                if (m_window->isVisible()) // it was wanted again meanwhile
+                    return;
+                m_window.reset();
+                m_onClosed();
             });
         });
     }

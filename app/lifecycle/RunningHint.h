@@ -2,6 +2,7 @@
 #pragma once
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class QMessageBox;
@@ -18,7 +19,7 @@ RunningHintText runningHintText(bool hasPlace);
 
 class RunningHint {
 public:
-    RunningHint();
+    explicit RunningHint(std::function<void()> onClosed); // by its button, or by close()
     ~RunningHint();
 
     // In front of everything; once, however often it is asked for while it is open. Does nothing without an
@@ -29,6 +30,7 @@ public:
     bool isOpen() const { return m_window != nullptr; }
 
 private:
+    const std::function<void()> m_onClosed;
     std::unique_ptr<QMessageBox> m_window;
 };
 

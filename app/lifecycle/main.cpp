@@ -29,6 +29,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using Start = OmbruApp::Start;
+
 constexpr std::chrono::seconds PATIENCE(5);                           // for one that begins, or ends
 constexpr Clock::Duration FINISHING = std::chrono::milliseconds(100); // for what runs in the background
 
@@ -47,16 +49,16 @@ int refuseScript() {
     return 1;
 }
 
-int knock(std::unique_ptr<Door> door, bool panelOpen) {
-    Knock asking(std::move(door), {.again = !panelOpen});
+int knock(std::unique_ptr<Door> door, Start start) {
+    Knock asking(std::move(door), {.again = start != Start::withPanel});
     const int status = runLoop(asking);
     return asking.complaint().isEmpty() ? status : complain(asking.complaint());
 }
 
-int stay(const QString &socket, bool panelOpen) {
+int stay(const QString &socket, Start start) {
     int status = 0;
     {
-        OmbruApp application(socket, panelOpen);
+        OmbruApp application(socket, start);
         status = runLoop(application);
     }
     // A display or a bus that never answers must not keep the program.
@@ -65,18 +67,20 @@ int stay(const QString &socket, bool panelOpen) {
     return status;
 }
 
-// The one that has the lock may not listen yet, or be about to end.
-int reachTheOther(const QString &socket, bool panelOpen) {
+// The one that has the lock may not listen yet, or be about to end. At login that one is enough, whatever it shows.
+int reachTheOther(const QString &socket, Start start) {
     for (QDeadlineTimer patience(PATIENCE); !patience.hasExpired(); QThread::msleep(50)) {
-        if (auto door = Door::open())
-            return knock(std::move(door), panelOpen);
+        if (auto door = start == Start::atLogin ? nullptr : Door::open())
+            return knock(std::move(door), start);
         if (const auto lock = lockInstance(socket); lock && *lock)
-            return stay(socket, panelOpen);
+            return stay(socket, start);
     }
+    if (start == Start::atLogin)
+        return 0;
     return complain(u"Another ombru is at work and does not answer. Try again in a moment."_s);
 }
 
-int runOnce(bool panelOpen) {
+int runOnce(Start start) {
     if (servesAScript())
         return refuseScript();
     if (const auto known = Settings(Settings::defaultFile()).isOfThisVersion(); !known)
@@ -85,7 +89,7 @@ int runOnce(bool panelOpen) {
     const auto lock = socket ? lockInstance(*socket) : std::unexpected(socket.error());
     if (!lock)
         return complain(lock.error().description);
-    return *lock ? stay(*socket, panelOpen) : reachTheOther(*socket, panelOpen);
+    return *lock ? stay(*socket, start) : reachTheOther(*socket, start);
 }
 
 } // namespace
@@ -93,8 +97,11 @@ int runOnce(bool panelOpen) {
 int main(int argc, char **argv) {
     beginProgram();
     CLI::App grammar("ombru in the menu bar.", "ombru-menubar");
-    bool panelOpen = false;
-    grammar.add_flag("--panel", panelOpen, "Open the panel at once");
+    bool panel = false;
+    bool atLogin = false;
+    grammar.add_flag("--panel", panel, "Open the panel at once");
+    grammar.add_flag("--at-login", atLogin, "Show no window by itself, as when it starts with the session")
+        ->excludes("--panel");
     grammar.set_version_flag("--version", "ombru " OMBRU_VERSION);
     grammar.footer(NOTES);
     try {
@@ -113,5 +120,5 @@ int main(int argc, char **argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     const auto translator = translateTexts(catalogueDirectory());
     Process::setKeeper(keeperPath());
-    return runOnce(panelOpen);
+    return runOnce(panel ? Start::withPanel : atLogin ? Start::atLogin : Start::byOwner);
 }

@@ -19,7 +19,8 @@ public:
     void close();
     bool isOpen() const { return m_view && m_view->isVisible(); }
     bool wasJustLeft() const { return m_view && m_view->wasJustLeft(); }
-    void act(const PanelAction &action); // also for the icon's menu
+    void act(const PanelAction &action);                    // also for the icon's menu
+    bool hasFailed() const { return !m_failure.isEmpty(); } // what was done last, which it says when it is open
     Task<> drain();
 
 private:

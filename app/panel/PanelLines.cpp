@@ -59,7 +59,10 @@ PanelLine applicationLine(const PanelState &state, const AppAutomation::Target &
         return {u"Answer the prompt for "_s + target.name, Severity::waiting};
     return {.text = target.name + u" isn't allowed yet"_s,
             .severity = Severity::waiting,
-            .buttons = {{u"Allow"_s, {What::allowApplication, target}}}};
+            .buttons = {{u"Allow"_s,
+                         {What::allowApplication, target},
+                         PanelButton::Weight::plain,
+                         !state.requestingApp}}}; // one question at a time
 }
 
 std::vector<PanelButton> setupButtons(Setup setup) {

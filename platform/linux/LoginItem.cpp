@@ -40,8 +40,11 @@ QString program() {
     return leadsHere ? QFileInfo(typed).absoluteFilePath() : here.filePath();
 }
 
+// With it no window shows by itself.
+const QString AT_LOGIN = u"--at-login"_s;
+
 QByteArray execLine() {
-    return "Exec=" + execWord(program()).toUtf8();
+    return "Exec=" + execWord(program()).toUtf8() + ' ' + AT_LOGIN.toUtf8();
 }
 
 QByteArray entry() {
@@ -49,15 +52,18 @@ QByteArray entry() {
            execLine() + "\nIcon=ombru\nTerminal=false\nX-GNOME-Autostart-enabled=true\n";
 }
 
-// Whether it starts one program, without arguments, that is there no more.
+// Whether it starts one program, as ours does or without arguments, that is there no more.
 bool isStale(const QByteArray &content) {
     const auto written = parseDesktopEntry(u"ombru"_s, loginItemPath(), content, u"C"_s);
     if (!written)
         return false;
     const auto commands = commandLines(*written, {});
-    if (!commands || commands->size() != 1 || commands->first().size() != 1)
+    if (!commands || commands->size() != 1)
         return false;
-    const QFileInfo named(commands->first().first());
+    const auto &words = commands->first();
+    if (words.isEmpty() || words.size() > 2 || words.value(1, AT_LOGIN) != AT_LOGIN)
+        return false;
+    const QFileInfo named(words.first());
     return named.isAbsolute() && !named.exists();
 }
 

@@ -21,7 +21,8 @@ std::pair<QHostAddress, int> parsed(const QString &network) {
 } // namespace
 
 QString ServiceSettings::defaultFile() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/ombru/ombru-service.conf"_s;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           u"/ombru-service/ombru-service.conf"_s;
 }
 
 QString ServiceSettings::directory() const {

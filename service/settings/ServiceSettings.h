@@ -23,7 +23,7 @@ class ServiceSettings : public SettingsStore {
 public:
     using SettingsStore::SettingsStore;
 
-    static QString defaultFile(); // ombru/ombru-service.conf in the user's configuration directory
+    static QString defaultFile(); // ombru-service/ombru-service.conf in the user's configuration directory
 
     TextSetting publicURL{*this, u"publicURL", u"",
                           u"address at which browsers reach it; empty: http://localhost and the port", PUBLIC_URL};

@@ -26,11 +26,11 @@ protected:
     }
     void launch(const QStringList &arguments = {}) { m_menuBar = startMenuBar(arguments); }
     // It was started before, so that it shows no hint.
-    void launchAgain() {
+    void launchAgain(const QStringList &arguments = {}) {
         m_scratch.write(QStringLiteral(".config/ombru/ombru.conf"),
                         "serverURL=" + m_service.base().toUtf8() +
                             "\nshownMenuBarHint=true\nloginItemDefaulted=true\n");
-        launch();
+        launch(arguments);
     }
     // One of the web page that never ends; the number of its claude.
     qint64 beginTask() {

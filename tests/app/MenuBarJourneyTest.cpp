@@ -5,6 +5,7 @@
 #include "tests/support/PersonsKeyboard.h"
 
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QThread>
 
 #include <sys/file.h>
@@ -196,6 +197,22 @@ TEST_F(MenuBar, WithoutAPlaceForIconsACommandOpensThePanel) {
     EXPECT_TRUE(opens(PANEL));
 }
 
+TEST_F(MenuBar, WithoutAPlaceForIconsTheStartOpensThePanel) {
+    m_host.reset();
+    launchAgain();
+    EXPECT_TRUE(opens(PANEL));
+}
+
+TEST_F(MenuBar, WithoutAPlaceForIconsNoWindowComesAtLogin) {
+    constexpr int LONGER = 7'000; // milliseconds: than it waits for a place
+    m_host.reset();
+    launchAgain({u"--at-login"_s});
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(socket()); }));
+    QElapsedTimer running;
+    running.start();
+    EXPECT_FALSE(waitUntil([&] { return isOpen(PANEL) || running.hasExpired(LONGER); }) && isOpen(PANEL));
+}
+
 TEST_F(MenuBar, WithoutAPlaceForIconsAnotherStartOpensThePanel) {
     m_host.reset();
     launchAgain();
@@ -229,10 +246,20 @@ TEST_F(MenuBar, SettingsOfANewerVersionAreRefusedInAWindow) {
     EXPECT_EQ(contents(m_scratch.path(u".config/ombru/ombru.conf"_s)), newer);
 }
 
-TEST_F(MenuBar, TheFirstStartByThePanelsCommandShowsThePanel) {
+TEST_F(MenuBar, TheFirstStartByThePanelsCommandShowsTheHintAndThenThePanel) {
     launch({u"--panel"_s});
+    ASSERT_TRUE(opens(HINT));
+    EXPECT_FALSE(isOpen(PANEL));
+    press("Return");
     EXPECT_TRUE(opens(PANEL));
-    EXPECT_FALSE(isOpen(HINT));
+    EXPECT_TRUE(closes(HINT));
+}
+
+TEST_F(MenuBar, AtLoginOneThatRunsWithoutAPanelIsEnough) {
+    m_application = startApplication();
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(socket()); }));
+    EXPECT_EQ(end(startMenuBar({u"--at-login"_s})).status, 0);
+    EXPECT_FALSE(isOpen(u"ombru"_s));
 }
 
 TEST_F(MenuBar, ThePanelsCommandStartsTheApplication) {

@@ -225,6 +225,7 @@ TEST(AutomationLines, TheOneWhosePromptIsOpenSaysSo) {
     EXPECT_EQ(lines[0].text, u"Answer the prompt for TextEdit");
     EXPECT_TRUE(lines[0].buttons.empty());
     EXPECT_EQ(lines[1].text, u"Finder isn't allowed yet");
+    EXPECT_FALSE(lines[1].buttons.front().isEnabled) << "one question at a time";
 }
 
 TEST(AutomationLines, SystemEventsIsOfferedUntilItIsDecided) {

@@ -104,6 +104,14 @@ TEST_F(PanelTest, TheLogIsShownInATerminal) {
     EXPECT_EQ(FakePlatform::instance().openedInTerminal.filter(u"ombru-log"_s).size(), 1);
 }
 
+TEST_F(PanelTest, WhatCouldNotBeDoneWhileItIsClosedIsSaidWhenItIsOpened) {
+    FakePlatform::instance().terminal = std::unexpected(Failure{u"workspace"_s, 1, u"No terminal is installed."_s});
+    panel.act({PanelAction::What::openLogs});
+    EXPECT_TRUE(panel.hasFailed());
+    panel.open({});
+    EXPECT_TRUE(lines().contains(u"No terminal is installed."_s));
+}
+
 TEST_F(PanelTest, TheToolIsInstalledInATerminal) {
     await(state->boot());
     panel.open({});

@@ -38,7 +38,7 @@ TEST(RunningHint, WithoutAPlaceForIconsAParagraphSaysWhatElseOpensThePanel) {
 }
 
 TEST(RunningHint, IsModalWithOneButtonAndOpenOnce) {
-    RunningHint hint;
+    RunningHint hint{[] {}};
     hint.show(true);
     hint.show(true);
     ASSERT_EQ(open().size(), 1);
@@ -51,8 +51,25 @@ TEST(RunningHint, IsModalWithOneButtonAndOpenOnce) {
     EXPECT_EQ(open().size(), 1);
 }
 
+TEST(RunningHint, TellsThatItIsClosedByWhomever) {
+    int closed = 0;
+    RunningHint hint{[&] { ++closed; }};
+    hint.show(true);
+    open().front()->buttons().front()->click();
+    settle();
+    EXPECT_EQ(closed, 1);
+    hint.show(true);
+    hint.close();
+    hint.show(true);
+    settle();
+    EXPECT_EQ(closed, 1) << "it is open again";
+    hint.close();
+    settle();
+    EXPECT_EQ(closed, 2);
+}
+
 TEST(RunningHint, FollowsThePlaceOfTheIconWhileItIsOpen) {
-    RunningHint hint;
+    RunningHint hint{[] {}};
     hint.show(true);
     hint.setHasPlace(false);
     EXPECT_EQ(open().front()->informativeText(), runningHintText(false).text);
@@ -61,7 +78,7 @@ TEST(RunningHint, FollowsThePlaceOfTheIconWhileItIsOpen) {
 }
 
 TEST(RunningHint, WantedAgainInTheMomentItIsClosedItStays) {
-    RunningHint hint;
+    RunningHint hint{[] {}};
     hint.show(true);
     hint.close();
     hint.show(true);

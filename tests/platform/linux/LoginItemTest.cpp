@@ -31,7 +31,8 @@ protected:
         if (!entry)
             return {};
         const auto commands = commandLines(*entry, {});
-        return commands && commands->size() == 1 ? commands->first().join(u' ') : QString();
+        const auto words = commands && commands->size() == 1 ? commands->first() : QStringList();
+        return words.value(1) == u"--at-login" ? words.first() : QString();
     }
     void write(const QByteArray &content) const {
         QDir().mkpath(configuration() + u"/autostart"_s);
@@ -52,7 +53,7 @@ TEST_F(LoginItemTest, StartsThisProgramAtLogin) {
     ASSERT_TRUE(entry) << content().toStdString();
     const auto commands = commandLines(*entry, {});
     ASSERT_TRUE(commands);
-    EXPECT_EQ(*commands, QList<QStringList>{{QCoreApplication::applicationFilePath()}});
+    EXPECT_EQ(*commands, (QList<QStringList>{{QCoreApplication::applicationFilePath(), u"--at-login"_s}}));
 }
 
 TEST_F(LoginItemTest, ALinkThatItsOwnerTypesIsNamedInsteadOfWhatIsBehindIt) {
@@ -78,6 +79,12 @@ TEST_F(LoginItemTest, OneOfAProgramThatIsGoneStartsThisOneFromNowOn) {
     EXPECT_EQ(started(), QCoreApplication::applicationFilePath());
     EXPECT_TRUE(content().startsWith("[Desktop Entry]\nName=mine\n"));
     EXPECT_TRUE(content().endsWith("\nX-Own=1\n"));
+}
+
+TEST_F(LoginItemTest, OneThatItHasWrittenForAProgramThatIsGoneIsRepairedToo) {
+    write("[Desktop Entry]\nName=ombru\nType=Application\nExec=\"/nowhere/bin/ombru-menubar\" --at-login\n");
+    ASSERT_TRUE(repairLoginItem());
+    EXPECT_EQ(started(), QCoreApplication::applicationFilePath());
 }
 
 TEST_F(LoginItemTest, WhatTheOwnerHasWrittenOrRemovedStaysSo) {
