@@ -138,8 +138,9 @@ Result<> SettingsStore::save(const SettingsText &text) const {
 // What could not be read is not written over.
 Result<> SettingsStore::write(const Setting &setting, const QString &text) {
     const auto directory = QFileInfo(m_file).path();
-    QDir().mkpath(directory);
-    QFile::setPermissions(directory, OWNER_ONLY | QFile::ExeOwner);
+    // One that is there may be everybody's, such as /etc.
+    if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
+        QFile::setPermissions(directory, OWNER_ONLY | QFile::ExeOwner);
     QLockFile lock(m_file + u".lock"_s);
     if (!lock.tryLock(LOCKING_MILLISECONDS))
         return std::unexpected(cannotWrite(m_file, CHECK));

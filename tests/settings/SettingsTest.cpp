@@ -89,6 +89,15 @@ TEST_F(SettingsTest, TheFileIsPrivate) {
     EXPECT_FALSE(QFile::permissions(directory.filePath(u"ombru"_s)) & others);
 }
 
+TEST_F(SettingsTest, ADirectoryThatIsThereKeepsItsMode) {
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+    const auto everybodys = QFile::Permissions(0x7755);
+    ASSERT_TRUE(QFile::setPermissions(QFileInfo(path).path(), everybodys));
+    Settings settings(path);
+    ASSERT_TRUE(settings.maxSteps.write(3));
+    EXPECT_EQ(QFile::permissions(QFileInfo(path).path()) & everybodys, everybodys);
+}
+
 TEST_F(SettingsTest, AChangeByHandCountsAtTheNextRead) {
     Settings settings(path);
     ASSERT_TRUE(settings.maxSteps.write(3));
