@@ -3,8 +3,8 @@ function begin(all) {}
 function command(path) { paths[++total] = path }
 function candidate(path, word, meaning, takesValue) { words[path] = words[path] " " word }
 function end(   i) {
-  print "# What ombru's programs understand. Written by the build from their --help."
-  print "_ombru() {"
+  print "# What these programs understand. Written by the build from their --help."
+  print "_" own "() {"
   print "  local path=${1##*/} i words"
   print "  for ((i = 1; i < COMP_CWORD; ++i)); do"
   print "    case \"$path ${COMP_WORDS[i]}\" in"
@@ -18,5 +18,5 @@ function end(   i) {
   print "  esac"
   print "  mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$2\")"
   print "}"
-  print "complete -o default -F _ombru " programs
+  print "complete -o default -F _" own " " programs
 }

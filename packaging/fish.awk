@@ -1,5 +1,5 @@
 # Completions for fish.
-function begin(all) { print "# What ombru's programs understand. Written by the build from their --help." }
+function begin(all) { print "# What these programs understand. Written by the build from their --help." }
 function command(path) { if (path ~ / /) known = known " " quoted(path) }
 function candidate(path, word, meaning, takesValue,   program, option) {
   program = path
@@ -7,10 +7,10 @@ function candidate(path, word, meaning, takesValue,   program, option) {
   if (word ~ /^--/) option = "-l " substr(word, 3)
   else if (word ~ /^-/) option = "-s " substr(word, 2)
   else option = "-f -a " quoted(word)
-  lines[++total] = "complete -c " program " -n \"__ombru_at " quoted(path) "\" " option (takesValue ? " -r" : "") " -d " quoted(meaning)
+  lines[++total] = "complete -c " program " -n \"__" own "_at " quoted(path) "\" " option (takesValue ? " -r" : "") " -d " quoted(meaning)
 }
 function end(   i) {
-  print "function __ombru_at"
+  print "function __" own "_at"
   print "    set -l words (commandline -opc)"
   print "    set -l path (basename -- $words[1])"
   print "    for word in $words[2..-1]"

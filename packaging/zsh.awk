@@ -1,7 +1,7 @@
 # Completions for zsh. Where nothing is known, file names.
 function begin(all) {
   print "#compdef " all
-  print "# What ombru's programs understand. Written by the build from their --help."
+  print "# What these programs understand. Written by the build from their --help."
   print "local path_=$service word"
   print "local -a known candidates"
 }
@@ -18,5 +18,5 @@ function end(   i) {
   print "case $path_ in"
   for (i = 1; i <= total; ++i) print "  " quoted(paths[i]) ") candidates=(" list[paths[i]] ") ;;"
   print "esac"
-  print "_describe -o 'ombru' candidates || _files"
+  print "_describe -o '" name "' candidates || _files"
 }

@@ -2,11 +2,14 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace ombru {
 
@@ -18,9 +21,20 @@ Failure directoryFailure(const QString &directory, const QString &why) {
     return {u"service"_s, 0, u"The directory %1 cannot be used: %2."_s.arg(directory, why)};
 }
 
+// What root makes there its owner could not open.
+std::optional<QString> ownerInPlaceOfRoot(const QString &directory) {
+    struct stat there{};
+    if (::geteuid() != 0 || ::stat(QFile::encodeName(directory).constData(), &there) != 0 || there.st_uid == 0)
+        return std::nullopt;
+    return QFileInfo(directory).owner();
+}
+
 } // namespace
 
 Result<QString> databaseIn(const QString &directory) {
+    if (const auto owner = ownerInPlaceOfRoot(directory))
+        return std::unexpected(
+            directoryFailure(directory, u"it belongs to %1: `sudo -u %1 ombru-service` works on it"_s.arg(*owner)));
     if (!QDir(directory).exists()) {
         if (!QDir().mkpath(directory))
             return std::unexpected(directoryFailure(directory, u"it cannot be made"_s));

@@ -13,6 +13,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <unistd.h>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -29,6 +30,12 @@ For other computers put a proxy with a certificate in front, on a host of its ow
 
     ombru-service settings publicURL https://ombru.example
     ombru-service settings proxy 127.0.0.1
+
+Where its package is installed it runs by itself, as a user of its own. That user's settings are the system's:
+
+    journalctl -u ombru-service
+    sudo ombru-service settings publicURL https://ombru.example
+    sudo -u ombru-service ombru-service backup /var/lib/ombru-service/copy.sqlite
 
 Exit status: 0 done, 1 it could not be done, 2 wrong words.)";
 
@@ -77,7 +84,9 @@ Result<> overrideAll(ServiceSettings &settings, const Words &words) {
 }
 
 int run(const CLI::App &app, const Words &words) {
-    ServiceSettings settings(words.file.empty() ? ServiceSettings::defaultFile() : QString::fromStdString(words.file));
+    ServiceSettings settings(words.file.empty()
+                                 ? ServiceSettings::defaultFile(::getuid(), QStringLiteral(OMBRU_SYSTEM_SETTINGS))
+                                 : QString::fromStdString(words.file));
     settings.onTrouble([](const QString &line) { complain(line); });
     if (const auto overridden = overrideAll(settings, words); !overridden)
         return complain(overridden.error().description);
@@ -102,7 +111,8 @@ void addCommand(CLI::App &app, const char *name, const char *help, const char *a
 }
 
 void describe(CLI::App &app, Words &words) {
-    app.add_option("--settings-file", words.file, "Settings from here instead of the user's configuration directory");
+    app.set_version_flag("--version", "ombru-service " OMBRU_VERSION);
+    app.add_option("--settings-file", words.file, "Settings from here instead of the system's or the user's");
     app.add_option("--port", words.overrides["port"], "TCP port, for this run; 0 for a free one");
     app.add_option("--data", words.overrides["dataDirectory"], "Where it keeps everything, for this run");
     app.add_option("--public-url", words.overrides["publicURL"], "Address at which browsers reach it, for this run");

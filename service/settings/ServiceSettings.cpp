@@ -1,5 +1,6 @@
 #include "service/settings/ServiceSettings.h"
 
+#include <QFileInfo>
 #include <QHostAddress>
 #include <QStandardPaths>
 #include <QUrl>
@@ -9,6 +10,8 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr uid_t FIRST_PERSON = 1000;
 
 std::pair<QHostAddress, int> parsed(const QString &network) {
     constexpr int WHOLE = -1; // of an address alone
@@ -20,7 +23,9 @@ std::pair<QHostAddress, int> parsed(const QString &network) {
 
 } // namespace
 
-QString ServiceSettings::defaultFile() {
+QString ServiceSettings::defaultFile(uid_t user, const QString &ofSystem) {
+    if (user < FIRST_PERSON && QFileInfo::exists(ofSystem))
+        return ofSystem;
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
            u"/ombru-service/ombru-service.conf"_s;
 }

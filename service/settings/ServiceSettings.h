@@ -3,6 +3,8 @@
 #pragma once
 #include "settings/SettingsStore.h"
 
+#include <sys/types.h>
+
 namespace ombru {
 
 class ServiceSettings : public SettingsStore {
@@ -23,7 +25,9 @@ class ServiceSettings : public SettingsStore {
 public:
     using SettingsStore::SettingsStore;
 
-    static QString defaultFile(); // ombru-service/ombru-service.conf in the user's configuration directory
+    // The system's, where there is one, for users that are no persons; otherwise ombru-service/ombru-service.conf in
+    // the user's configuration directory.
+    static QString defaultFile(uid_t user, const QString &ofSystem);
 
     TextSetting publicURL{*this, u"publicURL", u"",
                           u"address at which browsers reach it; empty: http://localhost and the port", PUBLIC_URL};
