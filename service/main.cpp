@@ -47,11 +47,13 @@ struct Words {
     std::string value;
 };
 
-void greet(const Server &server) {
+void greet(const Server &server, const ServiceSettings &settings) {
     QTextStream out(stdout);
     out << "ombru-service is at " << server.publicURL().toString() << Qt::endl;
     if (!server.visitCode().isEmpty())
         out << "First visit: open that page and enter the code " << server.visitCode() << Qt::endl;
+    for (const auto &line : settings.advice())
+        out << line << Qt::endl;
 }
 
 Task<> end(Server &server) {
@@ -67,7 +69,7 @@ int runServer(ServiceSettings &settings) {
         return complain(server.error().description);
     TaskScope tasks;
     const EndSignal signal([&] { tasks.start(end(**server)); });
-    greet(**server);
+    greet(**server, settings);
     logEvent(u"started", {{u"url", (*server)->publicURL().toString()}});
     return QCoreApplication::exec();
 }

@@ -36,6 +36,19 @@ QString ServiceSettings::directory() const {
                            : given;
 }
 
+QStringList ServiceSettings::advice() const {
+    QStringList lines;
+    if (interface() == "any"_L1 && publicURL().isEmpty())
+        lines +=
+            u"Pages in browsers of other computers are refused until it is said at which address they find it: "
+            "`ombru-service settings publicURL http://NAME:%1`. Over http others can read passwords on the way."_s.arg(
+                port());
+    if (QUrl(publicURL()).scheme() == "https"_L1 && proxy().isEmpty())
+        lines += u"Whoever comes through the proxy counts as one, and shares its limits, until its address is named: "
+                 "`ombru-service settings proxy 127.0.0.1`."_s;
+    return lines;
+}
+
 bool ServiceSettings::isPublicURL(const QString &text) {
     if (text.isEmpty())
         return true;

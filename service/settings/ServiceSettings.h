@@ -50,6 +50,9 @@ public:
         u"how much of what computers have told it keeps; past that the one that has most loses "
         u"its oldest"};
 
+    // What does not fit together, each with what to do; for whoever starts it.
+    QStringList advice() const;
+
     // Where it keeps everything; not made yet.
     QString directory() const;
 };

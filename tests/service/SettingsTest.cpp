@@ -1,4 +1,4 @@
-// Which settings count for whom.
+// Which settings count for whom, and what does not fit together.
 #include "service/settings/ServiceSettings.h"
 
 #include <QFile>
@@ -17,6 +17,8 @@ constexpr uid_t PERSON = 1000;
 struct ServiceSettingsTest : ::testing::Test {
     QTemporaryDir directory;
     QString ofSystem = directory.filePath(u"ombru-service.conf"_s);
+    ServiceSettings settings{directory.filePath(u"settings.conf"_s)};
+    QString advice() const { return settings.advice().join(u'\n'); }
     QString fileOf(uid_t user) const { return ServiceSettings::defaultFile(user, ofSystem); }
 };
 
@@ -30,6 +32,24 @@ TEST_F(ServiceSettingsTest, ThoseOfTheSystemAreForItsOwnUsers) {
     EXPECT_EQ(fileOf(ROOT), ofSystem);
     EXPECT_EQ(fileOf(PERSON - 1), ofSystem);
     EXPECT_TRUE(fileOf(PERSON).endsWith(u"/ombru-service/ombru-service.conf"_s));
+}
+
+TEST_F(ServiceSettingsTest, WhatComesWithItFitsTogether) {
+    EXPECT_TRUE(settings.advice().isEmpty());
+}
+
+TEST_F(ServiceSettingsTest, WhoOpensItToTheNetworkIsToldThatPagesNeedItsAddress) {
+    ASSERT_TRUE(settings.interface.write(u"any"_s));
+    EXPECT_TRUE(advice().contains(u"publicURL http://NAME:8787"_s)) << advice().toStdString();
+    ASSERT_TRUE(settings.publicURL.write(u"http://desk:8787"_s));
+    EXPECT_TRUE(settings.advice().isEmpty());
+}
+
+TEST_F(ServiceSettingsTest, WhoHasAProxyInFrontIsToldToNameIt) {
+    ASSERT_TRUE(settings.publicURL.write(u"https://ombru.example"_s));
+    EXPECT_TRUE(advice().contains(u"settings proxy"_s)) << advice().toStdString();
+    ASSERT_TRUE(settings.proxy.write(u"127.0.0.1"_s));
+    EXPECT_TRUE(settings.advice().isEmpty());
 }
 
 } // namespace
