@@ -62,10 +62,11 @@ Result<bool> Accounts::setPassword(const QString &email, const QByteArray &passw
                 return std::unexpected(set.error());
             if (m_database.changes() == 0)
                 return false;
-            const auto ended =
-                m_database.run("DELETE FROM sessions WHERE account = (SELECT id FROM accounts WHERE email = ?)", email);
-            if (!ended)
-                return std::unexpected(ended.error());
+            // Whoever knew the old one may have signed in with it: no browser is known any more either.
+            for (const auto *left : {"DELETE FROM sessions WHERE account = (SELECT id FROM accounts WHERE email = ?)",
+                                     "DELETE FROM browsers WHERE account = (SELECT id FROM accounts WHERE email = ?)"})
+                if (const auto ended = m_database.run(left, email); !ended)
+                    return std::unexpected(ended.error());
             return true;
         });
     });

@@ -100,6 +100,16 @@ TEST_F(StoreTest, OfManyBrowsersTheLatestAreKnown) {
     EXPECT_FALSE(*store->accounts.knowsBrowser("59", account.id + 1));
 }
 
+TEST_F(StoreTest, ANewPasswordForgetsTheBrowsersOfThatAccount) {
+    const auto account = *store->accounts.add(u"a@b"_s, "x", 1);
+    const auto another = *store->accounts.add(u"b@b"_s, "x", 1);
+    ASSERT_TRUE(store->accounts.rememberBrowser("its", account.id, 1));
+    ASSERT_TRUE(store->accounts.rememberBrowser("other", another.id, 1));
+    EXPECT_TRUE(*store->accounts.setPassword(u"a@b"_s, "y"));
+    EXPECT_FALSE(*store->accounts.knowsBrowser("its", account.id));
+    EXPECT_TRUE(*store->accounts.knowsBrowser("other", another.id));
+}
+
 TEST_F(StoreTest, ACodeIsOverAfterItsTime) {
     const auto account = *store->accounts.add(u"a@b"_s, "x", 1);
     ASSERT_TRUE(store->computers.ask("device", "user", {u"n"_s, u"linux"_s, u"a"_s, 1, 100}));
