@@ -41,6 +41,21 @@ struct PageFile {
     QByteArray deflated; // empty where that is no smaller
 };
 
+// Lines of comments are not sent. They are left empty, so that the line of an error is that of the source.
+QByteArray withoutComments(const QByteArray &source) {
+    auto lines = source.split('\n');
+    bool inside = false;
+    for (auto &line : lines) {
+        const auto words = line.trimmed();
+        const bool block = inside || words.startsWith("/**");
+        const bool wholly = block ? !words.contains("*/") || words.endsWith("*/") : words.startsWith("//");
+        inside = block && !words.contains("*/");
+        if (wholly)
+            line.clear();
+    }
+    return lines.join('\n');
+}
+
 // qCompress() puts the size before what a browser knows as "deflate".
 QByteArray deflated(const QByteArray &bytes) {
     constexpr int BEST = 9;
@@ -56,7 +71,7 @@ const PageFile *pageFile(const QString &path) {
     QFile file(u":/web/"_s + path);
     if (path.contains(".."_L1) || !file.open(QFile::ReadOnly))
         return nullptr;
-    const auto bytes = file.readAll();
+    const auto bytes = path.endsWith(".js"_L1) ? withoutComments(file.readAll()) : file.readAll();
     return &files.emplace(path, PageFile{typeOf(path), bytes, keptOf(bytes).first(16).toHex(), deflated(bytes)})
                 .first->second;
 }

@@ -64,7 +64,16 @@ TEST_F(RouterTest, ThePageIsSentInSixtyKilobytes) {
         ASSERT_EQ(sent.header("Content-Encoding"), "deflate") << file.fileName().toStdString();
         const auto size = qToBigEndian(static_cast<quint32>(file.size()));
         const auto whole = QByteArray(reinterpret_cast<const char *>(&size), sizeof size) + sent.body;
-        EXPECT_EQ(qUncompress(whole), file.readAll()) << file.fileName().toStdString();
+        const auto lines = file.readAll().split('\n');
+        const auto sentLines = qUncompress(whole).split('\n');
+        ASSERT_EQ(sentLines.size(), lines.size()) << file.fileName().toStdString();
+        for (qsizetype at = 0; at < lines.size(); ++at) {
+            const auto words = lines[at].trimmed();
+            const bool comment = file.fileName().endsWith(".js"_L1) &&
+                                 (words.startsWith("//") || words.startsWith('*') ||
+                                  (words.startsWith("/**") && (words.endsWith("*/") || !words.contains("*/"))));
+            EXPECT_EQ(sentLines[at], comment ? QByteArray() : lines[at]) << file.fileName().toStdString();
+        }
         sum += sent.body.size();
     }
     EXPECT_GT(sum, 10'000);

@@ -16,12 +16,22 @@ const TYPES = {
   '.webmanifest': 'application/manifest+json',
 }
 
+// Lines of comments are not sent; they are left empty.
+const COMMENT = /^[ \t]*(\/\/.*|\/\*\*((?!\*\/)[^])*\*\/)$/gm
+
+/** A file as it is sent. */
+export function sentForm(file) {
+  const bytes = readFileSync(file)
+  const withoutComments = () => bytes.toString().replace(COMMENT, (found) => found.replace(/[^\n]/g, ''))
+  return gzipSync(file.endsWith('.js') ? withoutComments() : bytes, { level: 9 })
+}
+
 export function sendFile(request, answer, path) {
   const inside = normalize(path.startsWith('/web/') ? path.slice(5) : 'index.html')
   const file = join(WEB, inside)
   if (inside.startsWith('..') || !statSync(file, { throwIfNoEntry: false })?.isFile())
     return answer.writeHead(404).end()
-  const content = gzipSync(readFileSync(file), { level: 9 })
+  const content = sentForm(file)
   const tag = `"${createHash('sha256').update(content).digest('hex').slice(0, 16)}"`
   const headers = {
     'Content-Type': TYPES[extname(file)] ?? 'application/octet-stream',

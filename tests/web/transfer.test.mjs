@@ -4,17 +4,30 @@ import { readdirSync, readFileSync } from 'node:fs'
 import { join } from 'node:path'
 import { test } from 'node:test'
 import { fileURLToPath } from 'node:url'
-import { gzipSync } from 'node:zlib'
+import { gunzipSync } from 'node:zlib'
+import { sentForm } from '../support/page-files.mjs'
 
 const WEB = fileURLToPath(new URL('../../service/web/', import.meta.url))
 const files = readdirSync(WEB, { recursive: true }).filter((name) => /\.(js|css|html|svg|webmanifest)$/.test(name))
 const read = (name) => readFileSync(join(WEB, name), 'utf8')
 const modules = files.filter((name) => name.endsWith('.js'))
 
-test('all that is no picture is 60 kB at most, compressed (gzip -9)', () => {
-  const sizes = files.map((name) => gzipSync(read(name), { level: 9 }).length)
+test('all that is no picture is 60 kB at most, compressed (gzip -9), and without comments', () => {
+  const sizes = files.map((name) => sentForm(join(WEB, name)).length)
   const sum = sizes.reduce((all, one) => all + one, 0)
   assert.ok(sum <= 60_000, `${sum} bytes`)
+})
+
+test('what is sent has the lines of its source, and of each but a comment all', () => {
+  for (const name of modules) {
+    const sent = gunzipSync(sentForm(join(WEB, name))).toString().split('\n')
+    const source = read(name).split('\n')
+    assert.equal(sent.length, source.length, name)
+    const gone = source.filter((line, at) => sent[at] !== line)
+    assert.ok(sent.every((line, at) => line === '' || line === source[at]), name)
+    for (const line of gone) assert.match(line, /^\s*(\/\/|\/?\*)/, name)
+    for (const line of source) assert.equal((line.match(/`/g) ?? []).length % 2, 0, `${name}: a text over lines: ${line}`)
+  }
 })
 
 test('the document names every module, so that none waits for another', () => {
