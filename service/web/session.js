@@ -36,10 +36,14 @@ addEventListener('online', () => live.tryNow())
 addEventListener('offline', () => live.drop())
 setInterval(() => document.hidden || store.tell('tick'), 1000)
 
-// A socket that was refused says not why; a session that has ended is one reason.
+// A socket that was refused says not why; a session that has ended is one reason, and another account's another.
 store.on('link', () => {
   if (live.link.state !== 'waiting') return
-  void get('/api/me').then(({ value }) => value && !value.account && store.me.account && store.signOut())
+  void get('/api/me').then(({ value }) => {
+    if (!value || !store.me.account || value.account?.id === store.me.account.id) return
+    store.signOut()
+    signedIn(value)
+  })
 })
 
 /** @type {Set<() => void>} */

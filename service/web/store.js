@@ -5,6 +5,7 @@
 import { History } from './items.js'
 import { refusal } from './words.js'
 
+const SLOW_STOP = 5 // seconds
 const DOUBT = 'The link was lost meanwhile, and whether it was taken cannot be told. Your text is back in the box.'
 
 export class Store {
@@ -66,7 +67,10 @@ export class Store {
     this.live.stop()
     this.computers.clear()
     this.known = false
-    this.drafts.clear()
+    for (const kept of [this.drafts, this.stops, this.seen, this.#doubted]) kept.clear()
+    this.listening = false
+    this.tell('listening')
+    this.#say('')
     this.#forget('')
     this.tell('me')
   }
@@ -113,9 +117,15 @@ export class Store {
     this.tell('drafts')
   }
 
-  /** @param {string} computer */
+  /** Whether it was told to stop, and has not answered for long. @param {string} computer @returns {'' | 'told' | 'slow'} */
+  stopping(computer) {
+    const stop = this.stops.get(computer)
+    return !stop ? '' : this.live.link.state === 'open' && this.now() - stop.at > SLOW_STOP ? 'slow' : 'told'
+  }
+
+  /** Again when nothing came of it: it may have been lost on its way. @param {string} computer */
   stop(computer) {
-    if (this.stops.has(computer)) return
+    if (this.stopping(computer) === 'told') return
     this.stops.set(computer, { task: this.computers.get(computer)?.lastTask?.id ?? '', at: this.now() })
     this.live.send({ type: 'cancel', computer })
     this.tell('stops')
@@ -144,7 +154,10 @@ export class Store {
     this.#askForItems()
     if (this.listening) this.live.send({ type: 'listen', computer: this.watched, on: true })
     for (const [computer, stop] of this.stops)
-      if (this.computers.get(computer)?.lastTask?.id === stop.task) this.live.send({ type: 'cancel', computer })
+      if (this.computers.get(computer)?.lastTask?.id === stop.task) {
+        stop.at = this.now()
+        this.live.send({ type: 'cancel', computer })
+      }
   }
 
   /** @param {ServiceMessage} message */

@@ -44,6 +44,29 @@ test('a tone comes out with its frequency, the level moves, and silence follows'
     { flags: FLAGS },
   ))
 
+test('signing out ends the listening, and the next who signs in does not listen', () =>
+  onScene(
+    'idleNew',
+    async (page, service) => {
+      const listens = () => service.heard.filter((one) => one.type === 'listen').map((one) => one.on)
+      await page.click('.listen-button')
+      await until(() => listens().length === 1)
+      await page.click('summary')
+      await page.click('text=Sign out')
+      await page.waitForSelector('#email')
+      assert.equal(await page.evaluate(async () => (await import('/web/sound/player.js')).player.context), null)
+      service.account = { id: 'a2', email: 'other@house.example' }
+      await page.fill('#email', service.account.email)
+      await page.fill('#password', service.password)
+      await page.keyboard.press('Enter')
+      await page.click('a:has-text("workshop")')
+      await page.waitForSelector('.listen-button[aria-pressed=false]')
+      await until(() => service.heard.filter((one) => one.type === 'watch').length === 2)
+      assert.deepEqual(listens(), [true])
+    },
+    { flags: FLAGS },
+  ))
+
 test('leaving the computer ends the listening', () =>
   onScene(
     'idleNew',

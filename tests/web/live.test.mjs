@@ -217,6 +217,47 @@ test('Stop is said again after a reconnect as long as the same task runs', () =>
   }
 })
 
+test('a Stop that nobody has answered can be pressed again after a while, and not before', () => {
+  const { page, store, connect } = begin()
+  const socket = connect()
+  const cancels = () => socket.sent.filter((one) => one.type === 'cancel').length
+  socket.say({ type: 'computers', computers: [busy()] })
+  store.stop('c')
+  page.time += 5
+  store.stop('c')
+  assert.equal(cancels(), 1)
+  page.time += 1
+  assert.equal(store.stopping('c'), 'slow')
+  store.stop('c')
+  assert.equal(cancels(), 2)
+  assert.equal(store.stopping('c'), 'told')
+})
+
+test('nothing of an account goes on with the next', () => {
+  for (const end of ['sign out', 'session']) {
+    const { store, connect, cut } = begin()
+    const heard = []
+    store.on('listening', () => heard.push(store.listening))
+    connect().say({ type: 'computers', computers: [busy()] })
+    store.watch('c')
+    store.listen(true)
+    store.stop('c')
+    store.draft('c').text = 'a secret'
+    store.live.onMessage({ type: 'full', message: 'x' })
+    if (end === 'session') cut(SESSION_ENDED)
+    else store.signOut()
+    assert.deepEqual(heard, [true, false], end)
+    store.signIn({ account: { id: 'b', email: 'f' }, csrf: '', firstVisit: false })
+    const socket = connect()
+    store.watch('c')
+    assert.deepEqual(
+      socket.sent.map((one) => one.type),
+      ['watch'],
+    )
+    assert.deepEqual([store.stops.size, store.seen.size, store.full, store.draft('c').text], [0, 0, '', ''])
+  }
+})
+
 test('Stop is over when the computer says that it rests', () => {
   const { store, connect } = begin()
   const socket = connect()

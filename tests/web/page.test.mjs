@@ -47,6 +47,42 @@ test('signing out closes the link and shows the sign-in', () =>
     await until(() => service.sockets.size === 0)
   }))
 
+test('a sign-out that was refused is said, and can be tried again', () =>
+  onScene(
+    'computers',
+    async (page, service) => {
+      await page.waitForSelector('.comp')
+      service.instead.set('/api/sign-out', { status: 503, body: { error: 'full', message: 'The disk is full.' } })
+      await page.click('summary')
+      await page.click('text=Sign out')
+      await page.waitForSelector('.notices:has-text("You are still signed in. The disk is full.")')
+      assert.equal(await page.locator('.comp').count(), 5)
+      service.instead.clear()
+      await page.click('.notices >> text=Sign out')
+      await page.waitForSelector('#password')
+      assert.equal(await page.locator('.notices .note').count(), 0)
+      await until(() => service.sockets.size === 0)
+    },
+    { expected: LOST },
+  ))
+
+test('another account that has signed in meanwhile is the one that is shown', () =>
+  onScene(
+    'idle',
+    async (page, service) => {
+      await page.fill('#task', 'a secret of the first')
+      service.refuseSockets = true
+      service.account = { id: 'a2', email: 'other@house.example' }
+      service.cut()
+      await page.waitForSelector('summary:has-text("other@house.example")')
+      service.refuseSockets = false
+      await page.click('.notices >> text=Now')
+      await page.waitForSelector('#task')
+      assert.equal(await page.inputValue('#task'), '')
+    },
+    { expected: LOST },
+  ))
+
 test('a session that has ended elsewhere shows the sign-in', () =>
   onScene('busy', async (page, service) => {
     await page.waitForSelector('.stop:visible')

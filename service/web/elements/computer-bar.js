@@ -5,9 +5,7 @@ import { icon } from '../icons.js'
 import { computerPath } from '../router.js'
 import { onRoute, announce, route, store } from '../session.js'
 import { stateWord } from '../words.js'
-import { Part, showState, stateMark } from './pieces.js'
-
-const SLOW_STOP = 5
+import { Part, showState, showStop, stateMark } from './pieces.js'
 
 export class ComputerBar extends Part {
   #word = ''
@@ -80,12 +78,8 @@ export class ComputerBar extends Part {
     const computer = store.current
     set(this.find('.dock'), 'hidden', !computer?.online || !computer.state?.busy)
     say(this.find('.count b'), String(computer?.state?.step || '–'))
-    const stop = store.stops.get(store.watched)
-    const button = this.find('.stop')
-    set(button, 'aria-disabled', stop ? 'true' : null)
-    const slow = stop && store.now() - stop.at > SLOW_STOP
-    const words = !stop ? 'Stop' : store.live.link.state !== 'open' ? 'Stops when the link is back' : 'Stopping…'
-    say(/** @type {Element} */ (button.lastElementChild), words)
+    showStop(this.find('.stop'), store.watched)
+    const slow = store.stopping(store.watched) === 'slow'
     set(this.find('.count b'), 'hidden', slow)
     say(this.find('.count span'), slow ? `${computer?.name} has not answered` : 'Step')
   }

@@ -6,7 +6,7 @@ import { icon } from '../icons.js'
 import { computerPath } from '../router.js'
 import { store } from '../session.js'
 import { outcomeWord, stateWord } from '../words.js'
-import { Part, bones, empty, showState, stateMark } from './pieces.js'
+import { Part, bones, empty, showState, showStop, stateMark } from './pieces.js'
 
 class ComputerList extends Part {
   build() {
@@ -70,8 +70,7 @@ function showCard(element, computer) {
   const stop = part('.btn')
   set(stop, 'hidden', !computer.online || !computer.state?.busy)
   set(stop, 'aria-label', `Stop the task on ${computer.name}`)
-  set(stop, 'aria-disabled', store.stops.has(computer.id) && 'true')
-  say(part('.btn span'), store.stops.has(computer.id) ? 'Stopping…' : 'Stop')
+  showStop(stop, computer.id)
 }
 
 /** @param {Computer} computer */

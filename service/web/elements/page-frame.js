@@ -31,6 +31,9 @@ const VIEWS = {
 const TITLES = { computers: 'Computers', tasks: 'Tasks', settings: 'Settings', task: 'Task', verify: 'Verify' }
 
 class PageFrame extends Part {
+  /** Why signing out did not work. */
+  #stays = ''
+
   build() {
     refill(
       this,
@@ -90,16 +93,28 @@ class PageFrame extends Part {
           h(
             'details.menu',
             h('summary', icon('person'), h('span', email)),
-            h('button.btn', { onclick: signOut }, 'Sign out'),
+            h('button.btn', { onclick: () => void this.signOut() }, 'Sign out'),
           ),
         ],
     )
   }
 
+  // Who has signed out goes away from this computer: it has to be true.
+  async signOut() {
+    const { refusal } = await ask('POST', '/api/sign-out', {})
+    this.#stays = refusal?.message ?? ''
+    if (refusal && store.me.account) return this.showNotices()
+    if (store.me.account) store.signOut()
+    void recognise()
+    go('/')
+  }
+
   showNotices() {
     const { link } = store.live
     const lost = store.me.account && link.state === 'waiting'
-    refillFor(this.find('.notices'), `${lost} ${store.full}`, () => [
+    if (!store.me.account) this.#stays = ''
+    refillFor(this.find('.notices'), `${lost} ${this.#stays} ${store.full}`, () => [
+      this.#stays && trouble('You are still signed in.', this.#stays, again('Sign out', () => this.signOut())),
       lost && linkNote(),
       store.full && trouble('The service’s disk is full.', store.full),
     ])
@@ -121,10 +136,13 @@ function linkNote() {
       '.',
       heard ? ` What you see is from ${clock(heard)}.` : '',
     ),
-    h('button.btn', { onclick: () => store.live.tryNow() }, 'Now'),
+    again('Now', () => store.live.tryNow()),
     'away',
   )
 }
+
+/** @param {string} words @param {() => unknown} act */
+const again = (words, act) => h('button.btn', { onclick: act }, words)
 
 /** @param {string} view */
 function make(view) {
@@ -142,13 +160,6 @@ function title(view) {
   const words = { 'sign-in': 'Sign in', 'first-visit': 'Set up' }[view] ?? TITLES[route().view]
   const name = store.computers.get(route().id)?.name
   return [words, name, 'ombru'].filter(Boolean).join(' · ')
-}
-
-async function signOut() {
-  await ask('POST', '/api/sign-out', {})
-  store.signOut()
-  void recognise()
-  go('/')
 }
 
 /** @param {KeyboardEvent} event */

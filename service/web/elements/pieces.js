@@ -54,6 +54,14 @@ export function showState(mark, { word, tone, live }) {
   say(/** @type {Element} */ (mark.lastElementChild), word)
 }
 
+/** What a button to stop a computer says, and whether it does something. @param {HTMLElement} button @param {string} computer */
+export function showStop(button, computer) {
+  const stopping = store.stopping(computer)
+  set(button, 'aria-disabled', stopping === 'told' && 'true')
+  const told = store.live.link.state === 'open' ? 'Stopping…' : 'Stops when the link is back'
+  say(/** @type {Element} */ (button.lastElementChild), { '': 'Stop', told, slow: 'Stop again' }[stopping])
+}
+
 const NOTE_ICONS = { wait: 'warning', halt: 'warning', go: 'check', '': 'info' }
 
 /** @param {'wait' | 'halt' | 'go' | ''} tone @param {Child} text @param {Child} [more] @param {string} [picture] */
