@@ -39,7 +39,7 @@ Server::~Server() = default;
 // What a service finds when it starts.
 struct Server::Kept {
     std::vector<ComputerRecord> computers;
-    std::map<qint64, TaskRecord> lastTasks;
+    std::map<qint64, LiveComputer::Last> last;
     bool isNew;
 };
 
@@ -50,12 +50,18 @@ Result<Server::Kept> Server::read(Store &store) {
     if (!computers)
         return std::unexpected(computers.error());
     const auto tasks = store.history.lastTasks();
-    if (!tasks)
-        return std::unexpected(tasks.error());
+    const auto pictures = store.history.lastPictures();
+    if (!tasks || !pictures)
+        return std::unexpected(!tasks ? tasks.error() : pictures.error());
+    std::map<qint64, LiveComputer::Last> last;
+    for (const auto &[computer, task] : *tasks)
+        last[computer].task = task;
+    for (const auto &[computer, picture] : *pictures)
+        last[computer].picture = picture;
     const auto isNew = store.accounts.isEmpty();
     if (!isNew)
         return std::unexpected(isNew.error());
-    return Kept{*computers, *tasks, *isNew};
+    return Kept{*computers, std::move(last), *isNew};
 }
 
 Result<Server::Stores> Server::open(const QString &file, const Options &options) {
@@ -82,7 +88,7 @@ Result<std::unique_ptr<Server>> Server::start(ServiceSettings &settings, Options
     if (!kept)
         return std::unexpected(kept.error());
     std::unique_ptr<Server> server(new Server(settings, *std::move(lock), *std::move(stores), options));
-    server->m_service.hub->load(std::move(kept->computers), std::move(kept->lastTasks));
+    server->m_service.hub->load(std::move(kept->computers), std::move(kept->last));
     if (kept->isNew)
         server->m_service.visitCode = newVisitCode();
     if (const auto served = server->serve(); !served)
@@ -93,11 +99,13 @@ Result<std::unique_ptr<Server>> Server::start(ServiceSettings &settings, Options
 Result<> Server::serve() {
     const auto port = static_cast<std::uint16_t>(m_service.settings.port());
     const bool any = m_service.settings.interface() == "any"_L1;
-    auto http = HttpServer::start({.interface = any ? Interface::any : Interface::loopback,
-                                   .port = port,
-                                   .requestLimit = m_options.requestLimit,
-                                   .mostBody = [this](const Request &request) { return m_router.mostBody(request); },
-                                   .answer = [this](Request request) { return m_router.answer(std::move(request)); }});
+    auto http = HttpServer::start(
+        {.interface = any ? Interface::any : Interface::loopback,
+         .port = port,
+         .isProxy = [this](const QString &peer) { return isInNetwork(peer, m_service.settings.proxy()); },
+         .requestLimit = m_options.requestLimit,
+         .mostBody = [this](const Request &request) { return m_router.mostBody(request); },
+         .answer = [this](Request request) { return m_router.answer(std::move(request)); }});
     if (!http)
         return std::unexpected(inTheWay(port, http.error()));
     m_http = *std::move(http);

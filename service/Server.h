@@ -25,6 +25,7 @@ public:
     QString visitCode() const { return m_service.visitCode; } // empty when there is an account
     std::uint16_t port() const { return m_http->port(); }
 
+    StoreQueue &store() { return m_store; }
     StoreQueue &reader() { return m_reader; } // of the history
 
     // Says goodbye to everybody, and has kept what they told.

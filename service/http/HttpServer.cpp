@@ -1,6 +1,7 @@
 #include "service/http/HttpServer.h"
 
 #include "net/HttpHead.h"
+#include "service/rates/Rates.h"
 
 #include <QSocketNotifier>
 
@@ -97,6 +98,7 @@ private:
     };
     struct Connection {
         QString peer;
+        QString network;   // its
         Clock::Time since; // when it was opened, or its last answer was given
         bool answering = false;
     };
@@ -231,9 +233,12 @@ MHD_Result HttpServer::Daemon::onAccept(void *self, const sockaddr *address, soc
     const auto peer = hostOf(address);
     if (peer == "127.0.0.1"_L1 || peer == "::1"_L1)
         return MHD_YES;
+    const auto network = networkOf(peer);
     const auto open =
-        std::ranges::count_if(daemon.m_connections, [&](const auto &each) { return each.second.peer == peer; });
-    return open < daemon.m_options.mostOfOneAddress ? MHD_YES : MHD_NO;
+        std::ranges::count_if(daemon.m_connections, [&](const auto &each) { return each.second.network == network; });
+    const auto &options = daemon.m_options;
+    const bool fits = open < options.mostOfOneAddress || (options.isProxy && options.isProxy(peer));
+    return fits ? MHD_YES : MHD_NO;
 }
 
 void HttpServer::Daemon::onConnection(void *self, MHD_Connection *connection, void ** /*context*/,
@@ -244,7 +249,8 @@ void HttpServer::Daemon::onConnection(void *self, MHD_Connection *connection, vo
         return;
     }
     const auto *info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
-    connections.emplace(connection, Connection{hostOf(info->client_addr), Clock::now()});
+    const auto peer = hostOf(info->client_addr);
+    connections.emplace(connection, Connection{peer, networkOf(peer), Clock::now()});
 }
 
 // --- Requests
@@ -324,7 +330,7 @@ void HttpServer::Daemon::onDone(void *self, MHD_Connection *connection, void **c
     auto &daemon = *static_cast<Daemon *>(self);
     daemon.m_exchanges.erase(std::exchange(*context, nullptr));
     if (const auto known = daemon.m_connections.find(connection); known != daemon.m_connections.end())
-        known->second = {known->second.peer, Clock::now()};
+        known->second = {known->second.peer, known->second.network, Clock::now()};
 }
 
 // The library closes its descriptor once it is let go of; ours is another one of the same connection.

@@ -1,5 +1,7 @@
 #include "service/http/Request.h"
 
+#include <QHostAddress>
+
 #include <algorithm>
 
 namespace ombru {
@@ -36,6 +38,12 @@ QByteArray Request::bearer() const {
     const auto value = header("authorization");
     return value.first(std::min(value.size(), SCHEME.size())).toLower() == SCHEME ? value.mid(SCHEME.size())
                                                                                   : QByteArray();
+}
+
+QString Request::forwardedFor() const {
+    const auto said = header("x-forwarded-for").split(',').last().trimmed();
+    const QHostAddress address(QString::fromLatin1(said));
+    return address.isNull() ? QString() : address.toString();
 }
 
 bool Request::wantsWebSocket() const {

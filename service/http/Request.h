@@ -28,6 +28,9 @@ struct Request {
     QByteArray cookie(QByteArrayView name) const;
     QByteArray bearer() const; // the token of "Authorization: Bearer"
     bool wantsWebSocket() const;
+
+    // The last address that a proxy says it asks for; empty when none does, or what it says is none.
+    QString forwardedFor() const;
 };
 
 } // namespace ombru

@@ -17,8 +17,10 @@ public:
         NORMAL = 1000,
         GOING_AWAY = 1001,
         PROTOCOL_ERROR = 1002,
+        POLICY = 1008, // it says too much
         SESSION_OVER = 4401,
-        REPLACED = 4409
+        REPLACED = 4409,
+        TOO_MANY = 4429
     };
 
     struct Message {

@@ -3,6 +3,7 @@
 #include "service/log/Log.h"
 
 #include <numeric>
+#include <ranges>
 
 namespace ombru {
 
@@ -63,12 +64,10 @@ void Hub::begin() {
 
 // --- What others tell
 
-void Hub::load(std::vector<ComputerRecord> computers, std::map<qint64, TaskRecord> lastTasks) {
-    onQueue([computers = std::move(computers), lastTasks = std::move(lastTasks)](Hub &self) mutable {
-        for (auto &record : computers) {
-            const auto last = lastTasks.find(record.id);
-            self.add(std::move(record), last == lastTasks.end() ? std::nullopt : std::optional(last->second));
-        }
+void Hub::load(std::vector<ComputerRecord> computers, std::map<qint64, LiveComputer::Last> last) {
+    onQueue([computers = std::move(computers), last = std::move(last)](Hub &self) mutable {
+        for (auto &record : computers)
+            self.add(record, std::move(last[record.id]));
     });
 }
 
@@ -81,7 +80,7 @@ void Hub::signedIn(ComputerRecord computer) {
     });
 }
 
-void Hub::add(ComputerRecord record, std::optional<TaskRecord> lastTask) {
+void Hub::add(ComputerRecord record, LiveComputer::Last last) {
     const auto id = record.id;
     const LiveComputer::Listener listener{.onChange = [this](const LiveComputer &computer) { changed(computer); },
                                           .onSound =
@@ -92,7 +91,7 @@ void Hub::add(ComputerRecord record, std::optional<TaskRecord> lastTask) {
                                               },
                                           .onHeldBack = [this] { ++m_counts.heldBack; }};
     m_computers.emplace(id, std::make_shared<LiveComputer>(m_transport->queue(), m_journal, std::move(record),
-                                                           std::move(lastTask), listener));
+                                                           std::move(last), listener));
 }
 
 void Hub::withComputer(qint64 id, const std::function<void(LiveComputer &)> &work) {
@@ -143,11 +142,21 @@ void Hub::takePage(Page::Owner owner, Accepted connection, QByteArray already) {
         if (!stream || self.m_stopped)
             return stream ? (*stream)->cancel() : void();
         const auto channel = std::make_shared<Channel>(*std::move(stream), KEPT_OF_PAGE);
+        if (!self.hasRoomFor(owner)) {
+            channel->start({});
+            return channel->close(Channel::TOO_MANY);
+        }
         const auto page = std::make_shared<Page>(self, std::move(owner), channel);
         self.m_pages.insert(page);
         self.m_counts.pages = static_cast<qint64>(self.m_pages.size());
         page->start(already);
     });
+}
+
+bool Hub::hasRoomFor(const Page::Owner &owner) const {
+    const auto open = [this](auto isIts) { return std::ranges::count_if(m_pages, isIts); };
+    return open([&](const auto &page) { return page->owner().session == owner.session; }) < PAGES_OF_SESSION &&
+           open([&](const auto &page) { return page->owner().account == owner.account; }) < PAGES_OF_ACCOUNT;
 }
 
 Task<QJsonArray> Hub::computers(qint64 account) {
@@ -210,8 +219,11 @@ void Hub::left(const std::shared_ptr<Page> &page) {
 void Hub::changed(const LiveComputer &computer) {
     if (computer.presence().online)
         m_online.insert(computer.record().id);
-    else
-        m_online.erase(computer.record().id);
+    else if (m_online.erase(computer.record().id) > 0)
+        m_store.post([id = computer.record().id, now = Clock::unixSeconds()](Store &store) {
+            // What is not noted now is told by the last that came, when the service starts.
+            static_cast<void>(store.computers.seen(id, now));
+        });
     m_counts.online = static_cast<qint64>(m_online.size());
     for (const auto &page : m_pages)
         if (page->owner().account == computer.record().account)
@@ -233,6 +245,9 @@ void Hub::appended(const Appended &appended) {
                 message = itemsMessage(id, items);
             page->came(items, message);
         }
+        const auto picture = std::ranges::find_if(items | std::views::reverse, &Item::isPicture);
+        if (picture != items.rend())
+            withComputer(id, [&](LiveComputer &its) { its.noted(*picture); });
     }
     for (const auto &task : appended.tasks)
         withComputer(task.computer, [&](LiveComputer &its) { its.noted(task); });

@@ -26,12 +26,16 @@ public:
         std::atomic<qint64> heldBack = 0; // how often a computer was read no further, since the disk was behind
     };
 
+    // Open at once; one more is closed again.
+    static constexpr int PAGES_OF_SESSION = 20;
+    static constexpr int PAGES_OF_ACCOUNT = 60;
+
     // Main thread; `store` outlives it. Whoever made it stops it before letting go.
     static std::shared_ptr<Hub> make(StoreQueue &store);
 
     // --- Any thread
 
-    void load(std::vector<ComputerRecord> computers, std::map<qint64, TaskRecord> lastTasks);
+    void load(std::vector<ComputerRecord> computers, std::map<qint64, LiveComputer::Last> last);
     void signedIn(ComputerRecord computer);
     void revoke(qint64 computer);
     void fetched(qint64 computer, double time, QString platform);
@@ -67,7 +71,7 @@ private:
         });
     }
     void begin();
-    void add(ComputerRecord record, std::optional<TaskRecord> lastTask);
+    void add(ComputerRecord record, LiveComputer::Last last);
     void withComputer(qint64 id, const std::function<void(LiveComputer &)> &work);
     void changed(const LiveComputer &computer);
     void appended(const Appended &appended);
@@ -75,6 +79,7 @@ private:
     void lost(const std::set<qint64> &computers, const Failure &failure);
     void look();
     void checkSession(const std::shared_ptr<Page> &page);
+    bool hasRoomFor(const Page::Owner &owner) const;
     void endAll();
     void whenKept(Completion done);
 

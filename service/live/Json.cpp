@@ -24,6 +24,18 @@ QJsonValue stateJson(const Presence &presence) {
                        {u"received"_s, presence.stateReceived}};
 }
 
+QString pictureURL(const Item &item) {
+    return u"/api/pictures/"_s + idText(*item.picture);
+}
+
+QJsonValue pictureJson(const Presence &presence) {
+    if (!presence.picture)
+        return QJsonValue::Null;
+    const auto &item = *presence.picture;
+    return QJsonObject{
+        {u"id"_s, idText(*item.picture)}, {u"url"_s, pictureURL(item)}, {u"time"_s, item.time}, {u"step"_s, item.step}};
+}
+
 } // namespace
 
 QJsonValue orNull(const std::optional<double> &number) {
@@ -42,6 +54,7 @@ QJsonObject toJson(const ComputerRecord &computer, const Presence &presence) {
             {u"since"_s, orNull(presence.since)},
             {u"state"_s, stateJson(presence)},
             {u"listening"_s, presence.listening},
+            {u"picture"_s, pictureJson(presence)},
             {u"lastTask"_s, presence.lastTask ? QJsonValue(toJson(*presence.lastTask)) : QJsonValue()}};
 }
 
@@ -62,7 +75,7 @@ QJsonObject toJson(const Item &item) {
                      {u"kind"_s, item.kind}};
     if (item.picture) {
         json[u"picture"_s] = idText(*item.picture);
-        json[u"url"_s] = u"/api/pictures/"_s + idText(*item.picture);
+        json[u"url"_s] = pictureURL(item);
         return json;
     }
     json[u"text"_s] = item.text;

@@ -15,6 +15,7 @@ struct Presence {
     double stateReceived = 0;
     bool listening = false; // a page hears it
     std::optional<TaskRecord> lastTask;
+    std::optional<Item> picture; // the newest
 };
 
 QJsonObject toJson(const ComputerRecord &computer, const Presence &presence);

@@ -30,11 +30,12 @@ std::optional<AgentMessage> read(const Channel::Message &message) {
 
 } // namespace
 
-LiveComputer::LiveComputer(SerialQueue &queue, std::shared_ptr<Journal> journal, ComputerRecord record,
-                           std::optional<TaskRecord> lastTask, Listener listener)
+LiveComputer::LiveComputer(SerialQueue &queue, std::shared_ptr<Journal> journal, ComputerRecord record, Last last,
+                           Listener listener)
     : m_queue(queue), m_journal(std::move(journal)), m_listener(std::move(listener)), m_record(std::move(record)) {
     m_presence.since = m_record.seen;
-    m_presence.lastTask = std::move(lastTask);
+    m_presence.lastTask = std::move(last.task);
+    m_presence.picture = std::move(last.picture);
 }
 
 // --- The channel
@@ -45,6 +46,7 @@ void LiveComputer::connect(const std::shared_ptr<Channel> &channel, const QByteA
     if (const auto before = std::exchange(m_channel, channel))
         before->close(Channel::REPLACED);
     m_presence.online = true;
+    m_presence.state.reset(); // what it says first counts, also when it is what the other channel said last
     m_presence.since = Clock::unixSeconds();
     changed();
     const auto weak = weak_from_this();
@@ -214,11 +216,17 @@ void LiveComputer::fetched(double time, const QString &platform) {
 
 void LiveComputer::forget() {
     m_presence.lastTask.reset();
+    m_presence.picture.reset();
     changed();
 }
 
 void LiveComputer::noted(const TaskRecord &task) {
     m_presence.lastTask = task;
+    changed();
+}
+
+void LiveComputer::noted(const Item &picture) {
+    m_presence.picture = picture;
     changed();
 }
 

@@ -19,8 +19,13 @@ public:
         std::function<void(const LiveComputer &, QByteArrayView)> onSound;
         std::function<void()> onHeldBack; // it is read no further until the disk has caught up
     };
-    LiveComputer(SerialQueue &queue, std::shared_ptr<Journal> journal, ComputerRecord record,
-                 std::optional<TaskRecord> lastTask, Listener listener);
+    // What is kept of it.
+    struct Last {
+        std::optional<TaskRecord> task = {};
+        std::optional<Item> picture = {};
+    };
+    LiveComputer(SerialQueue &queue, std::shared_ptr<Journal> journal, ComputerRecord record, Last last,
+                 Listener listener);
 
     const ComputerRecord &record() const { return m_record; }
     const Presence &presence() const { return m_presence; }
@@ -36,6 +41,7 @@ public:
     void forget();
     void noted(qint64 lastNumber) { m_record.lastNumber = std::max(m_record.lastNumber, lastNumber); }
     void noted(const TaskRecord &task);
+    void noted(const Item &picture);
 
     // `page` hears when it is not accepted.
     void handTask(const std::weak_ptr<Page> &page, const QString &text);

@@ -4,8 +4,6 @@
 #include "service/live/Json.h"
 #include "service/live/LiveComputer.h"
 
-#include <QJsonDocument>
-
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -15,10 +13,6 @@ namespace {
 constexpr qsizetype MOST_AHEAD = 256 << 10;      // bytes that wait to be sent, before it is let catch up later
 constexpr qsizetype MOST_SOUND_AHEAD = 32 << 10; // before its sound is dropped
 constexpr qint64 NEWEST = 500;                   // items for a page that has none
-
-qint64 idOf(const QJsonValue &value) {
-    return value.toString().toLongLong();
-}
 
 } // namespace
 
@@ -56,35 +50,51 @@ void Page::look(Clock::Duration mostSilent) {
 // --- What it asks
 
 void Page::received(const Channel::Message &message) {
-    const auto document = QJsonDocument::fromJson(message.bytes.toByteArray());
-    if (message.isText && message.cut == 0 && document.isObject())
-        take(document.object());
+    if (!m_messages.take())
+        return close(Channel::POLICY);
+    if (!message.isText || message.cut > 0)
+        return;
+    if (const auto said = pageMessage(message.bytes))
+        std::visit([this](const auto &request) { take(request); }, *said);
 }
 
-void Page::take(const QJsonObject &message) {
-    const auto type = message["type"_L1].toString();
-    if (type == "unwatch"_L1) {
-        m_watch.reset();
-        return;
-    }
-    const auto id = idOf(message["computer"_L1]);
-    const auto computer = m_hub.computer(id, m_owner.account);
-    if (!computer)
-        return;
-    if (type == "watch"_L1)
-        watch(id, message["after"_L1].toInteger(-1));
-    else if (type == "task"_L1)
-        computer->handTask(weak_from_this(), message["text"_L1].toString());
-    else if (type == "cancel"_L1)
-        computer->cancelTask();
-    else if (type == "listen"_L1)
-        listen(id, message["on"_L1].toBool());
+std::shared_ptr<LiveComputer> Page::computer(qint64 id) const {
+    return m_hub.computer(id, m_owner.account);
 }
 
-void Page::watch(qint64 computer, qint64 after) {
-    const auto newest = m_hub.lastNumber(computer);
-    m_watch = Watch{computer, ++m_watches, after < 0 ? std::max<qint64>(0, newest - NEWEST) : std::min(after, newest)};
+void Page::take(const WatchRequest &request) {
+    const auto id = request.computer;
+    if (!computer(id))
+        return gone(id);
+    const auto newest = m_hub.lastNumber(id);
+    const auto last = request.after ? std::min(*request.after, newest) : std::max<qint64>(0, newest - NEWEST);
+    m_watch = Watch{id, ++m_watches, last};
     flush();
+}
+
+void Page::take(const UnwatchRequest & /*request*/) {
+    m_watch.reset();
+}
+
+void Page::take(const TaskRequest &request) {
+    if (const auto its = computer(request.computer))
+        its->handTask(weak_from_this(), request.text);
+}
+
+void Page::take(const CancelRequest &request) {
+    if (const auto its = computer(request.computer))
+        its->cancelTask();
+}
+
+void Page::take(const ListenRequest &request) {
+    if (computer(request.computer))
+        listen(request.computer, request.on);
+}
+
+// One that is not there, or is another's.
+void Page::gone(qint64 computer) {
+    m_watch.reset();
+    send({{u"type"_s, u"gone"_s}, {u"computer"_s, QString::number(computer)}});
 }
 
 void Page::listen(qint64 computer, bool on) {
@@ -114,18 +124,18 @@ void Page::changed(qint64 computer) {
 void Page::flush() {
     while (!m_changed.empty() && hasRoom()) {
         const auto id = m_changed.extract(m_changed.begin()).value();
-        if (const auto computer = m_hub.computer(id, m_owner.account))
-            send({{u"type"_s, u"computer"_s}, {u"computer"_s, computer->json()}});
+        if (const auto its = computer(id))
+            send({{u"type"_s, u"computer"_s}, {u"computer"_s, its->json()}});
     }
     tellFull();
     catchUp();
 }
 
 void Page::catchUp() {
-    if (!m_watch || m_watch->asking || !hasRoom())
+    if (!m_watch || m_asking || !hasRoom())
         return;
     if (const auto newest = m_hub.lastNumber(m_watch->computer); m_watch->last < newest) {
-        m_watch->asking = true;
+        m_asking = true;
         m_watch->asked = newest;
         m_hub.askItems(weak_from_this(), m_watch->number, m_watch->computer, m_watch->last);
     } else if (!std::exchange(m_watch->told, true)) {
@@ -138,16 +148,16 @@ void Page::catchUp() {
 void Page::came(const std::vector<Item> &items, const QByteArray &message) {
     if (!m_watch || m_watch->computer != items.front().computer)
         return;
-    if (message.isEmpty() || m_watch->asking || !hasRoom() || m_watch->last + 1 != items.front().number)
+    if (message.isEmpty() || m_asking || !hasRoom() || m_watch->last + 1 != items.front().number)
         return catchUp();
     m_watch->last = items.back().number;
     m_channel->sendText(message);
 }
 
 void Page::read(quint64 watch, const Result<std::vector<Item>> &items) {
+    m_asking = false;
     if (!m_watch || m_watch->number != watch)
-        return;
-    m_watch->asking = false;
+        return flush();
     if (!items)
         return close(Channel::GOING_AWAY);
     if (items->empty()) // they were dropped

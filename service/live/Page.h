@@ -2,6 +2,8 @@
 // piece by piece as it reads, so that a slow one costs no memory. On the hub's queue.
 #pragma once
 #include "service/live/Channel.h"
+#include "service/live/PageMessage.h"
+#include "service/rates/Rates.h"
 #include "service/store/Records.h"
 
 #include <QJsonObject>
@@ -13,6 +15,7 @@
 namespace ombru {
 
 class Hub;
+class LiveComputer;
 
 class Page : public std::enable_shared_from_this<Page> {
 public:
@@ -41,15 +44,19 @@ public:
 private:
     struct Watch {
         qint64 computer;
-        quint64 number; // of the page's watches
-        qint64 last;    // that was sent
-        bool asking = false;
+        quint64 number;    // of the page's watches
+        qint64 last;       // that was sent
         qint64 asked = 0;  // up to this one
         bool told = false; // that it has caught up
     };
     void received(const Channel::Message &message);
-    void take(const QJsonObject &message);
-    void watch(qint64 computer, qint64 after);
+    void take(const WatchRequest &request);
+    void take(const UnwatchRequest &request);
+    void take(const TaskRequest &request);
+    void take(const CancelRequest &request);
+    void take(const ListenRequest &request);
+    std::shared_ptr<LiveComputer> computer(qint64 id) const; // none when it is not the owner's
+    void gone(qint64 computer);
     void listen(qint64 computer, bool on);
     void send(const QJsonObject &message);
     void flush();
@@ -62,6 +69,8 @@ private:
     const std::shared_ptr<Channel> m_channel;
     std::optional<Watch> m_watch;
     quint64 m_watches = 0;
+    bool m_asking = false; // the store, for one or for an earlier watch: one question at a time
+    Allowance m_messages{{.atOnce = 60, .aMinute = 120}};
     std::optional<qint64> m_hears;
     std::set<qint64> m_changed; // computers that it has to be told of
     QString m_full;

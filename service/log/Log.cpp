@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <mutex>
 
 namespace ombru {
 
@@ -23,6 +24,12 @@ QString value(const QString &text) {
     return plain && text.size() <= LONGEST_VALUE ? text : u'"' + shownLine(text, LONGEST_VALUE) + u'"';
 }
 
+void write(const QString &text) {
+    const auto time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    const auto line = (u"time="_s + time + u' ' + text + u'\n').toUtf8();
+    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stderr);
+}
+
 } // namespace
 
 QString logLine(QStringView event, std::initializer_list<LogField> fields) {
@@ -32,10 +39,27 @@ QString logLine(QStringView event, std::initializer_list<LogField> fields) {
     return line;
 }
 
+std::optional<qint64> LogLimit::take(const QString &event, const QString &address) {
+    const bool fits = address.isEmpty() || m_ofAddress.allows(event + u' ' + networkOf(address));
+    if (fits && m_ofEvent.allows(event))
+        return std::exchange(m_leftOut[event], 0);
+    ++m_leftOut[event];
+    return std::nullopt;
+}
+
 void logEvent(QStringView event, std::initializer_list<LogField> fields) {
-    const auto time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    const auto line = (u"time="_s + time + u' ' + logLine(event, fields) + u'\n').toUtf8();
-    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stderr);
+    static std::mutex mutex; // guards the next one
+    static LogLimit limit;
+    const auto *address = std::ranges::find(fields, u"address", &LogField::first);
+    const auto leftOut = [&] {
+        const std::lock_guard lock(mutex);
+        return limit.take(event.toString(), address == fields.end() ? QString() : address->second);
+    }();
+    if (!leftOut)
+        return;
+    if (*leftOut > 0)
+        write(logLine(u"left-out", {{u"of", event.toString()}, {u"lines", QString::number(*leftOut)}}));
+    write(logLine(event, fields));
 }
 
 } // namespace ombru

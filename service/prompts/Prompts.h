@@ -7,7 +7,8 @@ namespace ombru {
 // "linux", "macos" or "other", from what a computer calls itself: "ombru/0.1.0 (Linux; x86_64)".
 QString platformOf(QByteArrayView userAgent);
 
-// Empty for a system that is not known: the computer then uses its own.
+// There is one for each of those: a computer keeps the last one that it was given, so that nothing would leave it what
+// an owner has taken back.
 QString defaultPrompt(const QString &platform);
 
 } // namespace ombru

@@ -15,6 +15,7 @@ constexpr auto POLICY = "default-src 'none'; script-src 'self'; style-src 'self'
                         "'self'; manifest-src 'self'; worker-src 'self'; media-src 'self' blob:; base-uri 'none'; "
                         "form-action 'self'; frame-ancestors 'none'";
 constexpr auto WAIT_SECONDS = "10";
+constexpr int MOST_AT_ONCE = 50; // requests of a network
 
 // What fills the star; none when it is another path.
 std::optional<QString> filled(QStringView pattern, QStringView path) {
@@ -83,13 +84,26 @@ Task<Response> Router::answer(Request request) {
     const auto path = request.path;
     const auto peer = addressOf(request);
     const bool wantsWebSocket = request.wantsWebSocket();
-    auto response = co_await lead(std::move(request));
+    auto response = co_await leadAmongOthers(std::move(request), networkOf(peer));
     addCommonHeaders(response);
     if (wantsWebSocket && !response.take) // its client waits for the end of the connection
         response.headers.emplace_back("Connection", "close");
     m_service.answers.count(response.take ? 101 : response.status);
     if (isChange(method) || response.status >= 400)
         logEvent(u"request", {{u"path", path}, {u"status", QString::number(response.status)}, {u"address", peer}});
+    co_return response;
+}
+
+// A proxy in front has one connection for many; so what counts is what one network has asked and not been answered.
+// This computer's own programs are many.
+Task<Response> Router::leadAmongOthers(Request request, QString network) {
+    auto &underWay = m_underWay[network];
+    if (underWay >= MOST_AT_ONCE && !isLoopback(network))
+        co_return tooOften();
+    ++underWay;
+    auto response = co_await lead(std::move(request));
+    if (const auto its = m_underWay.find(network); --its->second == 0)
+        m_underWay.erase(its);
     co_return response;
 }
 
@@ -175,11 +189,8 @@ Task<std::optional<Response>> Router::refusalOfComputer(Asked &asked) {
 
 // A forwarded address is only what somebody says, unless the proxy in front says it; its own word is the last.
 QString Router::addressOf(const Request &request) const {
-    const auto said = request.header("x-forwarded-for");
-    if (said.isEmpty() || !isInNetwork(request.peer, m_service.settings.proxy()))
-        return request.peer;
-    const QHostAddress address(QString::fromLatin1(said.split(',').last().trimmed()));
-    return address.isNull() ? request.peer : address.toString();
+    const auto said = request.forwardedFor();
+    return said.isEmpty() || !isInNetwork(request.peer, m_service.settings.proxy()) ? request.peer : said;
 }
 
 // On this computer a browser may call it by any of its names.

@@ -19,6 +19,7 @@ private:
     Task<std::optional<Response>> refusalOfComputer(Asked &asked);
     Task<Result<>> findSession(Asked &asked);
     Task<Response> lead(Request request);
+    Task<Response> leadAmongOthers(Request request, QString network);
     QString addressOf(const Request &request) const;
     bool fitsOrigin(const Request &request) const;
     bool paces(const Route &route, const QString &address);
@@ -27,6 +28,7 @@ private:
     Rate m_usual{{.atOnce = 300, .aMinute = 600}};
     Rate m_careful{{.atOnce = 30, .aMinute = 30}};
     Rate m_frequent{{.atOnce = 3000, .aMinute = 6000}};
+    std::unordered_map<QString, int> m_underWay; // requests, by network
 };
 
 // Which route takes it, and what is in place of its star; no route when there is none.

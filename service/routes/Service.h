@@ -1,7 +1,7 @@
 // The running service as its routes see it: what it keeps, what is live, and who has tried what. Main thread.
 #pragma once
-#include "service/http/Rates.h"
 #include "service/live/Hub.h"
+#include "service/rates/Rates.h"
 #include "service/secrets/Secrets.h"
 #include "service/settings/ServiceSettings.h"
 #include "service/store/StoreQueue.h"

@@ -25,6 +25,12 @@ Shortened shortened(const QString &text, qint64 alreadyCut) {
     return {firstBytes(text, MOST_TEXT), bytes + alreadyCut};
 }
 
+// What a computer does not say, or what is no time of a calendar, is when it was received.
+double timeOf(double said, const Told &told) {
+    constexpr double LAST = 253'402'300'800; // seconds, of the year 9999
+    return said > 0 && said < LAST ? said : told.received;
+}
+
 struct KeptTask {
     TaskRecord task;
     bool lost;
@@ -93,7 +99,7 @@ struct History::Writer {
         book.tasks.note({event.kind, text, event.time});
         return addItem(book, told,
                        {.step = book.tasks.step(),
-                        .time = event.time > 0 ? event.time : told.received,
+                        .time = timeOf(event.time, told),
                         .kind = event.kind,
                         .text = text,
                         .cutFrom = from});
@@ -111,8 +117,9 @@ struct History::Writer {
         if (book.tasks.noteStep(screenshot.step))
             if (const auto kept = keepTask(book); !kept)
                 return kept;
-        return addItem(book, told,
-                       {.step = screenshot.step, .time = screenshot.time, .kind = u"picture"_s, .picture = picture});
+        return addItem(
+            book, told,
+            {.step = screenshot.step, .time = timeOf(screenshot.time, told), .kind = u"picture"_s, .picture = picture});
     }
 
     Result<> add(Book &book, const Told &told, const StateMessage &state) {
@@ -156,7 +163,11 @@ Result<> History::begin() {
         "UPDATE tasks SET outcome = 'unknown', lost = 1, ended = max(began, coalesce((SELECT max(received) FROM items "
         "WHERE items.task = tasks.id), began)) WHERE ended IS NULL");
     m_books.clear();
-    return lost;
+    if (!lost)
+        return lost;
+    return m_database.run(
+        "UPDATE computers SET seen = last.received FROM (SELECT computer, received, max(number) FROM "
+        "items GROUP BY computer) AS last WHERE last.computer = id AND last.received > coalesce(seen, 0)");
 }
 
 Result<Appended> History::append(std::span<const Told> told) {

@@ -18,7 +18,8 @@ class History {
 public:
     explicit History(Database &database) : m_database(database) {}
 
-    // When a service starts, and only then: tasks that ran when it ended are lost until their computer says otherwise.
+    // When a service starts, and only then: tasks that ran when it ended are lost until their computer says otherwise,
+    // and computers were seen when they told something last.
     Result<> begin();
 
     // How much is kept: bytes of all computers together, and pictures of each. What is told past that pushes out the
@@ -45,6 +46,7 @@ public:
 
     Result<std::optional<TaskRecord>> task(qint64 task);
     Result<std::map<qint64, TaskRecord>> lastTasks(); // by computer
+    Result<std::map<qint64, Item>> lastPictures();    // the same
 
     struct TaskSearch {
         qint64 computer = 0;

@@ -79,6 +79,18 @@ Result<std::map<qint64, TaskRecord>> History::lastTasks() {
     return last;
 }
 
+Result<std::map<qint64, Item>> History::lastPictures() {
+    const auto items = m_database.rows("SELECT number, computer, task, step, time, kind, text, cut_from, picture FROM "
+                                       "items WHERE picture IN (SELECT max(id) FROM pictures GROUP BY computer)",
+                                       readItem);
+    if (!items)
+        return std::unexpected(items.error());
+    std::map<qint64, Item> last;
+    for (const auto &item : *items)
+        last.emplace(item.computer, item);
+    return last;
+}
+
 Result<std::vector<TaskRecord>> History::tasks(const TaskSearch &search) {
     return m_database.rows(
         "SELECT id, computer, text, source, began, ended, steps, outcome, answer FROM tasks WHERE computer = ?1 AND "

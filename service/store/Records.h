@@ -67,7 +67,8 @@ struct TaskRecord {
     double began = 0;
     std::optional<double> ended = {};
     int steps = 0;
-    QString outcome = QStringLiteral("running"); // "done", "answered", "stopped", "failed", "unknown"
+    // Then "done", "answered", "unfinished" (out of steps), "stopped", "failed", "unknown" (its end was not seen).
+    QString outcome = QStringLiteral("running");
     QString answer = {};
 
     bool operator==(const TaskRecord &) const = default;
@@ -85,6 +86,7 @@ struct Item {
     std::optional<qint64> cutFrom = {}; // bytes that the text had, when it was shortened
     std::optional<qint64> picture = {};
 
+    bool isPicture() const { return picture.has_value(); }
     bool operator==(const Item &) const = default;
 };
 

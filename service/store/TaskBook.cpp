@@ -42,8 +42,10 @@ void TaskBook::note(const EventMessage &event) {
         conclude(u"done"_s, event.text.sliced(DONE.size()));
     else if (event.kind == "claude"_L1)
         conclude(u"answered"_s, event.text.startsWith(SAID) ? event.text.sliced(SAID.size()) : event.text);
-    else if (event.kind == "bad"_L1 || (event.kind == "warn"_L1 && event.text.startsWith(OUT_OF_STEPS)))
+    else if (event.kind == "bad"_L1)
         conclude(u"failed"_s, event.text);
+    else if (event.kind == "warn"_L1 && event.text.startsWith(OUT_OF_STEPS))
+        conclude(u"unfinished"_s, event.text);
     else if (event.kind == "warn"_L1 && event.text == CANCELLED)
         conclude(u"stopped"_s);
     else if (event.kind == "code"_L1 || event.kind == "result"_L1)

@@ -116,6 +116,16 @@ TEST_F(HistoryTest, ATaskThatRanWhenTheServiceEndedGoesOnWhenItsComputerSaysSo) 
     EXPECT_EQ(store->history.task(task)->value().steps, 3);
 }
 
+TEST_F(HistoryTest, AComputerWasSeenWhenItToldSomethingLastBeforeAKill) {
+    ASSERT_TRUE(store->computers.seen(one, 20));
+    ASSERT_TRUE(store->computers.seen(other, 20));
+    append({event(u"good"_s, u"a"_s, 30), event(u"good"_s, u"b"_s, 40)});
+    store = *Store::open({directory.filePath(u"service.sqlite"_s)});
+    ASSERT_TRUE(store->history.begin());
+    EXPECT_EQ(store->computers.find(one)->value().seen, 40);
+    EXPECT_EQ(store->computers.find(other)->value().seen, 20);
+}
+
 TEST_F(HistoryTest, ATextIsCutBetweenCharacters) {
     const auto item = append({event(u"result"_s, QString(MOST_TEXT, u'é'))}).items.front();
     EXPECT_EQ(item.text, QString(MOST_TEXT / 2, u'é'));

@@ -13,7 +13,9 @@ namespace {
 class HttpServerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto started = HttpServer::start({.mostBody = [](const Request &) { return 1000; },
+        auto started = HttpServer::start({.mostOfOneAddress = 3,
+                                          .isProxy = [](const QString &peer) { return peer == "127.0.0.3"_L1; },
+                                          .mostBody = [](const Request &) { return 1000; },
                                           .answer = [this](Request request) { return answer(std::move(request)); }});
         ASSERT_TRUE(started) << started.error().description.toStdString();
         server = *std::move(started);
@@ -86,6 +88,23 @@ TEST_F(HttpServerTest, AnAnswerMayComeLater) {
     clock.advance(1s);
     ASSERT_TRUE(waitUntil([&] { return reply->has_value(); }));
     EXPECT_TRUE((*reply)->endsWith("answer to /later"));
+}
+
+TEST_F(HttpServerTest, OneAddressHasSoManyConnectionsUnlessItIsTheProxys) {
+    std::vector<std::unique_ptr<TcpPeer>> peers;
+    const auto connectFrom = [&](const char *address, int count) {
+        for (int number = 0; number < count; ++number)
+            peers.push_back(std::make_unique<TcpPeer>(server->port(), 0, address));
+    };
+    connectFrom("127.0.0.2", 3);
+    ASSERT_TRUE(waitUntil([this] { return server->connections() == 3; }));
+    connectFrom("127.0.0.2", 1);
+    EXPECT_TRUE(waitUntil([&] { return peers.back()->hasMore(); })) << "one more is closed";
+    EXPECT_EQ(server->connections(), 3);
+    connectFrom("127.0.0.3", 5);
+    EXPECT_TRUE(waitUntil([this] { return server->connections() == 8; }));
+    connectFrom("127.0.0.1", 5);
+    EXPECT_TRUE(waitUntil([this] { return server->connections() == 13; }));
 }
 
 TEST_F(HttpServerTest, WhatIsTooLongIsRefusedBeforeItComes) {

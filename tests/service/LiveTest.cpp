@@ -54,6 +54,11 @@ protected:
         }
         return all;
     }
+    qint64 metric(const QByteArray &name) {
+        const auto text = request("GET", u"/metrics"_s, {}).body;
+        const auto at = text.indexOf('\n' + name + ' ') + name.size() + 2;
+        return text.sliced(at, text.indexOf('\n', at) - at).toLongLong();
+    }
     QJsonObject to(const QString &type, const QJsonObject &more = {}) const {
         QJsonObject message{{u"type"_s, type}, {u"computer"_s, computer}};
         for (auto each = more.begin(); each != more.end(); ++each)
@@ -252,6 +257,7 @@ TEST_F(LiveTest, AnotherAccountsComputerCanNeitherBeWatchedNorDrivenNorHeard) {
     workshop->send(event(u"good"_s, u"secret"_s));
     items(*own, 1);
     EXPECT_EQ(workshop->next(u"task"_s)[u"text"_s].toString(), u"mine"_s);
+    EXPECT_EQ(page->next(u"gone"_s)[u"computer"_s].toString(), computer) << "as one that is not there";
     EXPECT_TRUE(page->messages.empty());
     EXPECT_TRUE(page->sound.isEmpty());
 }
@@ -386,6 +392,95 @@ TEST_F(LiveTest, AComputersForgottenHistoryIsGoneAndItsNumbersGoOn) {
     EXPECT_EQ(items(*later, 1)[0][u"text"_s].toString(), u"two"_s);
 }
 
+TEST_F(LiveTest, APageThatWatchesARevokedComputerIsToldAndOneThatIsNotThereToo) {
+    const auto page = watching();
+    EXPECT_EQ(send("DELETE", u"/api/computers/"_s + computer, {}, browser).status, 204);
+    const auto revoked = computerOnce(*page, [](const QJsonObject &its) { return its[u"revoked"_s].toBool(); });
+    EXPECT_EQ(revoked[u"id"_s].toString(), computer);
+    computerOnce(*page, [](const QJsonObject &its) { return !its[u"online"_s].toBool(); });
+    page->send(watch(u"99"_s));
+    EXPECT_EQ(page->next(u"gone"_s)[u"computer"_s].toString(), u"99"_s);
+}
+
+TEST_F(LiveTest, TheNewestPictureOfAComputerIsToldAlsoAfterAStart) {
+    const auto page = watching();
+    for (int step = 1; step <= 3; ++step)
+        workshop->send(toJson(ScreenshotMessage{step, 50.0 + step, JPEG}));
+    const auto told =
+        computerOnce(*page, [](const QJsonObject &its) { return its[u"picture"_s][u"step"_s].toInt() == 3; });
+    const QJsonValue picture = told[u"picture"_s];
+    EXPECT_EQ(picture[u"time"_s].toDouble(), 53);
+    EXPECT_EQ(get(picture[u"url"_s].toString(), browser).body, JPEG);
+    stop();
+    start();
+    const QJsonValue shown = get(u"/api/computers"_s, browser).json()[u"computers"_s][0][u"picture"_s];
+    EXPECT_EQ(shown, picture);
+    EXPECT_EQ(send("DELETE", u"/api/computers/%1/history"_s.arg(computer), {}, browser).status, 204);
+    EXPECT_TRUE(
+        waitUntil([&] { return get(u"/api/computers"_s, browser).json()[u"computers"_s][0][u"picture"_s].isNull(); }));
+}
+
+TEST_F(LiveTest, ATaskThatRunsIsEndedWhenItsComputerComesBackIdle) {
+    const auto page = watching();
+    // It never said that it is busy, as one that begins a task just when its channel is lost.
+    workshop->send(event(u"user"_s, u"web ❯ go"_s));
+    items(*page, 1);
+    const auto again = agent(token); // the other channel is still open, as far as the service knows
+    ASSERT_TRUE(again->opens());
+    again->send(state(false));
+    const auto its = computerOnce(*page, [](const QJsonObject &one) {
+        return one[u"lastTask"_s].isObject() && !one[u"lastTask"_s][u"ended"_s].isNull();
+    });
+    EXPECT_EQ(its[u"lastTask"_s][u"outcome"_s].toString(), u"unknown"_s);
+}
+
+TEST_F(LiveTest, ATaskThatRanOutOfStepsIsNotFinished) {
+    const auto page = watching();
+    workshop->send(state(true));
+    workshop->send(event(u"user"_s, u"web ❯ go"_s));
+    workshop->send(event(u"warn"_s, u"── hit max steps (15) — type a follow-up to continue"_s));
+    workshop->send(state(false));
+    const auto its = computerOnce(*page, [](const QJsonObject &one) {
+        return one[u"lastTask"_s].isObject() && !one[u"lastTask"_s][u"ended"_s].isNull();
+    });
+    EXPECT_EQ(its[u"lastTask"_s][u"outcome"_s].toString(), u"unfinished"_s);
+}
+
+TEST_F(LiveTest, WhenAComputerWasSeenLastIsKept) {
+    const auto page = watching();
+    const auto before = Clock::unixSeconds();
+    workshop->drop();
+    const auto gone = computerOnce(*page, [](const QJsonObject &its) { return !its[u"online"_s].toBool(); });
+    EXPECT_GE(gone[u"since"_s].toDouble(), before);
+    stop();
+    start();
+    const auto since = get(u"/api/computers"_s, browser).json()[u"computers"_s][0][u"since"_s].toDouble();
+    EXPECT_NEAR(since, gone[u"since"_s].toDouble(), 0.5);
+}
+
+TEST_F(LiveTest, WhatIsMissingInAnEventOrOfAnotherKindDropsNone) {
+    const auto page = watching();
+    workshop->sendText(
+        u"{\"type\":\"state\",\"busy\":true,\"step\":\"two\",\"calls\":7,\"sharing\":[],\"status\":{}}"_s);
+    const QStringList times{u""_s,           u",\"ts\":\"noon\""_s, u",\"ts\":null"_s, u",\"ts\":{}"_s,
+                            u",\"ts\":-5"_s, u",\"ts\":1e300"_s,    u",\"ts\":true"_s};
+    for (const auto &time : times)
+        workshop->sendText(u"{\"type\":\"event\",\"kind\":\"good\",\"text\":\"a line\"%1}"_s.arg(time));
+    workshop->sendText(u"{\"type\":\"event\",\"kind\":\"good\"}"_s);
+    workshop->sendText(u"{\"type\":\"event\",\"kind\":\"good\",\"text\":[1]}"_s);
+    const auto picture = QString::fromLatin1(JPEG.toBase64());
+    for (const auto &more : {u""_s, u",\"ts\":\"noon\",\"step\":\"two\""_s, u",\"ts\":-1,\"step\":2.5"_s,
+                             u",\"match\":7,\"total\":{},\"arrivedAt\":[]"_s})
+        workshop->sendText(u"{\"type\":\"screenshot\",\"jpeg\":\"%1\"%2}"_s.arg(picture, more));
+    const auto all = items(*page, times.size() + 6);
+    ASSERT_EQ(all.size(), times.size() + 6);
+    const auto now = Clock::unixSeconds();
+    for (const auto &item : all)
+        EXPECT_NEAR(item[u"time"_s].toDouble(), now, 120) << "when it came";
+    EXPECT_EQ(all[times.size()][u"text"_s].toString(), QString());
+    EXPECT_EQ(all[times.size() + 2][u"kind"_s].toString(), u"picture"_s);
+}
+
 TEST_F(LiveTest, ASilentComputerIsTakenForGone) {
     const auto page = watching();
     ManualClock clock;
@@ -395,6 +490,56 @@ TEST_F(LiveTest, ASilentComputerIsTakenForGone) {
         settle();
     }
     EXPECT_TRUE(workshop->closes());
+}
+
+TEST_F(LiveTest, ASessionHasSoManyPagesAndAnAccountHasSoMany) {
+    std::vector<std::unique_ptr<Line>> pages;
+    const auto open = [&](const Browser &in, int count) {
+        for (int number = 0; number < count; ++number) {
+            pages.push_back(page(in));
+            EXPECT_FALSE(pages.back()->next(u"computers"_s).isEmpty());
+        }
+    };
+    const auto isRefused = [&](const Browser &in) {
+        Line more(socketURL(u"/live"_s), {{"Cookie", in.cookie}, {"Origin", origin()}});
+        return waitUntil([&] { return more.closeCode() == Channel::TOO_MANY; });
+    };
+    open(browser, 20);
+    EXPECT_TRUE(isRefused(browser));
+    open(browserOf(signIn(u"owner@example.org"_s)), 20);
+    open(browserOf(signIn(u"owner@example.org"_s)), 20);
+    EXPECT_TRUE(isRefused(browserOf(signIn(u"owner@example.org"_s))));
+    open(addUser(u"other@example.org"_s), 1);
+    pages.front()->drop();
+    EXPECT_TRUE(waitUntil([&] { return metric("ombru_pages_open") == 60; }));
+    open(browser, 1);
+}
+
+TEST_F(LiveTest, APageThatSaysTooMuchIsClosedAndOthersStay) {
+    const auto other = watching();
+    const auto page = this->page(browser);
+    for (int number = 0; number < 1000; ++number)
+        page->send(watch(computer, 0));
+    EXPECT_TRUE(page->closes());
+    EXPECT_EQ(page->closeCode(), Channel::POLICY);
+    workshop->send(event(u"good"_s, u"still here"_s));
+    EXPECT_EQ(items(*other, 1)[0][u"text"_s].toString(), u"still here"_s);
+}
+
+TEST_F(LiveTest, APageThatWatchesOftenAsksTheStoreOneThingAtATime) {
+    const auto early = watching();
+    for (int number = 0; number < 10; ++number)
+        workshop->send(event(u"good"_s, QString::number(number)));
+    items(*early, 10);
+    std::promise<void> end;
+    server->store().post([waiting = end.get_future().share()](Store &) { waiting.wait(); });
+    for (int number = 0; number < 40; ++number)
+        early->send(watch(computer, number % 10));
+    early->send(to(u"listen"_s, {{u"on"_s, true}})); // behind all those
+    EXPECT_TRUE(workshop->next(u"listen"_s)[u"on"_s].toBool());
+    EXPECT_LE(server->store().waiting(), 1U);
+    end.set_value();
+    EXPECT_EQ(early->next(u"caughtUp"_s)[u"number"_s].toInt(), 10);
 }
 
 TEST_F(LiveTest, AFullDiskIsSaidOnThePageAndLosesNothingThatIsThere) {

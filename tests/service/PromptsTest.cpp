@@ -63,15 +63,21 @@ TEST(Prompts, ThePlatformIsWhatTheComputerCallsItself) {
 }
 
 TEST(Prompts, EachSystemsHasTheRuleForTheEnd) {
-    for (const auto &platform : {u"linux"_s, u"macos"_s})
+    for (const auto &platform : {u"linux"_s, u"macos"_s, u"other"_s})
         EXPECT_TRUE(defaultPrompt(platform).contains(u"Start that message with DONE:"_s)) << platform.toStdString();
-    EXPECT_EQ(defaultPrompt(u"other"_s), QString());
 }
 
 TEST(Prompts, ThatOfMacOSIsTheComputersOwn) {
     QFile file(qEnvironmentVariable("OMBRU_SOURCE") + u"/tests/controller/texts/fallback-prompt.txt"_s);
     ASSERT_TRUE(file.open(QFile::ReadOnly));
     EXPECT_EQ(defaultPrompt(u"macos"_s), QString::fromUtf8(file.readAll()).trimmed());
+}
+
+TEST(Prompts, ThatOfASystemThatIsNotKnownNamesNone) {
+    const auto prompt = defaultPrompt(platformOf("Mozilla/5.0 (X11; FreeBSD amd64)"));
+    EXPECT_TRUE(prompt.contains(u"AppleScript"_s) && prompt.contains(u"Read tool"_s));
+    for (const auto &system : {u"macOS"_s, u"Linux"_s, u"X11"_s})
+        EXPECT_FALSE(prompt.contains(system)) << system.toStdString();
 }
 
 TEST(Prompts, WhatTheLinuxOneNamesIsThereOnLinux) {

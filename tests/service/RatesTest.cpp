@@ -1,4 +1,4 @@
-#include "service/http/Rates.h"
+#include "service/rates/Rates.h"
 
 #include "tests/support/Wait.h"
 

@@ -1,9 +1,13 @@
 #include "service/routes/Router.h"
 
+#include "base/Background.h"
 #include "tests/service/ServiceFixture.h"
+#include "tests/support/TcpPeer.h"
 
 #include <QDirIterator>
 #include <QtEndian>
+
+#include <future>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -121,6 +125,59 @@ TEST_F(RouterTest, AForwardedAddressCountsOnlyFromTheNamedProxy) {
     EXPECT_EQ(askedFrom(), u"203.0.113.7"_s);
     EXPECT_EQ(metrics({{"X-Forwarded-For", "203.0.113.7"}}).status, 403);
     EXPECT_EQ(metrics().status, 200);
+}
+
+TEST_F(RouterTest, OneAddressBehindAProxyHasSoManyRequestsUnderWay) {
+    const auto browser = visitFirst();
+    pair(browser);
+    ASSERT_TRUE(settings->proxy.override(u"127.0.0.1"_s));
+    const auto search = [&](const QByteArray &from) {
+        return "GET /api/computers/" + firstComputer(browser).toLatin1() +
+               "/tasks?search=x HTTP/1.1\r\nHost: here\r\nConnection: close\r\nX-Forwarded-For: " + from +
+               "\r\nCookie: " + browser.cookie + "\r\n\r\n";
+    };
+    std::promise<void> end;
+    server->reader().post([waiting = end.get_future().share()](Store &) { waiting.wait(); });
+    const auto many = search("203.0.113.7");
+    std::vector<std::unique_ptr<TcpPeer>> peers;
+    for (int number = 0; number < 50; ++number) {
+        peers.push_back(std::make_unique<TcpPeer>(port));
+        peers.back()->write(many);
+    }
+    ASSERT_TRUE(waitUntil([this] { return server->reader().waiting() >= 50; }));
+    const auto answerTo = [this](const QByteArray &bytes) {
+        return await(background([port = port, bytes] {
+            TcpPeer peer(port);
+            peer.write(bytes);
+            return peer.readToEnd();
+        }));
+    };
+    EXPECT_TRUE(
+        answerTo("GET /api/me HTTP/1.1\r\nHost: here\r\nConnection: close\r\nX-Forwarded-For: 203.0.113.7\r\n\r\n")
+            .startsWith("HTTP/1.1 429"));
+    EXPECT_TRUE(
+        answerTo("GET /api/me HTTP/1.1\r\nHost: here\r\nConnection: close\r\nX-Forwarded-For: 203.0.113.8\r\n\r\n")
+            .startsWith("HTTP/1.1 200"));
+    end.set_value();
+    for (const auto &peer : peers)
+        EXPECT_TRUE(await(background([&peer] { return peer->readToEnd(); })).startsWith("HTTP/1.1 200"));
+    EXPECT_TRUE(answerTo(many).startsWith("HTTP/1.1 200"));
+}
+
+TEST_F(RouterTest, WhoAsksTooOftenBehindAProxyKeepsNobodyElseWaiting) {
+    ManualClock clock;
+    ASSERT_TRUE(settings->proxy.override(u"127.0.0.1"_s));
+    const auto start = [&](const QByteArray &from) {
+        return request("POST", u"/api/device/start"_s, {{"X-Forwarded-For", from}}, "{}").status;
+    };
+    for (int number = 0; number < 30; ++number)
+        ASSERT_EQ(start("203.0.113.7"), 200) << number;
+    EXPECT_EQ(start("203.0.113.7"), 429);
+    EXPECT_EQ(start("203.0.113.8"), 200);
+    ASSERT_TRUE(settings->proxy.override(QString()));
+    for (int number = 0; number < 30; ++number)
+        ASSERT_EQ(start("203.0.113." + QByteArray::number(100 + number)), 200) << number;
+    EXPECT_EQ(start("203.0.113.200"), 429) << "without a proxy it is the peer that asks, whatever it says";
 }
 
 TEST_F(RouterTest, SocketsAreOpenedByWebSocketsOnly) {

@@ -47,7 +47,7 @@ TEST(TaskBook, TheLastLineThatSaysHowItEndedCounts) {
               u"stopped"_s);
     EXPECT_EQ(after({event(u"bad"_s, u"✗ something went wrong"_s)}).outcome, u"failed"_s);
     EXPECT_EQ(after({event(u"warn"_s, u"── hit max steps (15) — type a follow-up to continue"_s)}).outcome,
-              u"failed"_s);
+              u"unfinished"_s);
     EXPECT_EQ(after({}).outcome, u"unknown"_s);
     EXPECT_EQ(after({event(u"claude"_s, u"claude: next"_s), event(u"code"_s, u"script:\nbeep"_s)}).outcome,
               u"unknown"_s);

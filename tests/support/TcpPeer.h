@@ -15,8 +15,8 @@ namespace ombru::test {
 
 class TcpPeer {
 public:
-    // Port 0 does not connect yet.
-    explicit TcpPeer(quint16 port = 0, int receiveBuffer = 0)
+    // Port 0 does not connect yet. `from`: one of this computer's addresses.
+    explicit TcpPeer(quint16 port = 0, int receiveBuffer = 0, const char *from = nullptr)
         : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         if (receiveBuffer > 0)
             ::setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
@@ -25,17 +25,16 @@ public:
         const timeval guard{GUARD_MILLISECONDS / 1000, 0};
         ::setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVTIMEO, &guard, sizeof guard);
         ::setsockopt(m_socket.number(), SOL_SOCKET, SO_SNDTIMEO, &guard, sizeof guard);
+        if (from)
+            bind(from);
         if (port != 0)
             connect(port);
     }
 
     void connect(quint16 port) { ASSERT_TRUE(tryConnect(port)) << qt_error_string().toStdString(); }
     bool tryConnect(quint16 port, const char *host = "127.0.0.1") {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        ::inet_pton(AF_INET, host, &address.sin_addr);
-        return ::connect(m_socket.number(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+        const auto address = addressOf(host, port);
+        return ::connect(m_socket.number(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
     }
 
     // False when the other side no longer takes anything.
@@ -98,6 +97,18 @@ public:
     }
 
 private:
+    static sockaddr_in addressOf(const char *host, quint16 port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        ::inet_pton(AF_INET, host, &address.sin_addr);
+        return address;
+    }
+    void bind(const char *host) {
+        const auto address = addressOf(host, 0);
+        ASSERT_EQ(::bind(m_socket.number(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+
     Descriptor m_socket;
 };
 

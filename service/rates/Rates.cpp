@@ -1,4 +1,4 @@
-#include "service/http/Rates.h"
+#include "service/rates/Rates.h"
 
 #include <QHostAddress>
 
@@ -31,16 +31,22 @@ QString networkOf(const QString &address) {
     return QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(&six), NETWORK).toHex());
 }
 
+double Allowance::now() const {
+    return std::min(m_limit.atOnce, m_left + minutes(Clock::now() - m_at) * m_limit.aMinute);
+}
+
+bool Allowance::take() {
+    m_left = now();
+    m_at = Clock::now();
+    if (m_left < 1)
+        return false;
+    m_left -= 1;
+    return true;
+}
+
 bool Rate::allows(const QString &who) {
     forget();
-    const auto now = Clock::now();
-    auto &left = m_left.try_emplace(who, m_limit.atOnce, now).first->second;
-    left.count = std::min(m_limit.atOnce, left.count + minutes(now - left.at) * m_limit.aMinute);
-    left.at = now;
-    if (left.count < 1)
-        return false;
-    left.count -= 1;
-    return true;
+    return m_left.try_emplace(who, m_limit).first->second.take();
 }
 
 void Rate::forget() {
@@ -48,9 +54,7 @@ void Rate::forget() {
     if (now - m_forgotten < FORGOTTEN_EVERY)
         return;
     m_forgotten = now;
-    std::erase_if(m_left, [&](const auto &each) {
-        return each.second.count + minutes(now - each.second.at) * m_limit.aMinute >= m_limit.atOnce;
-    });
+    std::erase_if(m_left, [](const auto &each) { return each.second.isWhole(); });
 }
 
 int Attempts::left(const QString &who) {

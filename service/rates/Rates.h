@@ -1,5 +1,5 @@
 // How much one who asks may ask for: so many at once, then so many a minute. And how often one may be wrong. Those who
-// have not come for a while cost nothing. Main thread.
+// have not come for a while cost nothing. One thread at a time.
 #pragma once
 #include "base/Clock.h"
 
@@ -15,25 +15,38 @@ namespace ombru {
 // itself there; an address of IPv4 may be written as one of IPv6.
 QString networkOf(const QString &address);
 
-class Rate {
+// Of one.
+class Allowance {
 public:
     struct Limit {
         double atOnce;
         double aMinute;
     };
+    explicit Allowance(Limit limit) : m_limit(limit), m_left(limit.atOnce) {}
+
+    bool take();
+    bool isWhole() const { return now() >= m_limit.atOnce; }
+
+private:
+    double now() const;
+
+    Limit m_limit;
+    double m_left;
+    Clock::Time m_at = Clock::now();
+};
+
+class Rate {
+public:
+    using Limit = Allowance::Limit;
     explicit Rate(Limit limit) : m_limit(limit) {}
 
     bool allows(const QString &who); // and counts it
 
 private:
-    struct Left {
-        double count;
-        Clock::Time at;
-    };
     void forget();
 
     const Limit m_limit;
-    std::unordered_map<QString, Left> m_left;
+    std::unordered_map<QString, Allowance> m_left;
     Clock::Time m_forgotten = Clock::now();
 };
 
