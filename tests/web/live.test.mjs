@@ -302,3 +302,16 @@ test('100,000 events leave the store as large as it may be', () => {
     socket.say(items(...Array.from({ length: 200 }, (_, at) => from + at)))
   assert.equal(store.history.items.length, MOST_ITEMS)
 })
+
+test('a watched computer that is no longer there is gone from the page', () => {
+  const { store, connect } = begin()
+  const socket = connect()
+  socket.say({ type: 'computers', computers: [computer()] })
+  store.watch('c')
+  let told = 0
+  store.on('computers', () => ++told)
+  socket.say({ type: 'gone', computer: 'c' })
+  assert.equal(store.current, undefined)
+  assert.equal(store.known, true)
+  assert.equal(told, 1)
+})
