@@ -600,7 +600,7 @@ TEST_F(LiveTest, NothingIsLostWhenTheServiceStartsAnew) {
     EXPECT_EQ(running[u"lastTask"_s][u"steps"_s].toInt(), 3);
 }
 
-TEST_F(LiveTest, APageThatDoesNotReadGetsEverythingOnceItDoes) {
+TEST_F(LiveTest, APageThatDoesNotReadGetsEverythingOnceItDoesAndTheNewestPicture) {
     constexpr int MANY = 3000;
     TcpPeer slow(port, 32 << 10);
     slow.write(
@@ -609,13 +609,18 @@ TEST_F(LiveTest, APageThatDoesNotReadGetsEverythingOnceItDoes) {
         browser.cookie + "\r\nOrigin: " + origin() + "\r\n\r\n" +
         masked(Opcode::text, QJsonDocument(watch(computer, 0)).toJson(QJsonDocument::Compact)));
     const auto quick = watching(0);
-    for (int number = 1; number <= MANY; ++number)
+    for (int number = 1; number < MANY; ++number)
         workshop->send(event(u"result"_s, QString(2000, u'x')));
+    workshop->send(toJson(ScreenshotMessage{7, 50, JPEG}));
     items(*quick, MANY);
 
     // All that comes until the last one is there; on another thread, since the service answers on this one.
-    const auto numbers = await(background([&slow] {
-        std::vector<int> seen;
+    struct Shown {
+        std::vector<int> numbers;
+        int step = 0; // of the computer's newest picture
+    };
+    const auto shown = await(background([&slow] {
+        Shown seen;
         FrameReader frames;
         QByteArray bytes = slow.readSome();
         bytes.remove(0, bytes.indexOf("\r\n\r\n") + 4);
@@ -625,9 +630,11 @@ TEST_F(LiveTest, APageThatDoesNotReadGetsEverythingOnceItDoes) {
                 const auto message = QJsonDocument::fromJson((*frame)->payload.toByteArray());
                 const auto all = message[u"items"_s].toArray();
                 for (const auto &item : all)
-                    seen.push_back(item[u"number"_s].toInt());
+                    seen.numbers.push_back(item[u"number"_s].toInt());
+                if (message[u"type"_s] == u"computer"_s)
+                    seen.step = message[u"computer"_s][u"picture"_s][u"step"_s].toInt();
             }
-            if (!seen.empty() && seen.back() >= MANY)
+            if (!seen.numbers.empty() && seen.numbers.back() >= MANY && seen.step == 7)
                 break;
             bytes = slow.readSome();
             if (bytes.isEmpty())
@@ -635,9 +642,10 @@ TEST_F(LiveTest, APageThatDoesNotReadGetsEverythingOnceItDoes) {
         }
         return seen;
     }));
-    ASSERT_EQ(numbers.size(), std::size_t(MANY));
+    EXPECT_EQ(shown.step, 7);
+    ASSERT_EQ(shown.numbers.size(), std::size_t(MANY));
     for (int place = 0; place < MANY; ++place)
-        ASSERT_EQ(numbers[static_cast<std::size_t>(place)], place + 1);
+        ASSERT_EQ(shown.numbers[static_cast<std::size_t>(place)], place + 1);
 }
 
 TEST_F(LiveTest, APageOfASessionThatAnotherProgramEndedIsClosed) {
