@@ -1,10 +1,9 @@
 #include "bench/Clients.h"
 
+#include "bench/ClientSocket.h"
 #include "bench/Race.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <netinet/tcp.h>
 #include <numeric>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -20,58 +19,6 @@ constexpr Span BEAT = 20ms;
 constexpr Span PATIENCE = 60s;     // with an answer
 constexpr std::int64_t A_FEW = 25; // calls that start, or speak, at a time
 constexpr qsizetype FRAME = 160;   // bytes of 20 ms
-constexpr FrameMask MASK = {'\x37', '\xfa', '\x21', '\x3d'};
-constexpr QByteArrayView ACCEPTED = "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n";
-
-QByteArray masked(QByteArray text) {
-    const WrittenHead head(Opcode::text, static_cast<std::uint64_t>(text.size()));
-    auto bytes = QByteArrayView(head).toByteArray();
-    bytes[1] = static_cast<char>(bytes[1] | 0x80);
-    bytes.append(MASK.data(), MASK.size());
-    applyMask({text.data(), static_cast<std::size_t>(text.size())}, MASK);
-    return bytes + text;
-}
-
-void write(const Descriptor &socket, QByteArrayView bytes) {
-    while (!bytes.isEmpty()) {
-        const auto count = ::send(socket.number(), bytes.data(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL);
-        if (count <= 0)
-            fail("a client cannot send");
-        bytes = bytes.sliced(count);
-    }
-}
-
-Descriptor connected(std::uint16_t port) {
-    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int atOnce = 1;
-    ::setsockopt(socket.number(), IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket.number(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
-        fail("a client cannot connect");
-    return socket;
-}
-
-QByteArray request(const QByteArray &path) {
-    return "GET " + path +
-           "?token=bench HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
-}
-
-void awaitAnswer(const Descriptor &socket) {
-    std::array<char, 1024> buffer;
-    QByteArray answer;
-    while (!answer.endsWith("\r\n\r\n")) {
-        const auto count = ::recv(socket.number(), buffer.data(), buffer.size(), 0);
-        if (count <= 0)
-            fail("a client is not let in");
-        answer.append(buffer.data(), count);
-    }
-    if (!answer.startsWith("HTTP/1.1 101 ") || !answer.contains(ACCEPTED))
-        fail("a client is refused: " + answer.toStdString());
-}
 
 // As the provider says them; nothing here depends on their numbers.
 QByteArray startOf(std::size_t call) {
@@ -122,8 +69,8 @@ Clients::Clients(std::uint16_t port, const QByteArray &path, int count)
     for (std::size_t at = 0; at < m_clients.size(); ++at) {
         auto &socket = m_clients[at].socket;
         socket = connected(port);
-        write(socket, request(path));
-        awaitAnswer(socket);
+        write(socket, request(path + "?token=bench"));
+        m_clients[at].frames.append(awaitAnswer(socket));
         epoll_event event{.events = EPOLLIN, .data = {.u64 = at}};
         ::epoll_ctl(m_ready.number(), EPOLL_CTL_ADD, socket.number(), &event);
     }
@@ -256,7 +203,7 @@ void Clients::listen(const std::function<bool()> &more) {
 
 std::uint64_t comeAndGo(std::uint16_t port, int atOnce, Span duration) {
     const auto end = Steady::now() + duration;
-    const auto bytes = request("/");
+    const auto bytes = request("/?token=bench");
     std::uint64_t count = 0;
     while (Steady::now() < end) {
         std::vector<Descriptor> sockets;

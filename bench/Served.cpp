@@ -14,6 +14,19 @@ namespace ombru::bench {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+double ofProcess(qint64 process, const QString &name, QByteArrayView field) { // KiB
+    QFile file(u"/proc/%1/%2"_s.arg(process).arg(name));
+    if (!file.open(QIODevice::ReadOnly))
+        fail("a server has ended");
+    const auto text = file.readAll();
+    const auto begin = text.indexOf(field) + field.size();
+    return text.sliced(begin, text.indexOf("kB", begin) - begin).trimmed().toDouble();
+}
+
+} // namespace
+
 std::vector<ServerKind> serverKinds(const QString &speech) {
     const auto own = QCoreApplication::applicationDirPath();
     std::vector<ServerKind> kinds{{u"ours"_s, {own + u"/bench-call-server"_s, u"ours"_s, speech}},
@@ -33,7 +46,8 @@ Served::Served(const ServerKind &kind) {
     m_process.start(kind.command.first(), kind.command.sliced(1));
     while (!m_process.canReadLine() && m_process.waitForReadyRead())
         continue;
-    m_port = m_process.readLine().trimmed().toUShort();
+    const auto line = m_process.readLine().trimmed();
+    m_port = line.sliced(line.lastIndexOf(':') + 1).toUShort();
     if (m_port == 0)
         fail(kind.name.toStdString() + " does not listen");
 }
@@ -53,12 +67,17 @@ double Served::processorSeconds() const {
 }
 
 double Served::memory() const {
-    QFile file(u"/proc/%1/status"_s.arg(m_process.processId()));
-    if (!file.open(QIODevice::ReadOnly))
-        fail("a server has ended");
-    const auto status = file.readAll();
-    const auto begin = status.indexOf("VmRSS:") + 6;
-    return status.sliced(begin, status.indexOf("kB", begin) - begin).trimmed().toDouble();
+    return ofProcess(m_process.processId(), u"status"_s, "VmRSS:");
+}
+
+double Served::share() const {
+    return ofProcess(m_process.processId(), u"smaps_rollup"_s, "Pss:");
+}
+
+void Served::end() {
+    m_process.terminate();
+    if (!m_process.waitForFinished())
+        fail("a server does not end");
 }
 
 void raiseDescriptorLimit() {

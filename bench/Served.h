@@ -11,7 +11,7 @@ namespace ombru::bench {
 
 struct ServerKind {
     QString name;
-    QStringList command; // its first line is its port
+    QStringList command; // its first line ends with its port
 };
 
 // Ours first, then the least that has to be done, Qt's own, and Node's "ws" where that is there. The speech service is
@@ -26,6 +26,8 @@ public:
     std::uint16_t port() const { return m_port; }
     double processorSeconds() const; // so far
     double memory() const;           // resident, KiB
+    double share() const;            // the same, what it has with others divided by how many they are
+    void end();                      // as who runs it would
 
 private:
     QProcess m_process;
