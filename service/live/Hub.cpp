@@ -73,9 +73,11 @@ void Hub::load(std::vector<ComputerRecord> computers, std::map<qint64, LiveCompu
 
 void Hub::signedIn(ComputerRecord computer) {
     onQueue([computer = std::move(computer)](Hub &self) mutable {
+        const auto known = self.m_computers.find(computer.id);
+        if (known != self.m_computers.end())
+            return known->second->signedIn(std::move(computer));
         const auto id = computer.id;
-        if (!self.m_computers.contains(id))
-            self.add(std::move(computer), {});
+        self.add(std::move(computer), {});
         self.changed(*self.m_computers.at(id));
     });
 }

@@ -205,6 +205,12 @@ void LiveComputer::revoke() {
     changed();
 }
 
+void LiveComputer::signedIn(ComputerRecord record) {
+    record.lastNumber = std::max(record.lastNumber, m_record.lastNumber);
+    m_record = std::move(record);
+    changed();
+}
+
 void LiveComputer::fetched(double time, const QString &platform) {
     m_record.fetched = time;
     m_record.seen = time;

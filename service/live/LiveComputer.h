@@ -37,6 +37,7 @@ public:
     void close(Channel::Code code);
 
     void revoke();
+    void signedIn(ComputerRecord record); // again
     void fetched(double time, const QString &platform);
     void forget();
     void noted(qint64 lastNumber) { m_record.lastNumber = std::max(m_record.lastNumber, lastNumber); }

@@ -126,20 +126,32 @@ Task<Response> deviceConfig(Service &service, Asked asked) {
 Task<Response> showDevice(Service &service, Asked asked) {
     if (auto refused = tooManyGuesses(service, asked))
         co_return *std::move(refused);
+    struct Found {
+        std::optional<DeviceRequest> request;
+        std::optional<ComputerRecord> before;
+    };
     const auto code = keptCode(QString::fromUtf8(asked.request.queryItem("code")));
-    const auto request = co_await service.store.ask(
-        [code, now = Clock::unixSeconds()](Store &its) { return its.computers.openRequest(code, now); });
-    if (!request)
-        co_return failed(request.error());
-    if (!*request) {
+    const auto found = co_await service.store.ask(
+        [code, account = asked.account.id, now = Clock::unixSeconds()](Store &its) -> Result<Found> {
+            const auto request = its.computers.openRequest(code, now);
+            if (!request || !*request)
+                return request ? Result<Found>(Found()) : std::unexpected(request.error());
+            const auto before = its.computers.before(account, (*request)->name);
+            return before ? Result<Found>({*request, *before}) : std::unexpected(before.error());
+        });
+    if (!found)
+        co_return failed(found.error());
+    if (!found->request) {
         service.wrongCodes.failed(QString::number(asked.account.id));
         co_return unknownCode();
     }
-    const auto &its = **request;
+    const auto &its = *found->request;
+    const auto before = found->before ? QJsonValue(QString::number(found->before->id)) : QJsonValue();
     co_return answer({{u"name"_s, its.name},
                       {u"platform"_s, its.platform},
                       {u"address"_s, its.address},
                       {u"sameAddress"_s, its.address == asked.address},
+                      {u"before"_s, before}, // the one that it may have been until now
                       {u"asked"_s, its.asked},
                       {u"expires"_s, its.expires}});
 }
@@ -149,9 +161,11 @@ Task<Response> decideDevice(Service &service, Asked asked) {
         co_return *std::move(refused);
     const auto code = keptCode(asked.body["code"_L1].toString());
     const bool allow = asked.body["allow"_L1].toBool();
-    const auto decided =
-        co_await service.store.ask([code, allow, account = asked.account.id, now = Clock::unixSeconds()](Store &its) {
-            return its.computers.decide(code, account, allow, now);
+    const auto before = asked.body["before"_L1]; // a new one without it
+    const auto computer = before.isString() ? std::optional(before.toString().toLongLong()) : std::nullopt;
+    const auto decided = co_await service.store.ask(
+        [code, allow, computer, account = asked.account.id, now = Clock::unixSeconds()](Store &its) {
+            return its.computers.decide(code, account, allow, now, computer);
         });
     if (!decided)
         co_return failed(decided.error());
@@ -159,6 +173,8 @@ Task<Response> decideDevice(Service &service, Asked asked) {
         service.wrongCodes.failed(QString::number(asked.account.id));
         co_return unknownCode();
     }
+    if (allow && computer)
+        service.hub->revoke(*computer); // as it was until now
     co_return noContent();
 }
 

@@ -47,13 +47,42 @@ Result<std::optional<DeviceRequest>> Computers::openRequest(const QByteArray &us
                           readRequest, userCode, now);
 }
 
-Result<bool> Computers::decide(const QByteArray &userCode, qint64 account, bool allowed, double now) {
-    const auto decided =
-        m_database.run("UPDATE device_codes SET state = ?, account = ? WHERE user = ? AND state = 0 AND expires > ?",
-                       static_cast<int>(allowed ? State::allowed : State::refused), account, userCode, now);
-    if (!decided)
-        return std::unexpected(decided.error());
-    return m_database.changes() > 0;
+Result<std::optional<ComputerRecord>> Computers::before(qint64 account, const QString &name) {
+    return m_database.row(
+        "SELECT * FROM computer_records WHERE account = ? AND name = ? ORDER BY signed_in DESC, id DESC LIMIT 1",
+        readComputer, account, name);
+}
+
+Result<bool> Computers::decide(const QByteArray &userCode, qint64 account, bool allowed, double now,
+                               std::optional<qint64> before) {
+    return m_database.transaction([&]() -> Result<bool> {
+        if (allowed && before)
+            if (const auto again = signInAgain(userCode, account, *before, now); !again || !*again)
+                return again;
+        const auto decided = m_database.run(
+            "UPDATE device_codes SET state = ?, account = ? WHERE user = ? AND state = 0 AND expires > ?",
+            static_cast<int>(allowed ? State::allowed : State::refused), account, userCode, now);
+        if (!decided)
+            return std::unexpected(decided.error());
+        return m_database.changes() > 0;
+    });
+}
+
+// Until it looks again nobody has a token of it.
+Result<bool> Computers::signInAgain(const QByteArray &userCode, qint64 account, qint64 computer, double now) {
+    const auto request = openRequest(userCode, now);
+    if (!request || !*request)
+        return request ? Result<bool>(false) : std::unexpected(request.error());
+    const auto &its = **request;
+    const auto renewed = m_database.run("UPDATE computers SET platform = ?, address = ?, signed_in = ?, fetched = NULL, "
+                                        "token = randomblob(32) WHERE id = ? AND account = ?",
+                                        its.platform, its.address, now, computer, account);
+    if (!renewed)
+        return std::unexpected(renewed.error());
+    if (m_database.changes() == 0)
+        return false;
+    const auto noted = m_database.run("UPDATE device_codes SET computer = ? WHERE user = ?", computer, userCode);
+    return noted ? Result<bool>(true) : std::unexpected(noted.error());
 }
 
 Result<std::optional<Computers::Look>> Computers::look(const QByteArray &deviceCode, const QByteArray &token,

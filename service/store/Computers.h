@@ -17,8 +17,13 @@ public:
     Result<> ask(const QByteArray &deviceCode, const QByteArray &userCode, const DeviceRequest &request);
     Result<std::optional<DeviceRequest>> openRequest(const QByteArray &userCode, double now);
 
-    // False when there is no such request that is open.
-    Result<bool> decide(const QByteArray &userCode, qint64 account, bool allowed, double now);
+    // One of the account's that calls itself that, the latest: it may be the one that asks.
+    Result<std::optional<ComputerRecord>> before(qint64 account, const QString &name);
+
+    // An allowed one becomes a new computer, or the one that it was before: that keeps its tasks and settings, and its
+    // token of then counts no more. False when there is no such request that is open, or no such computer.
+    Result<bool> decide(const QByteArray &userCode, qint64 account, bool allowed, double now,
+                        std::optional<qint64> before = {});
 
     // What a computer is told that looks whether it was allowed. Once it was, `token` becomes its own, again with each
     // look until it has been used: an answer may get lost.
@@ -47,6 +52,7 @@ public:
 private:
     Result<ComputerRecord> signIn(const QByteArray &deviceCode, const DeviceRequest &request, qint64 account,
                                   const QByteArray &token, const QString &callToken, double now);
+    Result<bool> signInAgain(const QByteArray &userCode, qint64 account, qint64 computer, double now);
     Result<std::optional<ComputerRecord>> renew(qint64 computer, const QByteArray &token);
 
     Database &m_database;

@@ -89,6 +89,8 @@ interface Asking {
   platform: string
   address: string
   sameAddress: boolean
+  /** Of one of that name that was here before. */
+  before: string | null
   asked: number
   expires: number
 }

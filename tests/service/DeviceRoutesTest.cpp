@@ -28,6 +28,64 @@ TEST_F(DeviceRoutesTest, AComputerIsSignedInOnceItsCodeIsAllowed) {
     EXPECT_EQ(config(signedIn[u"token"_s].toString().toLatin1()).status, 200);
 }
 
+TEST_F(DeviceRoutesTest, OneThatWasHereBeforeIsItAgainIfItsOwnerSaysSo) {
+    const auto browser = visitFirst();
+    const auto first = pair(browser);
+    const auto computer = firstComputer(browser);
+    send("PUT", u"/api/computers/%1/settings"_s.arg(computer), {{u"greeting"_s, u"Hello?"_s}}, browser);
+    EXPECT_EQ(config(first).status, 200);
+    const auto channel = agent(first);
+    ASSERT_TRUE(channel->opens());
+    const auto pairing = startPairing();
+    EXPECT_EQ(get(u"/api/verify?code="_s + pairing.userCode, browser).json()[u"before"_s].toString(), computer);
+    EXPECT_EQ(
+        post(u"/api/verify"_s, {{u"code"_s, pairing.userCode}, {u"allow"_s, true}, {u"before"_s, computer}}, browser)
+            .status,
+        204);
+    EXPECT_TRUE(channel->closes()) << "its token of before counts no more";
+    EXPECT_EQ(config(first).status, 401);
+    const auto lost = poll(pairing)[u"token"_s].toString().toLatin1();
+    const auto token = poll(pairing)[u"token"_s].toString().toLatin1();
+    EXPECT_EQ(config(lost).status, 401);
+    EXPECT_EQ(config(token).json()[u"greeting"_s].toString(), u"Hello?"_s);
+    const auto computers = get(u"/api/computers"_s, browser).json()[u"computers"_s];
+    EXPECT_EQ(computers.toArray().size(), 1);
+    EXPECT_FALSE(computers[0][u"revoked"_s].toBool());
+    const auto again = agent(token);
+    EXPECT_TRUE(again->opens());
+    const auto page = this->page(browser);
+    page->send(watch(computer));
+    page->next(u"caughtUp"_s);
+    again->send(event(u"said"_s, u"back"_s));
+    EXPECT_EQ(page->next(u"items"_s)[u"items"_s][0][u"text"_s].toString(), u"back"_s);
+}
+
+TEST_F(DeviceRoutesTest, OneThatWasRevokedMayBeItAgain) {
+    const auto browser = visitFirst();
+    pair(browser);
+    const auto computer = firstComputer(browser);
+    send("DELETE", u"/api/computers/"_s + computer, {}, browser);
+    const auto pairing = startPairing();
+    post(u"/api/verify"_s, {{u"code"_s, pairing.userCode}, {u"allow"_s, true}, {u"before"_s, computer}}, browser);
+    const auto token = poll(pairing)[u"token"_s].toString().toLatin1();
+    EXPECT_TRUE(agent(token)->opens());
+    EXPECT_FALSE(get(u"/api/computers"_s, browser).json()[u"computers"_s][0][u"revoked"_s].toBool());
+}
+
+TEST_F(DeviceRoutesTest, NobodyBecomesAnotherAccountsComputer) {
+    const auto owner = visitFirst();
+    const auto token = pair(owner);
+    const auto stranger = addUser(u"stranger@example.org"_s);
+    const auto pairing = startPairing();
+    EXPECT_TRUE(get(u"/api/verify?code="_s + pairing.userCode, stranger).json()[u"before"_s].isNull());
+    EXPECT_EQ(post(u"/api/verify"_s,
+                   {{u"code"_s, pairing.userCode}, {u"allow"_s, true}, {u"before"_s, firstComputer(owner)}}, stranger)
+                  .status,
+              404);
+    EXPECT_EQ(poll(pairing)[u"status"_s].toString(), u"pending"_s);
+    EXPECT_EQ(config(token).status, 200);
+}
+
 TEST_F(DeviceRoutesTest, TheVerificationPageIsOfThePublicAddress) {
     const auto json = ask(u"/api/device/start"_s, {{u"name"_s, u"x"_s}}).json();
     EXPECT_EQ(json[u"verify_url"_s].toString(),

@@ -301,11 +301,11 @@ export class PageService {
     return { status: 204 }
   }
 
-  #verify(method, code, { allow }) {
+  #verify(method, code, { allow, before }) {
     const asking = this.asking.get(code)
     if (!asking) return problem(404, 'notFound', 'This code is not known, or over.')
     if (method === 'GET') return { body: asking }
-    this.heard.push({ type: 'verify', code, allow })
+    this.heard.push({ type: 'verify', code, allow, before })
     return { status: 204 }
   }
 

@@ -111,10 +111,36 @@ test('a computer is allowed by its code, typed as one likes', () =>
       await page.waitForSelector('text=workshop is allowed')
       assert.deepEqual(
         service.heard.find((one) => one.type === 'verify'),
-        { type: 'verify', code: 'KTHR-4821', allow: true },
+        { type: 'verify', code: 'KTHR-4821', allow: true, before: null },
       )
     },
   ))
+
+for (const kept of [true, false])
+  test(`a computer that was here before ${kept ? 'is it again' : 'may be another one'}`, () =>
+    onScene(
+      (service) => {
+        service.asking.set('KTHR-4821', {
+          name: 'workshop',
+          platform: 'linux',
+          address: '192.0.2.17',
+          sameAddress: true,
+          before: 'old',
+          asked: service.now(),
+          expires: service.now() + 900,
+        })
+        return '/verify?code=KTHR-4821'
+      },
+      async (page, service) => {
+        const before = page.getByRole('switch', { name: 'It was here before' })
+        await before.waitFor()
+        assert.ok(await before.isChecked())
+        if (!kept) await before.click()
+        await page.click('text=Allow workshop')
+        await page.waitForSelector('text=workshop is allowed')
+        assert.equal(service.heard.find((one) => one.type === 'verify').before, kept ? 'old' : null)
+      },
+    ))
 
 test('a computer at another address is refused by the first button', () =>
   onScene('verifyOther', async (page, service) => {

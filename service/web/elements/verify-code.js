@@ -92,6 +92,7 @@ class VerifyCode extends Part {
         ),
         h('p.code', h('span.hidden', `Code ${spelled(code)}`), h('span', { 'aria-hidden': 'true' }, code)),
         facts(asking),
+        asking.before && again(),
         warning(sameAddress),
         h('div.trouble'),
         h('div.stack.tight', ...(sameAddress ? [allow, refuse] : [refuse, allow])),
@@ -102,7 +103,8 @@ class VerifyCode extends Part {
   /** @param {string} code @param {Asking} asking @param {boolean} allow */
   async answer(code, asking, allow) {
     for (const button of this.querySelectorAll('button')) set(button, 'aria-disabled', 'true')
-    const { refusal } = await ask('POST', '/api/verify', { code, allow })
+    const before = allow && this.querySelector('input')?.checked ? asking.before : null
+    const { refusal } = await ask('POST', '/api/verify', { code, allow, before })
     if (!refusal) return this.done(asking, allow)
     for (const button of this.querySelectorAll('button')) set(button, 'aria-disabled', null)
     refill(this.find('.trouble'), trouble('That didn’t work.', refusal.message))
@@ -158,6 +160,16 @@ function facts({ name, platform, address, sameAddress, asked, expires }) {
     ),
   )
 }
+
+/** One of that name was here before: it keeps its tasks and settings, unless it is another one. */
+const again = () =>
+  h(
+    'label.switch',
+    { for: 'before' },
+    h('span.label', 'It was here before'),
+    h('input', { id: 'before', type: 'checkbox', role: 'switch', checked: true, 'aria-describedby': 'before-help' }),
+    h('span.help', { id: 'before-help' }, 'It keeps its tasks and settings.'),
+  )
 
 /** @param {boolean} same */
 const warning = (same) =>
