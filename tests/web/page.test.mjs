@@ -206,6 +206,20 @@ test('an emptied system prompt is the default again, and a key is sent once and 
     await until(async () => (await page.inputValue('#speechKey')) === '')
   }))
 
+test('what is typed while a setting is being saved stays', () =>
+  onScene('settings', async (page) => {
+    await page.route('**/settings', async (route) => {
+      if (route.request().method() === 'PUT') await page.fill('#systemPrompt', 'Be kind.')
+      await route.continue()
+    })
+    await page.fill('#systemPrompt', 'Be brief.')
+    const save = page.locator('.set').nth(0).locator('button:has-text("Save")')
+    await Promise.all([page.waitForResponse((reply) => reply.request().method() === 'PUT'), save.click()])
+    await page.waitForSelector('.set:first-of-type .saved:has-text("way")')
+    assert.equal(await page.inputValue('#systemPrompt'), 'Be kind.')
+    assert.equal(await save.getAttribute('aria-disabled'), 'false')
+  }))
+
 test('a computer is signed out only when that was asked twice', () =>
   onScene('settings', async (page, service) => {
     await page.click('text=Sign this computer out')

@@ -96,14 +96,16 @@ class ComputerSettings extends Part {
   async #save(form) {
     const changes = this.#changes(form)
     if (!Object.keys(changes).length) return
+    const typed = new Map(inputsOf(form).map((input) => [input, input.value]))
     const { value, refusal } = await ask('PUT', `${this.#path}/settings`, changes)
     refill(within(form, '.trouble'), refusal ? trouble('That was not saved.', refusal.message) : '')
     if (!value) return
     this.#settings = value
-    const key = /** @type {HTMLInputElement | null} */ (form.querySelector('[name=speechKey]'))
-    if (key) key.value = ''
-    const prompt = /** @type {HTMLTextAreaElement | null} */ (form.querySelector('[name=systemPrompt]'))
-    if (prompt) prompt.value = value.systemPrompt || value.defaultPrompt
+    for (const [input, then] of typed) {
+      if (input.value !== then) continue // typed since
+      if (input.name === 'speechKey') input.value = ''
+      if (input.name === 'systemPrompt') input.value = value.systemPrompt || value.defaultPrompt
+    }
     this.show()
   }
 
