@@ -52,8 +52,22 @@ Result<std::vector<ConsentDecision>> decisionsOf(const std::optional<QString> &c
     return decisions;
 }
 
-QString label(const QString &name, const QString &id) {
-    return name == id ? shown(id) : u"%1 (%2)"_s.arg(shown(name), shown(id));
+// By identifier: the names that the owner knows, with the identifier only behind one that another has, too.
+QMap<QString, QString> labels(QMap<QString, QString> names) {
+    const auto own = ownConsentClient();
+    const bool isListed = names.contains(own);
+    names[own] = u"ombru"_s; // listed or not, nobody else passes for it
+    QMap<QString, int> bearers;
+    for (const auto &name : std::as_const(names))
+        ++bearers[shown(name)];
+    for (auto name = names.begin(); name != names.end(); ++name) {
+        const auto &id = name.key();
+        const bool isAmbiguous = id != own && id != *name && bearers[shown(*name)] > 1;
+        *name = isAmbiguous ? u"%1 (%2)"_s.arg(shown(*name), shown(id)) : shown(*name);
+    }
+    if (!isListed)
+        names.remove(own);
+    return names;
 }
 
 QString decided(bool allowed) {
@@ -99,9 +113,14 @@ Task<std::optional<QString>> ConsentCommand::identify(QString application) {
     co_return isTaken ? std::optional(application) : std::nullopt;
 }
 
-Task<ConsentCommand::Named> ConsentCommand::described(QString id) {
-    const auto name = co_await background([id] { return applicationName(id); });
-    co_return Named{id, name.value_or(id)};
+// As the desktop shows them; a program's path and what is not installed are called as they are.
+Task<QMap<QString, QString>> ConsentCommand::namesOf(QStringList ids) {
+    return background([ids = std::move(ids)] {
+        QMap<QString, QString> names;
+        for (const QString &id : ids)
+            names[id] = id.startsWith(u'/') ? id : applicationName(id).value_or(id);
+        return names;
+    });
 }
 
 // What has become of it, in a word.
@@ -137,6 +156,7 @@ Task<int> ConsentCommand::change() {
         ids += *id;
     }
     const auto client = m_options.client.value_or(ownConsentClient());
+    const auto names = labels(co_await namesOf(QStringList{client} + ids));
     for (const QString &id : ids) {
         // On a thread of its own, since the owner may be asked.
         const auto done =
@@ -145,8 +165,7 @@ Task<int> ConsentCommand::change() {
             co_return STOPPED;
         if (!*done)
             co_return refuse(done->error().description, 1);
-        const auto application = co_await described(id);
-        m_terminal.print(u"%1: %2 for %3"_s.arg(label(application.name, id), **done, shown(client)));
+        m_terminal.print(u"%1: %2 for %3"_s.arg(names[id], **done, names[client]));
     }
     co_return 0;
 }
@@ -155,19 +174,20 @@ Task<int> ConsentCommand::list() {
     auto decisions = co_await background([client = m_options.client] { return decisionsOf(client); });
     if (!decisions)
         co_return refuse(decisions.error().description, 1);
-    QStringList names;
+    QStringList ids;
     for (const auto &decision : *decisions)
-        names += (co_await described(decision.application)).name;
+        ids << decision.client << decision.application;
+    const auto names = co_await namesOf(ids);
     if (m_options.json) {
-        for (std::size_t i = 0; i < decisions->size(); ++i)
-            m_terminal.printRaw(json((*decisions)[i], names[qsizetype(i)]));
+        for (const auto &decision : *decisions)
+            m_terminal.printRaw(json(decision, names[decision.application]));
     } else {
-        printTable(*decisions, names);
+        printTable(*decisions, labels(names));
     }
     co_return m_terminal.statusWhenSeen(0);
 }
 
-void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, const QStringList &names) {
+void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, const QMap<QString, QString> &names) {
     if (decisions.empty()) {
         m_terminal.print(
             m_options.client
@@ -175,20 +195,15 @@ void ConsentCommand::printTable(const std::vector<ConsentDecision> &decisions, c
                 : u"Nothing is decided yet. `ombru consent allow APP` lets scripts control an application."_s);
         return;
     }
-    QStringList clients;
-    QStringList applications;
     qsizetype clientWidth = 0;
     qsizetype applicationWidth = 0;
-    for (std::size_t i = 0; i < decisions.size(); ++i) {
-        clients += shown(decisions[i].client);
-        applications += label(names[qsizetype(i)], decisions[i].application);
-        clientWidth = std::max(clientWidth, clients.back().size());
-        applicationWidth = std::max(applicationWidth, applications.back().size());
+    for (const auto &decision : decisions) {
+        clientWidth = std::max(clientWidth, names[decision.client].size());
+        applicationWidth = std::max(applicationWidth, names[decision.application].size());
     }
-    for (std::size_t i = 0; i < decisions.size(); ++i) {
-        const auto &decision = decisions[i];
-        const auto line = clients[qsizetype(i)].leftJustified(clientWidth) + u"  "_s +
-                          applications[qsizetype(i)].leftJustified(applicationWidth) + u"  "_s +
+    for (const auto &decision : decisions) {
+        const auto line = names[decision.client].leftJustified(clientWidth) + u"  "_s +
+                          names[decision.application].leftJustified(applicationWidth) + u"  "_s +
                           decided(decision.allowed) + u"  "_s + when(decision.time);
         m_terminal.print(line, decision.allowed ? Colour::green : Colour::red);
     }

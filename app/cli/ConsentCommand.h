@@ -5,6 +5,8 @@
 #include "base/Task.h"
 #include "platform/Consent.h"
 
+#include <QMap>
+
 #include <stop_token>
 
 namespace ombru {
@@ -19,17 +21,12 @@ public:
     void interrupt();
 
 private:
-    struct Named {
-        QString id;
-        QString name; // as the desktop shows it; the identifier where it is not installed
-    };
-
     Task<int> list();
     Task<int> change();
     Task<std::optional<QString>> identify(QString application);
-    static Task<Named> described(QString id);
+    static Task<QMap<QString, QString>> namesOf(QStringList ids); // by identifier
     Result<QString> apply(const QString &client, const QString &id) const;
-    void printTable(const std::vector<ConsentDecision> &decisions, const QStringList &names);
+    void printTable(const std::vector<ConsentDecision> &decisions, const QMap<QString, QString> &names);
 
     ConsentOptions m_options;
     Terminal m_terminal;

@@ -86,8 +86,8 @@ TEST_F(ConsentCommandTest, DecidesByAnyNameForItsOwnScripts) {
     for (const auto &name : {u"TextEdit"_s, u"writer's desk"_s, u"org.example.Editor"_s, u"com.apple.TextEdit"_s}) {
         const auto refused = consent({u"deny"_s, name});
         EXPECT_EQ(refused.status, 0) << refused;
-        EXPECT_TRUE(refused.out.startsWith(u"Writer's Desk ("_s)) << refused;
-        EXPECT_TRUE(refused.out.endsWith(u": refused for com.ombru.mac\n"_s)) << refused;
+        EXPECT_TRUE(refused.out.startsWith(u"Writer's Desk: "_s)) << refused;
+        EXPECT_TRUE(refused.out.endsWith(u": refused for ombru\n"_s)) << refused;
         EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
         allow(scratch.directory(), {name}, ownConsentClient());
         EXPECT_EQ(consent({u"forget"_s, name}).status, 0);
@@ -101,7 +101,7 @@ TEST_F(ConsentCommandTest, OnATerminalWithoutADisplayAnOwnerWhoTypesYesAllows) {
     const auto allowed = onTerminal(u"allow TextEdit"_s, "yes");
     EXPECT_EQ(allowed.status, 0) << allowed;
     EXPECT_TRUE(allowed.out.contains(u"Let com.ombru.mac control org.example.Editor?"_s)) << allowed;
-    EXPECT_TRUE(allowed.out.contains(u": allowed for com.ombru.mac"_s)) << allowed;
+    EXPECT_TRUE(allowed.out.contains(u": allowed for ombru"_s)) << allowed;
     EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor yes"_s));
 }
 
@@ -125,16 +125,16 @@ TEST_F(ConsentCommandTest, ATerminalOfAProgramThatHasADisplayGivesNoAnswer) {
 TEST_F(ConsentCommandTest, NothingElseThatIsTypedIsAYesAndNothingThatWasTypedBefore) {
     for (const QByteArray &answer : {"y", "YES", "", "yes please"}) {
         const auto outcome = onTerminal(u"allow TextEdit"_s, answer);
-        EXPECT_TRUE(outcome.out.contains(u": not allowed for com.ombru.mac"_s)) << outcome;
+        EXPECT_TRUE(outcome.out.contains(u": not allowed for ombru"_s)) << outcome;
     }
     EXPECT_EQ(recorded(), QStringList());
 }
 
 TEST_F(ConsentCommandTest, ARefusalIsForgottenWhenTheOwnerSaysSo) {
     consent({u"deny"_s, u"TextEdit"_s});
-    EXPECT_TRUE(onTerminal(u"forget TextEdit"_s, "no").out.contains(u": refused for com.ombru.mac"_s));
+    EXPECT_TRUE(onTerminal(u"forget TextEdit"_s, "no").out.contains(u": refused for ombru"_s));
     EXPECT_EQ(recorded(), QStringList(u"com.ombru.mac org.example.Editor no"_s));
-    EXPECT_TRUE(onTerminal(u"forget TextEdit"_s, "yes").out.contains(u": undecided for com.ombru.mac"_s));
+    EXPECT_TRUE(onTerminal(u"forget TextEdit"_s, "yes").out.contains(u": undecided for ombru"_s));
     EXPECT_EQ(recorded(), QStringList());
 }
 
@@ -172,7 +172,7 @@ TEST_F(ConsentCommandTest, DecidesForSeveralApplicationsAndForOtherPrograms) {
 
 TEST_F(ConsentCommandTest, AnApplicationThatIsNotInstalledIsDecidedByItsIdentifier) {
     const auto refused = consent({u"deny"_s, u"com.example.Absent"_s});
-    EXPECT_EQ(refused.out, u"com.example.Absent: refused for com.ombru.mac\n"_s) << refused;
+    EXPECT_EQ(refused.out, u"com.example.Absent: refused for ombru\n"_s) << refused;
 }
 
 TEST_F(ConsentCommandTest, AnUnknownNameChangesNothingAndIsSaid) {
@@ -197,23 +197,37 @@ TEST_F(ConsentCommandTest, ListsInAlignedLines) {
     consent({u"deny"_s, u"System Events"_s, u"--for"_s, u"/opt/program/x"_s});
     const auto lines = consent({u"list"_s}).out.split(u'\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_TRUE(lines[0].startsWith(u"/opt/program/x  System Events (com.apple.systemevents)  refused  20"_s))
-        << lines[0].toStdString();
-    EXPECT_TRUE(lines[1].startsWith(u"com.ombru.mac   Writer's Desk (org.example.Editor)      allowed  20"_s))
-        << lines[1].toStdString();
+    EXPECT_TRUE(lines[0].startsWith(u"/opt/program/x  System Events  refused  20"_s)) << lines[0].toStdString();
+    EXPECT_TRUE(lines[1].startsWith(u"ombru           Writer's Desk  allowed  20"_s)) << lines[1].toStdString();
     const auto own = consent({u"list"_s, u"--for"_s, u"com.ombru.mac"_s}).out;
-    EXPECT_TRUE(own.startsWith(u"com.ombru.mac  Writer's Desk (org.example.Editor)  allowed  20"_s))
-        << own.toStdString();
+    EXPECT_TRUE(own.startsWith(u"ombru  Writer's Desk  allowed  20"_s)) << own.toStdString();
     EXPECT_EQ(own.count(u'\n'), 1);
     EXPECT_EQ(consent({u"list"_s, u"--for"_s, u"/opt/y"_s}).out, u"Nothing is decided for /opt/y.\n"_s);
+}
+
+TEST_F(ConsentCommandTest, IdentifiersAreListedOnlyOfWhatHasNoNameOfItsOwn) {
+    const auto listed = [&] {
+        QStringList lines;
+        for (const auto &line : consent({u"list"_s}).out.split(u'\n', Qt::SkipEmptyParts))
+            lines += line.section(u"  refused"_s, 0, 0).simplified();
+        return lines;
+    };
+    consent({u"deny"_s, u"com.apple.systemevents"_s, u"org.example.Editor"_s, u"org.example.Gone"_s});
+    EXPECT_EQ(listed(), (QStringList{u"ombru System Events"_s, u"ombru Writer's Desk"_s, u"ombru org.example.Gone"_s}));
+    for (const auto &[id, name] : {std::pair("org.example.Other", "Writer's Desk"), {"org.example.False", "ombru"}})
+        scratch.write(u"applications/%1.desktop"_s.arg(QLatin1StringView(id)),
+                      QByteArray("[Desktop Entry]\nType=Application\nExec=/bin/true\nName=") + name + '\n');
+    consent({u"deny"_s, u"org.example.Other"_s, u"--for"_s, u"org.example.False"_s});
+    EXPECT_EQ(listed(), (QStringList{u"ombru System Events"_s, u"ombru Writer's Desk (org.example.Editor)"_s,
+                                     u"ombru org.example.Gone"_s,
+                                     u"ombru (org.example.False) Writer's Desk (org.example.Other)"_s}));
 }
 
 TEST_F(ConsentCommandTest, AProgramsNameStaysInItsLine) {
     const auto decided = consent({u"deny"_s, u"TextEdit"_s, u"--for"_s, u"/opt/a\nb\t\r\033[2J"_s});
     EXPECT_TRUE(decided.out.endsWith(u": refused for /opt/a«U+000A»b«U+0009»«U+000D»«U+001B»[2J\n"_s)) << decided;
     const auto listed = consent({u"list"_s}).out;
-    EXPECT_TRUE(listed.startsWith(
-        u"/opt/a«U+000A»b«U+0009»«U+000D»«U+001B»[2J  Writer's Desk (org.example.Editor)  refused  20"_s))
+    EXPECT_TRUE(listed.startsWith(u"/opt/a«U+000A»b«U+0009»«U+000D»«U+001B»[2J  Writer's Desk  refused  20"_s))
         << listed.toStdString();
     EXPECT_EQ(listed.count(u'\n'), 1);
 }

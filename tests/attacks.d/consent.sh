@@ -34,7 +34,7 @@ scriptDecides() {
   application Probe
   local said
   said=$(script "do shell script \"'$BIN/ombru' consent allow --for '$CLIENT' Probe\"")
-  "$BIN/ombru" consent list | grep -q probe && through "it is recorded"
+  "$BIN/ombru" consent list --json | grep -q '"application":"probe"' && through "it is recorded"
   [[ $said == *"cannot decide"* ]] && held "$(oneLine "$said")"
   through "$said"
 }
@@ -52,7 +52,7 @@ ownTerminal() {
     sleep 0.05
   done
   sh answer yes
-  "$BIN/ombru" consent list | grep -q probe && through "it is recorded"
+  "$BIN/ombru" consent list --json | grep -q '"application":"probe"' && through "it is recorded"
   grep -q "has a display" yes.log && held "$(grep -a "has a display" yes.log)"
   through "$(cat yes.log)"
 }
