@@ -17,6 +17,16 @@ protected:
     }
 };
 
+TEST_F(TaskConsentTest, WhereThereIsAPanelTheOwnerIsTold) {
+    state->hasPanel = true;
+    addMail(AUTOMATION_UNDECIDED);
+    reply({block(TELL_MAIL), u"DONE: ok"_s});
+    EXPECT_EQ(runTask(u"go"_s).outcome, Outcome::done);
+    EXPECT_EQ(
+        plainEvents().filter(u"To let scripts"_s),
+        QStringList(u"warn: To let scripts control Mail: Allow in ombru's panel, or `ombru consent allow Mail`"_s));
+}
+
 TEST_F(TaskConsentTest, AScriptForAnApplicationNotYetAllowedIsNotRun) {
     addMail(AUTOMATION_UNDECIDED);
     reply({block(TELL_MAIL, u"I write."_s), u"DONE: ok"_s});
