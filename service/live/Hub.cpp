@@ -114,7 +114,8 @@ void Hub::fetched(qint64 computer, double time, QString platform) {
 void Hub::forgotten(qint64 computer) {
     onQueue([computer](Hub &self) {
         self.withComputer(computer, [](LiveComputer &its) { its.forget(); });
-        self.tellRoom();
+        self.m_unkept.clear();
+        self.tellFull();
     });
 }
 
@@ -234,9 +235,8 @@ void Hub::changed(const LiveComputer &computer) {
 
 void Hub::appended(const Appended &appended) {
     m_counts.items += static_cast<qint64>(appended.items.size());
-    if (!appended.items.empty())
-        tellRoom();
     for (const auto &[id, items] : byComputer(appended.items)) {
+        m_unkept.erase(id);
         withComputer(id, [&](LiveComputer &its) { its.noted(items.back().number); });
         const bool few = areFew(items);
         QByteArray message; // made once, when somebody watches
@@ -251,13 +251,21 @@ void Hub::appended(const Appended &appended) {
         if (picture != items.rend())
             withComputer(id, [&](LiveComputer &its) { its.noted(*picture); });
     }
+    tellFull();
     for (const auto &task : appended.tasks)
         withComputer(task.computer, [&](LiveComputer &its) { its.noted(task); });
 }
 
-void Hub::tellRoom() {
+void Hub::tellFull() {
     for (const auto &page : m_pages)
-        page->full({});
+        page->full(full(page->owner().account));
+}
+
+QString Hub::full(qint64 account) const {
+    for (const auto &[id, why] : m_unkept)
+        if (computer(id, account))
+            return why;
+    return {};
 }
 
 void Hub::lost(const std::set<qint64> &computers, const Failure &failure) {
@@ -265,9 +273,9 @@ void Hub::lost(const std::set<qint64> &computers, const Failure &failure) {
     logEvent(u"lost", {{u"why", failure.description}});
     const auto message = isDiskFull(failure) ? u"The service's disk is full: what comes now is not kept."_s
                                              : u"The service cannot keep what comes now."_s;
-    for (const auto &page : m_pages)
-        if (const auto watched = page->watched(); watched && computers.contains(*watched))
-            page->full(message);
+    for (const auto id : computers)
+        m_unkept.insert_or_assign(id, message);
+    tellFull();
 }
 
 // --- Time
@@ -280,9 +288,23 @@ void Hub::look() {
     }
     for (const auto &[id, computer] : m_computers)
         computer->look(MOST_SILENT);
+    if (!m_unkept.empty())
+        lookForRoom();
     m_looking = m_transport->queue().after(LOOKED_EVERY, [weak = weak_from_this()] {
         if (const auto self = weak.lock())
             self->look();
+    });
+}
+
+// Whoever made it may not tell, and a computer that rests has nothing that could be kept again.
+void Hub::lookForRoom() {
+    m_store.post([weak = weak_from_this()](Store &store) {
+        const auto self = store.hasRoom() ? weak.lock() : nullptr;
+        if (self)
+            self->onQueue([](Hub &its) {
+                its.m_unkept.clear();
+                its.tellFull();
+            });
     });
 }
 

@@ -56,6 +56,7 @@ public:
     QJsonArray computersOf(qint64 account) const;
     std::shared_ptr<LiveComputer> computer(qint64 id, qint64 account) const; // none when it is another account's
     qint64 lastNumber(qint64 computer) const;
+    QString full(qint64 account) const; // why what a computer of it tells is not kept; empty when it is
     void askItems(std::weak_ptr<Page> page, quint64 watch, qint64 computer, qint64 after);
     void listenersChanged(qint64 computer);
     void left(const std::shared_ptr<Page> &page);
@@ -75,7 +76,8 @@ private:
     void withComputer(qint64 id, const std::function<void(LiveComputer &)> &work);
     void changed(const LiveComputer &computer);
     void appended(const Appended &appended);
-    void tellRoom(); // that what comes is kept
+    void lookForRoom();
+    void tellFull(); // each page whether what its computers tell is kept
     void lost(const std::set<qint64> &computers, const Failure &failure);
     void look();
     void checkSession(const std::shared_ptr<Page> &page);
@@ -92,6 +94,7 @@ private:
     std::map<qint64, std::shared_ptr<LiveComputer>> m_computers;
     std::set<std::shared_ptr<Page>> m_pages;
     std::set<qint64> m_online;
+    std::map<qint64, QString> m_unkept; // why what they told last was not kept
     Timer m_looking;
     bool m_stopped = false;
 };

@@ -73,7 +73,6 @@ void LiveComputer::gone(const std::shared_ptr<Channel> &channel) {
     m_channel.reset();
     m_presence.online = false;
     m_presence.since = m_record.seen = Clock::unixSeconds();
-    m_presence.state.reset();
     while (!m_handed.empty())
         giveBack(u"gone"_s);
     tell({.message = LostMessage{}});

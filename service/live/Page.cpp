@@ -37,6 +37,7 @@ void Page::start(const QByteArray &already) {
                                   self->m_hub.left(self);
                           }});
     send({{u"type"_s, u"computers"_s}, {u"computers"_s, m_hub.computersOf(m_owner.account)}});
+    full(m_hub.full(m_owner.account));
     m_channel->take(already);
 }
 

@@ -178,6 +178,8 @@ Task<Response> signOut(Service &service, Asked asked) {
     service.hub->sessionEnded(asked.session);
     auto response = noContent();
     response.headers.emplace_back("Set-Cookie", "ombru_session=; Path=/; HttpOnly; SameSite=Lax; Max-Age=0");
+    if (service.isSecure()) // elsewhere a browser takes no notice of it, and says so
+        response.headers.emplace_back("Clear-Site-Data", "\"cache\"");
     co_return response;
 }
 

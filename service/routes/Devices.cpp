@@ -123,7 +123,10 @@ Task<Response> deviceConfig(Service &service, Asked asked) {
 }
 
 // Who asks behind a code, so that its owner sees whether that is theirs.
+// A wrong code counts. So another page, which can send a browser here but not say the token, is not answered.
 Task<Response> showDevice(Service &service, Asked asked) {
+    if (!sameSecret(asked.request.header("x-csrf-token"), asked.csrf))
+        co_return refuse(Refusal::forbidden, u"The request does not come from the page."_s);
     if (auto refused = tooManyGuesses(service, asked))
         co_return *std::move(refused);
     struct Found {

@@ -76,29 +76,33 @@ const PageFile *pageFile(const QString &path) {
                 .first->second;
 }
 
-Response file(const QString &path, const Asked &asked) {
+Response file(const QString &path, const Request &request, int status = 200) {
     const auto *page = pageFile(path);
     if (!page)
         return refuse(Refusal::notFound, u"There is nothing at this address."_s);
-    const bool small = !page->deflated.isEmpty() && asked.request.header("accept-encoding").contains("deflate");
+    const bool small = !page->deflated.isEmpty() && request.header("accept-encoding").contains("deflate");
     const auto tag = '"' + page->tag + (small ? "-d\"" : "\"");
     NameValues headers = {{"ETag", tag}, {"Cache-Control", "no-cache"}, {"Vary", "Accept-Encoding"}};
-    if (asked.request.header("if-none-match") == tag)
+    if (status == 200 && request.header("if-none-match") == tag)
         return {.status = 304, .headers = headers};
     if (small)
         headers.emplace_back("Content-Encoding", "deflate");
-    return {.type = page->type, .body = small ? page->deflated : page->bytes, .headers = headers};
+    return {.status = status, .type = page->type, .body = small ? page->deflated : page->bytes, .headers = headers};
 }
 
 } // namespace
 
 // One page, whatever it shows.
 Task<Response> showPageFile(Service & /*service*/, Asked asked) {
-    co_return file(u"index.html"_s, asked);
+    co_return file(u"index.html"_s, asked.request);
 }
 
 Task<Response> showFile(Service & /*service*/, Asked asked) {
-    co_return file(asked.id, asked);
+    co_return file(asked.id, asked.request);
+}
+
+Response nothingOnPage(const Request &request) {
+    return file(u"index.html"_s, request, 404);
 }
 
 } // namespace ombru

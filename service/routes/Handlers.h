@@ -36,6 +36,7 @@ Task<Response> openPage(Service &service, Asked asked);
 // Files.cpp
 Task<Response> showPageFile(Service &service, Asked asked);
 Task<Response> showFile(Service &service, Asked asked);
+Response nothingOnPage(const Request &request); // the page, which says so
 
 // Operations.cpp
 Task<Response> showHealth(Service &service, Asked asked);

@@ -11,7 +11,8 @@
 namespace ombru {
 
 enum class Who {
-    anyone,
+    anyone,   // no session is looked for
+    visitor,  // with a session or without
     account,  // with a session; a change also needs its token against forged requests
     page,     // the same, for a WebSocket: it needs the page's origin
     computer, // with its token

@@ -1,6 +1,7 @@
 #include "service/routes/Router.h"
 
 #include "service/log/Log.h"
+#include "service/routes/Handlers.h"
 
 #include <QHostAddress>
 #include <QJsonDocument>
@@ -38,6 +39,12 @@ bool isChange(Method method) {
 // A computer takes each JSON object for its configuration, whatever the status: a refusal must be none.
 Response forComputer(const Response &response) {
     return {.status = response.status, .type = "text/plain", .body = "not now\n", .headers = response.headers};
+}
+
+// Somebody's browser, which shows what it gets.
+bool isVisit(const Request &request) {
+    return request.method == Method::get && request.header("accept").contains("text/html") &&
+           !request.path.startsWith("/api/"_L1) && !request.path.startsWith("/web/"_L1);
 }
 
 Response nothingAt(QStringView path) {
@@ -109,8 +116,10 @@ Task<Response> Router::leadAmongOthers(Request request, QString network) {
 
 Task<Response> Router::lead(Request request) {
     const auto led = findRoute(request.method, request.path);
+    if (!led.route && !m_usual.allows(networkOf(addressOf(request))))
+        co_return tooOften();
     if (!led.route)
-        co_return m_usual.allows(networkOf(addressOf(request))) ? nothingAt(request.path) : tooOften();
+        co_return isVisit(request) ? nothingOnPage(request) : nothingAt(request.path);
     const auto &route = *led.route;
     Asked asked;
     asked.request = std::move(request);
@@ -142,9 +151,9 @@ Task<std::optional<Response>> Router::refusal(const Route &route, Asked &asked) 
 }
 
 Task<std::optional<Response>> Router::refusalOfAccount(const Route &route, Asked &asked) {
-    const auto found = co_await findSession(asked);
-    if (!found)
-        co_return failed(found.error());
+    if (route.who != Who::anyone && route.who != Who::operators)
+        if (const auto found = co_await findSession(asked); !found)
+            co_return failed(found.error());
     const bool needed = route.who == Who::account || route.who == Who::page;
     if (needed && asked.session.isEmpty())
         co_return refuse(Refusal::signedOut, u"Sign in first."_s);

@@ -13,7 +13,7 @@ constexpr qsizetype SMALL = 8 << 10; // bytes
 constexpr qsizetype LARGE = 256 << 10;
 
 constexpr std::array ROUTES = {
-    Route{Method::get, u"/api/me", Who::anyone, {}, &showMe},
+    Route{Method::get, u"/api/me", Who::visitor, {}, &showMe},
     Route{Method::post, u"/api/first-visit", Who::anyone, {SMALL, Pace::careful}, &firstVisit},
     Route{Method::post, u"/api/sign-in", Who::anyone, {SMALL, Pace::careful}, &signIn},
     Route{Method::post, u"/api/sign-out", Who::account, {SMALL}, &signOut},

@@ -77,9 +77,8 @@ Task<Response> showPicture(Service &service, Asked asked) {
     const auto computer = co_await ownComputer(service, asked.account.id, (*picture)->computer);
     if (!computer)
         co_return computer.error();
-    co_return Response{.type = "image/jpeg",
-                       .body = (*picture)->jpeg,
-                       .headers = {{"Cache-Control", "private, max-age=31536000, immutable"}}};
+    // No browser keeps a screen for whoever comes next; an open page has its pictures in memory.
+    co_return Response{.type = "image/jpeg", .body = (*picture)->jpeg, .headers = {{"Cache-Control", "no-store"}}};
 }
 
 } // namespace ombru

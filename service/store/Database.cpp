@@ -29,6 +29,16 @@ Result<> makeFile(const QString &path) {
     return {};
 }
 
+QString textOf(sqlite3_value *value) {
+    const auto *begin = reinterpret_cast<const char *>(sqlite3_value_text(value));
+    return QString::fromUtf8(begin, sqlite3_value_bytes(value));
+}
+
+// LIKE knows the case of Latin letters without accents only.
+void says(sqlite3_context *context, int /*count*/, sqlite3_value **values) {
+    sqlite3_result_int(context, textOf(values[0]).contains(textOf(values[1]), Qt::CaseInsensitive) ? 1 : 0);
+}
+
 } // namespace
 
 QString Row::text(int column) const {
@@ -60,6 +70,8 @@ Result<std::unique_ptr<Database>> Database::open(const QString &path, Mode mode)
     if (code != SQLITE_OK)
         return std::unexpected(unusable(path, code, QString::fromUtf8(sqlite3_errstr(code))));
     sqlite3_busy_timeout(handle.get(), PATIENCE);
+    sqlite3_create_function_v2(handle.get(), "says", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY, nullptr,
+                               &says, nullptr, nullptr, nullptr);
     std::unique_ptr<Database> database(new Database(path, std::move(handle)));
     if (const auto set = database->script(SETTINGS); !set)
         return std::unexpected(set.error());

@@ -3,7 +3,8 @@
 //     const auto email = database.row("SELECT email FROM accounts WHERE id = ?", [](const Row &row) { return
 //     row.text(0); }, id);
 //
-// A statement is a literal: it is prepared once and known again by its address.
+// A statement is a literal: it is prepared once and known again by its address. Beside SQLite's functions it has
+// says(text, words), which finds them whatever their case, in any language.
 #pragma once
 #include "base/Failure.h"
 #include "service/store/Reserve.h"
@@ -118,6 +119,7 @@ public:
     }
     void keepReserve(Reserve reserve);
     void fillReserve(); // with what has become free since
+    bool hasRoom() const { return !m_reserve || !m_reserve->isAlone(); }
 
     qint64 lastId() const { return sqlite3_last_insert_rowid(m_handle.get()); }
     int changes() const { return sqlite3_changes(m_handle.get()); }

@@ -28,13 +28,6 @@ void keepFew(std::vector<Item> &items, qsizetype most) {
     items.resize(count);
 }
 
-// As LIKE wants a text that is searched as it stands.
-QString pattern(const QString &word) {
-    QString escaped = word;
-    escaped.replace(u'\\', u"\\\\"_s).replace(u'%', u"\\%"_s).replace(u'_', u"\\_"_s);
-    return u'%' + escaped + u'%';
-}
-
 } // namespace
 
 Result<std::vector<Item>> History::itemsAfter(qint64 computer, qint64 after, int most) {
@@ -94,9 +87,9 @@ Result<std::map<qint64, Item>> History::lastPictures() {
 Result<std::vector<TaskRecord>> History::tasks(const TaskSearch &search) {
     return m_database.rows(
         "SELECT id, computer, text, source, began, ended, steps, outcome, answer FROM tasks WHERE computer = ?1 AND "
-        "id < ?2 AND (?3 = '%%' OR text LIKE ?3 ESCAPE '\\' OR answer LIKE ?3 ESCAPE '\\' OR EXISTS (SELECT 1 FROM "
-        "items WHERE items.task = tasks.id AND items.text LIKE ?3 ESCAPE '\\')) ORDER BY id DESC LIMIT ?4",
-        readTask, search.computer, search.before.value_or(std::numeric_limits<qint64>::max()), pattern(search.words),
+        "id < ?2 AND (?3 = '' OR says(text, ?3) OR says(answer, ?3) OR EXISTS (SELECT 1 FROM items WHERE items.task = "
+        "tasks.id AND says(items.text, ?3))) ORDER BY id DESC LIMIT ?4",
+        readTask, search.computer, search.before.value_or(std::numeric_limits<qint64>::max()), search.words,
         search.most);
 }
 

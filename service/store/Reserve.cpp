@@ -14,6 +14,8 @@ namespace {
 
 constexpr qint64 LEAST = 256 << 10; // bytes: with less of it nothing can be done
 
+constexpr qint64 BESIDE = 1 << 20; // a picture or two
+
 } // namespace
 
 void Reserve::fill() {
@@ -27,6 +29,15 @@ void Reserve::fill() {
         if (::ftruncate(file.number(), there.st_size) != 0) // what it got of that
             return;
     }
+}
+
+bool Reserve::isAlone() const {
+    const Descriptor file(::open(QFile::encodeName(m_file).constData(), O_WRONLY | O_CLOEXEC));
+    struct stat there{};
+    if (!file.isOpen() || ::fstat(file.number(), &there) != 0)
+        return false;
+    const bool grows = ::posix_fallocate(file.number(), there.st_size, BESIDE) == 0;
+    return ::ftruncate(file.number(), there.st_size) != 0 || !grows;
 }
 
 void Reserve::release() {

@@ -11,6 +11,7 @@ public:
 
     void fill(); // as much of it as there is room for
     void release();
+    bool isAlone() const; // there is no room beside it
 
 private:
     const QString m_file;

@@ -35,6 +35,7 @@ public:
     static Result<> restore(const QString &file, const QString &to);
 
     void fillReserve() { m_database->fillReserve(); } // with what has become free since
+    bool hasRoom() const { return m_database->hasRoom(); }
 
     Accounts accounts;
     Computers computers;

@@ -28,8 +28,7 @@ function compareClocks(response) {
  */
 export async function ask(method, path, body, signal) {
   /** @type {Record<string, string>} */
-  const headers = body === undefined ? {} : { 'Content-Type': 'application/json' }
-  if (method !== 'GET') headers['X-CSRF-Token'] = csrf
+  const headers = { 'X-CSRF-Token': csrf, ...(body !== undefined && { 'Content-Type': 'application/json' }) }
   try {
     const response = await fetch(path, {
       method,

@@ -77,7 +77,7 @@ TEST_F(AccountRoutesTest, TheSessionsCookieIsKeptFromScripts) {
     EXPECT_FALSE(cookie.contains("Secure"));
 }
 
-TEST_F(AccountRoutesTest, BehindHttpsTheCookieIsSecure) {
+TEST_F(AccountRoutesTest, BehindHttpsTheCookieIsSecureAndSigningOutEmptiesTheCache) {
     stop();
     ASSERT_TRUE(settings->publicURL.override(u"https://ombru.example"_s));
     auto started = Server::start(*settings, {.passwordCost = CHEAP});
@@ -91,6 +91,14 @@ TEST_F(AccountRoutesTest, BehindHttpsTheCookieIsSecure) {
                                                          {u"password"_s, PASSWORD}})
                                    .toJson());
     EXPECT_TRUE(reply.header("Set-Cookie").contains("; Secure")) << reply.body.toStdString();
+    const auto browser = browserOf(reply);
+    const auto out = request("POST", u"/api/sign-out"_s,
+                             {{"Origin", "https://ombru.example"},
+                              {"Content-Type", "application/json"},
+                              {"Cookie", browser.cookie},
+                              {"X-CSRF-Token", browser.csrf}},
+                             "{}");
+    EXPECT_EQ(out.header("Clear-Site-Data"), "\"cache\"") << out.status;
 }
 
 TEST_F(AccountRoutesTest, AWrongPasswordSaysHowOftenMoreAndThenHasToWait) {

@@ -133,6 +133,14 @@ TEST_F(DeviceRoutesTest, CodesCannotBeGuessed) {
               u"tooMany"_s);
 }
 
+TEST_F(DeviceRoutesTest, AnotherPageCannotUseUpTheGuesses) {
+    const auto browser = visitFirst();
+    const auto pairing = startPairing();
+    for (int visit = 0; visit < 12; ++visit) // a link that is followed brings the cookie, and no token
+        EXPECT_EQ(request("GET", u"/api/verify?code=BBBB-0000"_s, {{"Cookie", browser.cookie}}).code(), u"forbidden"_s);
+    EXPECT_EQ(get(u"/api/verify?code="_s + pairing.userCode, browser).status, 200);
+}
+
 TEST_F(DeviceRoutesTest, TheConfigurationIsWhatAComputerReads) {
     const auto browser = visitFirst();
     const auto token = pair(browser);

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 
 #include <cerrno>
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +64,26 @@ private:
 };
 
 SmallDisk::State SmallDisk::its;
+
+// No file of this process can be larger, as long as one lives.
+class Ceiling {
+public:
+    explicit Ceiling(qint64 bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{static_cast<rlim_t>(bytes), m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~Ceiling() {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_signal);
+    }
+    Ceiling(const Ceiling &) = delete;
+    Ceiling &operator=(const Ceiling &) = delete;
+
+private:
+    rlimit m_before{};
+    void (*m_signal)(int);
+};
 
 class FullDiskTest : public ::testing::Test {
 protected:
@@ -172,6 +194,20 @@ TEST_F(FullDiskTest, ItIsTheReserveThatDoesIt) {
     fill(0);
     EXPECT_FALSE(store->history.forget(one));
     EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
+}
+
+TEST(ReserveTest, ItIsAloneWhenNothingFitsBesideIt) {
+    const QTemporaryDir directory;
+    const auto file = directory.filePath(u"reserve"_s);
+    Reserve reserve(file, 2 << 20);
+    reserve.fill();
+    EXPECT_FALSE(reserve.isAlone());
+    {
+        const Ceiling ceiling(2 << 20);
+        EXPECT_TRUE(reserve.isAlone());
+    }
+    EXPECT_FALSE(reserve.isAlone());
+    EXPECT_EQ(QFileInfo(file).size(), 2 << 20) << "it stays as it was";
 }
 
 } // namespace

@@ -232,6 +232,7 @@ TEST_F(LiveTest, APictureIsALinkThatOnlyItsOwnerCanFollow) {
     const auto shown = get(url, browser);
     EXPECT_EQ(shown.body, JPEG);
     EXPECT_EQ(shown.header("Content-Type"), "image/jpeg");
+    EXPECT_EQ(shown.header("Cache-Control"), "no-store") << "a browser that was signed out has it no more";
     EXPECT_EQ(get(url).code(), u"signedOut"_s);
     EXPECT_EQ(get(url, addUser(u"stranger@example.org"_s)).code(), u"notFound"_s);
 }
@@ -342,7 +343,7 @@ TEST_F(LiveTest, ATaskIsKeptWithItsStepsItsOutcomeAndItsItems) {
 
 TEST_F(LiveTest, PastTasksAreFoundByWhatWasSaidInThem) {
     const auto page = watching();
-    for (const auto &words : {u"first"_s, u"second 100%"_s}) {
+    for (const auto &words : {u"first"_s, u"second 100% für Österreich"_s}) {
         workshop->send(state(true));
         workshop->send(event(u"user"_s, u"you ❯ "_s + words));
         workshop->send(event(u"code"_s, u"do shell script \"echo "_s + words + u"\""_s));
@@ -357,8 +358,11 @@ TEST_F(LiveTest, PastTasksAreFoundByWhatWasSaidInThem) {
             texts.append(task[u"text"_s].toString());
         return texts;
     };
-    EXPECT_EQ(found(u"ECHO"_s), (QStringList{u"second 100%"_s, u"first"_s}));
-    EXPECT_EQ(found(u"100%25"_s), QStringList{u"second 100%"_s});
+    const auto second = u"second 100% für Österreich"_s;
+    EXPECT_EQ(found(u"ECHO"_s), (QStringList{second, u"first"_s}));
+    EXPECT_EQ(found(u"100%25"_s), QStringList{second});
+    EXPECT_EQ(found(u"FÜR öster"_s), QStringList{second}) << "as the page marks what it finds";
+    EXPECT_EQ(found(u"_"_s), QStringList());
     EXPECT_EQ(found(u"nothing"_s), QStringList());
 }
 
@@ -557,6 +561,50 @@ TEST_F(LiveTest, AFullDiskIsSaidOnThePageAndLosesNothingThatIsThere) {
     later->send(watch(computer, 0));
     EXPECT_EQ(items(*later, 1)[0][u"text"_s].toString(), u"kept"_s);
     EXPECT_EQ(config(token).status, 200);
+}
+
+TEST_F(LiveTest, AFullDiskIsSaidOnEachPageUntilThereIsRoomForWhatWasLost) {
+    stop();
+    start({.passwordCost = CHEAP, .mostPages = 100});
+    workshop = agent(token);
+    const auto reception = agent(pair(browser, u"reception"_s));
+    ASSERT_TRUE(workshop->opens() && reception->opens());
+    const auto list = page(browser); // watches none
+    const auto stranger = page(addUser(u"other@example.org"_s));
+    for (int number = 0; number < 40; ++number)
+        workshop->send(event(u"result"_s, QString(60'000, u'x')));
+    EXPECT_TRUE(list->next(u"full"_s)[u"message"_s].toString().contains(u"full"_s));
+
+    const auto watching = this->page(browser);
+    watching->next(u"computers"_s);
+    EXPECT_FALSE(watching->next(u"full"_s)[u"message"_s].toString().isEmpty()) << "opened after the loss";
+    const auto second = get(u"/api/computers"_s, browser).json()[u"computers"_s][1][u"id"_s].toString();
+    watching->send(watch(second, 0));
+    reception->send(event(u"good"_s, u"small"_s));
+    EXPECT_EQ(items(*watching, 1)[0][u"text"_s].toString(), u"small"_s);
+    const auto later = page(browser);
+    later->next(u"computers"_s);
+    EXPECT_FALSE(later->next(u"full"_s)[u"message"_s].toString().isEmpty()) << "another's was kept";
+
+    ManualClock clock;
+    clock.advance(std::chrono::seconds(25));
+    while (!later->next(u"full"_s)[u"message"_s].toString().isEmpty())
+        ;
+    for (const auto &message : stranger->messages)
+        EXPECT_NE(message[u"type"_s].toString(), u"full"_s) << "of another's computer";
+}
+
+TEST_F(LiveTest, WhatAComputerThatIsAwaySaidLastStaysKnown) {
+    const auto page = watching();
+    workshop->send(state(true, 4));
+    computerOnce(*page, [](const QJsonObject &its) { return its[u"state"_s][u"busy"_s].toBool(); });
+    workshop->drop();
+    const auto away = computerOnce(*page, [](const QJsonObject &its) { return !its[u"online"_s].toBool(); });
+    EXPECT_TRUE(away[u"state"_s][u"busy"_s].toBool());
+    EXPECT_EQ(away[u"state"_s][u"step"_s].toInt(), 4);
+    workshop = agent(token);
+    const auto back = computerOnce(*page, [](const QJsonObject &its) { return its[u"online"_s].toBool(); });
+    EXPECT_TRUE(back[u"state"_s].isNull()) << "it may have ended meanwhile";
 }
 
 TEST_F(LiveTest, ForgettingAHistoryMakesRoomOnAFullDiskAndThePageIsTold) {

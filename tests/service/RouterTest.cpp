@@ -37,6 +37,27 @@ TEST_F(RouterTest, WhatIsNotThereIsNotFound) {
     EXPECT_EQ(get(u"/web/%2e%2e/prompts/linux.txt"_s).status, 404);
 }
 
+TEST_F(RouterTest, AWrongAddressIsThePagesMatterWhenSomebodyGoesThere) {
+    const auto page = get(u"/"_s);
+    const auto visit = [&](const QString &path) {
+        return request("GET", path, {{"Accept", "text/html,*/*;q=0.8"}, {"If-None-Match", page.header("ETag")}});
+    };
+    EXPECT_EQ(visit(u"/tasks"_s).status, 404);
+    EXPECT_EQ(visit(u"/tasks"_s).body, page.body);
+    EXPECT_EQ(visit(u"/api/nothing"_s).code(), u"notFound"_s);
+    EXPECT_EQ(visit(u"/web/nothing.js"_s).code(), u"notFound"_s);
+}
+
+TEST_F(RouterTest, ThePageComesAlsoWhenTheStoreDoesNot) {
+    const auto browser = visitFirst();
+    std::promise<void> end;
+    server->store().post([waiting = end.get_future().share()](Store &) { waiting.wait(); });
+    EXPECT_EQ(get(u"/"_s, browser).status, 200);
+    EXPECT_EQ(get(u"/web/store.js"_s, browser).status, 200);
+    end.set_value();
+    EXPECT_EQ(get(u"/api/me"_s, browser).json()[u"account"_s][u"email"_s].toString(), u"owner@example.org"_s);
+}
+
 TEST_F(RouterTest, ThePageIsOneWhateverItShows) {
     const auto page = get(u"/"_s);
     EXPECT_EQ(page.status, 200);

@@ -134,7 +134,7 @@ protected:
                 reply->rawHeaderPairs()};
     }
     Reply get(const QString &path, const Browser &browser = {}) {
-        return request("GET", path, {{"Cookie", browser.cookie}});
+        return request("GET", path, {{"Cookie", browser.cookie}, {"X-CSRF-Token", browser.csrf}});
     }
     Reply send(const QByteArray &method, const QString &path, const QJsonObject &body, const Browser &browser = {}) {
         return request(method, path,

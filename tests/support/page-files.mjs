@@ -47,7 +47,7 @@ export function sendDrawing(answer, path) {
   const [, what, step] = /p\d+-(\w+)-(\d+)$/.exec(path) ?? []
   answer.writeHead(what ? 200 : 404, {
     'Content-Type': 'image/svg+xml',
-    'Cache-Control': 'max-age=31536000, immutable',
+    'Cache-Control': 'no-store',
   })
   answer.end(what ? desk(what, Number(step)) : '')
 }
