@@ -137,7 +137,10 @@ export const scenes = {
     service.begin('hall', 'print the delivery notes', { began: service.now() - 9300 })
     service.picture('hall', 2, {}, 'files')
     service.end('hall', 'unfinished', '', { ended: service.now() - 9100 })
-    service.change('hall', { online: false })
+    service.goAway('hall', service.now() - 9000)
+    service.addComputer('attic', { online: false, since: service.now() - DAY * 12, revoked: true })
+    service.begin('attic', 'tidy up the desktop', { began: service.now() - DAY * 12.1 })
+    service.end('attic', 'done', 'It is tidy.', { ended: service.now() - DAY * 12.1 + 60 })
     service.addComputer('annex', { online: false, since: null, state: null, signedIn: service.now() - 190 })
     return '/'
   },
@@ -183,9 +186,15 @@ export const scenes = {
   away(service) {
     workshop(service)
     sorting(service, 3600, 15)
-    service.change('workshop', { online: false, since: service.now() - 3529 })
+    service.goAway('workshop', service.now() - 3529)
     return NOW
   },
+  full: (service) => (
+    service.full('What comes now is not kept. Nothing that was kept is lost.'), scenes.busy(service)
+  ),
+  revoked: (service) => (
+    workshop(service), past(service), service.goAway('workshop'), service.change('workshop', { revoked: true }), NOW
+  ),
   call(service) {
     const begin = service.now() - 32
     workshop(service)

@@ -39,6 +39,7 @@ export class PageService {
   sockets = new Set()
   refuseSockets = false
   #ahead = 0
+  #full = ''
   #held = false
   #picture = 0
   #task = 0
@@ -192,7 +193,15 @@ export class PageService {
     for (const page of this.sockets) if (page.listens === id && page.watches === id) page.send(samples)
   }
 
+  /** Its link is lost; what it said last stays known. */
+  goAway(id, since = this.now()) {
+    const { lastTask } = this.computers.get(id)
+    if (lastTask?.outcome === 'running') Object.assign(lastTask, { outcome: 'unknown', ended: since })
+    this.change(id, { online: false, since })
+  }
+
   full(message) {
+    this.#full = message
     this.#tellAll({ type: 'full', message })
   }
 
@@ -211,6 +220,7 @@ export class PageService {
     page.on('close', () => this.sockets.delete(page))
     page.on('message', (text) => this.#take(page, JSON.parse(text)))
     page.send(JSON.stringify({ type: 'computers', computers: [...this.computers.values()] }))
+    if (this.#full) page.send(JSON.stringify({ type: 'full', message: this.#full }))
   }
 
   #take(page, message) {
@@ -276,7 +286,7 @@ export class PageService {
       return this.#signIn(body.email === this.account.email && body.password === this.password)
     if (name === 'POST /api/first-visit') return this.#signIn(body.code === 'ABCD-1234')
     if (!this.signedIn) return problem(401, 'signedOut', 'Sign in first.')
-    if (request.method !== 'GET' && request.headers['x-csrf-token'] !== this.csrf)
+    if ((request.method !== 'GET' || url.pathname === '/api/verify') && request.headers['x-csrf-token'] !== this.csrf)
       return problem(403, 'forbidden', 'The token is missing.')
     if (name === 'POST /api/sign-out') return this.#signOut()
     if (url.pathname === '/api/verify')
@@ -318,16 +328,22 @@ export class PageService {
 
   #computer(method, id, what, query, body) {
     if (method === 'DELETE' && what === '') return this.#revoke(id)
-    if (method === 'DELETE') this.tasks = this.tasks.filter((task) => task.computer !== id)
-    if (method === 'DELETE') return { status: 204 }
+    if (method === 'DELETE') return this.#forget(id)
     if (what === 'tasks') return { body: this.#search(id, query) }
     if (method === 'PUT') this.#save(id, body)
     return { body: this.settings.get(id) }
   }
 
   #revoke(id) {
-    this.computers.delete(id)
-    this.#tellAll({ type: 'gone', computer: id })
+    this.goAway(id)
+    this.change(id, { revoked: true })
+    return { status: 204 }
+  }
+
+  #forget(id) {
+    this.tasks = this.tasks.filter((task) => task.computer !== id)
+    this.items.set(id, [])
+    this.change(id, { lastTask: null, picture: null })
     return { status: 204 }
   }
 

@@ -176,6 +176,8 @@ test('a past task has its steps, pictures and scripts, also after a reload, and 
     await page.waitForSelector('.ev-good')
     assert.equal(await page.locator('.tl li').count(), 6)
     assert.equal(await page.locator('.strip button').count(), 6)
+    const right = (selector) => page.locator(selector).evaluate((part) => part.getBoundingClientRect().right)
+    await until(async () => (await right('.strip [aria-current]')) <= (await right('.strip')), 'the last is in sight')
     await page.click('text=Hand over again')
     await page.waitForSelector('task-box')
     assert.equal(await page.inputValue('#task'), 'sort the invoices in Downloads by month')
@@ -225,8 +227,73 @@ test('a computer is signed out only when that was asked twice', () =>
     await page.click('text=Sign this computer out')
     assert.equal(service.computers.size, 1)
     await page.click('text=Sign workshop out now')
-    await until(() => service.computers.size === 0)
+    await until(() => service.computers.get('workshop').revoked)
     await page.waitForSelector('text=No computer yet')
+  }))
+
+test('past tasks of a computer that was signed out are read and deleted', () =>
+  onScene('tasks', async (page, service) => {
+    await page.goto(`${service.address}/computers/workshop/settings`)
+    await page.click('text=Sign this computer out')
+    await page.click('text=Sign workshop out now')
+    await page.click('.past a:has-text("workshop")')
+    await page.click('.rows a:has-text("print the delivery notes")')
+    await page.waitForSelector('.job h2:has-text("print the delivery notes")')
+    await page.click('.tabs >> text=Settings')
+    await page.waitForSelector('text=Delete its past tasks')
+    assert.equal(await page.locator('button:has-text("Save"):visible').count(), 0)
+    assert.equal(await page.locator('text=Sign this computer out').count(), 0)
+    await page.click('text=Delete its past tasks')
+    await page.click('text=Delete tasks, pictures and scripts now')
+    await page.waitForSelector('text=Its past tasks are deleted.')
+    await page.click('.brand')
+    await page.waitForSelector('text=No computer yet')
+    assert.equal(await page.locator('.past a').count(), 0)
+  }))
+
+test('where a computer signs in is a command to copy, with the address of this page', () =>
+  onScene('empty', async (page, service) => {
+    await page.context().grantPermissions(['clipboard-read', 'clipboard-write'])
+    const command = `ombru sign-in --server ${service.address}`
+    await page.click('text=Copy')
+    await page.waitForSelector('text=Copied')
+    assert.equal(await page.evaluate(() => navigator.clipboard.readText()), command)
+    assert.equal(await page.locator('text=phone icon').count(), 0, 'the panel does not lead here')
+    await page.click('text=I have a code')
+    await page.waitForSelector(`pre:has-text("${command}")`)
+  }))
+
+test('a task that ends leaves the earlier ones that were loaded', () =>
+  onScene(
+    (service) => {
+      service.addComputer('workshop')
+      for (let number = 1; number <= 120; ++number) {
+        service.begin('workshop', `task ${number}`, { began: service.now() - 1000 + number })
+        service.end('workshop', 'done')
+      }
+      return '/computers/workshop/tasks'
+    },
+    async (page, service) => {
+      const rows = () => page.locator('.rows li').count()
+      await page.click('text=Earlier tasks')
+      await until(async () => (await rows()) === 100)
+      service.begin('workshop', 'task 121')
+      service.end('workshop', 'stopped')
+      await page.waitForSelector('text=task 121')
+      assert.equal(await rows(), 101)
+      await page.click('text=Earlier tasks')
+      await until(async () => (await rows()) === 121)
+      assert.equal(await page.locator('text=Earlier tasks').count(), 0)
+    },
+  ))
+
+test('a choice of outcomes that none has says so, and leads back', () =>
+  onScene('tasks', async (page) => {
+    await page.click('.chip:has-text("Failed")')
+    await page.fill('#search', 'sort the invoices')
+    await page.waitForSelector('text=None is “Failed”')
+    await page.click('text=Show all')
+    await page.waitForSelector('.rows li')
   }))
 
 test('what could not be loaded is tried again on request', () =>

@@ -1,9 +1,12 @@
 // Pictures of the page in all its scenes, widths and schemes: pictures.mjs DIRECTORY [SCENE or SCENE-WIDTH-SCHEME...]
+// ImageMagick's convert makes them small.
+import { execFileSync } from 'node:child_process'
 import { mkdirSync } from 'node:fs'
 import { PageService } from '../support/page-service.mjs'
 import { scenes } from '../support/page-scenes.mjs'
 import { openBrowser, openPage } from './browser.mjs'
 
+const PORT = 8797 // it can be read in some of them
 const WIDTHS = { 390: 844, 820: 1180, 1440: 900 }
 const BEGAN = Date.UTC(2026, 10, 22, 10, 43, 18) / 1000
 const WHOLE = ['settings', 'tasks', 'search', 'finished', 'busy', 'call', 'away', 'task']
@@ -11,7 +14,7 @@ const WHOLE = ['settings', 'tasks', 'search', 'finished', 'busy', 'call', 'away'
 async function takePicture(browser, directory, scene, width, scheme) {
   const service = new PageService(BEGAN)
   const path = scenes[scene](service)
-  await service.listen()
+  await service.listen(PORT)
   const viewport = { width, height: WIDTHS[width] }
   const { page, trouble, context } = await openPage(browser, service, path, {
     viewport,
@@ -25,12 +28,12 @@ async function takePicture(browser, directory, scene, width, scheme) {
   await after[scene]?.(page, service)
   await page.waitForFunction(() => [...document.images].every((image) => image.complete || image.loading === 'lazy'))
   await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))))
-  const whole = width < 1000 && WHOLE.includes(scene)
-  await page.screenshot({
-    path: `${directory}/${scene}-${width}-${scheme}.png`,
-    fullPage: whole,
-    animations: 'disabled',
-  })
+  // As high as all of it, so that what stays at the bottom of the window is there.
+  const height = await page.evaluate(() => document.documentElement.scrollHeight)
+  if (width < 1000 && WHOLE.includes(scene)) await page.setViewportSize({ width, height })
+  const file = `${directory}/${scene}-${width}-${scheme}.png`
+  await page.screenshot({ path: file, animations: 'disabled' })
+  execFileSync('convert', [file, '+dither', '-colors', '64', '-strip', `PNG8:${file}`])
   for (const line of trouble) console.error(`${scene} ${width}: ${line}`)
   await context.close()
   await service.close()
@@ -73,10 +76,6 @@ const after = {
     }
     await page.waitForSelector('.level .on')
   },
-  full: async (page, service) => {
-    service.full('New pictures are shown but not kept. Nothing that was kept is lost.')
-    await page.waitForSelector('.notices .note')
-  },
   large: async (page) => {
     await page.click('figcaption .btn')
     await page.waitForSelector('dialog[open] img')
@@ -98,7 +97,6 @@ Object.assign(scenes, {
   notAccepted: scenes.idle,
   stopping: scenes.busy,
   listen: scenes.idle,
-  full: scenes.busy,
   large: scenes.busy,
   scrolled: scenes.busy,
 })

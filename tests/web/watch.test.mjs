@@ -241,7 +241,7 @@ test('a step is chosen on the time line: its picture is large and its lines are 
 
 test('away: the time, the way to stop there, the picture in grey, and a box that keeps its text', () =>
   onScene('away', async (page) => {
-    await reads(page, '.note.wait', /workshop has been away since .*step 4[^]*Ctrl\+Shift\+Escape/)
+    await reads(page, '.note.wait', /workshop has been away since .*step 4[^]*ombru stop does[^]*Ctrl\+Shift\+Escape/)
     await page.waitForSelector('.eyes.faded')
     await page.fill('#task', 'print the list')
     await page.keyboard.press('Control+Enter')

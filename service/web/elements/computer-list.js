@@ -1,12 +1,12 @@
 // All computers of the account, each a card with its live state.
 
 import { h, keyed, refill, refillFor, say, set } from '../dom.js'
-import { minutes, when } from '../format.js'
+import { minutes, shortDay, when } from '../format.js'
 import { icon } from '../icons.js'
 import { computerPath } from '../router.js'
 import { store } from '../session.js'
 import { outcomeWord, stateWord } from '../words.js'
-import { Part, bones, empty, showState, showStop, stateMark } from './pieces.js'
+import { Part, bones, empty, showState, showStop, signInCommand, signInHow, stateMark } from './pieces.js'
 
 class ComputerList extends Part {
   build() {
@@ -15,25 +15,44 @@ class ComputerList extends Part {
       h('div.spread', h('h1', 'Computers'), h('a.btn.add', { href: '/verify' }, 'Add a computer')),
       h('div.rest'),
       h('ul.computers'),
+      h('section.past.stack.tight'),
     )
     this.follow(() => this.show(), 'computers', 'stops', 'tick')
     this.show()
   }
 
   show() {
-    const list = [...store.computers.values()].filter((computer) => !computer.revoked)
+    const all = [...store.computers.values()]
+    const list = all.filter((computer) => !computer.revoked)
     const state = !store.known ? 'loading' : list.length ? 'some' : 'none'
     set(this.find('.add'), 'hidden', state !== 'some')
     refillFor(this.find('.rest'), state, () => (state === 'loading' ? bones() : state === 'none' && noComputer()))
     keyed(this.find('.computers'), list, (computer) => computer.id, card, showCard)
+    const past = all.filter((computer) => computer.revoked && computer.lastTask)
+    refillFor(
+      this.find('.past'),
+      past.map(({ id, lastTask }) => `${id} ${lastTask?.id}`).join(),
+      () => past.length > 0 && [h('h2.day', 'Signed out'), h('ul.rows.card', past.map(pastRow))],
+    )
   }
 }
 
 const noComputer = () =>
   empty(
     'No computer yet',
-    'On the computer: install ombru, click the phone icon and choose “Sign in with Google”. It opens this page with a code to allow.',
+    `On the computer: install ombru, then ${signInHow}. It opens this page with a code to allow.`,
+    signInCommand(),
     h('a.btn.main', { href: '/verify' }, 'I have a code'),
+  )
+
+/** One that was signed out, with its past tasks. @param {Computer} computer */
+const pastRow = (computer) =>
+  h(
+    'li',
+    icon('away', 'rest'),
+    h('a', { href: computerPath(computer.id, 'tasks') }, computer.name),
+    computer.since !== null && h('time', shortDay(computer.since, store.now())),
+    h('p.sum', whatItDoes(computer)),
   )
 
 /** @param {Computer} computer */

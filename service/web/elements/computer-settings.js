@@ -113,7 +113,10 @@ class ComputerSettings extends Part {
     const computer = store.current
     const settings = this.#settings
     if (!settings || !computer) return
-    for (const form of this.querySelectorAll('form')) this.#showSaved(form, settings, computer)
+    for (const form of this.querySelectorAll('form')) {
+      set(/** @type {Element} */ (form.parentElement), 'hidden', computer.revoked)
+      this.#showSaved(form, settings, computer)
+    }
     say(
       this.find('#systemPrompt-help'),
       settings.systemPrompt
@@ -122,7 +125,7 @@ class ComputerSettings extends Part {
     )
     set(this.find('#speechKey'), 'placeholder', settings.speechKeySet ? 'A key is set' : 'No key is set')
     this.#showTrusted(settings, computer)
-    refillFor(this.find('.about'), `${computer.name} ${computer.address} ${computer.signedIn}`, () =>
+    refillFor(this.find('.about'), `${computer.name} ${computer.address} ${computer.signedIn} ${computer.revoked}`, () =>
       this.#about(computer),
     )
   }
@@ -176,11 +179,15 @@ class ComputerSettings extends Part {
         h('dt', 'Platform'),
         h('dd', platformWord(computer.platform)),
       ),
-      h(
-        'div.field',
-        askTwice('Sign this computer out', `Sign ${computer.name} out now`, () => void this.#act('', '/')),
-        h('p.help', 'It stops listening to this page within a minute. Its past tasks stay here until you delete them.'),
-      ),
+      !computer.revoked &&
+        h(
+          'div.field',
+          askTwice('Sign this computer out', `Sign ${computer.name} out now`, () => void this.#act('', '/')),
+          h(
+            'p.help',
+            'It stops listening to this page within a minute. Its past tasks stay, below the list of computers, until you delete them.',
+          ),
+        ),
       h(
         'div.field',
         askTwice(

@@ -2,9 +2,8 @@
 
 import { h, say, setState } from '../dom.js'
 import { clock, count, size } from '../format.js'
-import { icon } from '../icons.js'
-import { announce } from '../session.js'
 import { readLine } from '../words.js'
+import { copyButton } from './pieces.js'
 
 // A text that is hardly longer than what would be shown is shown whole.
 const SHOWN_LINES = { code: 4, result: 12, bad: 12 }
@@ -68,22 +67,10 @@ function folded(text, kind) {
 function script(text, step) {
   const { first, rest, lines, long } = parts(text, SHOWN_LINES.code)
   const more = h('span', { hidden: true }, rest)
-  const copy = h('button.btn.plain', { onclick: () => void copyText(text, copy) }, icon('copy'), h('span', 'Copy'))
   return h(
     'div',
     { class: long ? 'script' : 'script short' },
     h('pre', { tabindex: '0', role: 'region', 'aria-label': `Script of step ${step}` }, first, more),
-    h('div.more', long && unfold(more, lines), copy),
+    h('div.more', long && unfold(more, lines), copyButton(text)),
   )
-}
-
-/** @param {string} text @param {HTMLElement} button */
-async function copyText(text, button) {
-  const done = await navigator.clipboard?.writeText(text).then(
-    () => true,
-    () => false,
-  )
-  const words = done ? 'Copied' : 'Select it and press Ctrl+C'
-  say(/** @type {Element} */ (button.lastElementChild), words)
-  announce(words)
 }

@@ -144,6 +144,7 @@ class NowView extends Part {
       return note(
         'wait',
         h('p', h('strong', `${computer.name} was signed out here.`), ' Its past tasks stay until you delete them.'),
+        h('a.btn', { href: computerPath(computer.id, 'tasks') }, 'Past tasks'),
       )
     return this.idle(computer)
   }

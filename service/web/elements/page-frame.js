@@ -164,7 +164,7 @@ function title(view) {
 
 /** @param {KeyboardEvent} event */
 function stopByKey(event) {
-  if (event.key !== '.' || !(event.ctrlKey || event.metaKey) || !store.current?.state?.busy) return
+  if (event.key !== '.' || !(event.ctrlKey || event.metaKey) || !store.current?.online || !store.current.state?.busy) return
   event.preventDefault()
   store.stop(store.watched)
 }

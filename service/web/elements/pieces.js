@@ -4,7 +4,7 @@ import { h, refill, say, set } from '../dom.js'
 import { clock, count, pieces, shortDay, span, when } from '../format.js'
 import { icon } from '../icons.js'
 import { taskPath } from '../router.js'
-import { store } from '../session.js'
+import { announce, store } from '../session.js'
 import { answerOf, outcomeWord } from '../words.js'
 
 // An element of the page: it follows topics of the store while it is in the document.
@@ -60,6 +60,35 @@ export function showStop(button, computer) {
   set(button, 'aria-disabled', stopping === 'told' && 'true')
   const told = store.live.link.state === 'open' ? 'Stopping…' : 'Stops when the link is back'
   say(/** @type {Element} */ (button.lastElementChild), { '': 'Stop', told, slow: 'Stop again' }[stopping])
+}
+
+/** @param {string} text */
+export function copyButton(text) {
+  const copy = async () => {
+    const done = await navigator.clipboard?.writeText(text).then(
+      () => true,
+      () => false,
+    )
+    const words = done ? 'Copied' : 'Select it and press Ctrl+C'
+    say(/** @type {Element} */ (button.lastElementChild), words)
+    announce(words)
+  }
+  const button = h('button.btn.plain', { onclick: () => void copy() }, icon('copy'), h('span', 'Copy'))
+  return button
+}
+
+// Where a computer asks by itself; elsewhere its panel does not lead here.
+const USUAL = location.host === 'localhost:8787'
+export const signInHow = USUAL
+  ? 'click the phone icon and choose “Sign in with Google”, or run this in a terminal'
+  : 'run this in a terminal'
+export function signInCommand() {
+  const command = `ombru sign-in${USUAL ? '' : ` --server ${location.origin}`}`
+  return h(
+    'div.script.short.command',
+    h('pre', command),
+    h('div.more', copyButton(command)),
+  )
 }
 
 const NOTE_ICONS = { wait: 'warning', halt: 'warning', go: 'check', '': 'info' }
@@ -169,11 +198,10 @@ export function callBand({ name, state }, began) {
 }
 
 /** @param {Computer} computer */
-export function awayNote({ name, since, state }) {
+export function awayNote({ name, since, state, lastTask }) {
   const known = `${name} has been away since ${when(since ?? 0, store.now())}${since ? clock(since).slice(5) : ''}.`
-  const task = state?.busy
-    ? [` It was in step ${state.step || 1} of a task. Whether it goes on there cannot be told from here.`]
-    : []
+  const lost = state ? state.busy && state : lastTask?.outcome === 'unknown' && { step: lastTask.steps }
+  const task = lost && ` It was in step ${lost.step || 1} of a task. Whether it goes on there cannot be told from here.`
   return note(
     'wait',
     h(
@@ -181,7 +209,12 @@ export function awayNote({ name, since, state }) {
       h('p', h('strong', known), task),
       h(
         'p.small',
-        `This page catches up by itself when it is back.${task.length ? ' Until then Stop does not reach it; it does on the computer itself: Ctrl+Shift+Escape.' : ''}`,
+        'This page catches up by itself when it is back.',
+        task && [
+          ' Until then Stop does not reach it. On the computer itself ',
+          h('code', 'ombru stop'),
+          ' does, and Ctrl+Shift+Escape where its panel runs on X11.',
+        ],
       ),
     ),
     null,

@@ -17,6 +17,7 @@ export class ScreenPictures extends Part {
   build() {
     const strip = h('div.strip', { role: 'group', 'aria-label': 'Earlier pictures' })
     walkByArrows(strip)
+    new ResizeObserver(() => this.#bringIntoSight(strip)).observe(strip)
     refill(
       this,
       h(

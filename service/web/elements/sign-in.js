@@ -113,7 +113,7 @@ class FirstVisit extends Gate {
           autocomplete: 'one-time-code',
           autocapitalize: 'characters',
           spellcheck: 'false',
-          placeholder: 'XXXX-XXXX',
+          placeholder: 'XXXX-XXXX-XXXX',
         },
         'The service printed it when it started: the line begins with “First visit”.',
       ),

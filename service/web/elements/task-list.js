@@ -100,7 +100,13 @@ class TaskList extends Part {
   /** @param {boolean} [show] whether that it loads is shown */
   async #load(show = true) {
     if (show) refillFor(this.find('.found'), `loading ${++this.#asked}`, bones)
-    await this.#fetch('', (page) => (this.#tasks = page.tasks))
+    await this.#fetch('', (page) => {
+      // What was loaded of earlier ones stays, as long as it follows.
+      const last = show || !page.more ? -1 : this.#tasks.findIndex(({ id }) => id === page.tasks.at(-1)?.id)
+      const earlier = last < 0 ? [] : this.#tasks.slice(last + 1)
+      if (earlier.length) page.more = this.#more
+      this.#tasks = [...page.tasks, ...earlier]
+    })
   }
 
   /** @param {string} before @param {(page: TaskPage) => void} take */
@@ -118,9 +124,9 @@ class TaskList extends Part {
     if (asked !== this.#asked || refusal?.error === 'aborted') return
     if (refusal)
       return refillFor(this.find('.found'), `failed ${asked}`, () => failed(refusal, () => void this.#load()))
+    take(value)
     this.#more = value.more
     this.#total = value.total
-    take(value)
     this.#show()
   }
 
@@ -171,6 +177,12 @@ class TaskList extends Part {
 
   #none() {
     const name = store.nameOf(store.watched)
+    if (this.#tasks.length)
+      return empty(
+        `None is “${this.#filter}”`,
+        this.#more ? 'Earlier tasks are not among those that were looked at.' : 'All that were found are others.',
+        h('button.btn', { onclick: () => this.#choose('All') }, 'Show all'),
+      )
     if (!this.#search)
       return empty(
         'Nothing handed over yet',

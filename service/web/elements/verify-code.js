@@ -5,7 +5,7 @@ import { h, refill, set } from '../dom.js'
 import { minute, minutes } from '../format.js'
 import { go, store } from '../session.js'
 import { platformWord } from '../words.js'
-import { Part, failed, field, note, trouble } from './pieces.js'
+import { Part, failed, field, note, signInCommand, signInHow, trouble } from './pieces.js'
 
 /** As it is printed: "KTHR-4821". @param {string} typed */
 function tidy(typed) {
@@ -33,7 +33,7 @@ class VerifyCode extends Part {
       autocomplete: 'off',
       autocapitalize: 'characters',
       spellcheck: 'false',
-      placeholder: 'XXXX-XXXX',
+      placeholder: 'XXXX-0000',
       value: typed,
     })
     const onsubmit = (/** @type {Event} */ event) => {
@@ -44,7 +44,8 @@ class VerifyCode extends Part {
       h(
         'form.pad',
         { onsubmit },
-        head('Add a computer', 'Choose “Sign in with Google” in the phone menu of the computer. It shows a code.'),
+        head('Add a computer', `On the computer: ${signInHow}. It shows a code.`),
+        signInCommand(),
         why && trouble('That code is not good.', why),
         field('Code on its screen', input, 'A code is good for 15 minutes.'),
         h('button.btn.main.wide', 'Go on'),
