@@ -8,6 +8,8 @@ import { openBrowser, openPage } from './browser.mjs'
 
 const PORT = 8797 // it can be read in some of them
 const WIDTHS = { 390: 844, 820: 1180, 1440: 900 }
+const SMALL = ['-define', 'png:compression-filter=0', '-define', 'png:compression-level=9']
+const HIGHEST = 1800
 const BEGAN = Date.UTC(2026, 10, 22, 10, 43, 18) / 1000
 const WHOLE = ['settings', 'tasks', 'search', 'finished', 'busy', 'call', 'away', 'task']
 
@@ -29,11 +31,11 @@ async function takePicture(browser, directory, scene, width, scheme) {
   await page.waitForFunction(() => [...document.images].every((image) => image.complete || image.loading === 'lazy'))
   await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))))
   // As high as all of it, so that what stays at the bottom of the window is there.
-  const height = await page.evaluate(() => document.documentElement.scrollHeight)
+  const height = Math.min(HIGHEST, await page.evaluate(() => document.documentElement.scrollHeight))
   if (width < 1000 && WHOLE.includes(scene)) await page.setViewportSize({ width, height })
   const file = `${directory}/${scene}-${width}-${scheme}.png`
   await page.screenshot({ path: file, animations: 'disabled' })
-  execFileSync('convert', [file, '+dither', '-colors', '64', '-strip', `PNG8:${file}`])
+  execFileSync('convert', [file, '+dither', '-colors', '64', '-strip', ...SMALL, `PNG8:${file}`])
   for (const line of trouble) console.error(`${scene} ${width}: ${line}`)
   await context.close()
   await service.close()
