@@ -536,7 +536,12 @@ TEST_F(LiveTest, APageThatWatchesOftenAsksTheStoreOneThingAtATime) {
         workshop->send(event(u"good"_s, QString::number(number)));
     items(*early, 10);
     std::promise<void> end;
-    server->store().post([waiting = end.get_future().share()](Store &) { waiting.wait(); });
+    const auto begun = std::make_shared<std::promise<void>>();
+    server->store().post([begun, waiting = end.get_future().share()](Store &) {
+        begun->set_value();
+        waiting.wait();
+    });
+    begun->get_future().wait();
     for (int number = 0; number < 40; ++number)
         early->send(watch(computer, number % 10));
     early->send(to(u"listen"_s, {{u"on"_s, true}})); // behind all those
