@@ -169,9 +169,11 @@ Task<std::optional<int>> RunCommand::doHere() {
                                         .confirm = confirmation()});
     if (const auto started = here.watch->start(m_options); !started)
         co_return refuse(started.error().description, WRONG_WORDS);
+    m_terminal.setPatient(true); // a script's time ends, also while nobody reads on
     co_await here.ended;
     m_tick.cancel();
     m_terminal.showLive({});
+    m_terminal.setPatient(false);
     co_await here.state.drain();
     co_await Notifier::delivered();
     co_return std::nullopt;

@@ -3,6 +3,8 @@
 #include "app/cli/Interrupt.h"
 #include "base/Text.h"
 
+#include <QSocketNotifier>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -19,6 +21,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 bool anyBroken = false; // the main thread's
+
+constexpr qsizetype MOST_UNREAD = 4 << 20; // bytes
 
 const char *code(Colour colour) {
     switch (colour) {
@@ -49,12 +53,17 @@ int columnsOf(const QString &character) {
     return std::max(1, ::wcwidth(wchar_t(first)));
 }
 
+bool isTaken(int milliseconds) {
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    return ::poll(&output, 1, milliseconds) > 0;
+}
+
 // False when nobody takes what is there already, and the owner wants an end: that must be heard.
 bool waitForReader() {
     constexpr int GLANCE_MILLISECONDS = 100;
-    pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    while (::poll(&output, 1, GLANCE_MILLISECONDS) <= 0) {
-        if (Interrupt::isWanted())
+    constexpr int LAST_GLANCES = 5; // once the owner has wanted an end, and that was heard
+    for (int glances = LAST_GLANCES; !isTaken(GLANCE_MILLISECONDS);) {
+        if (Interrupt::isWanted() || (Interrupt::wasWanted() && --glances == 0))
             return false;
     }
     return true;
@@ -120,6 +129,7 @@ Terminal::Terminal() : m_interactive(::isatty(STDOUT_FILENO)) {
 }
 
 Terminal::~Terminal() {
+    setPatient(false);
     showLive({});
 }
 
@@ -165,24 +175,49 @@ void Terminal::printRaw(const QByteArray &line) {
 }
 
 void Terminal::showLive(const QString &text) {
-    if (!m_interactive || text == m_live)
+    const bool wouldPileUp = !m_unread.isEmpty();
+    if (!m_interactive || text == m_live || wouldPileUp)
         return;
     m_live = text;
     write("\r\033[K" + (text.isEmpty() ? QByteArray() : fitColumns(printable(text), terminalColumns() - 1).toUtf8()));
 }
 
-void Terminal::write(const QByteArray &bytes) {
-    for (qsizetype written = 0; written < bytes.size() && !m_broken;) {
-        if (!waitForReader())
-            return giveUp();
-        // So much goes into a pipe that takes anything.
-        const auto piece = std::min<qsizetype>(bytes.size() - written, PIPE_BUF);
-        const auto count = ::write(STDOUT_FILENO, bytes.data() + written, std::size_t(piece));
-        if (count > 0)
-            written += count;
-        else if (count < 0 && errno != EINTR)
-            giveUp();
+void Terminal::setPatient(bool patient) {
+    m_patient = patient;
+    m_onReader.reset();
+    if (m_patient) {
+        m_onReader = std::make_unique<QSocketNotifier>(STDOUT_FILENO, QSocketNotifier::Write);
+        m_onReader->setEnabled(false);
+        QObject::connect(m_onReader.get(), &QSocketNotifier::activated, m_onReader.get(), [this] { write({}); });
+    } else {
+        write({});
     }
+}
+
+void Terminal::write(const QByteArray &bytes) {
+    m_unread += bytes;
+    qsizetype written = 0;
+    while (written < m_unread.size() && !m_broken) {
+        const bool mayWait = !m_patient || m_unread.size() - written > MOST_UNREAD;
+        if (!mayWait && !isTaken(0))
+            break;
+        if (!waitForReader())
+            giveUp();
+        else
+            written += writePiece(QByteArrayView(m_unread).sliced(written));
+    }
+    m_unread.remove(0, m_broken ? m_unread.size() : written);
+    if (m_onReader)
+        m_onReader->setEnabled(!m_unread.isEmpty());
+}
+
+qsizetype Terminal::writePiece(QByteArrayView bytes) {
+    // So much goes into a pipe that takes anything.
+    const auto piece = std::min<qsizetype>(bytes.size(), PIPE_BUF);
+    const auto count = ::write(STDOUT_FILENO, bytes.data(), std::size_t(piece));
+    if (count < 0 && errno != EINTR)
+        giveUp();
+    return std::max<ssize_t>(count, 0);
 }
 
 } // namespace ombru

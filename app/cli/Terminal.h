@@ -4,6 +4,10 @@
 
 #include <QString>
 
+#include <memory>
+
+class QSocketNotifier;
+
 namespace ombru {
 
 // Text from elsewhere as it may be printed: control characters are shown, not obeyed, and so are characters that nobody
@@ -25,6 +29,10 @@ public:
     // is seen.
     bool isBroken() const { return m_broken; }
 
+    // While it is so, what the reader does not take yet is kept for later, up to some megabytes, and does not hold up
+    // whoever prints; then all of it waits for the reader. With an event loop.
+    void setPatient(bool patient);
+
     // Somebody watches it, and it can show a live line.
     bool isInteractive() const { return m_interactive; }
 
@@ -40,12 +48,16 @@ public:
 
 private:
     void write(const QByteArray &bytes);
+    qsizetype writePiece(QByteArrayView bytes); // how much of it was taken
     void giveUp();
 
     bool m_interactive;
     bool m_colours;
     bool m_broken = false;
     QString m_live;
+    bool m_patient = false;
+    QByteArray m_unread;
+    std::unique_ptr<QSocketNotifier> m_onReader;
 };
 
 } // namespace ombru

@@ -331,6 +331,46 @@ TEST_F(RunCommandTest, NorDoesOneThatDoesNotReadTheErrors) {
     EXPECT_EQ(finish(process).status, 1);
 }
 
+TEST_F(RunCommandTest, AScriptsTimeEndsAlsoWhereNobodyReads) {
+    const auto path = scratch.path(u"out"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(path), 0600), 0);
+    const Descriptor unread(::open(qPrintable(path), O_RDWR | O_NONBLOCK));
+    reply(1, QString(200'000, u'x') + u"\n```applescript\ndo shell script \"echo $$ >shell.new; mv shell.new "
+                                      "shell.pid; exec sleep 1000\"\n```"_s);
+    claude.play(2, "exec sleep 1000");
+    const auto process =
+        start(u"\"$OMBRU\" settings scriptTimeout 1; echo $$ >pid; exec \"$OMBRU\" run --json go >out"_s);
+    const auto shell = pidIn(scratch.path(u"shell.pid"_s));
+    pollfd room{unread.number(), POLLOUT, 0};
+    EXPECT_EQ(::poll(&room, 1, 0), 0) << "nothing more goes into the pipe";
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(shell); })) << "the script goes on";
+    EXPECT_TRUE(waitUntil([&] { return claude.calls() == 2; })) << "the task does not go on";
+    ::kill(pid_t(pidIn(scratch.path(u"pid"_s))), SIGINT);
+    EXPECT_EQ(finish(process).status, 1);
+}
+
+TEST_F(RunCommandTest, WhatNobodyReadsForAWhileIsKeptForThem) {
+    const auto path = scratch.path(u"out"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(path), 0600), 0);
+    Descriptor reader(::open(qPrintable(path), O_RDWR | O_NONBLOCK));
+    reply(1, QString(200'000, u'x') + u"\n```applescript\nreturn 6 * 7\n```"_s);
+    claude.play(2, "echo >second; echo '{\"result\":\"DONE: all of it\"}'");
+    const auto process = start(u"exec \"$OMBRU\" run go >out"_s);
+    ASSERT_TRUE(waitUntil([&] { return claude.calls() == 2; })) << "the task waits for its reader";
+    QByteArray seen;
+    const auto readsAll = [&] {
+        std::array<char, 4096> bytes;
+        for (ssize_t got = 0; (got = ::read(reader.number(), bytes.data(), bytes.size())) > 0;)
+            seen.append(bytes.data(), got);
+        return !process->isRunning();
+    };
+    EXPECT_TRUE(waitUntil(readsAll));
+    readsAll();
+    EXPECT_EQ(finish(process).status, 0);
+    EXPECT_EQ(seen.count('x'), 200'000) << "as it was";
+    EXPECT_TRUE(seen.endsWith(" total\n") || seen.contains("✓ all of it\n")) << seen.last(200).toStdString();
+}
+
 TEST_F(RunCommandTest, JsonIsNotChangedForTheEye) {
     reply(1, u"DONE: a\u007fb\u0085c\u001b[2J"_s);
     const auto finished = run(u"\"$OMBRU\" run --json go"_s);
