@@ -74,9 +74,10 @@ Result<bool> Computers::signInAgain(const QByteArray &userCode, qint64 account, 
     if (!request || !*request)
         return request ? Result<bool>(false) : std::unexpected(request.error());
     const auto &its = **request;
-    const auto renewed = m_database.run("UPDATE computers SET platform = ?, address = ?, signed_in = ?, fetched = NULL, "
-                                        "token = randomblob(32) WHERE id = ? AND account = ?",
-                                        its.platform, its.address, now, computer, account);
+    const auto renewed =
+        m_database.run("UPDATE computers SET platform = ?, address = ?, signed_in = ?, fetched = NULL, "
+                       "token = randomblob(32) WHERE id = ? AND account = ?",
+                       its.platform, its.address, now, computer, account);
     if (!renewed)
         return std::unexpected(renewed.error());
     if (m_database.changes() == 0)
