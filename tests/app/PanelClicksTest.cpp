@@ -29,8 +29,14 @@ protected:
     static void click(const QString &text) {
         ASSERT_TRUE(shows(text)) << lines().join(u'\n').toStdString();
         ASSERT_TRUE(waitUntil([] { return window().isActiveWindow(); }));
-        comeToRest(); // what it learns meanwhile moves the buttons
-        const auto place = button(text)->mapToGlobal(button(text)->rect().center());
+        // What it learns meanwhile moves the buttons.
+        ASSERT_TRUE(waitUntil([] { return !lines().contains(u"Checking permissions…"_s); }));
+        QPoint place;
+        ASSERT_TRUE(waitUntil([&] {
+            comeToRest();
+            const auto now = button(text) ? button(text)->mapToGlobal(button(text)->rect().center()) : QPoint();
+            return std::exchange(place, now) == now;
+        }));
         QProcess pointer;
         pointer.start(u"xdotool"_s,
                       {u"mousemove"_s, QString::number(place.x()), QString::number(place.y()), u"click"_s, u"1"_s});

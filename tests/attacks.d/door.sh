@@ -14,7 +14,7 @@ question() {
 }
 shown() { xdotool search --onlyvisible --name '^ombru: allow control of' "$@" 2>/dev/null; }
 answered() { ! kill -0 "$ASKING" 2>/dev/null; }
-isAllowed() { "$BIN/ombru" consent list | grep -q 'probe).*allowed'; }
+isAllowed() { "$BIN/ombru" consent list --json | grep -q '"allowed":true,"application":"probe"'; }
 
 # Does it for longer than the question's pause; then the owner refuses.
 keepDoing() {
