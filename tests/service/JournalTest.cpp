@@ -50,8 +50,8 @@ protected:
     QTemporaryDir directory;
     qint64 one = 0;
     qint64 other = 0;
+    SerialQueue queue{"test.journal"}; // outlives the store, whose thread posts to it
     std::unique_ptr<StoreQueue> store;
-    SerialQueue queue{"test.journal"};
     std::shared_ptr<Journal> journal;
     std::atomic<int> kept = 0;
     std::atomic<int> lost = 0;
