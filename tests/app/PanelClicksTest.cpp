@@ -25,22 +25,30 @@ protected:
     static bool says(const QString &line) {
         return waitUntil([&] { return lines().contains(line); });
     }
+    static QByteArray told(const QStringList &words) {
+        QProcess process;
+        process.start(u"xdotool"_s, words);
+        EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
+        return process.readAllStandardOutput();
+    }
+    // The window manager takes its time for another size.
+    static bool isSeenWhole() {
+        const auto size = window().size();
+        const auto seen = told({u"getwindowgeometry"_s, u"--shell"_s, QString::number(window().winId())});
+        return seen.contains("\nWIDTH=" + QByteArray::number(size.width()) + '\n') &&
+               seen.contains("\nHEIGHT=" + QByteArray::number(size.height()) + '\n') && size == window().size();
+    }
     // By the server's pointer, where the button is seen.
     static void click(const QString &text) {
         ASSERT_TRUE(shows(text)) << lines().join(u'\n').toStdString();
         ASSERT_TRUE(waitUntil([] { return window().isActiveWindow(); }));
         // What it learns meanwhile moves the buttons.
         ASSERT_TRUE(waitUntil([] { return !lines().contains(u"Checking permissions…"_s); }));
-        QPoint place;
-        ASSERT_TRUE(waitUntil([&] {
-            comeToRest();
-            const auto now = button(text) ? button(text)->mapToGlobal(button(text)->rect().center()) : QPoint();
-            return std::exchange(place, now) == now;
-        }));
-        QProcess pointer;
-        pointer.start(u"xdotool"_s,
-                      {u"mousemove"_s, QString::number(place.x()), QString::number(place.y()), u"click"_s, u"1"_s});
-        EXPECT_TRUE(waitUntil([&] { return pointer.state() == QProcess::NotRunning; }));
+        comeToRest();
+        ASSERT_TRUE(waitUntil(isSeenWhole));
+        ASSERT_TRUE(shows(text));
+        const auto place = button(text)->mapToGlobal(button(text)->rect().center());
+        told({u"mousemove"_s, QString::number(place.x()), QString::number(place.y()), u"click"_s, u"1"_s});
     }
     static QStringList opened() { return copied(FakePlatform::instance().desktop->openedURLs); }
     static bool openedSettings(const QString &pane) {
