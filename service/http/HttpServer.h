@@ -16,9 +16,9 @@ public:
         Interface interface = Interface::loopback;
         std::uint16_t port = 0; // 0 for a free one
         int mostConnections = 1000;
-        int mostOfOneAddress =
-            100; // connections of a network; those of this computer, where a proxy may be, not counted
-        std::function<bool(const QString &peer)> isProxy = {};   // nor are those of another one that is named
+        // Connections of a network. Those of this computer, where a proxy may be, are not counted, nor a named proxy's.
+        int mostOfOneAddress = 100;
+        std::function<bool(const QString &peer)> isProxy = {};
         Clock::Duration requestLimit = std::chrono::seconds(30); // for a request to arrive, and between two of them
         std::function<qsizetype(const Request &)> mostBody;      // bytes, of a request whose head is there
         std::function<Task<Response>(Request)> answer;

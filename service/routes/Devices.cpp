@@ -5,6 +5,8 @@
 #include "service/routes/ComputerSettings.h"
 #include "service/routes/Handlers.h"
 
+#include <algorithm>
+
 namespace ombru {
 
 using namespace Qt::StringLiterals;
@@ -37,6 +39,16 @@ std::optional<Response> tooManyGuesses(Service &service, const Asked &asked) {
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(wait).count();
     response.headers.emplace_back("Retry-After", QByteArray::number(static_cast<qint64>(seconds)));
     return response;
+}
+
+// The one that a computer may have been until now, and whether that one is connected at this moment.
+Task<QJsonValue> beforeJson(Service &service, std::optional<ComputerRecord> before) {
+    if (!before)
+        co_return QJsonValue();
+    const auto id = QString::number(before->id);
+    const auto all = co_await service.hub->computers(before->account);
+    const auto live = std::ranges::find_if(all, [&](const auto &each) { return each["id"_L1].toString() == id; });
+    co_return QJsonObject{{u"id"_s, id}, {u"online"_s, live != all.end() && (*live)["online"_L1].toBool()}};
 }
 
 } // namespace
@@ -149,12 +161,12 @@ Task<Response> showDevice(Service &service, Asked asked) {
         co_return unknownCode();
     }
     const auto &its = *found->request;
-    const auto before = found->before ? QJsonValue(QString::number(found->before->id)) : QJsonValue();
+    const auto before = co_await beforeJson(service, found->before);
     co_return answer({{u"name"_s, its.name},
                       {u"platform"_s, its.platform},
                       {u"address"_s, its.address},
                       {u"sameAddress"_s, its.address == asked.address},
-                      {u"before"_s, before}, // the one that it may have been until now
+                      {u"before"_s, before},
                       {u"asked"_s, its.asked},
                       {u"expires"_s, its.expires}});
 }

@@ -90,7 +90,7 @@ interface Asking {
   address: string
   sameAddress: boolean
   /** Of one of that name that was here before. */
-  before: string | null
+  before: { id: string; online: boolean } | null
   asked: number
   expires: number
 }

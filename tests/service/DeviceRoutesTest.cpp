@@ -7,7 +7,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using DeviceRoutesTest = ServiceFixture;
+class DeviceRoutesTest : public ServiceFixture {
+protected:
+    // The one that who asks may have been, as the page is told of it.
+    QJsonObject before(const Pairing &pairing, const Browser &browser) {
+        return get(u"/api/verify?code="_s + pairing.userCode, browser).json()[u"before"_s].toObject();
+    }
+};
 
 TEST_F(DeviceRoutesTest, AComputerIsSignedInOnceItsCodeIsAllowed) {
     const auto browser = visitFirst();
@@ -37,7 +43,7 @@ TEST_F(DeviceRoutesTest, OneThatWasHereBeforeIsItAgainIfItsOwnerSaysSo) {
     const auto channel = agent(first);
     ASSERT_TRUE(channel->opens());
     const auto pairing = startPairing();
-    EXPECT_EQ(get(u"/api/verify?code="_s + pairing.userCode, browser).json()[u"before"_s].toString(), computer);
+    EXPECT_EQ(before(pairing, browser), (QJsonObject{{u"id"_s, computer}, {u"online"_s, true}}));
     EXPECT_EQ(
         post(u"/api/verify"_s, {{u"code"_s, pairing.userCode}, {u"allow"_s, true}, {u"before"_s, computer}}, browser)
             .status,
@@ -66,6 +72,7 @@ TEST_F(DeviceRoutesTest, OneThatWasRevokedMayBeItAgain) {
     const auto computer = firstComputer(browser);
     send("DELETE", u"/api/computers/"_s + computer, {}, browser);
     const auto pairing = startPairing();
+    EXPECT_EQ(before(pairing, browser), (QJsonObject{{u"id"_s, computer}, {u"online"_s, false}}));
     post(u"/api/verify"_s, {{u"code"_s, pairing.userCode}, {u"allow"_s, true}, {u"before"_s, computer}}, browser);
     const auto token = poll(pairing)[u"token"_s].toString().toLatin1();
     EXPECT_TRUE(agent(token)->opens());

@@ -47,7 +47,7 @@ export async function onScene(scene, run, { expected = /^$/, ...options } = {}) 
   const { PageService } = await import('../support/page-service.mjs')
   const { scenes } = await import('../support/page-scenes.mjs')
   const service = new PageService()
-  const path = typeof scene === 'function' ? scene(service) : scenes[scene](service)
+  const path = typeof scene === 'function' ? scene(service, scenes) : scenes[scene](service)
   await service.listen()
   const { page, trouble, context } = await openPage(await theBrowser(options.flags), service, path, options)
   try {

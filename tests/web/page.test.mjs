@@ -93,15 +93,8 @@ test('a session that has ended elsewhere shows the sign-in', () =>
 
 test('a computer is allowed by its code, typed as one likes', () =>
   onScene(
-    (service) => {
-      service.asking.set('KTHR-4821', {
-        name: 'workshop',
-        platform: 'linux',
-        address: '192.0.2.17',
-        sameAddress: true,
-        asked: service.now(),
-        expires: service.now() + 900,
-      })
+    (service, scenes) => {
+      scenes.verify(service)
       return '/verify'
     },
     async (page, service) => {
@@ -116,26 +109,23 @@ test('a computer is allowed by its code, typed as one likes', () =>
     },
   ))
 
-for (const kept of [true, false])
-  test(`a computer that was here before ${kept ? 'is it again' : 'may be another one'}`, () =>
+for (const [kept, online] of [
+  [true, false],
+  [false, false],
+  [false, true],
+])
+  test(`a computer that was here before${online ? ' and still is' : ''} ${kept ? 'is it again' : 'may be another one'}`, () =>
     onScene(
-      (service) => {
-        service.asking.set('KTHR-4821', {
-          name: 'workshop',
-          platform: 'linux',
-          address: '192.0.2.17',
-          sameAddress: true,
-          before: 'old',
-          asked: service.now(),
-          expires: service.now() + 900,
-        })
-        return '/verify?code=KTHR-4821'
+      (service, scenes) => {
+        const path = scenes.verify(service)
+        service.asking.get('KTHR-4821').before = { id: 'old', online }
+        return path
       },
       async (page, service) => {
         const before = page.getByRole('switch', { name: 'It was here before' })
         await before.waitFor()
-        assert.ok(await before.isChecked())
-        if (!kept) await before.click()
+        assert.equal(await before.isChecked(), !online)
+        if (!kept && !online) await before.click()
         await page.click('text=Allow workshop')
         await page.waitForSelector('text=workshop is allowed')
         assert.equal(service.heard.find((one) => one.type === 'verify').before, kept ? 'old' : null)

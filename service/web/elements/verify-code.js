@@ -93,7 +93,7 @@ class VerifyCode extends Part {
         ),
         h('p.code', h('span.hidden', `Code ${spelled(code)}`), h('span', { 'aria-hidden': 'true' }, code)),
         facts(asking),
-        asking.before && again(),
+        asking.before && again(asking.before),
         warning(sameAddress),
         h('div.trouble'),
         h('div.stack.tight', ...(sameAddress ? [allow, refuse] : [refuse, allow])),
@@ -104,7 +104,7 @@ class VerifyCode extends Part {
   /** @param {string} code @param {Asking} asking @param {boolean} allow */
   async answer(code, asking, allow) {
     for (const button of this.querySelectorAll('button')) set(button, 'aria-disabled', 'true')
-    const before = allow && this.querySelector('input')?.checked ? asking.before : null
+    const before = allow && this.querySelector('input')?.checked ? asking.before?.id : null
     const { refusal } = await ask('POST', '/api/verify', { code, allow, before })
     if (!refusal) return this.done(asking, allow)
     for (const button of this.querySelectorAll('button')) set(button, 'aria-disabled', null)
@@ -162,14 +162,21 @@ function facts({ name, platform, address, sameAddress, asked, expires }) {
   )
 }
 
-/** One of that name was here before: it keeps its tasks and settings, unless it is another one. */
-const again = () =>
+/**
+ * One of that name was here before. One that is connected now is another one, unless its owner says so.
+ * @param {{online: boolean}} before
+ */
+const again = ({ online }) =>
   h(
     'label.switch',
     { for: 'before' },
     h('span.label', 'It was here before'),
-    h('input', { id: 'before', type: 'checkbox', role: 'switch', checked: true, 'aria-describedby': 'before-help' }),
-    h('span.help', { id: 'before-help' }, 'It keeps its tasks and settings.'),
+    h('input', { id: 'before', type: 'checkbox', role: 'switch', checked: !online, 'aria-describedby': 'before-help' }),
+    h(
+      'span.help',
+      { id: 'before-help' },
+      'It keeps its tasks and settings.' + (online ? ' The one that is connected now is signed out then.' : ''),
+    ),
   )
 
 /** @param {boolean} same */
