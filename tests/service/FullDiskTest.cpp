@@ -169,6 +169,20 @@ TEST_F(FullDiskTest, ForgettingOneComputerMakesRoomForAll) {
         ASSERT_TRUE(append(other, 60'000)) << count;
 }
 
+TEST_F(FullDiskTest, WhatIsFreeInTheDatabaseIsUsedWithLittleRoomBesideIt) {
+    constexpr qint64 LITTLE = 300'000; // less than what is written ahead takes before it is moved by itself
+    fill(RESERVE);
+    ASSERT_TRUE(store->history.forget(one));
+    store.reset(); // which leaves nothing written ahead
+    auto opened = Store::open({.file = directory.filePath(u"service.sqlite"_s), .reserve = RESERVE});
+    ASSERT_TRUE(opened) << opened.error().description.toStdString();
+    store = *std::move(opened);
+    QFile others(directory.filePath(u"of others"_s));
+    ASSERT_TRUE(others.open(QFile::WriteOnly) && others.resize(SmallDisk::left() - LITTLE));
+    for (int count = 0; count < 40; ++count)
+        ASSERT_TRUE(append(other, 60'000)) << count;
+}
+
 TEST_F(FullDiskTest, ALowerLimitMakesRoomAndKeepsTheNewest) {
     fill(RESERVE);
     store->history.limit({.bytes = 1 << 20});
