@@ -84,6 +84,7 @@ void PortalStandIn::lookUp(const QDBusMessage &message) {
 
 // What is told is in a variant of its own.
 void PortalStandIn::readSetting(const QDBusMessage &message) {
+    ++settingsRead;
     if (!colourScheme || message.arguments() != QVariantList{APPEARANCE, COLOUR_SCHEME}) {
         m_connection.send(message.createErrorReply(u"org.freedesktop.portal.Error.NotFound"_s, u"No such setting"_s));
         return;

@@ -36,6 +36,7 @@ public:
 
     std::optional<uint> colourScheme;  // the owner's, as the portal counts them
     void setColourScheme(uint scheme); // and says so
+    int settingsRead = 0;              // or asked for in vain
 
     QStringList calls;                   // of methods that ask, in order
     std::map<QString, QVariantMap> told; // a method's last options

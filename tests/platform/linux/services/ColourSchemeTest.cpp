@@ -45,10 +45,13 @@ TEST_F(ColourSchemes, WhatThePortalHasIsToldAndSoIsEachChange) {
     EXPECT_TRUE(tells({dark, light, unknown, dark})) << "what has no meaning is no wish";
 }
 
-TEST_F(ColourSchemes, APortalThatComesLateIsHeard) {
+TEST_F(ColourSchemes, APortalThatComesLateIsAsked) {
+    std::optional<PortalStandIn> portal(std::in_place, bus->address()); // has nothing to tell
     const ColourSchemeWatch watch(listen);
-    PortalStandIn portal(bus->address());
-    portal.setColourScheme(1);
+    ASSERT_TRUE(waitUntil([&] { return portal->settingsRead == 1; }));
+    portal.reset();
+    portal.emplace(bus->address());
+    portal->colourScheme = 1; // says nothing by itself
     EXPECT_TRUE(tells({dark}));
 }
 
