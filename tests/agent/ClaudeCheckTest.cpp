@@ -85,12 +85,10 @@ TEST_F(ClaudeCheckTest, AToolThatLacksAFlagIsOutdatedInExactlyThat) {
 TEST_F(ClaudeCheckTest, NoHelpTextMeansThatEveryFlagIsMissing) {
     tool("exit 1");
     expectUnusable(check(), u"printed nothing instead of its help, and ended with status 1."_s);
-    m_scratch.write(u".local/bin/claude"_s,
-                    "\x7f"
-                    "ELF garbage",
-                    QFile::ExeOwner);
+    toolFile("\x7f"
+             "ELF garbage");
     expectUnusable(check(), u"is no program for this computer"_s);
-    m_scratch.write(u".local/bin/claude"_s, "#!/no/such/interpreter\n", QFile::ExeOwner);
+    toolFile("#!/no/such/interpreter\n");
     expectUnusable(check(), u"needs /no/such/interpreter, which is not found."_s);
 }
 
@@ -99,7 +97,7 @@ TEST_F(ClaudeCheckTest, AToolThatDoesNotWorkIsNotCalledTooOld) {
     expectUnusable(check(), u"printed “It is a lovely day” instead of its help"_s);
     tool("kill -SEGV $$");
     expectUnusable(check(), u"was ended by signal 11: it crashed"_s);
-    m_scratch.write(u".local/bin/claude"_s, "#!/usr/bin/env no-such-node\n", QFile::ExeOwner);
+    toolFile("#!/usr/bin/env no-such-node\n");
     expectUnusable(check(), u"needs no-such-node, which is not found."_s);
     tool("echo '--print --output-format --tools --append-system-prompt --resume'");
     EXPECT_EQ(check(), State(Claude::Outdated{{u"--allowedTools"_s}, {}}));

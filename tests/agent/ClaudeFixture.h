@@ -4,9 +4,12 @@
 #include "platform/fake/FakePlatform.h"
 #include "tests/support/Processes.h"
 
+#include <filesystem>
+
 namespace ombru::test {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 class ClaudeTest : public testing::Test {
 protected:
@@ -22,10 +25,17 @@ protected:
     QString binary() const { return home() + u"/.local/bin/claude"_s; }
 
     // Puts a stand-in where the tool is looked for first: a shell script.
-    void tool(const QByteArray &body) const { m_scratch.script(u".local/bin/claude"_s, body); }
+    void tool(const QByteArray &body) { toolFile("#!/bin/sh\n" + body + "\n"); }
+
+    // Any file in its place. What is written within one tick of the kernel's clock would have the same date.
+    void toolFile(const QByteArray &contents) {
+        m_scratch.write(u".local/bin/claude"_s, contents, QFile::ExeOwner);
+        const std::filesystem::path file(binary().toStdString());
+        std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) + ++m_tools * 1s);
+    }
 
     // One that has every flag and answers the sign-in check.
-    void toolWithStatus(const QByteArray &status) const {
+    void toolWithStatus(const QByteArray &status) {
         tool("case $1 in --help) echo '" + help() + "';; auth) printf '%s' '" + status + "';; esac");
     }
     static QByteArray help() { return Claude::requiredFlags.join(u' ').toUtf8(); }
@@ -42,6 +52,7 @@ protected:
 
 private:
     QByteArray m_oldHome;
+    int m_tools = 0;
 };
 
 } // namespace ombru::test
