@@ -5,7 +5,7 @@
 #include "app/lifecycle/Complaint.h"
 #include "app/lifecycle/Knock.h"
 #include "app/lifecycle/OmbruApp.h"
-#include "app/lifecycle/Translation.h"
+#include "look/Translation.h"
 #include "app/resident/OneInstance.h"
 #include "base/Background.h"
 #include "base/Program.h"

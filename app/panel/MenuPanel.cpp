@@ -67,19 +67,13 @@ MenuPanel::MenuPanel(Receiver receiver)
         if (now && list->isAncestorOf(now))
             m_scroll->ensureWidgetVisible(now);
     });
-    dress();
-    m_scheme.emplace([this](ColourScheme wanted) {
-        m_wanted = wanted;
-        dress();
-    });
+    m_look.emplace(*this, [this](const Colours &colours) { dress(colours); });
 }
 
 // In the desktop's letters, and light or dark as its windows are.
-void MenuPanel::dress() {
-    const auto *colours = &panelColours(m_wanted, QApplication::palette());
-    if (std::exchange(m_colours, colours) == colours)
-        return;
-    setStyleSheet(panelStyle(*colours));
+void MenuPanel::dress(const Colours &colours) {
+    m_colours = &colours;
+    setStyleSheet(panelStyle(colours));
     m_bottomShown.clear();
     showLines();
     showBottom();
@@ -139,7 +133,7 @@ void MenuPanel::orderButtons() {
 
 void MenuPanel::open(const QRect &icon) {
     m_icon = icon;
-    dress();
+    m_look->refresh();
     fit(icon);
     setFocus(); // no button: a key that was meant for another window must not press one
     QWidget::show();
@@ -176,12 +170,6 @@ void MenuPanel::keyPressEvent(QKeyEvent *event) {
         focusPreviousChild();
     else
         QWidget::keyPressEvent(event);
-}
-
-bool MenuPanel::event(QEvent *event) {
-    if (event->type() == QEvent::ApplicationPaletteChange)
-        dress();
-    return QWidget::event(event);
 }
 
 void MenuPanel::changeEvent(QEvent *event) {

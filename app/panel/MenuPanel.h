@@ -5,7 +5,7 @@
 #pragma once
 #include "app/panel/PanelRow.h"
 #include "base/Clock.h"
-#include "platform/ColourScheme.h"
+#include "look/Look.h"
 #include "platform/InputWatch.h"
 
 #include <QWidget>
@@ -43,12 +43,11 @@ public:
 protected:
     void keyPressEvent(QKeyEvent *event) override; // Escape closes, arrows go from button to button
     void changeEvent(QEvent *event) override;      // so does another window with the focus
-    bool event(QEvent *event) override;            // the desktop's colours change
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
 
 private:
-    void dress();
+    void dress(const Colours &colours);
     void showLines();
     void showBottom();
     void orderButtons();
@@ -62,17 +61,16 @@ private:
     std::vector<PanelButton> m_bottomShown;
     QRect m_icon;
     std::optional<InputWatch> m_clicks; // while it is open
-    ColourScheme m_wanted = ColourScheme::unknown;
-    std::optional<ColourSchemeWatch> m_scheme;
     std::optional<Clock::Time> m_left;
     bool m_keptOpen = false;
     bool m_isClosing = false;
-    const PanelColours *m_colours = nullptr; // in which it is dressed
-    std::vector<PanelRow *> m_rows;          // all owned by the widget
-    QScrollArea *m_scroll;                   // where the screen is too low for all lines
+    const Colours *m_colours = nullptr; // in which it is dressed
+    std::vector<PanelRow *> m_rows;     // all owned by the widget
+    QScrollArea *m_scroll;              // where the screen is too low for all lines
     QBoxLayout *m_lines;
     QWidget *m_footer;
     QBoxLayout *m_bottom;
+    std::optional<Look> m_look;
 };
 
 } // namespace ombru

@@ -81,9 +81,9 @@ PanelRow::PanelRow(OnPanelAction onAction) : m_onAction(std::move(onAction)) {
     grid->setColumnStretch(1, 1);
 }
 
-void PanelRow::show(const PanelLine &line, const PanelColours &colours) {
+void PanelRow::show(const PanelLine &line, const Colours &colours) {
     const auto text = shownLine(line.text, LONGEST);
-    m_dot->setPixmap(dotPixmap(colours.dot(line.severity), devicePixelRatioF()));
+    m_dot->setPixmap(dotPixmap(dotColour(colours, line.severity), devicePixelRatioF()));
     m_text->setText(breakable(text));
     m_text->setAccessibleName(text);
     m_code->setText(shownLine(line.code, LONGEST));

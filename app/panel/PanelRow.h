@@ -15,7 +15,7 @@ class PanelRow : public QWidget {
 public:
     explicit PanelRow(OnPanelAction onAction);
 
-    void show(const PanelLine &line, const PanelColours &colours);
+    void show(const PanelLine &line, const Colours &colours);
     const QList<QPushButton *> &buttons() const { return m_buttons; } // as they are seen
 
 private:

@@ -1,6 +1,6 @@
 #include "app/panel/Symbol.h"
 
-#include "app/panel/PanelColours.h"
+#include "look/Colours.h"
 
 #include <QFile>
 #include <QPainter>
@@ -39,7 +39,7 @@ void paintMark(QPainter &painter, int size) {
     painter.setCompositionMode(QPainter::CompositionMode_Clear); // apart from the symbol
     painter.drawEllipse(middle, radius * 1.2, radius * 1.2);
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.setBrush(lightPanel().waiting);
+    painter.setBrush(lightColours().waiting);
     painter.drawEllipse(middle, radius, radius);
 }
 

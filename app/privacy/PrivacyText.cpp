@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QLocale>
 
@@ -20,11 +21,11 @@ constexpr qsizetype LONGEST_PLACE = 240;
 QString words(State state) {
     switch (state) {
     case State::granted:
-        return u"Granted"_s;
+        return QCoreApplication::translate("Privacy", "Granted");
     case State::missing:
-        return u"Not granted"_s;
+        return QCoreApplication::translate("Privacy", "Not granted");
     case State::unknown:
-        return u"Not known"_s;
+        return QCoreApplication::translate("Privacy", "Not known");
     }
     Q_UNREACHABLE();
 }
@@ -51,7 +52,9 @@ std::vector<PermissionRow> permissionRows(const PermissionStates &states, const 
         const auto state = states.value(permission.id, State::unknown);
         const bool isAsking = asking.contains(permission.id);
         rows.push_back({permission.id, permission.title, permission.why, words(state),
-                        isAsking ? u"Answer the prompt…"_s : u"&Ask for it"_s, state != State::granted && !isAsking});
+                        isAsking ? QCoreApplication::translate("Privacy", "Answer the prompt…")
+                                 : QCoreApplication::translate("Privacy", "&Ask for it"),
+                        state != State::granted && !isAsking});
     }
     return rows;
 }
@@ -62,7 +65,9 @@ std::vector<DecisionRow> decisionRows(const std::vector<ConsentDecision> &decisi
     for (const auto &decision : decisions)
         rows.push_back({decision.client, decision.application, decision.allowed, nameOf(decision.client, names),
                         shownLine(decision.client, LONGEST_PLACE), nameOf(decision.application, names),
-                        shownLine(decision.application, LONGEST_PLACE), decision.allowed ? u"Allowed"_s : u"Refused"_s,
+                        shownLine(decision.application, LONGEST_PLACE),
+                        decision.allowed ? QCoreApplication::translate("Privacy", "Allowed")
+                                         : QCoreApplication::translate("Privacy", "Refused"),
                         when(decision.time)});
     return rows;
 }

@@ -1,6 +1,9 @@
 #include "app/privacy/PrivacyWindow.h"
 
+#include "look/Style.h"
+
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -44,8 +47,9 @@ QTableWidgetItem *makeCell(const QString &text, const QString &place = {}) {
 } // namespace
 
 PrivacyWindow::PrivacyWindow(std::function<void()> onClose)
-    : m_onClose(std::move(onClose)), m_model([this] { show(m_model.view()); }) {
-    setWindowTitle(u"ombru: privacy"_s);
+    : m_onClose(std::move(onClose)), m_model([this] { show(m_model.view()); }),
+      m_look(*this, [this](const Colours &colours) { setStyleSheet(windowStyle(colours)); }) {
+    setWindowTitle(QCoreApplication::translate("Privacy", "ombru: privacy"));
     resize(SIZE);
     m_sections = new QListWidget;
     m_sections->setObjectName(u"sections"_s);
@@ -97,10 +101,13 @@ QWidget *PrivacyWindow::makeDecisions() {
     auto *box = new QWidget;
     auto *column = new QVBoxLayout(box);
     column->setContentsMargins(0, 0, 0, 0);
-    column->addWidget(makeLabel(u"Your decisions on which programs may control which applications:"_s));
+    column->addWidget(makeLabel(
+        QCoreApplication::translate("Privacy", "Your decisions on which programs may control which applications:")));
     m_decisions = new QTableWidget(0, 4);
     m_decisions->setObjectName(u"decisions"_s);
-    m_decisions->setHorizontalHeaderLabels({u"Program"_s, u"Application"_s, u"Decision"_s, u"When"_s});
+    m_decisions->setHorizontalHeaderLabels(
+        {QCoreApplication::translate("Privacy", "Program"), QCoreApplication::translate("Privacy", "Application"),
+         QCoreApplication::translate("Privacy", "Decision"), QCoreApplication::translate("Privacy", "When")});
     m_decisions->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_decisions->setSelectionMode(QAbstractItemView::SingleSelection);
     m_decisions->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -133,13 +140,13 @@ QWidget *PrivacyWindow::makeActions() {
         row->addWidget(button);
         return button;
     };
-    m_allow =
-        add("allow", u"A&llow…"_s, [this](const DecisionRow &row) { m_model.allow(row.client, row.application); });
-    m_refuse =
-        add("refuse", u"&Refuse"_s, [this](const DecisionRow &row) { m_model.refuse(row.client, row.application); });
-    m_forget =
-        add("forget", u"&Forget"_s, [this](const DecisionRow &row) { m_model.forget(row.client, row.application); });
-    m_forget->setToolTip(u"You are asked again the next time."_s);
+    m_allow = add("allow", QCoreApplication::translate("Privacy", "A&llow…"),
+                  [this](const DecisionRow &row) { m_model.allow(row.client, row.application); });
+    m_refuse = add("refuse", QCoreApplication::translate("Privacy", "&Refuse"),
+                   [this](const DecisionRow &row) { m_model.refuse(row.client, row.application); });
+    m_forget = add("forget", QCoreApplication::translate("Privacy", "&Forget"),
+                   [this](const DecisionRow &row) { m_model.forget(row.client, row.application); });
+    m_forget->setToolTip(QCoreApplication::translate("Privacy", "You are asked again the next time."));
     return box;
 }
 
@@ -176,11 +183,12 @@ void PrivacyWindow::show(const PrivacyModel::View &view) {
     m_failure->setText(view.failure);
     m_failure->setVisible(!view.failure.isEmpty());
     if (!view.looked)
-        m_instead->setText(u"Looking…"_s);
+        m_instead->setText(QCoreApplication::translate("Privacy", "Looking…"));
     else if (!view.decisions)
         m_instead->setText(view.decisions.error().description);
     else
-        m_instead->setText(u"None yet. You are asked when a script wants to control an application."_s);
+        m_instead->setText(QCoreApplication::translate(
+            "Privacy", "None yet. You are asked when a script wants to control an application."));
     showDecisions(view.decisions.value_or(std::vector<DecisionRow>()));
     m_decisions->setVisible(!m_rows.empty());
     m_instead->setVisible(m_rows.empty());

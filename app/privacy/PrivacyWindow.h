@@ -2,6 +2,7 @@
 // there. Main thread. Closing the window only hides it; whoever made it looks at isHidden().
 #pragma once
 #include "app/privacy/PrivacyModel.h"
+#include "look/Look.h"
 
 #include <QWidget>
 
@@ -57,6 +58,7 @@ private:
     QPushButton *m_forget = nullptr;
     QLabel *m_failure = nullptr;
     PrivacyModel m_model;
+    Look m_look;
 };
 
 } // namespace ombru

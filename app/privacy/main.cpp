@@ -5,11 +5,13 @@
 #include "base/Background.h"
 #include "base/Process.h"
 #include "base/Program.h"
+#include "look/Translation.h"
 #include "platform/AssistiveAccess.h"
 #include "platform/Keeper.h"
 #include "platform/WindowAccess.h"
 
 #include <QApplication>
+#include <QTranslator>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -66,6 +68,7 @@ int main(int argc, char **argv) {
     describeWindowsOnly();
     QApplication::setApplicationName(u"ombru"_s);
     QApplication::setQuitOnLastWindowClosed(false);
+    const auto translator = translateTexts(catalogueDirectory());
     Process::setKeeper(keeperPath());
     const int status = showWindow(QString::fromStdString(pane));
     // A display or a bus that never answers must not keep the program.

@@ -1,7 +1,8 @@
-#include "app/lifecycle/Translation.h"
+#include "look/Translation.h"
 
 #include "app/lifecycle/IconMenu.h"
 #include "app/lifecycle/RunningHint.h"
+#include "app/privacy/PrivacyText.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -32,6 +33,9 @@ TEST(Translation, OurOwnTextsAreInTheOwnersLanguageAndFixedOnesStay) {
     ASSERT_TRUE(translator);
     EXPECT_EQ(menu({}), (QStringList{u"Anhalten"_s, u"Fenster öffnen"_s, u"Protokoll zeigen"_s, u"Quit"_s}));
     EXPECT_EQ(stopButton({.busy = true, .cancelling = true})->text, u"Wird angehalten …");
+    const auto rows = permissionRows({{Permissions::all[0].id, Permission::State::missing}}, {});
+    EXPECT_EQ(rows.front().state, u"Nicht gewährt");
+    EXPECT_EQ(rows.front().title, Permissions::all[0].title);
     EXPECT_EQ(statusLine({.busy = true}).text, u"Starting…");
     EXPECT_EQ(runningHintText(true).title, u"ombru is running in your menu bar");
     EXPECT_TRUE(runningHintText(false).text.contains(u"Diese Arbeitsumgebung"_s));

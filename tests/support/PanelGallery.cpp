@@ -98,8 +98,8 @@ std::vector<Scene> scenes() {
 
 QPalette darkPalette() {
     QPalette palette;
-    palette.setColor(QPalette::Window, darkPanel().surface);
-    palette.setColor(QPalette::WindowText, darkPanel().ink);
+    palette.setColor(QPalette::Window, darkColours().surface);
+    palette.setColor(QPalette::WindowText, darkColours().ink);
     return palette;
 }
 

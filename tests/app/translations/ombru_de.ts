@@ -24,6 +24,24 @@
     </message>
 </context>
 <context>
+    <name>Privacy</name>
+    <message>
+        <source>Not granted</source>
+        <translation>Nicht gewährt</translation>
+    </message>
+</context>
+<context>
+    <name>Prompt</name>
+    <message>
+        <source>%1 wants to control %2.</source>
+        <translation>%1 möchte %2 steuern.</translation>
+    </message>
+    <message>
+        <source>Allow</source>
+        <translation>&amp;Erlauben</translation>
+    </message>
+</context>
+<context>
     <name>RunningHint</name>
     <message>
         <source>This desktop shows no such icons. Open ombru&apos;s panel from your list of applications, or type in a terminal: ombru panel</source>

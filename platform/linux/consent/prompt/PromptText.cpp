@@ -5,6 +5,7 @@
 #include "platform/linux/applications/DesktopApplications.h"
 #include "platform/linux/consent/ConsentClient.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -33,10 +34,13 @@ QString quoted(const QString &name) {
 
 QString meaningOf(const QString &client, const QString &application, bool everything) {
     if (everything)
-        return u"If you allow it, %1 can press keys, click, and look at the windows of every application, as you would."_s
+        return QCoreApplication::translate("Prompt",
+                                           "If you allow it, %1 can press keys, click, and look at the windows "
+                                           "of every application, as you would.")
             .arg(client);
-    return u"If you allow it, %1 can use %2 as you would: open, read and change what it shows."_s.arg(client,
-                                                                                                      application);
+    return QCoreApplication::translate(
+               "Prompt", "If you allow it, %1 can use %2 as you would: open, read and change what it shows.")
+        .arg(client, application);
 }
 
 struct Named {
@@ -52,7 +56,8 @@ PromptText textAbout(const QString &client, const QString &application, const Ap
                                                             : application,
                                 LONGEST_NAME);
     PromptText text;
-    text.later = u"You can change this later in ombru’s privacy settings or with “ombru consent”."_s;
+    text.later = QCoreApplication::translate(
+        "Prompt", "You can change this later in ombru’s privacy settings or with “ombru consent”.");
     text.client = shownLine(client, LONGEST_PLACE);
     text.application = shownLine(application, LONGEST_PLACE);
     text.icon = entry ? entry->icon : QString();
@@ -78,19 +83,24 @@ QString programName(const QString &path, const Applications &installed) {
 
 PromptText promptText(const QString &client, const QString &application, const Applications &installed) {
     return textAbout(client, application, installed, [&](PromptText &text, const Named &named, const QString &name) {
-        text.title = u"ombru: allow control of %1?"_s.arg(name);
-        text.question = u"%1 wants to control %2."_s.arg(named.client, named.application);
+        text.title = QCoreApplication::translate("Prompt", "ombru: allow control of %1?").arg(name);
+        text.question =
+            QCoreApplication::translate("Prompt", "%1 wants to control %2.").arg(named.client, named.application);
         text.meaning = meaningOf(named.client, named.application, isSystemEvents(application));
+        text.no = QCoreApplication::translate("Prompt", "&Don’t Allow");
+        text.yes = QCoreApplication::translate("Prompt", "Allow");
     });
 }
 
 PromptText forgetText(const QString &client, const QString &application, const Applications &installed) {
     return textAbout(client, application, installed, [&](PromptText &text, const Named &named, const QString &name) {
-        text.title = u"ombru: forget what you decided about %1?"_s.arg(name);
-        text.question = u"You do not allow %1 to control %2. Forget that?"_s.arg(named.client, named.application);
-        text.meaning = u"If you forget it, %1 can ask you again."_s.arg(named.client);
-        text.no = u"&Don’t Forget"_s;
-        text.yes = u"Forget"_s;
+        text.title = QCoreApplication::translate("Prompt", "ombru: forget what you decided about %1?").arg(name);
+        text.question = QCoreApplication::translate("Prompt", "You do not allow %1 to control %2. Forget that?")
+                            .arg(named.client, named.application);
+        text.meaning =
+            QCoreApplication::translate("Prompt", "If you forget it, %1 can ask you again.").arg(named.client);
+        text.no = QCoreApplication::translate("Prompt", "&Don’t Forget");
+        text.yes = QCoreApplication::translate("Prompt", "Forget");
     });
 }
 

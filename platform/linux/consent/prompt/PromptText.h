@@ -13,8 +13,8 @@ struct PromptText {
     QString client;   // exactly who asks: a full path, or an identifier
     QString application;
     QString icon; // of the application, as its desktop entry has it; empty when it has none
-    QString no = QStringLiteral("&Don’t Allow");
-    QString yes = QStringLiteral("Allow"); // without a key of its own: one held down or sent would be an answer
+    QString no;   // the button that changes nothing, with its key
+    QString yes;
 };
 
 // `client` is an application's identifier or a program's full path, `application` an application's identifier.

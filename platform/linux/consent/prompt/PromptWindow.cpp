@@ -1,5 +1,8 @@
 #include "platform/linux/consent/prompt/PromptWindow.h"
 
+#include "look/Style.h"
+
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGuiApplication>
@@ -47,8 +50,14 @@ QString breakable(const QString &place) {
     return result;
 }
 
+QLabel *makeQuiet(const QString &text) {
+    auto *label = makeLabel(text, SMALL);
+    label->setProperty("quiet", true);
+    return label;
+}
+
 QLabel *makePlace(const QString &text) {
-    auto *label = makeLabel(breakable(text), SMALL);
+    auto *label = makeQuiet(breakable(text));
     label->setAccessibleName(text);
     label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     return label;
@@ -64,7 +73,8 @@ QIcon iconOf(const QString &name, const QStyle &style) {
 } // namespace
 
 PromptWindow::PromptWindow(const PromptText &text, std::function<void(bool allowed)> onAnswer)
-    : m_onAnswer(std::move(onAnswer)) {
+    : m_onAnswer(std::move(onAnswer)),
+      m_look(*this, [this](const Colours &colours) { setStyleSheet(windowStyle(colours)); }) {
     setWindowTitle(text.title);
     setWindowFlag(Qt::WindowStaysOnTopHint);
     auto *row = new QHBoxLayout;
@@ -90,11 +100,11 @@ QBoxLayout *PromptWindow::texts(const PromptText &text) {
     column->addWidget(makeLabel(text.question, LARGE, true));
     auto *places = new QFormLayout;
     places->setVerticalSpacing(2);
-    places->addRow(makeLabel(u"Program:"_s, SMALL), makePlace(text.client));
-    places->addRow(makeLabel(u"Application:"_s, SMALL), makePlace(text.application));
+    places->addRow(makeQuiet(QCoreApplication::translate("Prompt", "Program:")), makePlace(text.client));
+    places->addRow(makeQuiet(QCoreApplication::translate("Prompt", "Application:")), makePlace(text.application));
     column->addLayout(places);
     column->addWidget(makeLabel(text.meaning));
-    column->addWidget(makeLabel(text.later, SMALL));
+    column->addWidget(makeQuiet(text.later));
     // Labels that wrap know their height once they know their width.
     for (auto *label : {column->itemAt(0), column->itemAt(2), column->itemAt(3)}) {
         label->widget()->setFixedWidth(TEXT_WIDTH);
@@ -115,7 +125,8 @@ QBoxLayout *PromptWindow::buttons(const PromptText &text) {
         return button;
     };
     add(text.no, false)->setFocus();
-    m_guard.protect(*add(text.yes, true));
+    // Without a key of its own, in any language: one that is held down or sent would be an answer.
+    m_guard.protect(*add(QString(text.yes).remove(u'&'), true));
     return row;
 }
 

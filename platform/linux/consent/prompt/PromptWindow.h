@@ -1,6 +1,7 @@
 // The window that asks whether one program may control another. Main thread. It answers once, through `onAnswer`, and
 // is hidden then; whatever is not plainly "Allow" refuses.
 #pragma once
+#include "look/Look.h"
 #include "platform/linux/consent/prompt/InputGuard.h"
 #include "platform/linux/consent/prompt/PromptText.h"
 
@@ -25,6 +26,7 @@ private:
 
     std::function<void(bool allowed)> m_onAnswer;
     InputGuard m_guard{*this};
+    Look m_look;
 };
 
 } // namespace ombru

@@ -3,6 +3,7 @@
 // One prompt is open at a time; one that waited takes the answer that was given meanwhile, unless it is to ask again
 // about a refusal. Ends with whoever started it, and unanswered when its time is over.
 #include "base/Program.h"
+#include "look/Translation.h"
 #include "platform/AssistiveAccess.h"
 #include "platform/WindowAccess.h"
 #include "platform/linux/applications/InstalledApplications.h"
@@ -15,6 +16,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QIcon>
+#include <QTranslator>
 
 #include <csignal>
 #include <cstdio>
@@ -164,6 +166,7 @@ int main(int argc, char **argv) {
     describeWindowsOnly();
     QApplication::setQuitOnLastWindowClosed(false);
     QIcon::setFallbackSearchPaths(QIcon::fallbackSearchPaths() + QStringList{u"/usr/share/pixmaps"_s});
+    const auto translator = translateTexts(catalogueDirectory());
     std::atexit(leaveUnanswered);
     const Status status = ask(*question);
     answered = true;

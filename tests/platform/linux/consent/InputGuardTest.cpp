@@ -202,6 +202,8 @@ class PromptWindowTest : public ::testing::Test {
 protected:
     PromptWindowTest() {
         text.question = text.meaning = text.later = u"words"_s;
+        text.no = u"&Don’t Allow"_s;
+        text.yes = u"&Allow"_s; // as a translation may have it
         window = std::make_unique<PromptWindow>(text, [this](bool allowed) { answer = allowed; });
         showInFront(*window);
         EXPECT_TRUE(waitUntil([&] { return window->windowHandle()->isExposed(); }));

@@ -2,7 +2,10 @@
 #include "platform/linux/consent/prompt/PromptText.h"
 
 #include "base/Text.h"
+#include "look/Translation.h"
 #include "tests/support/Processes.h"
+
+#include <QTranslator>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -29,6 +32,15 @@ protected:
 };
 
 } // namespace
+
+TEST_F(PromptTextTest, AsksInTheOwnersLanguage) {
+    const auto catalogues = QCoreApplication::applicationDirPath() + u"/translations"_s;
+    const auto translator = translateTexts(catalogues, QLocale(u"de_DE"_s));
+    ASSERT_TRUE(translator);
+    const auto text = about(u"com.ombru.mac"_s, u"com.apple.systemevents"_s);
+    EXPECT_EQ(plain(text.question), u"“ombru” möchte “System Events” steuern."_s);
+    EXPECT_TRUE(text.later.contains(u"ombru consent"_s)) << "what has no translation stays";
+}
 
 TEST_F(PromptTextTest, NamesWhoAsksAndTheApplication) {
     install(u"org.example.Editor"_s, "Name=Writer's Desk\nExec=/bin/true %F\nIcon=writer\n");

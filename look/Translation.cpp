@@ -1,4 +1,4 @@
-#include "app/lifecycle/Translation.h"
+#include "look/Translation.h"
 
 #include <QCoreApplication>
 #include <QDir>
