@@ -61,7 +61,7 @@ protected:
     }
     Finished run(const QStringList &arguments) { return end(start(arguments)); }
 
-    Scratch m_scratch;
+    Scratch m_scratch{QStringLiteral("Zoë’s home ☂")}; // as homes are named
     Environment m_environment = ownEnvironment();
 };
 

@@ -67,6 +67,9 @@ inline qsizetype openDescriptors() {
 // A directory that goes away with the test, and files in it.
 class Scratch {
 public:
+    Scratch() = default;
+    explicit Scratch(const QString &name) : m_directory(QDir::temp().filePath(name + QStringLiteral("-XXXXXX"))) {}
+
     QString path(const QString &name) const { return m_directory.filePath(name); }
     QString directory() const { return m_directory.path(); }
 
