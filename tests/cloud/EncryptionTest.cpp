@@ -54,6 +54,15 @@ protected:
         return opens(service, service.channelURL(), authority);
     }
 
+    // By all of this program so far.
+    static qint64 bytesRead() {
+        QFile file(u"/proc/self/io"_s);
+        EXPECT_TRUE(file.open(QFile::ReadOnly));
+        const auto number = file.readLine();
+        EXPECT_TRUE(number.startsWith("rchar: "));
+        return number.sliced(7).trimmed().toLongLong();
+    }
+
     Authority authority;
 };
 
@@ -72,6 +81,15 @@ TEST_F(Encryption, WithoutTheSettingThatAuthorityIsNoneOfTheSystems) {
     EXPECT_EQ(complaint(service.base(), {}), u"SSL certificate problem: unable to get local issuer certificate"_s);
     EXPECT_FALSE(opens(service, {}));
     EXPECT_TRUE(service.requests.empty());
+}
+
+TEST_F(Encryption, NotAllAuthoritiesOfTheSystemAreReadForARequest) {
+    constexpr qint64 FEW = 100'000; // bytes; the file of all has twice as many
+    const AccountService service(authority.certify());
+    ask(service.base(), {}); // what is read once
+    const auto before = bytesRead();
+    EXPECT_FALSE(ask(service.base(), {}));
+    EXPECT_LT(bytesRead() - before, FEW);
 }
 
 TEST_F(Encryption, AnotherAuthorityIsNotTrusted) {
