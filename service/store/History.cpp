@@ -44,6 +44,7 @@ struct History::Writer {
     std::unordered_map<qint64, Book> books = {};
     Appended appended = {};
     std::set<qint64> pictured = {};
+    Sizes sizes = {}; // of those that have told something
 
     Result<Book *> bookOf(qint64 computer) {
         if (const auto here = books.find(computer); here != books.end())
@@ -137,24 +138,33 @@ struct History::Writer {
         return std::visit([&](const auto &message) { return add(**book, told, message); }, told.message);
     }
 
+    Result<> dropPictures() {
+        for (const auto computer : pictured)
+            if (const auto dropped = history.dropPictures(computer); !dropped)
+                return std::unexpected(dropped.error());
+        return {};
+    }
+
+    // With what there is of each: to ask for the sum of all takes longer than all else.
     Result<> keepNumbers() {
         for (const auto &[computer, book] : books) {
-            const auto kept =
-                history.m_database.run("UPDATE computers SET last_number = ? WHERE id = ?", book.lastNumber, computer);
-            if (!kept)
-                return kept;
+            const auto bytes = history.m_database.row(
+                "UPDATE computers SET last_number = ? WHERE id = ? RETURNING bytes",
+                [](const Row &row) { return row.integer(0); }, book.lastNumber, computer);
+            if (!bytes)
+                return std::unexpected(bytes.error());
+            sizes.set(computer, bytes->value_or(0));
         }
         return {};
     }
 
     // At once, so that there is never more.
-    Result<> keepLimits(qint64 before) {
-        for (const auto computer : pictured)
-            if (const auto dropped = history.dropPictures(computer); !dropped)
-                return std::unexpected(dropped.error());
-        const auto after = history.bytes();
-        const auto dropped = after ? history.dropBytes(2 * std::max<qint64>(0, *after - before)) : Result<bool>(false);
-        return after && dropped ? Result<>() : std::unexpected(after ? dropped.error() : after.error());
+    Result<> keepLimits() {
+        const auto sum = history.m_sizes->sumWith(sizes);
+        if (sum <= history.m_limits.bytes)
+            return {};
+        const auto dropped = history.dropBytes(2 * std::max<qint64>(0, sum - history.m_sizes->sum()));
+        return dropped ? Result<>() : std::unexpected(dropped.error());
     }
 };
 
@@ -175,23 +185,39 @@ Result<Appended> History::append(std::span<const Told> told) {
 }
 
 Result<Appended> History::appendOnce(std::span<const Told> told) {
+    if (const auto known = knowSizes(); !known)
+        return std::unexpected(known.error());
     Writer writer{*this};
     const auto written = m_database.transaction([&]() -> Result<> {
-        const auto before = bytes();
-        if (!before)
-            return std::unexpected(before.error());
         for (const auto &each : told)
             if (const auto added = writer.add(each); !added)
                 return added;
+        if (const auto dropped = writer.dropPictures(); !dropped)
+            return dropped;
         if (const auto kept = writer.keepNumbers(); !kept)
             return kept;
-        return writer.keepLimits(*before);
+        return writer.keepLimits();
     });
     if (!written)
         return std::unexpected(written.error());
+    if (m_sizes)
+        m_sizes->take(writer.sizes);
     for (auto &[computer, book] : writer.books)
         m_books[computer] = std::move(book);
     return std::move(writer.appended);
+}
+
+Result<> History::knowSizes() {
+    if (m_sizes)
+        return {};
+    const auto read = m_database.rows("SELECT id, bytes FROM computers",
+                                      [](const Row &row) { return std::pair(row.integer(0), row.integer(1)); });
+    if (!read)
+        return std::unexpected(read.error());
+    m_sizes.emplace();
+    for (const auto &[computer, bytes] : *read)
+        m_sizes->set(computer, bytes);
+    return {};
 }
 
 Result<History::Book> History::book(qint64 computer) {

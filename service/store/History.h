@@ -2,6 +2,7 @@
 #pragma once
 #include "base/Failure.h"
 #include "service/store/Records.h"
+#include "service/store/Sizes.h"
 #include "service/store/TaskBook.h"
 
 #include <limits>
@@ -79,6 +80,7 @@ private:
     Result<Appended> appendOnce(std::span<const Told> told);
     Result<Book> book(qint64 computer);
     Result<> keepTask(const TaskBook &book);
+    Result<> knowSizes();
     Result<qint64> bytes(); // of all computers
     Result<bool> dropBytes(qint64 most);
     Result<bool> dropPictures(qint64 computer);
@@ -88,6 +90,7 @@ private:
     Database &m_database;
     Limits m_limits;
     std::unordered_map<qint64, Book> m_books;
+    std::optional<Sizes> m_sizes; // none when something was dropped since
 };
 
 } // namespace ombru

@@ -69,6 +69,7 @@ Result<bool> History::dropOld(qint64 computer, double before, double now) {
 // --- By the limits
 
 Result<bool> History::dropSurplus(qint64 computer) {
+    m_sizes.reset();
     return m_database.makingRoom([&] { return dropPictures(computer); });
 }
 
@@ -152,6 +153,7 @@ Result<qint64> History::lastOf(qint64 computer, qint64 bytes) {
 
 // Also their pictures, and the tasks of which nothing is left.
 Result<> History::dropUpTo(qint64 computer, qint64 number) {
+    m_sizes.reset();
     const auto task = m_database.row(
         "SELECT max(task) FROM items WHERE computer = ? AND number <= ?", [](const Row &row) { return row.integer(0); },
         computer, number);

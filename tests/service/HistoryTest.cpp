@@ -225,6 +225,18 @@ TEST_F(HistoryTest, ManyTasksArePushedOutWithTheirLines) {
     EXPECT_LE(store->history.tasks({.computer = one, .words = {}, .before = {}, .most = 200})->size(), 17U);
 }
 
+TEST_F(HistoryTest, TheLimitIsThatOfAllTogether) {
+    store->history.limit({.bytes = 1'000'000});
+    auto elsewhere = event(u"result"_s, QString(30'000, u'x'));
+    elsewhere.computer = other;
+    for (int number = 0; number < 20; ++number)
+        append({event(u"result"_s, QString(30'000, u'x'))});
+    for (int number = 0; number < 20; ++number)
+        append({elsewhere});
+    EXPECT_LE(numbers(one).size() + numbers(other).size(), 33U);
+    EXPECT_GE(numbers(one).size() + numbers(other).size(), 30U);
+}
+
 TEST_F(HistoryTest, PicturesPastTheLimitAreNeverKept) {
     store->history.limit({.pictures = 2});
     const auto items = append({picture(1), picture(2), picture(3)}).items;
