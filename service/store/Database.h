@@ -8,6 +8,7 @@
 #pragma once
 #include "base/Failure.h"
 #include "service/store/Reserve.h"
+#include "service/store/WriteAhead.h"
 
 #include <QByteArray>
 #include <QString>
@@ -118,7 +119,10 @@ public:
         return done;
     }
     void keepReserve(Reserve reserve);
-    void fillReserve(); // with what has become free since
+
+    WriteAhead::Moved moveIntoPlace(); // what has been written ahead, so that its file begins anew
+    Result<> moveBeside(int most);     // from now on; for a file of so many pages
+    void fillReserve();                // with what has become free since
     bool hasRoom() const { return !m_reserve || !m_reserve->isAlone(); }
 
     qint64 lastId() const { return sqlite3_last_insert_rowid(m_handle.get()); }
@@ -143,7 +147,6 @@ private:
         (bind(*prepared, ++place, values), ...);
         return walk(*prepared, each);
     }
-    void moveIntoPlace(); // what has been written ahead, so that its file begins anew
     Result<sqlite3_stmt *> prepare(const char *statement);
     Result<> walk(sqlite3_stmt *statement, const std::function<void(const Row &)> &each);
     Failure failure() const;
@@ -164,6 +167,7 @@ private:
     Handle m_handle;
     std::optional<Reserve> m_reserve;
     std::unordered_map<const char *, Statement> m_statements; // before the handle goes
+    std::unique_ptr<WriteAhead> m_ahead;                      // the same
 };
 
 } // namespace ombru

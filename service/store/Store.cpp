@@ -64,6 +64,8 @@ Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options, const Re
         if (const auto limited = (*database)->script(limit.c_str()); !limited)
             return std::unexpected(limited.error());
     }
+    if (const auto moved = (*database)->moveBeside(options.mostAhead); !moved)
+        return std::unexpected(moved.error());
     (*database)->keepReserve(reserve);
     return std::unique_ptr<Store>(new Store(std::move(*database)));
 }

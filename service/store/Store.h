@@ -16,7 +16,8 @@ namespace ombru {
 struct StoreOptions {
     QString file;
     std::optional<int> mostPages = {}; // of 4 KiB; as much as there is on the disk when it is not said
-    qint64 reserve = 16 << 20;         // bytes of the disk that are kept free for making room on it
+    qint64 reserve = 24 << 20;         // bytes of the disk that are kept free for making room on it
+    int mostAhead = WriteAhead::MOST;  // pages of the file of what is written ahead
 };
 
 class Store {

@@ -87,7 +87,7 @@ private:
 
 class FullDiskTest : public ::testing::Test {
 protected:
-    static constexpr qint64 RESERVE = 6 << 20;
+    static constexpr qint64 RESERVE = 12 << 20;
 
     void fill(qint64 reserve) {
         store = *Store::open({.file = directory.filePath(u"service.sqlite"_s), .reserve = reserve});

@@ -4,6 +4,7 @@
 #include "tests/support/Wait.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 using namespace ombru;
@@ -207,6 +208,54 @@ TEST_F(StoreTest, AFullDiskIsAFailureOfItsOwnAndKeepsWhatThereIs) {
     const Told small{.computer = id, .received = 6, .message = EventMessage{u"good"_s, u"fits"_s, 6}};
     EXPECT_EQ(store->history.append({&small, 1})->items.front().number, 2)
         << "the number is the next one that was kept";
+}
+
+// What is written ahead has a file beside the database.
+class WriteAheadTest : public StoreTest {
+protected:
+    static constexpr int MOST = 3000; // pages
+    static constexpr qint64 BOUND = 2 * MOST * 4120LL;
+
+    void SetUp() override {
+        store = *Store::open({.file = file, .mostAhead = MOST});
+        id = computer();
+    }
+    qint64 append(int count) { // bytes
+        const std::vector<Told> some(
+            10, {.computer = id, .received = 5, .message = EventMessage{u"result"_s, QString(60'000, u'x'), 5}});
+        for (int at = 0; at < count; ++at, told += 10)
+            if (const auto appended = store->history.append(some); !appended)
+                ADD_FAILURE() << appended.error().description.toStdString();
+        return ahead();
+    }
+    qint64 ahead() const { return QFileInfo(file + u"-wal"_s).size(); }
+
+    qint64 id = 0;
+    qint64 told = 0;
+};
+
+TEST_F(WriteAheadTest, ItIsMovedIntoPlaceMeanwhile) {
+    append(15);
+    EXPECT_TRUE(test::waitUntil([this] { return QFileInfo(file).size() > 4'000'000; })) << QFileInfo(file).size();
+}
+
+TEST_F(WriteAheadTest, ItBeginsAnewThoughSomebodyWritesAllTheTime) {
+    for (int count = 0; count < 100; ++count)
+        ASSERT_LT(append(1), BOUND) << count;
+}
+
+TEST_F(WriteAheadTest, ItGrowsWhileSomebodyReadsAndShrinksAfterwards) {
+    {
+        const auto reader = Database::open(file, Database::Mode::readOnly);
+        ASSERT_TRUE((*reader)->script("BEGIN; SELECT count(*) FROM items"));
+        EXPECT_GT(append(100), BOUND) << "what is read stays";
+        const auto seen = (*reader)->row("SELECT count(*) FROM items", [](const Row &row) { return row.integer(0); });
+        EXPECT_EQ(*seen, 0) << "as it was";
+    }
+    for (int count = 0; count < 100 && ahead() > BOUND; ++count)
+        append(1);
+    EXPECT_LE(ahead(), BOUND);
+    EXPECT_EQ(store->computers.find(id)->value().lastNumber, told);
 }
 
 } // namespace
