@@ -246,6 +246,21 @@ TEST_F(MenuBar, SettingsOfANewerVersionAreRefusedInAWindow) {
     EXPECT_EQ(contents(m_scratch.path(u".config/ombru/ombru.conf"_s)), newer);
 }
 
+TEST_F(MenuBar, WhereNothingCanBeWrittenInTheHomeItIsThereAndSaysWhy) {
+    m_environment["HOME"] = "/sys"; // where nobody can, not even root
+    launch();
+    openPanel();
+    EXPECT_FALSE(isOpen(HINT)) << "it would come with every start";
+    EXPECT_TRUE(ombru({u"status"_s}).out.contains(u"running, signed out"_s));
+    const auto doctor = ombru({u"doctor"_s});
+    EXPECT_EQ(doctor.status, 1);
+    for (const auto *place : {"/sys/.config/ombru: ", "/sys/.local/share/ombru: ", "/sys/.local/state/ombru: "})
+        EXPECT_TRUE(doctor.out.contains(u"cannot be written in "_s + QString::fromLatin1(place)))
+            << doctor.out.toStdString();
+    killMenuBars(SIGTERM);
+    EXPECT_EQ(end(m_menuBar).status, 0);
+}
+
 TEST_F(MenuBar, TheFirstStartByThePanelsCommandShowsTheHintAndThenThePanel) {
     launch({u"--panel"_s});
     ASSERT_TRUE(opens(HINT));

@@ -79,6 +79,18 @@ protected:
     bool connected() {
         return waitUntil([this] { return m_service.frameCount() >= 2; });
     }
+    QByteArrayList texts() {
+        QByteArrayList texts;
+        for (const auto &frame : m_service.newest().frames)
+            texts += frame.payload;
+        return texts;
+    }
+    // That the web page is told so.
+    bool tells(const QByteArray &text) {
+        const bool isTold = waitUntil([&] { return texts().join().contains(text); });
+        EXPECT_TRUE(isTold) << texts().join('\n').toStdString();
+        return isTold;
+    }
     void kill(int signal) const {
         for (const qint64 pid : marked())
             if (contents(QStringLiteral("/proc/%1/cmdline").arg(pid)).endsWith(QByteArray("\0--headless\0", 12)))
