@@ -42,6 +42,19 @@ TEST_F(PanelReading, EachLineIsALabelAndEachButtonAButtonInTheirOrder) {
            u"push button: Quit"_s});
 }
 
+TEST_F(PanelReading, WhoSignsInHearsTheCodeAndWhatToDoWithIt) {
+    EXPECT_TRUE(QFile::remove(token()));
+    launchAgain();
+    EXPECT_EQ(ombru({u"panel"_s}).status, 0);
+    reads({u"label: Not signed in"_s, u"push button: Sign in with Google"_s});
+    const auto signIn = startProgram(u"ombru"_s, {u"sign-in"_s});
+    reads({u"label: Finish signing in in your browser"_s, u"label: AB-CD"_s, u"push button: Open browser"_s,
+           u"push button: Cancel"_s});
+    m_poll = R"({"status": "ok", "token": "tok"})";
+    EXPECT_EQ(end(signIn).status, 0);
+    reads({u"label: Signed in · calls don't reach this Mac yet"_s});
+}
+
 TEST_F(PanelReading, WhileATaskRunsStopIsReadBesideIt) {
     beginTask();
     EXPECT_EQ(ombru({u"panel"_s}).status, 0);

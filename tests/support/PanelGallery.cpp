@@ -1,11 +1,18 @@
-// ombru-panel-gallery DIRECTORY: draws the panel in each of its rows, and the icon in each of its states on a light and
-// on a dark bar, light and dark, as PNG files there. For docs/pictures, and for whoever changes how they look.
+// ombru-panel-gallery DIRECTORY: pictures of the panel in each of its rows below the icon in a real menu bar, light and
+// dark, as PNG files there, and a sheet of the icon at each size. For docs/pictures, and for whoever changes how they
+// look: tests/support/private-desktop run sh -c "trayer --edge top --align right --height 24 --SetPartialStrut true &
+// exec ombru-panel-gallery DIRECTORY".
 #include "app/panel/MenuPanel.h"
 #include "app/panel/Symbol.h"
+#include "controller/MenuBarSymbol.h"
+#include "platform/MenuBarIcon.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QPainter>
+#include <QScreen>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -89,6 +96,12 @@ std::vector<Scene> scenes() {
                       s.setup = Setup::restart;
                   }),
             scene(u"sign-in-claude"_s, [](PanelState &s) { s.setup = Setup::signInClaude; }),
+            scene(u"prompting"_s,
+                  [&](PanelState &s) {
+                      s.setup = Setup::allow;
+                      s.requestingApp = events.name;
+                      s.blockedApps = {editor, events};
+                  }),
             scene(u"long-names"_s, [&](PanelState &s) {
                 s.activeCalls = {u"+49 30 5550142"_s, u"the front desk of the house on the hill"_s, u"+1 555 0143"_s};
                 s.blockedApps = {longOne};
@@ -103,14 +116,50 @@ QPalette darkPalette() {
     return palette;
 }
 
-void drawPanels(const QDir &directory, const QString &scheme) {
+QString symbolOf(const PanelState &state) {
+    return menuBarSymbol({.inCall = !state.activeCalls.isEmpty(),
+                          .busy = state.busy,
+                          .signedIn = state.auth.is<Auth::SignedIn>(),
+                          .reachable = state.agentConnected,
+                          .listening = state.serverListening,
+                          .missingPermissions = state.setup != Setup::done});
+}
+
+// Where the host has embedded the icon.
+QRect embeddedIcon() {
+    for (const auto *widget : QApplication::topLevelWidgets())
+        if (widget->objectName() == u"QSystemTrayIconSys" && widget->isVisible())
+            return {widget->mapToGlobal(QPoint()), widget->size()};
+    return {};
+}
+
+// What is on the screen a moment after the last change.
+void pause() {
+    QEventLoop loop;
+    QTimer::singleShot(400, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+bool drawPanels(const QDir &directory, const QString &scheme) {
+    constexpr int AROUND = 8;
     for (const auto &[name, state] : scenes()) {
+        MenuBarIcon icon({.onClick = [](const QRect &) {}, .onEntry = [](int) {}, .onPlace = [](bool) {}});
+        icon.show(symbolForBar(symbolOf(state), state.busy), u"ombru"_s);
+        pause();
+        const auto place = embeddedIcon();
+        if (place.isEmpty())
+            return false;
         MenuPanel panel({.onAction = [](const PanelAction &) {}, .onOpen = [](bool) {}});
         panel.show(panelContent(state));
-        panel.open({});
-        QApplication::processEvents();
-        panel.grab().save(directory.filePath(u"panel-%1-%2.png"_s.arg(name, scheme)));
+        panel.open(place);
+        pause();
+        const auto seen =
+            panel.frameGeometry().united(place).adjusted(-AROUND, -AROUND, AROUND, AROUND) & panel.screen()->geometry();
+        panel.screen()
+            ->grabWindow(0, seen.x(), seen.y(), seen.width(), seen.height())
+            .save(directory.filePath(u"panel-%1-%2.png"_s.arg(name, scheme)));
     }
+    return true;
 }
 
 void drawIcons(const QDir &directory) {
@@ -142,9 +191,11 @@ int main(int argc, char **argv) {
         return 2;
     }
     const QDir directory(QString::fromLocal8Bit(argv[1]));
-    drawPanels(directory, u"light"_s);
     drawIcons(directory);
+    const bool isLightDone = drawPanels(directory, u"light"_s);
     QApplication::setPalette(darkPalette());
-    drawPanels(directory, u"dark"_s);
-    return 0;
+    if (isLightDone && drawPanels(directory, u"dark"_s))
+        return 0;
+    std::fputs("ombru-panel-gallery: no host has embedded the icon\n", stderr);
+    return 1;
 }
