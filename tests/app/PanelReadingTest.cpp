@@ -45,6 +45,7 @@ TEST_F(PanelReading, EachLineIsALabelAndEachButtonAButtonInTheirOrder) {
 TEST_F(PanelReading, WhoSignsInHearsTheCodeAndWhatToDoWithIt) {
     EXPECT_TRUE(QFile::remove(token()));
     launchAgain();
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(socket()); }));
     EXPECT_EQ(ombru({u"panel"_s}).status, 0);
     reads({u"label: Not signed in"_s, u"push button: Sign in with Google"_s});
     const auto signIn = startProgram(u"ombru"_s, {u"sign-in"_s});
