@@ -144,21 +144,33 @@ void Server::look() {
     m_tasks.start(tidy());
 }
 
+// By age a day in an hour at most, and none when the service starts: a computer's clock is wrong then, if ever.
+double Server::turn() {
+    if (Clock::now() - m_turned < TIDIED_EVERY)
+        return 0;
+    m_turned = Clock::now();
+    return DAY;
+}
+
 // A piece at a time, so that nobody waits for all of it.
 Task<> Server::tidy() {
     const auto now = Clock::unixSeconds();
-    const auto before = now - m_service.settings.historyDays() * DAY;
-    const auto more = co_await m_store.ask([now, before, limits = m_limits](Store &its) -> Result<bool> {
+    const auto kept = m_service.settings.historyDays() * DAY;
+    const auto more = co_await m_store.ask([now, kept, turn = turn(), limits = m_limits](Store &its) -> Result<bool> {
         its.fillReserve();
         its.history.limit(limits);
         const auto some = its.history.dropSurplus();
         const auto sessions = its.accounts.dropOldSessions(now);
         const auto computers = its.computers.all();
-        if (!some || !sessions || !computers)
-            return std::unexpected(!some ? some.error() : !sessions ? sessions.error() : computers.error());
+        const auto today = its.history.today(now, turn);
+        if (!some || !sessions || !computers || !today)
+            return std::unexpected(!some        ? some.error()
+                                   : !sessions  ? sessions.error()
+                                   : !computers ? computers.error()
+                                                : today.error());
         bool more = *some;
         for (const auto &computer : *computers) {
-            const auto old = its.history.dropOld(computer.id, before, now);
+            const auto old = its.history.dropOld(computer.id, *today - kept, now);
             const auto pictures = old ? its.history.dropSurplus(computer.id) : old;
             if (!pictures)
                 return pictures;

@@ -44,6 +44,7 @@ private:
     History::Limits limits() const;
     void lookLater(Clock::Duration delay);
     void look();
+    double turn();
     Task<> tidy();
 
     const DataLock m_lock;
@@ -58,6 +59,7 @@ private:
     History::Limits m_limits; // as they were when it was tidied last
     qint64 m_lost = 0;        // the same
     std::optional<Clock::Time> m_tidied;
+    Clock::Time m_turned = Clock::now(); // when the day of the history could go on last
 };
 
 } // namespace ombru

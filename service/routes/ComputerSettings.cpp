@@ -50,10 +50,12 @@ bool isOn(const ComputerFields &fields, ComputerField field) {
 QJsonObject settingsJson(const ComputerFields &fields, const ComputerRecord &computer, const QString &defaultPrompt) {
     QJsonObject json{{u"defaultPrompt"_s, defaultPrompt}, {u"fetchedAt"_s, orNull(computer.fetched)}};
     QJsonObject saved;
+    QJsonObject arrived;
     for (const auto &setting : SETTINGS) {
         const auto name = setting.name.toString();
         const auto set = fields.find(setting.field);
         saved[name] = set == fields.end() ? QJsonValue() : QJsonValue(set->second.saved);
+        arrived[name] = set == fields.end() ? QJsonValue() : orNull(set->second.arrived);
         if (setting.secret)
             json[name + u"Set"_s] = !textOf(fields, setting.field).isEmpty();
         else if (setting.most == 0)
@@ -62,6 +64,7 @@ QJsonObject settingsJson(const ComputerFields &fields, const ComputerRecord &com
             json[name] = textOf(fields, setting.field);
     }
     json[u"savedAt"_s] = saved;
+    json[u"arrivedAt"_s] = arrived;
     return json;
 }
 

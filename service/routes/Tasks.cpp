@@ -30,21 +30,54 @@ History::TaskSearch searchOf(const Asked &asked) {
     return search;
 }
 
+struct Found {
+    std::vector<TaskRecord> tasks;
+    std::vector<std::optional<History::Match>> matches; // of each, where its text and its answer do not say it
+    bool more = false;
+    qint64 total = 0;
+};
+
+Result<Found> find(History &history, History::TaskSearch search) {
+    const auto most = static_cast<std::size_t>(search.most++); // one more tells whether there are more
+    auto tasks = history.tasks(search);
+    const auto total = history.countTasks(search.computer);
+    if (!tasks || !total)
+        return std::unexpected(!tasks ? tasks.error() : total.error());
+    Found found{.tasks = *std::move(tasks), .matches = {}, .more = false, .total = *total};
+    found.more = found.tasks.size() > most;
+    found.tasks.resize(std::min(most, found.tasks.size()));
+    for (const auto &task : found.tasks) {
+        const auto says = [&](const QString &text) { return text.contains(search.words, Qt::CaseInsensitive); };
+        const bool plain = search.words.isEmpty() || says(task.text) || says(task.answer);
+        auto match = plain ? Result<std::optional<History::Match>>() : history.match(task.id, search.words);
+        if (!match)
+            return std::unexpected(match.error());
+        found.matches.push_back(*std::move(match));
+    }
+    return found;
+}
+
+QJsonObject toJson(const TaskRecord &task, const std::optional<History::Match> &match) {
+    auto json = toJson(task);
+    if (match)
+        json[u"match"_s] = QJsonObject{{u"step"_s, match->step}, {u"kind"_s, match->kind}, {u"text"_s, match->text}};
+    return json;
+}
+
 } // namespace
 
 Task<Response> listTasks(Service &service, Asked asked) {
     const auto computer = co_await ownComputer(service, asked);
     if (!computer)
         co_return computer.error();
-    auto search = searchOf(asked);
-    const auto most = static_cast<std::size_t>(search.most++); // one more tells whether there are more
-    const auto found = co_await service.reader.ask([search](Store &its) { return its.history.tasks(search); });
+    const auto found =
+        co_await service.reader.ask([search = searchOf(asked)](Store &its) { return find(its.history, search); });
     if (!found)
         co_return failed(found.error());
     QJsonArray tasks;
-    for (const auto &task : std::span(*found).first(std::min(most, found->size())))
-        tasks.append(toJson(task));
-    co_return answer({{u"tasks"_s, tasks}, {u"more"_s, found->size() > most}});
+    for (std::size_t at = 0; at < found->tasks.size(); ++at)
+        tasks.append(toJson(found->tasks[at], found->matches[at]));
+    co_return answer({{u"tasks"_s, tasks}, {u"more"_s, found->more}, {u"total"_s, found->total}});
 }
 
 Task<Response> showTask(Service &service, Asked asked) {

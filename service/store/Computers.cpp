@@ -180,7 +180,11 @@ Result<> Computers::revoke(qint64 computer) {
 }
 
 Result<> Computers::fetched(qint64 computer, double now, const QString &platform) {
-    return m_database.run("UPDATE computers SET fetched = ?, seen = ?, platform = ? WHERE id = ?", now, now, platform,
+    const auto noted = m_database.run("UPDATE computers SET fetched = ?, seen = ?, platform = ? WHERE id = ?", now, now,
+                                      platform, computer);
+    if (!noted)
+        return noted;
+    return m_database.run("UPDATE computer_fields SET arrived = ? WHERE computer = ? AND arrived IS NULL", now,
                           computer);
 }
 
@@ -194,8 +198,8 @@ Result<ComputerFields> Computers::fields(qint64 computer) {
         SetValue value;
     };
     const auto rows = m_database.rows(
-        "SELECT field, value, saved FROM computer_fields WHERE computer = ?",
-        [](const Row &row) { return Entry{row.text(0), {row.text(1), row.real(2)}}; }, computer);
+        "SELECT field, value, saved, arrived FROM computer_fields WHERE computer = ?",
+        [](const Row &row) { return Entry{row.text(0), {row.text(1), row.real(2), row.maybeReal(3)}}; }, computer);
     if (!rows)
         return std::unexpected(rows.error());
     ComputerFields fields;

@@ -56,6 +56,15 @@ public:
         int most = 50;
     };
     Result<std::vector<TaskRecord>> tasks(const TaskSearch &search); // newest first
+    Result<qint64> countTasks(qint64 computer);
+
+    // The first line of a task's log that says it.
+    struct Match {
+        int step = 0;
+        QString kind;
+        QString text; // that line, or what is around the words
+    };
+    Result<std::optional<Match>> match(qint64 task, const QString &words);
 
     struct Picture {
         qint64 computer = 0;
@@ -65,6 +74,10 @@ public:
 
     // What a computer has told is gone; its numbers go on.
     Result<> forget(qint64 computer);
+
+    // The time that age is told by. It follows the clock, but by `most` seconds at a time: a clock that is far ahead
+    // for some hours makes nothing old.
+    Result<double> today(double now, double most);
 
     // Each drops a part at a time, also from a full disk: whether there is more.
     Result<bool> dropOld(qint64 computer, double before, double now); // what was received before a time

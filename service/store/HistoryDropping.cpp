@@ -41,6 +41,17 @@ Result<> History::forget(qint64 computer) {
 
 // --- By age
 
+Result<double> History::today(double now, double most) {
+    const auto today = m_database.makingRoom([&] {
+        return m_database.row(
+            "UPDATE calendar SET today = min(?1, coalesce(today + ?2, ?1)) RETURNING today",
+            [](const Row &row) { return row.real(0); }, now, most);
+    });
+    if (!today)
+        return std::unexpected(today.error());
+    return today->value_or(now);
+}
+
 // The order is that of the numbers: the clock may have been set back, or have been ahead. What is not older than that
 // keeps all that came after it; a time that has not come yet says nothing.
 Result<bool> History::dropOld(qint64 computer, double before, double now) {

@@ -12,6 +12,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype MOST_CHARACTERS = 256 << 10; // of the texts of one answer
+constexpr qsizetype LONGEST_LINE = 200;          // characters that are shown of what was found
 
 Item readItem(const Row &row) {
     return {row.integer(0),     row.integer(1), row.maybeInteger(2), static_cast<int>(row.integer(3)),
@@ -26,6 +27,22 @@ void keepFew(std::vector<Item> &items, qsizetype most) {
     while (count < items.size() && (count == 0 || characters + items[count].text.size() <= most))
         characters += items[count++].text.size();
     items.resize(count);
+}
+
+// The line of it that says it; of a long one what is around.
+QString lineWith(const QString &text, const QString &words) {
+    const auto at = std::max<qsizetype>(0, text.indexOf(words, 0, Qt::CaseInsensitive));
+    const auto begin = at == 0 ? 0 : text.lastIndexOf(u'\n', at - 1) + 1;
+    const auto found = text.indexOf(u'\n', at + words.size());
+    const auto end = found < 0 ? text.size() : found;
+    if (end - begin <= LONGEST_LINE)
+        return text.sliced(begin, end - begin).trimmed();
+    auto from = std::max(begin, at - LONGEST_LINE / 4);
+    auto to = std::min(end, std::max(at + words.size(), from + LONGEST_LINE));
+    from += text[from].isLowSurrogate() ? 1 : 0;
+    to -= to < end && text[to].isLowSurrogate() ? 1 : 0;
+    return (from > begin ? u"…"_s : QString()) + text.sliced(from, to - from).trimmed() +
+           (to < end ? u"…"_s : QString());
 }
 
 } // namespace
@@ -91,6 +108,23 @@ Result<std::vector<TaskRecord>> History::tasks(const TaskSearch &search) {
         "tasks.id AND says(items.text, ?3))) ORDER BY id DESC LIMIT ?4",
         readTask, search.computer, search.before.value_or(std::numeric_limits<qint64>::max()), search.words,
         search.most);
+}
+
+Result<qint64> History::countTasks(qint64 computer) {
+    const auto count = m_database.row(
+        "SELECT count(*) FROM tasks WHERE computer = ?", [](const Row &row) { return row.integer(0); }, computer);
+    if (!count)
+        return std::unexpected(count.error());
+    return count->value_or(0);
+}
+
+Result<std::optional<History::Match>> History::match(qint64 task, const QString &words) {
+    return m_database.row(
+        "SELECT step, kind, text FROM items WHERE task = ?1 AND says(text, ?2) ORDER BY number LIMIT 1",
+        [&](const Row &row) {
+            return Match{static_cast<int>(row.integer(0)), row.text(1), lineWith(row.text(2), words)};
+        },
+        task, words);
 }
 
 Result<std::optional<History::Picture>> History::picture(qint64 picture) {

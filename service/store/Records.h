@@ -54,6 +54,7 @@ enum class ComputerField { systemPrompt, greeting, voice, speechKey, trusted, sh
 struct SetValue {
     QString text = {}; // "on" or "off" for a choice
     double saved = 0;
+    std::optional<double> arrived = {}; // when the computer got it
 
     bool operator==(const SetValue &) const = default;
 };

@@ -80,6 +80,13 @@ CREATE TRIGGER tasks_change AFTER UPDATE OF answer ON tasks WHEN new.answer <> o
 CREATE TRIGGER tasks_go AFTER DELETE ON tasks BEGIN
     UPDATE computers SET bytes = bytes - 200 - length(CAST(old.text AS BLOB)) - length(CAST(old.answer AS BLOB))
         WHERE id = old.computer; END;
+)",
+                                                            // What day it is by age (nothing says so at first), and
+                                                            // when a computer has got what was set.
+                                                            R"(
+CREATE TABLE calendar (today REAL);
+INSERT INTO calendar SELECT max(received) FROM items;
+ALTER TABLE computer_fields ADD COLUMN arrived REAL;
 )"};
 
 Failure refused(const Database &database, const QString &why) {

@@ -193,6 +193,25 @@ TEST_F(DeviceRoutesTest, ASettingSaysWhenItWasSavedAndWhenTheComputerAskedLast) 
     EXPECT_GE(get(path, browser).json()[u"fetchedAt"_s].toDouble(), saved[u"savedAt"_s][u"greeting"_s].toDouble());
 }
 
+TEST_F(DeviceRoutesTest, ASettingSaysSinceWhenItIsAtTheComputer) {
+    const auto browser = visitFirst();
+    const auto token = pair(browser);
+    const auto path = u"/api/computers/%1/settings"_s.arg(firstComputer(browser));
+    const auto arrived = [&] { return get(path, browser).json()[u"arrivedAt"_s][u"greeting"_s]; };
+    const auto save = [&](const QString &greeting) { send("PUT", path, {{u"greeting"_s, greeting}}, browser); };
+    save(u"Hello?"_s);
+    EXPECT_TRUE(arrived().isNull());
+    config(token);
+    const auto first = arrived().toDouble();
+    EXPECT_GT(first, 0);
+    config(token);
+    EXPECT_EQ(arrived().toDouble(), first) << "it is there since then";
+    save(u"Yes?"_s);
+    EXPECT_TRUE(arrived().isNull());
+    config(token);
+    EXPECT_GT(arrived().toDouble(), first);
+}
+
 TEST_F(DeviceRoutesTest, ASettingOfTheWrongKindChangesNothing) {
     const auto browser = visitFirst();
     pair(browser);

@@ -185,6 +185,16 @@ TEST_F(HistoryTest, AClockThatWasAheadKeepsNothingForEver) {
     EXPECT_EQ(numbers(one), (std::vector<qint64>{4, 5}));
 }
 
+TEST_F(HistoryTest, ItsDayFollowsTheClockByNoMoreThanItMay) {
+    EXPECT_EQ(*store->history.today(1000, 0), 1000);
+    EXPECT_EQ(*store->history.today(9000, 0), 1000);
+    EXPECT_EQ(*store->history.today(9000, 100), 1100);
+    store = *Store::open({directory.filePath(u"service.sqlite"_s)});
+    EXPECT_EQ(*store->history.today(9000, 0), 1100) << "as it was";
+    EXPECT_EQ(*store->history.today(1150, 100), 1150) << "the clock was put right";
+    EXPECT_EQ(*store->history.today(500, 100), 500);
+}
+
 TEST_F(HistoryTest, ATaskStaysAsLongAsALineOfIt) {
     const auto task =
         *append({event(u"user"_s, u"web ❯ go"_s, 100), event(u"good"_s, u"✓ gone"_s, 200), state(false, 0, 1)})

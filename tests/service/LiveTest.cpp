@@ -366,6 +366,28 @@ TEST_F(LiveTest, PastTasksAreFoundByWhatWasSaidInThem) {
     EXPECT_EQ(found(u"nothing"_s), QStringList());
 }
 
+TEST_F(LiveTest, ASearchSaysWhereItFound) {
+    const auto page = watching();
+    workshop->send(state(true));
+    workshop->send(event(u"user"_s, u"you ❯ greet"_s));
+    workshop->send(state(true, 2));
+    workshop->send(event(u"code"_s, u"script:\n  say \"Grüße\"  \ndelay 1"_s));
+    workshop->send(event(u"result"_s, QString(300, u'x') + u" needle "_s + QString(300, u'y')));
+    workshop->send(event(u"claude"_s, u"all said"_s));
+    workshop->send(state(false));
+    items(*page, 4);
+    const auto found = [&](const QString &search) {
+        return get(u"/api/computers/%1/tasks?search=%2"_s.arg(computer, search), browser).json();
+    };
+    EXPECT_EQ(found(u"GRÜ"_s)[u"tasks"_s][0][u"match"_s].toObject(),
+              (QJsonObject{{u"step"_s, 2}, {u"kind"_s, u"code"_s}, {u"text"_s, u"say \"Grüße\""_s}}));
+    EXPECT_EQ(found(u"needle"_s)[u"tasks"_s][0][u"match"_s][u"text"_s].toString(),
+              u"…"_s + QString(49, u'x') + u" needle "_s + QString(143, u'y') + u"…"_s);
+    EXPECT_TRUE(found(u"greet"_s)[u"tasks"_s][0][u"match"_s].isUndefined()) << "the task itself says it";
+    EXPECT_TRUE(found({})[u"tasks"_s][0][u"match"_s].isUndefined());
+    EXPECT_EQ(found(u"nothing"_s)[u"total"_s].toInt(), 1);
+}
+
 TEST_F(LiveTest, WhatIsToldIsKeptWhileALongSearchGoesOn) {
     std::promise<void> end;
     server->reader().post([searching = end.get_future().share()](Store &) { searching.wait(); });

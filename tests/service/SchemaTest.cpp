@@ -108,6 +108,7 @@ TEST_F(SchemaTest, ADatabaseOfTheFirstVersionIsBroughtUpToDateWithAllThatIsInIt)
         number("SELECT bytes FROM computers"),
         number("SELECT (SELECT sum(200 + length(CAST(text AS BLOB))) FROM items) + (SELECT sum(200 + length(jpeg)) "
                "FROM pictures) + (SELECT sum(200 + length(text) + length(answer)) FROM tasks)"));
+    EXPECT_EQ(number("SELECT today FROM calendar"), 8) << "when something came last";
     EXPECT_EQ(number("SELECT count(*) FROM pictures"), 1) << "one of no line is not kept";
 }
 
