@@ -3,13 +3,20 @@
 /** @template T @typedef {{value: T, refusal?: undefined} | {value?: undefined, refusal: Refusal}} Answer */
 
 let csrf = ''
+let owner = ''
 let ahead = 0
 let onSignedOut = () => {}
+let onForbidden = async () => {}
 
-/** @param {string} token */
-export const useCsrf = (token) => void (csrf = token)
+/** @param {string} token @param {string} account that it is of */
+export function useCsrf(token, account) {
+  csrf = token
+  owner = account
+}
 /** @param {() => void} told */
 export const whenSignedOut = (told) => void (onSignedOut = told)
+/** What looks for a new token. @param {() => Promise<void>} renew */
+export const whenForbidden = (renew) => void (onForbidden = renew)
 
 /** Seconds since 1970 by the service's clock, so that a wrong one here tells no wrong times. */
 export const now = () => Date.now() / 1000 + ahead
@@ -27,6 +34,18 @@ function compareClocks(response) {
  * @returns {Promise<Answer<any>>}
  */
 export async function ask(method, path, body, signal) {
+  const before = owner
+  const answer = await askOnce(method, path, body, signal)
+  if (answer.refusal?.error !== 'forbidden') return answer
+  await onForbidden() // another tab may have signed in again, and the token be an old one
+  return owner === before ? askOnce(method, path, body, signal) : answer
+}
+
+/**
+ * @param {string} method @param {string} path @param {unknown} [body] @param {AbortSignal} [signal]
+ * @returns {Promise<Answer<any>>}
+ */
+async function askOnce(method, path, body, signal) {
   /** @type {Record<string, string>} */
   const headers = { 'X-CSRF-Token': csrf, ...(body !== undefined && { 'Content-Type': 'application/json' }) }
   try {

@@ -1,7 +1,10 @@
 // The socket to the service: comes back by itself, and says when it will try next. Pure but for what it is given.
 
-const WAITS = [1, 2, 4, 8, 15]
+const WAITS = [1, 2, 4, 8]
 export const SESSION_ENDED = 4401
+/** What the service closes a socket for that it would take later. @type {Record<number, Link['why']>} */
+const REFUSED = { 4429: 'tooManyPages', 1008: 'tooManyMessages' }
+const LONGEST = 15
 
 /**
  * @typedef {{
@@ -14,7 +17,7 @@ export const SESSION_ENDED = 4401
 
 export class Live {
   /** @type {Link} */
-  link = { state: 'connecting', nextTry: 0, heard: 0 }
+  link = { state: 'connecting', why: '', nextTry: 0, heard: 0 }
   /** @type {(message: ServiceMessage) => void} */
   onMessage = () => {}
   /** @type {(samples: ArrayBuffer) => void} */
@@ -94,7 +97,8 @@ export class Live {
     if (socket !== this.#socket) return
     this.#socket = null
     if (code === SESSION_ENDED) return this.#change('ended')
-    const wait = WAITS[Math.min(this.#failures++, WAITS.length - 1)] ?? 15
+    this.link.why = REFUSED[code] ?? ''
+    const wait = (this.link.why ? 0 : WAITS[this.#failures++]) || LONGEST
     this.link.nextTry = this.#surroundings.now() + wait
     this.#timer = this.#surroundings.later(() => this.start(), wait)
     this.#change('waiting')

@@ -1,6 +1,6 @@
 // The one store of this page, its socket, and the ways between views.
 
-import { get, now, useCsrf, whenSignedOut } from './api.js'
+import { get, now, useCsrf, whenForbidden, whenSignedOut } from './api.js'
 import { Live } from './live.js'
 import { routeOf } from './router.js'
 import { Store } from './store.js'
@@ -19,8 +19,11 @@ export const store = new Store(
 )
 
 /** @param {Me} me */
+const useToken = (me) => useCsrf(me.csrf, me.account?.id ?? '')
+
+/** @param {Me} me */
 export function signedIn(me) {
-  useCsrf(me.csrf)
+  useToken(me)
   store.signIn(me)
 }
 
@@ -36,15 +39,18 @@ addEventListener('online', () => live.tryNow())
 addEventListener('offline', () => live.drop())
 setInterval(() => document.hidden || store.tell('tick'), 1000)
 
+/** Another tab may have begun another session, of this account or of another. */
+async function lookWho() {
+  const { value } = await get('/api/me')
+  if (!value || !store.me.account) return
+  if (value.account?.id === store.me.account.id) return useToken(value)
+  store.signOut()
+  signedIn(value)
+}
+
 // A socket that was refused says not why; a session that has ended is one reason, and another account's another.
-store.on('link', () => {
-  if (live.link.state !== 'waiting') return
-  void get('/api/me').then(({ value }) => {
-    if (!value || !store.me.account || value.account?.id === store.me.account.id) return
-    store.signOut()
-    signedIn(value)
-  })
-})
+store.on('link', () => void (live.link.state === 'waiting' && lookWho()))
+whenForbidden(lookWho)
 
 /** @type {Set<() => void>} */
 const followers = new Set()

@@ -39,8 +39,8 @@ interface Computer {
   state: ComputerState | null
   listening: boolean
   lastTask: TaskRecord | null
-  fetchedAt?: number | null
-  picture?: Picture | null
+  fetchedAt: number | null
+  picture: Picture | null
 }
 
 type Outcome = 'running' | 'done' | 'answered' | 'unfinished' | 'stopped' | 'failed' | 'unknown'
@@ -80,7 +80,7 @@ interface Settings {
   trusted: boolean
   shareAudio: boolean
   savedAt: Record<string, number | null>
-  arrivedAt?: Record<string, number | null>
+  arrivedAt: Record<string, number | null>
   fetchedAt: number | null
 }
 
@@ -98,7 +98,7 @@ interface Asking {
 interface TaskPage {
   tasks: TaskRecord[]
   more: boolean
-  total?: number
+  total: number
 }
 
 interface TaskDetails {
@@ -133,6 +133,7 @@ interface Draft {
 
 interface Link {
   state: 'connecting' | 'open' | 'waiting' | 'ended'
+  why: '' | 'tooManyPages' | 'tooManyMessages' // the service has closed it
   nextTry: number // seconds, by the clock of the page
   heard: number // when the service last said something
 }

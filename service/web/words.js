@@ -79,6 +79,12 @@ export function refusal(why, name) {
   return `${reason[why]} Your text is back in the box.`
 }
 
+/** @param {Link['why']} why */
+export function lostLink(why) {
+  if (why === 'tooManyPages') return 'Too many pages are open. Close some of them.'
+  return why ? 'This page asked for too much at once.' : 'No link to the service.'
+}
+
 /**
  * What the page of one computer is about.
  * @param {Computer} computer @param {number} now @param {boolean} seen whether the page saw the last task run
@@ -114,7 +120,7 @@ export function arrival({ savedAt, arrivedAt, fetchedAt }, fields, computer, now
   if (!saved) return { word: { word: 'As it was at first', tone: 'rest' }, more: 'nothing was saved here yet' }
   if ((fetchedAt ?? 0) < saved)
     return { word: { word: 'Saved · on its way', tone: 'wait', live: true }, more: expected(computer, fetchedAt, now) }
-  const arrived = Math.max(0, ...fields.map((field) => arrivedAt?.[field] ?? 0))
+  const arrived = Math.max(0, ...fields.map((field) => arrivedAt[field] ?? 0))
   const word = arrived >= saved ? `At ${computer.name} since ${when(arrived, now)}` : `At ${computer.name}`
   return { word: { word, tone: 'go' }, more: '' }
 }

@@ -38,6 +38,8 @@ export class PageService {
   instead = new Map()
   sockets = new Set()
   refuseSockets = false
+  /** What a page's socket is closed with at once. */
+  closesWith = 0
   #ahead = 0
   #full = ''
   #held = false
@@ -216,6 +218,7 @@ export class PageService {
   }
 
   #join(page) {
+    if (this.closesWith) return page.close(this.closesWith)
     this.sockets.add(page)
     page.on('close', () => this.sockets.delete(page))
     page.on('message', (text) => this.#take(page, JSON.parse(text)))
@@ -360,9 +363,9 @@ export class PageService {
     if (`${task.text}\n${task.answer}`.toLowerCase().includes(search)) return [task]
     const item = this.items
       .get(task.computer)
-      .find((one) => one.task === task.id && one.kind === 'code' && one.text.toLowerCase().includes(search))
+      .find((one) => one.task === task.id && one.text?.toLowerCase().includes(search))
     const line = item?.text.split('\n').find((one) => one.toLowerCase().includes(search))
-    return item ? [{ ...task, match: { step: item.step, kind: 'code', text: line.trim() } }] : []
+    return item ? [{ ...task, match: { step: item.step, kind: item.kind, text: line.trim() } }] : []
   }
 
   #save(id, { speechKey, ...fields }) {

@@ -86,6 +86,24 @@ test('a link that came back begins with the short wait again', () => {
   assert.equal(page.timers.at(-1).seconds, 1)
 })
 
+test('a socket that is refused for a reason is tried again after the longest wait, and says why', () => {
+  for (const [code, why] of [
+    [4429, 'tooManyPages'],
+    [1008, 'tooManyMessages'],
+  ]) {
+    const { page, live, connect, cut, wait } = begin()
+    connect()
+    cut(code)
+    assert.equal(live.link.why, why)
+    assert.equal(page.timers.at(-1).seconds, 15)
+    wait()
+    connect()
+    cut()
+    assert.equal(live.link.why, '')
+    assert.equal(page.timers.at(-1).seconds, 1)
+  }
+})
+
 test('a try at once is one try', () => {
   const { page, live, cut } = begin()
   cut()

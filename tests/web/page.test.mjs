@@ -299,6 +299,49 @@ test('what could not be loaded is tried again on request', () =>
     { expected: LOST },
   ))
 
+test('one page too many says so, when it tries again, and is one of them once there is room', () =>
+  onScene(
+    'busy',
+    async (page, service) => {
+      await page.waitForSelector('.ev')
+      service.closesWith = 4429
+      service.cut()
+      await page.waitForSelector('.notices:has-text("Too many pages are open. Close some of them. Trying again in 1")')
+      service.closesWith = 0
+      await page.click('.notices button:has-text("Now")')
+      await page.waitForSelector('.notices', { state: 'hidden' })
+    },
+    { expected: LOST },
+  ))
+
+test('another tab that has signed in again takes nothing from this one', () =>
+  onScene(
+    'settings',
+    async (page, service) => {
+      await page.waitForSelector('#greeting')
+      service.csrf = 'of another session'
+      await page.fill('#greeting', 'Hello')
+      await page.locator('.set').nth(1).locator('button:has-text("Save")').click()
+      await until(() => service.settings.get('workshop').greeting === 'Hello')
+    },
+    { expected: LOST },
+  ))
+
+test('what one account asked for is not asked for another that has signed in meanwhile', () =>
+  onScene(
+    'settings',
+    async (page, service) => {
+      await page.waitForSelector('#greeting')
+      Object.assign(service, { csrf: 'of another session', account: { id: 'a2', email: 'guest@house.example' } })
+      await page.fill('#greeting', 'Hello')
+      await page.locator('.set').nth(1).locator('button:has-text("Save")').click()
+      await page.waitForSelector('.who:has-text("guest@house.example")')
+      assert.notEqual(service.settings.get('workshop').greeting, 'Hello')
+      assert.equal(service.requests.filter(({ method }) => method === 'PUT').length, 1)
+    },
+    { expected: LOST },
+  ))
+
 test('a full disk is said on the page', () =>
   onScene('busy', async (page, service) => {
     await page.waitForSelector('.ev')

@@ -92,7 +92,7 @@ test('an unknown end is said to be unknown', () => {
 
 test('a saved setting is on its way until the computer has asked for it', () => {
   const tell = (settings, more) =>
-    words.arrival({ savedAt: {}, fetchedAt: null, ...settings }, ['voice'], computer(more), NOW)
+    words.arrival({ savedAt: {}, arrivedAt: {}, fetchedAt: null, ...settings }, ['voice'], computer(more), NOW)
   assert.equal(tell({}).word.word, 'As it was at first')
   const saved = { savedAt: { voice: NOW - 10 }, fetchedAt: NOW - 20 }
   assert.equal(tell(saved).word.word, 'Saved · on its way')

@@ -5,6 +5,7 @@ import { ask } from '../api.js'
 import { h, refill, refillFor, set } from '../dom.js'
 import { clock } from '../format.js'
 import { icon } from '../icons.js'
+import { lostLink } from '../words.js'
 import { announce, go, onRoute, recognise, route, store } from '../session.js'
 import { ComputerBar } from './computer-bar.js'
 import '../sound/player.js'
@@ -113,7 +114,7 @@ class PageFrame extends Part {
     const { link } = store.live
     const lost = store.me.account && link.state === 'waiting'
     if (!store.me.account) this.#stays = ''
-    refillFor(this.find('.notices'), `${lost} ${this.#stays} ${store.full}`, () => [
+    refillFor(this.find('.notices'), `${lost} ${link.why} ${this.#stays} ${store.full}`, () => [
       this.#stays && trouble('You are still signed in.', this.#stays, again('Sign out', () => this.signOut())),
       lost && linkNote(),
       store.full && trouble('The service’s disk is full.', store.full),
@@ -124,13 +125,14 @@ class PageFrame extends Part {
 }
 
 function linkNote() {
-  const { heard } = store.live.link
-  announce('No link to the service.')
+  const { heard, why } = store.live.link
+  const words = lostLink(why)
+  announce(words)
   return note(
     'wait',
     h(
       'p',
-      h('strong', 'No link to the service.'),
+      h('strong', words),
       ' Trying again in ',
       h('span.next-try.num'),
       '.',

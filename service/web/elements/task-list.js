@@ -22,8 +22,7 @@ class TaskList extends Part {
   /** @type {TaskRecord[]} */
   #tasks = []
   #more = false
-  /** @type {number | undefined} */
-  #total
+  #total = 0
   #filter = 'All'
   #search = ''
   #asked = 0
@@ -188,13 +187,9 @@ class TaskList extends Part {
         'Nothing handed over yet',
         `What ${name} has done is kept here, step by step, with its pictures and scripts.`,
       )
-    const searched =
-      this.#total === undefined
-        ? 'Tasks, answers and scripts were searched.'
-        : `Tasks, answers and scripts of ${count(this.#total, 'task')} were searched.`
     return empty(
       `No task says “${this.#search}”`,
-      searched,
+      `Tasks, answers and scripts of ${count(this.#total, 'task')} were searched.`,
       h('button.btn', { onclick: () => this.#clear() }, 'Clear the search'),
     )
   }
