@@ -3,6 +3,7 @@
 #pragma once
 #include "platform/linux/tray/ServedObject.h"
 
+#include <QDBusConnectionInterface>
 #include <QDBusServiceWatcher>
 
 namespace ombru::test {
@@ -42,11 +43,15 @@ private:
             setHost(arguments[0].toBool());
         if (method == QStringLiteral("RegisterStatusNotifierHost"))
             setHost(true);
-        if (method == QStringLiteral("RegisterStatusNotifierItem")) {
-            m_items.append(arguments[0].toString());
-            m_names.addWatchedService(m_items.last());
-        }
+        if (method == QStringLiteral("RegisterStatusNotifierItem"))
+            add(arguments[0].toString());
         return {};
+    }
+    // Whoever ends before the bus knows that this is to be told of would stay for ever.
+    void add(const QString &name) {
+        m_names.addWatchedService(name);
+        if (m_bus.interface()->isServiceRegistered(name))
+            m_items.append(name);
     }
     void setHost(bool present) {
         m_hasHost = present;
