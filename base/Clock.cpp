@@ -12,11 +12,30 @@ namespace ombru {
 namespace {
 constexpr Clock::Duration::rep RUNNING = -1;
 std::atomic<Clock::Duration::rep> stoppedAt = RUNNING;
+std::atomic<Clock::Duration::rep> leftOut = 0;
+
+Clock::Time running() {
+    return std::chrono::steady_clock::now() - Clock::Duration(leftOut);
+}
 } // namespace
 
 Clock::Time Clock::now() {
     const auto stopped = stoppedAt.load();
-    return stopped == RUNNING ? std::chrono::steady_clock::now() : Time(Duration(stopped));
+    return stopped == RUNNING ? running() : Time(Duration(stopped));
+}
+
+Clock::Time Clock::systemTime(Time time) {
+    return time + Duration(leftOut);
+}
+
+void Clock::hold() {
+    stoppedAt = now().time_since_epoch().count();
+}
+
+void Clock::goOn() {
+    leftOut += (running() - now()).count();
+    stoppedAt = RUNNING;
+    Loop::timeChanged();
 }
 
 bool Clock::stopped() {
@@ -40,7 +59,7 @@ double Clock::secondsSince(Time start) {
 
 ManualClock::ManualClock() {
     Q_ASSERT(stoppedAt == RUNNING);
-    stoppedAt = std::chrono::steady_clock::now().time_since_epoch().count();
+    stoppedAt = running().time_since_epoch().count();
 }
 
 ManualClock::~ManualClock() {

@@ -40,6 +40,16 @@ public:
     // has had its time.
     void end(const Deadline &deadline) const;
 
+    // Whether a process is to go on when the others are stopped.
+    using Spared = std::function<bool(pid_t process)>;
+
+    // Tells those that they are about to be stopped (SIGTSTP) who block that, to let go of what others want before:
+    // they take it when they are ready.
+    void announceStop(const Spared &spared) const;
+    bool isReadyToStop(const Spared &spared) const;
+    void stop(const Spared &spared) const; // returns once they are stopped, or had their time
+    void goOn() const;
+
 private:
     Family(pid_t ancestor, pid_t session, std::string ownersMark)
         : m_ancestor(ancestor), m_session(session), m_ownersMark(std::move(ownersMark)) {}
@@ -48,8 +58,8 @@ private:
         std::vector<FamilyMember> members;
         std::set<pid_t> groups; // process groups of which nobody else is, also of those that have just ended
     };
-    Look look() const;
-    Look stopAll() const;
+    Look look(const Spared &spared = {}) const;
+    Look stopAll(const Spared &spared = {}) const;
     bool isOwners(pid_t process) const; // was opened for the owner
     std::vector<pid_t> livingChildren(const std::set<pid_t> &children) const;
     bool isOver() const;

@@ -16,11 +16,18 @@ constexpr int LIFELINE = 3;
 // The program finds here the word that marks what it opens for the owner: base/Program.h.
 constexpr const char *WORD_VARIABLE = "OMBRU_KEEPER";
 
-// From the one that keeps: the program and all that it started are to end, asked now and killed after so long. The
-// earliest end counts.
-struct End {
+// From the one that keeps, what the program and all that it started are to do.
+//  * end: asked now and killed after the grace. The earliest end counts.
+//  * stop, until goOn: but for what works for others. One that blocks SIGTSTP gets a moment by that, in which to let go
+//    of what others want.
+struct Wish {
+    enum class For : std::uint32_t { end, stop, goOn } what = For::end;
     std::uint32_t graceMilliseconds = 0;
 };
+
+// From the keeper, once all are stopped.
+constexpr const char *STOPPED = "stopped\n";
+constexpr std::uint32_t LETTING_GO_MILLISECONDS = 3000; // what that moment lasts at most
 
 // From the keeper, once: whether the program runs.
 struct Started {

@@ -25,6 +25,12 @@ void endKept(const Kept &kept, std::chrono::milliseconds grace);
 // The same for one that nobody waits for any more.
 void endKeptSoon(const Kept &kept);
 
+// All of the program is stopped, but what works for others; none of it holds keys or a lock by then. To be asked of all
+// that are to be stopped, and then waited for: blocks until it is done or that time is over.
+void stopKept(const Kept &kept);
+void awaitStopped(const Kept &kept, std::chrono::steady_clock::time_point deadline);
+void continueKept(const Kept &kept);
+
 // Once the keeper has ended: what the program has left running, "name (number)" each. None when the keeper was killed:
 // then nobody has ended what there was.
 std::optional<QStringList> leftByKept(const Kept &kept);

@@ -29,6 +29,7 @@ std::map<pid_t, const Kept *> running; // our children that were not waited for 
 QString keeperProgram;
 
 constexpr std::chrono::seconds LEAVING(1);
+constexpr std::chrono::seconds STOPPING(5); // longer than a keeper gives its program
 constexpr std::chrono::milliseconds GLANCE(5);
 
 bool hasEnded(pid_t child) {
@@ -120,6 +121,28 @@ void Process::killAll() {
     const auto isOver = [](const auto &entry) { return !entry.second || hasEnded(entry.first); };
     while (!std::ranges::all_of(running, isOver) && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(GLANCE);
+}
+
+void Process::stopAll() {
+    for (const auto &[child, kept] : running) {
+        if (kept)
+            stopKept(*kept);
+        else
+            ::kill(-child, SIGSTOP);
+    }
+    const auto end = std::chrono::steady_clock::now() + STOPPING;
+    for (const auto &[child, kept] : running)
+        if (kept)
+            awaitStopped(*kept, end);
+}
+
+void Process::continueAll() {
+    for (const auto &[child, kept] : running) {
+        if (kept)
+            continueKept(*kept);
+        else
+            ::kill(-child, SIGCONT);
+    }
 }
 
 Process::~Process() {

@@ -74,6 +74,12 @@ public:
     // asked first and then killed: blocks for a second at most.
     static void killAll();
 
+    // For a program that is about to be stopped, and goes on later: every child that runs is stopped with all that is
+    // its, or goes on. Where there is a keeper, what works for others (a question to the owner, the clipboard) goes on
+    // meanwhile, and scripts get a moment to let go of keys and locks: blocks for as long as that takes.
+    static void stopAll();
+    static void continueAll();
+
     // Asks the group to end, and kills it when the child is still there after the grace. Any number of times.
     void terminate();
 

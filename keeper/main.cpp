@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include <optional>
 #include <poll.h>
 #include <string>
+#include <string_view>
 #include <sys/prctl.h>
 #include <sys/random.h>
 #include <sys/resource.h>
@@ -36,6 +38,27 @@ constexpr milliseconds AFTERWARDS(1000); // what runs after a forced end is wait
 constexpr int ON_THEIR_WAY_OUT = 20;     // milliseconds that those have which end with the program
 constexpr std::size_t MOST_NAMED = 50;   // of what was left running
 constexpr int NO_WAY_TO_START = 127;
+constexpr milliseconds LETTING_GO(LETTING_GO_MILLISECONDS);
+constexpr int GLANCE = 5; // milliseconds
+
+// Of ours, those that work for others than the script: the owner answers, and others paste. By the program's file,
+// which nobody else can be.
+constexpr std::array<std::string_view, 5> NEVER_STOPPED{"ombru-keeper", "ombru-consent-prompt", "ombru-clipboard",
+                                                        "ombru-dialog", "ombru-input-release"};
+
+std::string programOf(const std::string &process) {
+    std::array<char, PATH_MAX> path{};
+    const auto size = ::readlink(("/proc/" + process + "/exe").c_str(), path.data(), path.size());
+    return {path.data(), std::size_t(std::max<ssize_t>(size, 0))};
+}
+
+bool isNeverStopped(pid_t process) {
+    static const auto own = programOf("self");
+    const auto place = own.substr(0, own.rfind('/') + 1);
+    const auto program = programOf(std::to_string(process));
+    return std::ranges::any_of(NEVER_STOPPED,
+                               [&](std::string_view name) { return program == place + std::string(name); });
+}
 
 // A word that nobody guesses.
 std::string newWord() {
@@ -84,6 +107,8 @@ private:
     void watchSignals();
     void listen(int timeout);
     void hear();
+    void obey(Wish wish);
+    void stopWhenReady();
     void endSoon(milliseconds grace);
     bool programHasEnded();
     void endAll();
@@ -100,6 +125,7 @@ private:
     bool m_ended = false;
     bool m_lifelineIsOpen = true;                            // whoever wants the program lives
     Clock::time_point m_deadline = Clock::time_point::max(); // of an end that is under way
+    std::optional<Clock::time_point> m_stopAt;               // at the latest; while all are about to be stopped
 };
 
 void Keeper::becomeTheProgram(char **command, int failing) const {
@@ -163,14 +189,35 @@ void Keeper::listen(int timeout) {
 }
 
 void Keeper::hear() {
-    End wish;
+    Wish wish;
     const auto got = ::recv(LIFELINE, &wish, sizeof wish, MSG_DONTWAIT);
     if (got == sizeof wish)
-        return endSoon(milliseconds(wish.graceMilliseconds));
+        return obey(wish);
     if (got < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     m_lifelineIsOpen = false;
     endSoon(BRIEF);
+}
+
+void Keeper::obey(Wish wish) {
+    m_stopAt.reset();
+    if (wish.what == Wish::For::end)
+        return endSoon(milliseconds(wish.graceMilliseconds));
+    if (m_deadline != Clock::time_point::max())
+        return; // whoever waits hears of the end
+    if (wish.what == Wish::For::goOn)
+        return m_family.goOn();
+    m_family.announceStop(isNeverStopped);
+    m_stopAt = Clock::now() + LETTING_GO;
+}
+
+void Keeper::stopWhenReady() {
+    if (!m_family.isReadyToStop(isNeverStopped) && Clock::now() < *m_stopAt)
+        return;
+    m_stopAt.reset();
+    m_family.stop(isNeverStopped);
+    const std::string_view word = STOPPED;
+    ::send(LIFELINE, word.data(), word.size(), MSG_NOSIGNAL);
 }
 
 void Keeper::endSoon(milliseconds grace) {
@@ -240,8 +287,11 @@ std::optional<int> Keeper::keep(char **command) {
     for (int number = LIFELINE + 1; number < m_endOfInherited; ++number)
         ::close(number);
 
-    while (!programHasEnded() && m_deadline == Clock::time_point::max())
-        listen(-1);
+    while (!programHasEnded() && m_deadline == Clock::time_point::max()) {
+        listen(m_stopAt ? GLANCE : -1);
+        if (m_stopAt && m_deadline == Clock::time_point::max())
+            stopWhenReady();
+    }
     const bool byItself = m_ended && WIFEXITED(m_status) && m_deadline == Clock::time_point::max();
     if (!byItself)
         endAll();

@@ -1,11 +1,14 @@
 // Hands out the facets of the desktop that could answer a prompt, or put a window where a click is about to fall: once
-// no prompt is open, and while one is held, none opens. One thread; waits as long as the owner takes, within the limit.
+// no prompt is open, and while one is held, none opens, but while the program is stopped. One thread; waits as long as
+// the owner takes, within the limit.
 #pragma once
 #include "applescript/host/Held.h"
 #include "osascript/DesktopModule.h"
 #include "osascript/ScriptConsent.h"
 
 namespace ombru {
+
+class PromptDoor;
 
 class BesidePrompts {
 public:
@@ -30,6 +33,7 @@ private:
     DesktopModule *m_module;
     ScriptConsent *m_consent;
     const WaitLimit *m_limit;
+    std::shared_ptr<PromptDoor> m_door; // shared with what is done around a stop
 };
 
 } // namespace ombru

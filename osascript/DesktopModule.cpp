@@ -45,6 +45,13 @@ Result<> DesktopModule::load() {
     open(m_caller, opened);
     m_desktop = std::move(opened);
     beforeEnding([ending = m_desktop] { ending->restore(); }); // the keyboard must have its own map back
+    aroundStops({.begin = [resting = m_desktop] { resting->rest(); },
+                 .goOn =
+                     [resting = m_desktop] {
+                         resting->goOn();
+                         return true;
+                     },
+                 .goOnToEnd = [resting = m_desktop] { resting->goOnToEnd(); }});
     return {};
 }
 

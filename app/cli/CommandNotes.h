@@ -15,7 +15,8 @@ Examples:
   ombru consent allow TextEdit     be asked whether they may
   ombru --headless                 stay, and take tasks from the web page of your account
 
-While a task runs, Ctrl-C stops it. The agent sees your screen and types for you: watch it.)";
+While a task runs, Ctrl-C ends it, and Ctrl-Z stops it until fg or bg. The agent sees your screen
+and types for you: watch it.)";
 
 inline constexpr auto RUN_NOTES = R"(
 Examples:

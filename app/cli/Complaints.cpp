@@ -1,6 +1,7 @@
 #include "app/cli/Complaints.h"
 
 #include "app/cli/Interrupt.h"
+#include "app/cli/Suspension.h"
 
 #include <QString>
 
@@ -23,6 +24,7 @@ bool waitForReader() {
     for (int glances = LAST_GLANCES; ::poll(&errors, 1, GLANCE_MILLISECONDS) <= 0;) {
         if (Interrupt::wasWanted() && --glances == 0)
             return false;
+        Suspension::takePlace();
     }
     return true;
 }

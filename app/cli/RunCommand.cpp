@@ -2,8 +2,8 @@
 
 #include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
-#include "app/cli/NoSuspension.h"
 #include "app/cli/Request.h"
+#include "app/cli/Suspension.h"
 #include "app/control/TaskReport.h"
 #include "base/Background.h"
 #include "base/Text.h"
@@ -153,7 +153,12 @@ int RunCommand::refuse(const QString &why, int status) {
 }
 
 Task<std::optional<int>> RunCommand::doHere() {
-    const NoSuspension noSuspension;
+    const Suspension suspension({.before = [this] { m_terminal.showLive({}); },
+                                 .after =
+                                     [this] {
+                                         if (m_tick.pending())
+                                             tick();
+                                     }});
     m_here = std::make_shared<Here>();
     auto &here = *m_here;
     here.watch = std::make_unique<TaskWatch>(
@@ -261,8 +266,6 @@ void RunCommand::showProgress(const QString &line) {
 }
 
 void RunCommand::tick() {
-    if (NoSuspension::takeWish())
-        m_terminal.complain(u"A task cannot be paused; Ctrl-C stops it."_s);
     const auto seconds = int(Clock::secondsSince(m_activitySince));
     if (!m_options.json && !m_prompt.isAsking())
         m_terminal.showLive(u"… %1 %2s · Ctrl-C stops"_s.arg(m_activity, QString::number(seconds)));

@@ -1,6 +1,7 @@
 #include "app/cli/Terminal.h"
 
 #include "app/cli/Interrupt.h"
+#include "app/cli/Suspension.h"
 #include "base/Text.h"
 
 #include <QSocketNotifier>
@@ -65,6 +66,7 @@ bool waitForReader() {
     for (int glances = LAST_GLANCES; !isTaken(GLANCE_MILLISECONDS);) {
         if (Interrupt::isWanted() || (Interrupt::wasWanted() && --glances == 0))
             return false;
+        Suspension::takePlace();
     }
     return true;
 }

@@ -3,6 +3,7 @@
 #include "app/cli/CommandLine.h"
 #include "app/cli/CommandLoop.h"
 #include "app/cli/EventPrinter.h"
+#include "app/cli/Suspension.h"
 #include "app/control/ControlPlace.h"
 #include "app/resident/OneInstance.h"
 #include "base/Background.h"
@@ -67,6 +68,7 @@ int runCommand(HeadlessOptions) {
     int status = 0;
     {
         Resident resident(*socket);
+        const Suspension suspension({});
         status = runLoop(resident);
     }
     if (!finishBackground(FINISHING))

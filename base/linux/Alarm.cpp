@@ -9,7 +9,7 @@ Alarm::Alarm() : m_descriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TF
 void Alarm::set(Clock::Time time) {
     using namespace std::chrono;
     // Zero would unset it.
-    const auto at = std::max(duration_cast<nanoseconds>(time.time_since_epoch()), 1ns);
+    const auto at = std::max(duration_cast<nanoseconds>(Clock::systemTime(time).time_since_epoch()), 1ns);
     itimerspec first{};
     first.it_value = {at.count() / 1'000'000'000, at.count() % 1'000'000'000};
     ::timerfd_settime(m_descriptor.number(), TFD_TIMER_ABSTIME, &first, nullptr);

@@ -4,6 +4,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <map>
@@ -24,6 +25,7 @@ namespace {
 
 constexpr auto GLANCE = 5ms;
 constexpr auto KILLING = 3s;    // a killed process is gone at once, unless a device keeps it
+constexpr auto STOPPING = 1s;   // the same for one that is stopped, or the start of a child
 constexpr int MOST_LOOKS = 10;  // through all processes, in a row
 constexpr int MOST_KILLS = 500; // looks at the children in a row
 
@@ -32,6 +34,7 @@ struct Stat {
     pid_t parent = 0;
     pid_t group = 0;
     pid_t session = 0;
+    char state = 0; // a letter of proc(5)
     bool lives = false;
 };
 
@@ -57,7 +60,7 @@ std::optional<Stat> statOf(pid_t pid) {
     if (open == std::string::npos || close == std::string::npos)
         return std::nullopt;
     Stat stat{{pid, 0, line.substr(open + 1, close - open - 1)}};
-    char state = 0;
+    char &state = stat.state;
     int threads = 0;
     const int fields = std::sscanf(line.c_str() + close + 1,
                                    " %c %d %d %d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %d %*d %llu",
@@ -69,6 +72,10 @@ std::optional<Stat> statOf(pid_t pid) {
 bool lives(pid_t pid) {
     const auto stat = statOf(pid);
     return stat && stat->lives;
+}
+
+bool isStopped(const Stat &stat) {
+    return stat.state == 'T' || stat.state == 't'; // by a signal, by a debugger
 }
 
 // Closed before what it names is looked at: one descriptor is enough then.
@@ -114,6 +121,21 @@ void signalTo(const FamilyMember &member, int signal) {
         ::kill(member.pid, signal);
 }
 
+bool goesOn(const FamilyMember &member) {
+    const auto stat = statOf(member.pid);
+    return stat && stat->lives && !isStopped(*stat);
+}
+
+// Whether a set of signals in the process's status has that one: "SigBlk" are those that its first thread blocks,
+// "ShdPnd" those that were sent to the process as a whole and not taken yet.
+bool hasSignal(pid_t pid, const char *set, int signal) {
+    const auto field = '\n' + std::string(set) + ':';
+    const auto status = contentOf(pid, "/status");
+    const auto at = status.find(field);
+    return at != std::string::npos &&
+           (std::strtoull(status.c_str() + at + field.size(), nullptr, 16) >> (signal - 1) & 1) != 0;
+}
+
 // This process's, those that have ended and were not waited for included. The kernel's own list misses none, unlike a
 // walk through /proc.
 std::set<pid_t> ownChildren() {
@@ -150,7 +172,7 @@ bool Family::isOwners(pid_t process) const {
     return !m_ownersMark.empty() && hasVariable(process, m_ownersMark);
 }
 
-Family::Look Family::look() const {
+Family::Look Family::look(const Spared &spared) const {
     enum class Of { US, OTHERS, NOBODY_SEEN }; // a parent that has ended in the middle of the look tells nothing
     const auto all = allProcesses();
     std::map<pid_t, Of> known{{0, Of::OTHERS}, {::getpid(), Of::OTHERS}};
@@ -175,12 +197,13 @@ Family::Look Family::look() const {
     std::set<pid_t> others{::getpgrp()};
     for (const auto &[pid, stat] : all) {
         const auto of = pid == ::getpid() ? Of::OTHERS : whose(pid);
-        if (of == Of::US) {
+        const bool isMember = of == Of::US && !(spared && spared(pid)); // what it has started may be one
+        if (isMember) {
             look.members.push_back(stat.member);
             look.groups.insert(stat.group);
-        }
-        if (of == Of::OTHERS)
+        } else if (of != Of::NOBODY_SEEN) {
             others.insert(stat.group);
+        }
     }
     if (m_ancestor == ::getpid())
         look.groups.merge(groupsOfEndedChildren());
@@ -191,11 +214,11 @@ Family::Look Family::look() const {
 
 // By groups, too: no look meets one that forks and ends faster than that, but the kernel lets no fork slip through
 // between the members of a group.
-Family::Look Family::stopAll() const {
+Family::Look Family::stopAll(const Spared &spared) const {
     std::set<pid_t> stopped;
     std::set<pid_t> stoppedGroups;
     for (int round = 0;; ++round) {
-        auto found = look();
+        auto found = look(spared);
         bool all = true;
         for (const pid_t group : found.groups)
             if (stoppedGroups.insert(group).second) {
@@ -210,6 +233,30 @@ Family::Look Family::stopAll() const {
         if (all || round == MOST_LOOKS)
             return found;
     }
+}
+
+void Family::announceStop(const Spared &spared) const {
+    for (const auto &member : look(spared).members)
+        if (hasSignal(member.pid, "SigBlk", SIGTSTP))
+            signalTo(member, SIGTSTP);
+}
+
+bool Family::isReadyToStop(const Spared &spared) const {
+    return std::ranges::none_of(look(spared).members, [](const FamilyMember &member) {
+        return goesOn(member) && hasSignal(member.pid, "ShdPnd", SIGTSTP);
+    });
+}
+
+// A signal is there at once, but takes effect when it is its receiver's turn on a processor.
+void Family::stop(const Spared &spared) const {
+    const auto end = std::chrono::steady_clock::now() + STOPPING;
+    while (std::ranges::any_of(stopAll(spared).members, goesOn) && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(GLANCE);
+}
+
+void Family::goOn() const {
+    for (const auto &member : look().members)
+        signalTo(member, SIGCONT);
 }
 
 std::vector<pid_t> Family::livingChildren(const std::set<pid_t> &children) const {

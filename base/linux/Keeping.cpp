@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <poll.h>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -30,11 +31,25 @@ void waitFor(pid_t child) {
 }
 
 // A packet, or less than 1.
-ssize_t receive(int lifeline, void *packet, std::size_t size, std::chrono::milliseconds limit) {
+ssize_t receive(int lifeline, void *packet, std::size_t size, std::chrono::milliseconds limit, int flags = 0) {
     pollfd wait{lifeline, POLLIN, 0};
     while (::poll(&wait, 1, static_cast<int>(limit.count())) < 0 && errno == EINTR) {
     }
-    return ::recv(lifeline, packet, size, MSG_DONTWAIT);
+    return ::recv(lifeline, packet, size, MSG_DONTWAIT | flags);
+}
+
+// Takes the word that all are stopped; what else the keeper says stays for whoever waits for that.
+void takeStopped(const Kept &kept, std::chrono::milliseconds limit) {
+    constexpr std::string_view WORD = keeper::STOPPED;
+    std::array<char, WORD.size()> packet{};
+    const int lifeline = kept.lifeline.number();
+    const auto got = receive(lifeline, packet.data(), packet.size(), limit, MSG_PEEK);
+    if (got > 0 && std::string_view(packet.data(), std::size_t(got)) == WORD)
+        ::recv(lifeline, packet.data(), packet.size(), MSG_DONTWAIT);
+}
+
+void tell(const Kept &kept, keeper::Wish wish) {
+    ::send(kept.lifeline.number(), &wish, sizeof wish, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 } // namespace
@@ -73,15 +88,29 @@ Result<Kept> spawnKept(const QString &keeper, const QString &afterwards, const S
 void endKept(const Kept &kept, std::chrono::milliseconds grace) {
     // One that is stopped hears it only when it goes on.
     ::kill(kept.keeper, SIGCONT);
-    const keeper::End end{static_cast<std::uint32_t>(grace.count())};
-    ::send(kept.lifeline.number(), &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
+    tell(kept, {keeper::Wish::For::end, static_cast<std::uint32_t>(grace.count())});
 }
 
 void endKeptSoon(const Kept &kept) {
     endKept(kept, BRIEF);
 }
 
+void stopKept(const Kept &kept) {
+    tell(kept, {keeper::Wish::For::stop});
+}
+
+void awaitStopped(const Kept &kept, std::chrono::steady_clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    takeStopped(kept, std::max(left, 0ms));
+}
+
+void continueKept(const Kept &kept) {
+    takeStopped(kept, 0ms); // that came too late
+    tell(kept, {keeper::Wish::For::goOn});
+}
+
 std::optional<QStringList> leftByKept(const Kept &kept) {
+    takeStopped(kept, 0ms);
     std::array<char, LONGEST_FAREWELL> packet{};
     const auto got = receive(kept.lifeline.number(), packet.data(), packet.size(), 0ms);
     const auto text = QString::fromUtf8(packet.data(), std::max<ssize_t>(got, 0));

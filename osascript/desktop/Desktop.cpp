@@ -25,6 +25,19 @@ public:
     void restore() override {
         m_turns.end([this] { m_input.releaseAll(); });
     }
+    // The module has a clock of its own.
+    void rest() override {
+        m_turns.rest([this](bool midway) { m_input.rest(midway); });
+        Clock::hold();
+    }
+    void goOn() override {
+        Clock::goOn();
+        m_turns.goOn();
+    }
+    void goOnToEnd() override {
+        Clock::goOn();
+        m_turns.goOnToEnd();
+    }
 
 private:
     DesktopCaller m_caller;

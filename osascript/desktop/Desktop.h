@@ -34,6 +34,12 @@ public:
     // Releases the keys that are held and gives the keyboard its own map back. Any thread, at any time: an operation
     // that runs meanwhile ends soon, and every later one fails. Also done by the destructor.
     virtual void restore() = 0;
+
+    // Around a stop of the program: lets go of keys and buttons, and has no operation go on until goOn(), or
+    // goOnToEnd(), before restore(). All three by one thread, which is another than the desktop's.
+    virtual void rest() = 0;
+    virtual void goOn() = 0;
+    virtual void goOnToEnd() = 0;
 };
 
 // The installed application that shows a window. Asked of whoever loads the module, which knows them already.

@@ -7,22 +7,22 @@
 
 namespace ombru {
 
-Result<> Typist::type(const std::vector<xkb_keysym_t> &symbols) {
+Result<> Typist::type(Symbol &next, Symbol end) {
     if (const auto shift = m_map->keyOf(applescript::Modifier::shift))
         m_shift = *shift;
     else
         return std::unexpected(shift.error());
-    Result<> typed = borrowFor(symbols);
-    for (auto next = symbols.begin(); next != symbols.end() && typed;)
-        typed = typeSome(next, symbols.end());
+    Result<> typed = borrowFor(next, end);
+    while (next != end && typed && !m_isRestWanted())
+        typed = typeSome(next, end);
     return typed;
 }
 
-Result<> Typist::borrowFor(const std::vector<xkb_keysym_t> &symbols) {
+Result<> Typist::borrowFor(Symbol begin, Symbol end) {
     std::set<xkb_keysym_t> foreign;
-    for (const xkb_keysym_t symbol : symbols)
-        if (!m_map->strokeFor(symbol))
-            foreign.insert(symbol);
+    for (auto symbol = begin; symbol != end; ++symbol)
+        if (!m_map->strokeFor(*symbol))
+            foreign.insert(*symbol);
     return foreign.empty() ? Result<>() : m_borrowed.borrow(m_map->spareKeys(), foreign.size());
 }
 
@@ -38,7 +38,7 @@ Result<> Typist::typeSome(Symbol &next, Symbol end) {
         if (const auto read = m_settled.wait(READ_MAP_MILLISECONDS); !read)
             return read;
     }
-    while (next != stop) {
+    while (next != stop && !m_isRestWanted()) {
         if (const auto typed = press(runOf(strokes, next, stop)); !typed)
             return typed;
     }

@@ -4,6 +4,7 @@
 #include "osascript/desktop/Pointer.h"
 #include "osascript/desktop/TextSymbols.h"
 #include "osascript/desktop/Typist.h"
+#include "platform/linux/x11/SyntheticInput.h"
 
 #include <xcb/xtest.h>
 
@@ -26,17 +27,23 @@ Failure noSuchCode(int keyCode) {
 } // namespace
 
 Result<> X11Input::type(const QString &text, Modifiers modifiers) {
-    return onDisplay([&](X11 &x11, Aim &aim) -> Result<> {
-        const auto symbols = symbolsOf(text);
-        if (!symbols)
-            return std::unexpected(symbols.error());
-        return atKeyboard(x11, aim, [&](Keyboard &keyboard, InputState &state) {
-            state.isolate(0);
-            if (modifiers != 0 || keyboard.holdsModifier())
-                return keyboard.pressEach(*symbols, modifiers);
-            return Typist(x11, aim, keyboard.map()).type(*symbols);
+    const auto symbols = symbolsOf(text);
+    auto next = symbols ? symbols->begin() : std::vector<xkb_keysym_t>::const_iterator();
+    Result<> typed;
+    do {
+        typed = onDisplay([&](X11 &x11, Aim &aim) -> Result<> {
+            if (!symbols)
+                return std::unexpected(symbols.error());
+            return atKeyboard(x11, aim, [&](Keyboard &keyboard, InputState &state) {
+                state.isolate(0);
+                if (modifiers == 0 && !keyboard.holdsModifier())
+                    return Typist(x11, aim, keyboard.map(), [this] { return m_turns->isRestWanted(); })
+                        .type(next, symbols->end());
+                return keyboard.pressEach({std::exchange(next, symbols->end()), symbols->end()}, modifiers);
+            });
         });
-    });
+    } while (typed && next != symbols->end());
+    return typed;
 }
 
 Result<> X11Input::pressKey(int keyCode, Modifiers modifiers) {
@@ -105,12 +112,45 @@ void X11Input::releaseAll() {
     xcb_flush(x11->connection());
 }
 
+void X11Input::rest(bool midway) {
+    if (m_held.none() && !midway)
+        return;
+    const std::atomic<bool> goOn = false;
+    auto x11 = X11::open(goOn);
+    const auto map = x11 ? KeyMap::read(*x11) : std::unexpected(x11.error());
+    if (!map)
+        return;
+    for (const xcb_keycode_t key : map->modifierKeys())
+        m_again[key] = m_held[key];
+    releaseAll();
+    if (midway) // the operation has pressed some for itself
+        releaseHeldByPrograms(x11->display());
+}
+
+Result<> X11Input::pressAgain(X11 &x11, Aim &aim) {
+    if (m_again.none())
+        return {};
+    auto keyboard = Keyboard::open(x11, aim, m_held);
+    if (!keyboard)
+        return std::unexpected(keyboard.error());
+    for (std::size_t key = 0; key < m_again.size(); ++key) {
+        if (!m_again[key])
+            continue;
+        if (auto pressed = keyboard->hold(static_cast<xcb_keycode_t>(key), true); !pressed)
+            return pressed;
+        m_again[key] = false;
+    }
+    return {};
+}
+
 Result<> X11Input::onDisplay(const Operation &operation) {
     return m_turns->onDisplay([&](X11 &x11) -> Result<> {
         const auto *extension = xcb_get_extension_data(x11.connection(), &xcb_test_id);
         Aim aim(x11, *m_mayReach);
-        if (extension && extension->present)
-            return operation(x11, aim);
+        if (extension && extension->present) {
+            const auto pressed = pressAgain(x11, aim);
+            return pressed ? operation(x11, aim) : pressed;
+        }
         return std::unexpected(
             desktopFailure(CANNOT_DO_IT, u"The display does not accept keys and clicks from programs (no XTEST)."_s));
     });

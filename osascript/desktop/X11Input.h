@@ -24,16 +24,23 @@ public:
 
     void releaseAll(); // in the last turn
 
+    // While nothing else of it runs, but an operation that stands still somewhere (`midway`): lets go of all keys and
+    // buttons. The modifiers that the script holds are pressed again before its next keys or clicks; of what else it
+    // held nobody knows what it would do then.
+    void rest(bool midway);
+
 private:
     using Operation = std::function<Result<>(X11 &x11, Aim &aim)>;
     using KeyOperation = std::function<Result<>(Keyboard &keyboard, InputState &state)>;
     Result<> onDisplay(const Operation &operation);
+    Result<> pressAgain(X11 &x11, Aim &aim);
     // Alone with the keyboard: nobody else holds a modifier meanwhile.
     Result<> atKeyboard(X11 &x11, Aim &aim, const KeyOperation &operation);
 
     Turns *m_turns;
     const MayReach *m_mayReach;
     KeySet m_held;
+    KeySet m_again; // modifiers that were let go of for a rest
 };
 
 } // namespace ombru

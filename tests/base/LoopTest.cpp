@@ -47,6 +47,25 @@ TEST(Loop, TimersRunInTheOrderOfTheirTimes) {
     EXPECT_EQ(order, (std::vector{1, 2}));
 }
 
+TEST(Loop, TimeForWhichTheClockIsHeldCountsForNoTimer) {
+    const auto hold = [](std::chrono::milliseconds span) {
+        Clock::hold();
+        const auto held = Clock::now();
+        const auto end = std::chrono::steady_clock::now() + span;
+        while (std::chrono::steady_clock::now() < end) // real time, which is what counts for nothing
+            ASSERT_EQ(Clock::now(), held);
+        Clock::goOn();
+    };
+    const auto start = Clock::now();
+    std::optional<Clock::Time> ran;
+    const auto timer = Loop::main().after(200ms, [&] { ran = Clock::now(); });
+    hold(150ms);
+    hold(150ms);
+    EXPECT_TRUE(waitUntil([&] { return ran.has_value(); }));
+    EXPECT_GE(*ran - start, 200ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - Clock::systemTime(start), 200ms);
+}
+
 TEST(Loop, ADroppedTimerNeverRuns) {
     ManualClock clock;
     bool ran = false;

@@ -28,6 +28,17 @@ inline bool waitsForALock(qint64 pid) {
     return contents(QStringLiteral("/proc/%1/syscall").arg(pid)).startsWith(QByteArray::number(SYS_fcntl) + ' ');
 }
 
+// Sleeps for a moment before it looks again, as osascript does where a prompt is open.
+inline bool looksNowAndThen(qint64 pid) {
+    return contents(QStringLiteral("/proc/%1/syscall").arg(pid))
+        .startsWith(QByteArray::number(SYS_clock_nanosleep) + ' ');
+}
+
+inline bool isStopped(qint64 pid) {
+    const auto stat = contents(QStringLiteral("/proc/%1/stat").arg(pid));
+    return stat.mid(stat.lastIndexOf(')') + 2, 1) == "T";
+}
+
 // The processes that have "NAME=value" in the environment they were started with: a mark that a test's programs pass on
 // to whatever they start, detached or not.
 inline QList<qint64> processesMarked(const QByteArray &mark) {

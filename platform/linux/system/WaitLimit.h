@@ -14,10 +14,8 @@ public:
     void set(std::optional<Clock::Time> end) { m_end = end.value_or(NEVER); } // none: for as long as it takes
 
     // When a wait with that patience ends.
-    Clock::Time after(Clock::Duration patience) const {
-        return std::min(std::chrono::steady_clock::now() + patience, m_end.load());
-    }
-    bool passed() const { return m_end.load() <= std::chrono::steady_clock::now(); }
+    Clock::Time after(Clock::Duration patience) const { return std::min(Clock::now() + patience, m_end.load()); }
+    bool passed() const { return m_end.load() <= Clock::now(); }
     std::optional<Clock::Time> end() const {
         const auto end = m_end.load();
         return end == NEVER ? std::nullopt : std::optional(end);

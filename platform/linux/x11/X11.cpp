@@ -116,8 +116,11 @@ Result<> X11::flush() const {
 
 void X11::pause(int milliseconds) const {
     constexpr int SLICE = 10;
-    for (; milliseconds > 0 && !*m_stop; milliseconds -= SLICE)
+    for (; milliseconds > 0 && !*m_stop; milliseconds -= SLICE) {
         std::this_thread::sleep_for(std::chrono::milliseconds(std::min(milliseconds, SLICE)));
+        if (m_standstill)
+            m_standstill->pass();
+    }
 }
 
 void X11::listenToRoot() {

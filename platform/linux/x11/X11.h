@@ -1,6 +1,7 @@
 // The X server as the desktop's operations use it: properties, messages to the window manager, polling. A connection
 // for one operation; the X server that goes away is a Failure of that operation. One thread.
 #pragma once
+#include "platform/linux/system/Standstill.h"
 #include "platform/linux/system/WaitLimit.h"
 #include "platform/linux/x11/Display.h"
 
@@ -42,6 +43,9 @@ public:
     void limitWaits(const WaitLimit &limit) { m_limit = &limit; }
     bool mayWait() const { return !m_limit->passed(); }
 
+    // Waits may become longer by that one, which outlives this.
+    void standStillBy(Standstill &standstill) { m_standstill = &standstill; }
+
     xcb_connection_t *connection() const { return m_display.connection(); }
     xcb_window_t root() const { return m_display.screen().root; }
     const Display &display() const { return m_display; }
@@ -73,7 +77,7 @@ public:
     bool waitFor(int milliseconds, Condition condition) const {
         const auto end = m_limit->after(std::chrono::milliseconds(milliseconds));
         while (!condition()) {
-            if (std::chrono::steady_clock::now() >= end || !flush())
+            if (Clock::now() >= end || !flush())
                 return false;
             pause(2);
         }
@@ -98,6 +102,7 @@ private:
     Display m_display;
     const std::atomic<bool> *m_stop;
     const WaitLimit *m_limit = &UNLIMITED;
+    Standstill *m_standstill = nullptr;
     std::map<const char *, xcb_atom_t> m_atoms;
     bool m_newWindows = false;
 };

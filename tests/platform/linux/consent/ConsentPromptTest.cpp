@@ -139,7 +139,7 @@ TEST_F(ConsentPromptTest, AScriptThatWouldTypeWaitsForTheAnswer) {
     auto &prompt = show();
     auto &typing = script(u"tell application \"System Events\"\nrepeat 5 times\nkeystroke return\nkeystroke tab\n"
                           "keystroke space\nkeystroke \"a\" using option down\nkey code 53\nend repeat\nend tell"_s);
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing.processId()) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return looksNowAndThen(typing.processId()) || ended(prompt); }));
     ASSERT_FALSE(ended(prompt));
     EXPECT_EQ(decision(), std::nullopt);
     EXPECT_EQ(allow(prompt), 0);
@@ -153,8 +153,8 @@ TEST_F(ConsentPromptTest, AScriptThatWouldClickOrCloseItWaitsForTheAnswer) {
     auto &closing =
         script(u"tell application \"System Events\" to tell process \"ombru-consent-prompt\" to click button 1 "
                "of window 1"_s);
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(clicking.processId()) || ended(prompt); }));
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(closing.processId()) || ended(closing) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return looksNowAndThen(clicking.processId()) || ended(prompt); }));
+    ASSERT_TRUE(waitUntil([&] { return looksNowAndThen(closing.processId()) || ended(closing) || ended(prompt); }));
     ASSERT_FALSE(ended(prompt));
     EXPECT_EQ(allow(prompt), 0);
     ASSERT_TRUE(waitUntil([&] { return ended(clicking) && ended(closing); }));
@@ -166,7 +166,7 @@ TEST_F(ConsentPromptTest, AScriptThatWouldTakeTheFocusWaitsForTheAnswer) {
     auto &prompt = show();
     auto &script = this->script(u"tell application \"System Events\" to set frontmost of (first process whose name of "
                                 u"window 1 is \"other\") to true"_s);
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(script.processId()) || ended(script); }));
+    ASSERT_TRUE(waitUntil([&] { return looksNowAndThen(script.processId()) || ended(script); }));
     ASSERT_FALSE(ended(script)) << script.readAllStandardError().toStdString();
     EXPECT_TRUE(windowTitled(*desktop, TITLE)->focused);
     EXPECT_EQ(allow(prompt), 0);
@@ -182,7 +182,7 @@ TEST_F(ConsentPromptTest, OpensBesideAScriptThatTypesWithoutEnd) {
                           "end tell"_s);
     ASSERT_TRUE(waitUntil([&] { return contents(file).contains("x"); }));
     auto &prompt = show();
-    ASSERT_TRUE(waitUntil([&] { return waitsForALock(typing.processId()); }));
+    ASSERT_TRUE(waitUntil([&] { return looksNowAndThen(typing.processId()); }));
     EXPECT_EQ(allow(prompt), 0);
     focusWindow(*desktop, u"target"_s);
     const auto before = contents(file).size();
