@@ -38,6 +38,28 @@ delay 600
 \`\`\`
 `
 
+const TURNED = join(HOME, 'turned')
+const PATIENT = `task: watch the waves
+words: watch waves
+
+=== 1
+I’ll watch them.
+
+\`\`\`applescript
+do shell script "until [ -e ~/turned ]; do sleep 0.1; done; echo first wave"
+\`\`\`
+
+=== 2 when success
+One more.
+
+\`\`\`applescript
+do shell script "echo second wave"
+\`\`\`
+
+=== 3 when success
+DONE: The tide has turned.
+`
+
 /** What is started, and what it has said. */
 class Program {
   said = ''
@@ -59,8 +81,8 @@ class Program {
     return expression.exec(this.said)[1]
   }
 
-  async end() {
-    this.process.kill()
+  async end(signal = 'SIGTERM') {
+    this.process.kill(signal)
     await this.ended
   }
 }
@@ -110,6 +132,8 @@ class Proxy {
 export class Household {
   proxy = new Proxy()
   #programs = []
+  /** @type {Program} */
+  #service
 
   #start(...words) {
     this.#programs.push(new Program(...words))
@@ -122,13 +146,28 @@ export class Household {
     symlinkSync(join(BIN, 'ombru-rehearsed-agent'), join(HOME, '.local/bin/claude'))
     writeFileSync(join(SCENARIOS, 'quick.scenario'), QUICK)
     writeFileSync(join(SCENARIOS, 'lengthy.scenario'), LENGTHY)
+    writeFileSync(join(SCENARIOS, 'patient.scenario'), PATIENT)
     this.address = await this.proxy.listen()
     this.proxy.port = await freePort()
-    const service = this.#start('ombru-service', ['--port', `${this.proxy.port}`, '--public-url', this.address])
-    this.visitCode = await service.says(/First visit:.* (\S+)\n/)
+    this.startService()
+    this.visitCode = await this.#service.says(/First visit:.* (\S+)\n/)
     // A store of secrets that is there already asks nobody to choose a password for a new one.
     this.#start('gnome-keyring-daemon', ['--foreground', '--unlock', '--components=secrets'], { input: 'rehearsed' })
     await run('gdbus', ['wait', '--session', '--timeout', '20', 'org.freedesktop.secrets'])
+  }
+
+  startService() {
+    this.#service = this.#start('ombru-service', ['--port', `${this.proxy.port}`, '--public-url', this.address])
+  }
+
+  /** Without a word to anybody. */
+  async killService() {
+    await this.#service.end('SIGKILL')
+  }
+
+  /** What the task "watch the waves" waits for. */
+  turnTide() {
+    writeFileSync(TURNED, '')
   }
 
   /** The computer asks to be signed in; the code that it shows. */

@@ -4,6 +4,7 @@ import { heardFrequency, openBrowser, openPage, reads, until } from './browser.m
 import { Household } from './household.mjs'
 
 const LOST = /WebSocket connection|ERR_CONNECTION|ERR_EMPTY_RESPONSE|ERR_SOCKET/
+const PATIENCE = 30_000
 const OWNER = { email: 'owner@house.example', password: 'a short sentence' }
 
 class Journey {
@@ -64,8 +65,9 @@ class Journey {
   }
 
   async showsWholeTask() {
-    const kinds = await this.page.locator('.ev-kind').allInnerTexts()
-    assert.deepEqual(kinds.slice(0, 4), ['Task', 'Claude', 'Script', 'Result'])
+    // The answer comes with the computer, its lines with the items.
+    const kinds = () => this.page.locator('.ev-kind').allInnerTexts()
+    await until(async () => `${(await kinds()).slice(0, 4)}` === 'Task,Claude,Script,Result', 'its lines')
     await reads(this.page, '.ev-result', /3/)
     await until(() => this.page.$eval('.picture img', (picture) => picture.complete && picture.naturalWidth > 300))
   }
@@ -111,6 +113,42 @@ class Journey {
     assert.equal(await this.page.evaluate(() => globalThis.theSame), true)
   }
 
+  /** The numbers of all that the page has, and of what the service has of the task. */
+  heldOfTask() {
+    return this.page.evaluate(async () => {
+      const { store } = await import('/web/session.js')
+      const task = store.current.lastTask.id
+      const { items } = await (await fetch(`/api/tasks/${task}`)).json()
+      const numbers = (some) => some.map((item) => item.number)
+      return { shown: numbers(store.history.items.filter((item) => item.task === task)), kept: numbers(items) }
+    })
+  }
+
+  // In the middle of a task: the computer goes on, and the page has it all once the service is back.
+  async killService() {
+    await this.page.evaluate(() => (globalThis.theSame = true))
+    await this.handOver('watch the waves')
+    await this.page.waitForSelector('.ev-code:has-text("turned")')
+    await this.house.killService()
+    await this.page.waitForSelector('.next-try')
+    this.house.startService()
+    await this.page.waitForSelector('.notices', { state: 'hidden', timeout: PATIENCE })
+    await until(async () => (await this.house.status()).connected, 'the computer', 3000)
+    this.house.turnTide()
+    await this.page.waitForSelector('.answer .said:has-text("The tide has turned.")', { timeout: PATIENCE })
+    await until(async () => /first wave[^]*second wave/.test(await this.page.locator('.ev-result').allInnerTexts()))
+    let kept = []
+    await until(async () => {
+      const held = await this.heldOfTask()
+      kept = held.kept
+      return kept.length >= 8 && `${held.shown}` === `${kept}`
+    }, 'all of the task')
+    assert.deepEqual(kept, kept.map((_, at) => kept[0] + at), 'without a gap')
+    const lines = await this.numbers()
+    assert.equal(new Set(lines).size, lines.length, `twice: ${lines}`)
+    assert.equal(await this.page.evaluate(() => globalThis.theSame), true)
+  }
+
   async revoke() {
     await this.press('a:has-text("Settings")')
     await this.press('text=Sign this computer out')
@@ -129,7 +167,7 @@ export async function journey(options = {}) {
     await house.begin()
     const { page, trouble } = await openPage(browser, house, '/', options)
     const trip = new Journey(house, page, options.hasTouch === true)
-    for (const step of ['visitFirst', 'pair', 'doTask', 'stop', 'listen', 'loseLink', 'revoke']) await trip[step]()
+    for (const step of ['visitFirst', 'pair', 'doTask', 'stop', 'listen', 'loseLink', 'killService', 'revoke']) await trip[step]()
     assert.deepEqual(
       trouble.filter((line) => !LOST.test(line)),
       [],
