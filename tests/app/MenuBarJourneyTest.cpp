@@ -55,6 +55,9 @@ protected:
                     return true;
             return false;
         }));
+        // One that has not got the focus yet has none to lose.
+        EXPECT_TRUE(
+            waitUntil([] { return outputOf({u"getactivewindow"_s, u"getwindowname"_s}).trimmed() == PANEL.toUtf8(); }));
     }
 
     // Whoever starts it sees why it does not, in a window, and it has ended once that is closed.
