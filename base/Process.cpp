@@ -32,6 +32,16 @@ constexpr std::chrono::seconds LEAVING(1);
 constexpr std::chrono::seconds STOPPING(5); // longer than a keeper gives its program
 constexpr std::chrono::milliseconds GLANCE(5);
 
+// By its keeper, or where it has none, by a signal to its group.
+void tellAll(void (*tell)(const Kept &), int signal) {
+    for (const auto &[child, kept] : running) {
+        if (kept)
+            tell(*kept);
+        else
+            ::kill(-child, signal);
+    }
+}
+
 bool hasEnded(pid_t child) {
     siginfo_t info{};
     return ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == child;
@@ -111,12 +121,7 @@ void Process::setKeeper(const QString &program) {
 }
 
 void Process::killAll() {
-    for (const auto &[child, kept] : running) {
-        if (kept)
-            endKeptSoon(*kept);
-        else
-            ::kill(-child, SIGKILL);
-    }
+    tellAll(endKeptSoon, SIGKILL);
     const auto end = std::chrono::steady_clock::now() + LEAVING;
     const auto isOver = [](const auto &entry) { return !entry.second || hasEnded(entry.first); };
     while (!std::ranges::all_of(running, isOver) && std::chrono::steady_clock::now() < end)
@@ -124,12 +129,7 @@ void Process::killAll() {
 }
 
 void Process::stopAll() {
-    for (const auto &[child, kept] : running) {
-        if (kept)
-            stopKept(*kept);
-        else
-            ::kill(-child, SIGSTOP);
-    }
+    tellAll(stopKept, SIGSTOP);
     const auto end = std::chrono::steady_clock::now() + STOPPING;
     for (const auto &[child, kept] : running)
         if (kept)
@@ -137,12 +137,7 @@ void Process::stopAll() {
 }
 
 void Process::continueAll() {
-    for (const auto &[child, kept] : running) {
-        if (kept)
-            continueKept(*kept);
-        else
-            ::kill(-child, SIGCONT);
-    }
+    tellAll(continueKept, SIGCONT);
 }
 
 Process::~Process() {

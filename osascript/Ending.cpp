@@ -1,6 +1,7 @@
 #include "osascript/Ending.h"
 
 #include "base/Clock.h"
+#include "base/Program.h"
 
 #include <algorithm>
 #include <array>
@@ -124,12 +125,6 @@ bool standStill(Ending &now) {
         }
     } while (!goOn(now));
     return true;
-}
-
-bool ignores(int signal) {
-    struct sigaction present = {};
-    ::sigaction(signal, nullptr, &present);
-    return present.sa_handler == SIG_IGN;
 }
 
 // A handler may do next to nothing, not even talk to the X server: so a thread watches. The signal stays pending, for

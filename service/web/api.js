@@ -83,5 +83,8 @@ async function read(response) {
   }
 }
 
+/** Who is signed in, and their token: what no token is needed for, so that nobody looks for another. */
+export const whoIs = () => askOnce('GET', '/api/me')
+
 /** @param {string} path @param {AbortSignal} [signal] @returns {Promise<Answer<any>>} */
 export const get = (path, signal) => ask('GET', path, undefined, signal)

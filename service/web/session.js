@@ -1,6 +1,6 @@
 // The one store of this page, its socket, and the ways between views.
 
-import { get, now, useCsrf, whenForbidden, whenSignedOut } from './api.js'
+import { get, now, useCsrf, whenForbidden, whenSignedOut, whoIs } from './api.js'
 import { Live } from './live.js'
 import { routeOf } from './router.js'
 import { Store } from './store.js'
@@ -29,7 +29,7 @@ export function signedIn(me) {
 
 /** Asks who is signed in; false when the service does not answer. */
 export async function recognise() {
-  const answer = await get('/api/me')
+  const answer = await whoIs()
   if (answer.value) signedIn(answer.value)
   return !answer.refusal
 }
@@ -41,7 +41,7 @@ setInterval(() => document.hidden || store.tell('tick'), 1000)
 
 /** Another tab may have begun another session, of this account or of another. */
 async function lookWho() {
-  const { value } = await get('/api/me')
+  const { value } = await whoIs()
   if (!value || !store.me.account) return
   if (value.account?.id === store.me.account.id) return useToken(value)
   store.signOut()

@@ -33,6 +33,16 @@ protected:
         m_service.newest().sendText(R"({"type": "task", "text": ")" + task + "\"}");
         return tells("✓ " + answer);
     }
+    void goOnAfter(const QByteArray &difference, int days) {
+        ASSERT_TRUE(connected());
+        ASSERT_TRUE(does("first", "one"));
+        set(difference);
+        EXPECT_TRUE(does("second", "two"));
+        EXPECT_EQ(m_service.channels.size(), 1U);
+        EXPECT_NEAR(double(QDate::currentDate().daysTo(day())), days, 1);
+        kill(SIGTERM);
+        EXPECT_EQ(end(m_application).status, 0);
+    }
     // The day of the second question, as the agent had it.
     QDate day() const {
         return QDate::fromString(QString::fromLatin1(contents(m_scratch.path(u"claude/day.2"_s)).trimmed()),
@@ -43,23 +53,9 @@ protected:
 } // namespace
 
 TEST_F(ClockSet, BackItStaysConnectedAndDoesItsTasks) {
-    ASSERT_TRUE(connected());
-    ASSERT_TRUE(does("first", "one"));
-    set("-3d");
-    EXPECT_TRUE(does("second", "two"));
-    EXPECT_EQ(m_service.channels.size(), 1U);
-    EXPECT_NEAR(double(QDate::currentDate().daysTo(day())), -3, 1);
-    kill(SIGTERM);
-    EXPECT_EQ(end(m_application).status, 0);
+    goOnAfter("-3d", -3);
 }
 
 TEST_F(ClockSet, FarAheadItDoesToo) {
-    ASSERT_TRUE(connected());
-    ASSERT_TRUE(does("first", "one"));
-    set("+400d");
-    EXPECT_TRUE(does("second", "two"));
-    EXPECT_EQ(m_service.channels.size(), 1U);
-    EXPECT_NEAR(double(QDate::currentDate().daysTo(day())), 400, 1);
-    kill(SIGTERM);
-    EXPECT_EQ(end(m_application).status, 0);
+    goOnAfter("+400d", 400);
 }

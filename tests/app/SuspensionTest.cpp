@@ -186,8 +186,10 @@ TEST_F(Suspension, TimeThatATaskIsStoppedForIsNoTimeOfItsScript) {
     startHoldingShift();
     stop();
     const auto end = std::chrono::steady_clock::now() + 13s;
-    while (std::chrono::steady_clock::now() < end) // longer than the script may take
+    while (std::chrono::steady_clock::now() < end) { // longer than the script may take
         ASSERT_TRUE(isStopped(m_ombru.processId()));
+        std::this_thread::sleep_for(50ms);
+    }
     goOn();
     letTheShellEnd();
     const auto finished = Suspension::end();

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <mutex>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,24 +21,27 @@ namespace {
 class SmallDisk {
 public:
     SmallDisk(QString directory, qint64 bytes) {
-        its = {std::move(directory), bytes};
+        its.directory = std::move(directory);
+        its.bytes = bytes;
         replace(reinterpret_cast<sqlite3_syscall_ptr>(&write), reinterpret_cast<sqlite3_syscall_ptr>(&writeAt));
     }
     ~SmallDisk() { replace(nullptr, nullptr); }
     SmallDisk(const SmallDisk &) = delete;
     SmallDisk &operator=(const SmallDisk &) = delete;
 
+    // What is never written, but mapped, may take more than there was.
     static qint64 left() {
         qint64 used = 0;
         for (const auto &entry : QDir(its.directory).entryInfoList(QDir::Files))
             used += entry.size();
-        return its.bytes - used;
+        return std::max<qint64>(0, its.bytes - used);
     }
 
 private:
     struct State {
         QString directory;
         qint64 bytes = 0;
+        std::mutex mutex;
     };
     static State its;
 
@@ -50,12 +54,13 @@ private:
     static bool hasRoom(int file, qint64 end) {
         struct stat there{};
         ::fstat(file, &there);
-        return end - there.st_size <= std::max<qint64>(0, left());
+        return end - there.st_size <= left();
     }
     static ssize_t write(int file, const void *bytes, size_t size) {
         return writeAt(file, bytes, size, ::lseek64(file, 0, SEEK_CUR));
     }
     static ssize_t writeAt(int file, const void *bytes, size_t size, off64_t place) {
+        const std::lock_guard oneByOne(its.mutex);
         if (hasRoom(file, place + static_cast<qint64>(size)))
             return ::pwrite64(file, bytes, size, place);
         errno = ENOSPC;

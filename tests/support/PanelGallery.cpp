@@ -6,6 +6,7 @@
 #include "app/panel/Symbol.h"
 #include "controller/MenuBarSymbol.h"
 #include "platform/MenuBarIcon.h"
+#include "tests/support/DarkPalette.h"
 
 #include <QApplication>
 #include <QDir>
@@ -109,13 +110,6 @@ std::vector<Scene> scenes() {
             })};
 }
 
-QPalette darkPalette() {
-    QPalette palette;
-    palette.setColor(QPalette::Window, darkColours().surface);
-    palette.setColor(QPalette::WindowText, darkColours().ink);
-    return palette;
-}
-
 QString symbolOf(const PanelState &state) {
     return menuBarSymbol({.inCall = !state.activeCalls.isEmpty(),
                           .busy = state.busy,
@@ -193,7 +187,7 @@ int main(int argc, char **argv) {
     const QDir directory(QString::fromLocal8Bit(argv[1]));
     drawIcons(directory);
     const bool isLightDone = drawPanels(directory, u"light"_s);
-    QApplication::setPalette(darkPalette());
+    QApplication::setPalette(test::darkPalette());
     if (isLightDone && drawPanels(directory, u"dark"_s))
         return 0;
     std::fputs("ombru-panel-gallery: no host has embedded the icon\n", stderr);

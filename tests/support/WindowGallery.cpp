@@ -2,6 +2,7 @@
 // there. For docs/pictures, and for whoever changes how they look.
 #include "app/privacy/PrivacyWindow.h"
 #include "platform/linux/consent/prompt/PromptWindow.h"
+#include "tests/support/DarkPalette.h"
 #include "tests/support/Record.h"
 #include "tests/support/Wait.h"
 
@@ -20,13 +21,6 @@ const QString EDITOR = u"org.example.Editor"_s;
 const QString EVENTS = u"com.apple.systemevents"_s;
 const QString PROGRAM = u"/usr/bin/osascript"_s;
 const QString OMBRU = u"com.ombru.mac"_s;
-
-QPalette darkPalette() {
-    QPalette palette;
-    palette.setColor(QPalette::Window, darkColours().surface);
-    palette.setColor(QPalette::WindowText, darkColours().ink);
-    return palette;
-}
 
 void draw(QWidget &window, const QDir &directory, const QString &name) {
     window.show();
@@ -86,7 +80,7 @@ int main(int argc, char **argv) {
     }
     const QDir directory(QString::fromLocal8Bit(argv[1]));
     drawAll(directory, u"light"_s);
-    QApplication::setPalette(darkPalette());
+    QApplication::setPalette(test::darkPalette());
     drawAll(directory, u"dark"_s);
     return 0;
 }

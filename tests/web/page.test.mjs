@@ -75,8 +75,7 @@ test('another account that has signed in meanwhile is the one that is shown', ()
       service.account = { id: 'a2', email: 'other@house.example' }
       service.cut()
       await page.waitForSelector('summary:has-text("other@house.example")')
-      service.refuseSockets = false
-      await page.click('.notices >> text=Now')
+      service.refuseSockets = false // it tries again by itself
       await page.waitForSelector('#task')
       assert.equal(await page.inputValue('#task'), '')
     },
@@ -173,11 +172,17 @@ test('a past task has its steps, pictures and scripts, also after a reload, and 
     assert.equal(await page.inputValue('#task'), 'sort the invoices in Downloads by month')
   }))
 
+/** Says "Hello" to callers from now on; the part of the page that is about calls. */
+async function saveGreeting(page) {
+  await page.fill('#greeting', 'Hello')
+  const calls = page.locator('.set').nth(1)
+  await calls.locator('button:has-text("Save")').click()
+  return calls
+}
+
 test('a saved setting is on its way, and then at the computer', () =>
   onScene('settings', async (page, service) => {
-    await page.fill('#greeting', 'Hello')
-    const calls = page.locator('.set').nth(1)
-    await calls.locator('button:has-text("Save")').click()
+    const calls = await saveGreeting(page)
     // It reads so before, for calls that were switched off.
     await until(() => service.settings.get('workshop').greeting === 'Hello')
     await calls.locator('text=Saved · on its way').waitFor()
@@ -320,9 +325,26 @@ test('another tab that has signed in again takes nothing from this one', () =>
     async (page, service) => {
       await page.waitForSelector('#greeting')
       service.csrf = 'of another session'
-      await page.fill('#greeting', 'Hello')
-      await page.locator('.set').nth(1).locator('button:has-text("Save")').click()
+      await saveGreeting(page)
       await until(() => service.settings.get('workshop').greeting === 'Hello')
+    },
+    { expected: LOST },
+  ))
+
+test('a service that refuses everything is asked no more than once again', () =>
+  onScene(
+    'settings',
+    async (page, service) => {
+      await page.waitForSelector('#greeting')
+      const refusal = { status: 403, body: { error: 'forbidden', message: 'Not from here.' } }
+      service.instead.set('/api/me', refusal)
+      service.instead.set('/api/computers/workshop/settings', refusal)
+      const before = service.requests.length
+      await saveGreeting(page)
+      await page.waitForSelector('.trouble:has-text("Not from here.")')
+      const asked = service.requests.slice(before).map(({ method, path }) => `${method} ${path}`)
+      const put = 'PUT /api/computers/workshop/settings'
+      assert.deepEqual(asked, [put, 'GET /api/me', put])
     },
     { expected: LOST },
   ))
@@ -333,8 +355,7 @@ test('what one account asked for is not asked for another that has signed in mea
     async (page, service) => {
       await page.waitForSelector('#greeting')
       Object.assign(service, { csrf: 'of another session', account: { id: 'a2', email: 'guest@house.example' } })
-      await page.fill('#greeting', 'Hello')
-      await page.locator('.set').nth(1).locator('button:has-text("Save")').click()
+      await saveGreeting(page)
       await page.waitForSelector('.who:has-text("guest@house.example")')
       assert.notEqual(service.settings.get('workshop').greeting, 'Hello')
       assert.equal(service.requests.filter(({ method }) => method === 'PUT').length, 1)
