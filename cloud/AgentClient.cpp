@@ -9,6 +9,7 @@
 #include <QWebSocket>
 
 #include <algorithm>
+#include <thread>
 
 namespace ombru {
 
@@ -183,6 +184,8 @@ void AgentClient::send(Maker message) {
         if (const auto link = weak.lock(); link && link->isOpen())
             link->send(message());
     });
+    // The system often wakes the queue on the processor that this runs on: it need not wait for the log as well.
+    std::this_thread::yield();
 }
 
 void AgentClient::sendAudio(QByteArray bytes) {
