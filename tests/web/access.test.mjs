@@ -24,6 +24,7 @@ for (const scene of Object.keys(scenes))
         scene,
         async (page) => {
           await page.waitForSelector(scene === 'loading' ? '.bones' : 'main :is(h1, h2, .chip, .note):visible')
+          await page.waitForSelector('h1:not(:empty)', { state: 'attached' }) // a computer's name comes with its socket
           const { violations } = await page.evaluate(`${AXE}; axe.run(document, { resultTypes: ['violations'] })`)
           const told = violations.map(
             ({ id, nodes }) => `${id}: ${nodes.map((node) => `${node.html}\n  ${node.failureSummary}`).join('\n')}`,

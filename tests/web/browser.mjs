@@ -17,7 +17,7 @@ export async function openBrowser(more = [], environment = {}) {
 export async function openPage(browser, service, path, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1440, height: 900 }, ...options })
   const page = await context.newPage()
-  page.setDefaultTimeout(10_000)
+  page.setDefaultTimeout(30_000)
   const trouble = []
   page.on('console', (message) => ['error', 'warning'].includes(message.type()) && trouble.push(message.text()))
   page.on('pageerror', (error) => trouble.push(error.stack))
@@ -82,7 +82,7 @@ export async function reads(page, selector, expected) {
 }
 
 /** Waits until a condition on this side holds. */
-export async function until(condition, what = String(condition), turns = 1000) {
+export async function until(condition, what = String(condition), turns = 3000) {
   for (let turn = 0; turn < turns; ++turn) {
     if (await condition()) return
     await new Promise((resolve) => setTimeout(resolve, 10))

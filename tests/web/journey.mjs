@@ -133,7 +133,7 @@ class Journey {
     await this.page.waitForSelector('.next-try')
     this.house.startService()
     await this.page.waitForSelector('.notices', { state: 'hidden', timeout: PATIENCE })
-    await until(async () => (await this.house.status()).connected, 'the computer', 3000)
+    await until(async () => (await this.house.status()).connected, 'the computer')
     this.house.turnTide()
     await this.page.waitForSelector('.answer .said:has-text("The tide has turned.")', { timeout: PATIENCE })
     await until(async () => /first wave[^]*second wave/.test(await this.page.locator('.ev-result').allInnerTexts()))
