@@ -9,8 +9,9 @@
 
 namespace ombru {
 
-// Runs the executable file `commandFile` (full path) in a window of the desktop's terminal. Returns once the terminal's
-// program runs. The Failure says what stood in the way, and the command to type instead.
+// Runs the bash script `commandFile` (full path) in a window of the desktop's terminal, which stays when the script has
+// ended. Returns once the terminal's program runs. The Failure says what stood in the way, and the command to type
+// instead.
 Result<> openInTerminal(const QString &commandFile);
 
 // --- Applications, by identifier. Not on the main thread: the desktop is asked.

@@ -142,7 +142,7 @@ Task<bool> DoctorCommand::showAllowed(const Claude::State &claude) {
     printApplications(m_terminal, allowed);
     const auto left = setup(claude, allowed.permissions, false);
     auto found = finding(left);
-    if (left != Setup::done)
+    if (left == Setup::allow || left == Setup::denied) // else claude comes first
         found.remedy = undecidedText(allowed);
     print(m_terminal, found);
     co_return left == Setup::done;

@@ -1,7 +1,9 @@
+#include "base/WholeFile.h"
 #include "platform/Workspace.h"
 #include "platform/linux/system/Detached.h"
 #include "platform/linux/system/ShellWord.h"
 
+#include <QFile>
 #include <QStandardPaths>
 
 namespace ombru {
@@ -31,6 +33,19 @@ const QList<QStringList> &terminals() {
     return list;
 }
 
+// A window closes with its program, before anybody has read how that ended: this one stays. A failed download counts as
+// one, whatever it is piped into. A file, because some terminals take one word only.
+Result<QString> writeStaying(const QString &commandFile) {
+    const auto path = commandFile + u".window"_s;
+    const auto text = u"#!/bin/bash\n/bin/bash -o pipefail %1\necho\nread -rp 'Return closes this window. '\n"_s;
+    if (const auto written = writeWholeFile(path, text.arg(forShell(commandFile)).toUtf8()); !written)
+        return std::unexpected(written.error());
+    QFile file(path);
+    if (!file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+        return std::unexpected(Failure{u"file"_s, 1, file.errorString()});
+    return path;
+}
+
 } // namespace
 
 Result<> openInTerminal(const QString &commandFile) {
@@ -43,7 +58,10 @@ Result<> openInTerminal(const QString &commandFile) {
     for (const auto &terminal : terminals()) {
         if (QStandardPaths::findExecutable(terminal.first()).isEmpty())
             continue;
-        const auto started = startDetached(terminal + QStringList{commandFile});
+        const auto staying = writeStaying(commandFile);
+        if (!staying)
+            return instead(u"The terminal couldn't be started (%1)."_s.arg(staying.error().description));
+        const auto started = startDetached(terminal + QStringList{*staying});
         return started ? started
                        : instead(u"The terminal couldn't be started (%1)."_s.arg(started.error().description));
     }

@@ -266,6 +266,14 @@ TEST_F(StatusTest, WhoHasDecidedNothingIsToldSoAndWhatToType) {
     }
 }
 
+TEST_F(StatusTest, TheDoctorDoesNotAnswerWithPermissionsWhereClaudeIsMissing) {
+    add(u"com.apple.systemevents"_s, {.name = u"System Events"_s, .permission = AUTOMATION_UNDECIDED});
+    EXPECT_TRUE(QFile::remove(home.filePath(u".local/bin/claude"_s)));
+    const auto looked = doctor();
+    EXPECT_TRUE(looked.text.endsWith(u"✗ setup             Claude Code isn't installed\n"_s))
+        << looked.text.toStdString();
+}
+
 TEST_F(StatusTest, TheDoctorCanBeInterruptedToo) {
     claude.playAlways("echo $$ >\"$HOME/claude.pid\"; exec sleep 1000");
     DoctorCommand command;

@@ -3,9 +3,12 @@
 #include "base/Descriptor.h"
 #include "base/OpenFiles.h"
 #include "platform/Workspace.h"
+#include "platform/linux/system/ShellWord.h"
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
+
+#include <QProcess>
 
 #include <cerrno>
 #include <sys/wait.h>
@@ -178,17 +181,39 @@ TEST_F(OpenInTerminal, RunsTheFileInTheDesktopsTerminal) {
     m_scratch.script(u"xterm"_s, "exit 1");
     m_scratch.script(u"x-terminal-emulator"_s,
                      "printf '%s|' \"$@\" > '" + file("arguments") + "'; echo $$ > '" + file("pid") + "'");
-    ASSERT_TRUE(openInTerminal(u"/tmp/a b.command"_s));
+    ASSERT_TRUE(openInTerminal(m_scratch.path(u"a b.command"_s)));
     ASSERT_GT(pidIn(m_scratch.path(u"pid"_s)), 0);
-    EXPECT_EQ(written("arguments"), "-e|/tmp/a b.command|");
+    EXPECT_EQ(written("arguments"), "-e|" + file("a b.command.window") + '|');
 }
 
 TEST_F(OpenInTerminal, TakesTheFirstKnownOneThatIsInstalled) {
     m_scratch.script(u"xfce4-terminal"_s,
                      "printf '%s|' \"$@\" > '" + file("arguments") + "'; echo $$ > '" + file("pid") + "'");
-    ASSERT_TRUE(openInTerminal(u"/tmp/a.command"_s));
+    ASSERT_TRUE(openInTerminal(m_scratch.path(u"a.command"_s)));
     ASSERT_GT(pidIn(m_scratch.path(u"pid"_s)), 0);
-    EXPECT_EQ(written("arguments"), "-x|/tmp/a.command|");
+    EXPECT_EQ(written("arguments"), "-x|" + file("a.command.window") + '|');
+}
+
+TEST_F(OpenInTerminal, TheWindowStaysUntilItsOwnerHasReadHowItEnded) {
+    m_scratch.script(u"xterm"_s, "echo $$ > '" + file("pid") + "'");
+    const auto command = m_scratch.script(u"it's.command"_s, "echo begun; false | true || exit 1; echo done");
+    ASSERT_TRUE(openInTerminal(command));
+    ASSERT_GT(pidIn(m_scratch.path(u"pid"_s)), 0);
+    QProcess window;
+    window.start(command + u".window"_s, QStringList());
+    ASSERT_TRUE(waitUntil([&] { return window.bytesAvailable() == 7; }));
+    EXPECT_EQ(window.readAllStandardOutput(), "begun\n\n") << "what failed in a pipe ended it";
+    EXPECT_EQ(window.state(), QProcess::Running);
+    window.write("\n");
+    EXPECT_TRUE(waitUntil([&] { return window.state() == QProcess::NotRunning; }));
+}
+
+TEST_F(OpenInTerminal, WhereTheWindowsFileCannotBeWrittenSaysWhatToType) {
+    m_scratch.script(u"xterm"_s, "exit 0");
+    const auto opened = openInTerminal(m_scratch.path(u"none/a.command"_s));
+    ASSERT_FALSE(opened);
+    EXPECT_TRUE(opened.error().description.endsWith(u" Type this in a terminal: "_s +
+                                                    forShell(m_scratch.path(u"none/a.command"_s))));
 }
 
 TEST_F(OpenInTerminal, WithoutATerminalSaysWhatToType) {
