@@ -7,13 +7,15 @@
 
 namespace ombru {
 
-class Look::PaletteFilter : public QObject {
+class Look::ChangeFilter : public QObject {
 public:
-    PaletteFilter(Look &look, QWidget &window) : m_look(look) { window.installEventFilter(this); }
+    ChangeFilter(Look &look, QWidget &window) : m_look(look) { window.installEventFilter(this); }
 
     bool eventFilter(QObject *, QEvent *event) override {
         if (event->type() == QEvent::ApplicationPaletteChange)
             m_look.refresh();
+        else if (event->type() == QEvent::ApplicationFontChange || event->type() == QEvent::FontChange)
+            m_look.refreshLetters();
         return false;
     }
 
@@ -22,7 +24,7 @@ private:
 };
 
 Look::Look(QWidget &window, std::function<void(const Colours &)> dress)
-    : m_dress(std::move(dress)), m_palette(std::make_unique<PaletteFilter>(*this, window)),
+    : m_dress(std::move(dress)), m_font(QApplication::font()), m_changes(std::make_unique<ChangeFilter>(*this, window)),
       m_scheme([this](ColourScheme wanted) {
           m_wanted = wanted;
           refresh();
@@ -36,6 +38,12 @@ void Look::refresh() {
     const auto *colours = &wantedColours(m_wanted, QApplication::palette());
     if (std::exchange(m_colours, colours) != colours)
         m_dress(*colours);
+}
+
+void Look::refreshLetters() {
+    const auto before = std::exchange(m_font, QApplication::font());
+    if (before != m_font)
+        m_dress(*m_colours);
 }
 
 } // namespace ombru

@@ -1,8 +1,9 @@
-// Keeps a window in the colours that the desktop's owner wants, while they change. Main thread, with a graphical
-// application.
+// Keeps a window in the colours that the desktop's owner wants, and in the desktop's letters, while they change. Main
+// thread, with a graphical application.
 #pragma once
 #include "look/Colours.h"
 
+#include <QFont>
 #include <QWidget>
 
 #include <functional>
@@ -12,7 +13,7 @@ namespace ombru {
 
 class Look {
 public:
-    // Dresses the window now, and again whenever its colours become others. The window outlives this.
+    // Dresses the window now, and again whenever its colours or letters become others. The window outlives this.
     Look(QWidget &window, std::function<void(const Colours &)> dress);
     ~Look();
     Look(const Look &) = delete;
@@ -23,12 +24,15 @@ public:
     void refresh(); // a window that was never shown is not told what changes
 
 private:
-    class PaletteFilter;
+    class ChangeFilter;
+
+    void refreshLetters();
 
     std::function<void(const Colours &)> m_dress;
     const Colours *m_colours = nullptr;
     ColourScheme m_wanted = ColourScheme::unknown;
-    std::unique_ptr<PaletteFilter> m_palette;
+    QFont m_font; // the desktop's, when the window was dressed
+    std::unique_ptr<ChangeFilter> m_changes;
     ColourSchemeWatch m_scheme;
 };
 

@@ -1,5 +1,8 @@
 #include "app/lifecycle/Complaint.h"
 
+#include "look/Look.h"
+#include "look/Style.h"
+
 #include <QApplication>
 #include <QMessageBox>
 
@@ -14,6 +17,7 @@ void complainToOwner(const QString &what) {
         return;
     QMessageBox window(QMessageBox::Warning, QStringLiteral("ombru"), what, QMessageBox::Ok);
     window.setTextFormat(Qt::PlainText);
+    const Look look(window, [&window](const Colours &colours) { window.setStyleSheet(windowStyle(colours)); });
     window.exec();
 }
 

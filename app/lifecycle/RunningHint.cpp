@@ -1,6 +1,9 @@
 #include "app/lifecycle/RunningHint.h"
 
+#include "app/panel/Symbol.h"
 #include "base/Loop.h"
+#include "look/Letters.h"
+#include "look/Style.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -10,6 +13,8 @@ namespace ombru {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr int SYMBOL = 48; // pixels, with ordinary letters
 
 const QString TEXT =
     u"Click the phone icon at the top right of your screen to sign in, check permissions and see call status. It "
@@ -37,11 +42,14 @@ void RunningHint::show(bool hasPlace) {
         m_window = std::make_unique<QMessageBox>(QMessageBox::NoIcon, title, title, QMessageBox::Ok);
         m_window->setTextFormat(Qt::PlainText);
         m_window->setModal(true);
+        m_window->setWindowIcon(QIcon::fromTheme(u"ombru"_s));
+        m_look.emplace(*m_window, [this](const Colours &colours) { dress(colours); });
         // Its own signal still runs while it goes away.
         QObject::connect(m_window.get(), &QMessageBox::finished, qApp, [this] {
             onMain(m_window.get(), [this] {
                 if (m_window->isVisible()) // it was wanted again meanwhile
                     return;
+                m_look.reset();
                 m_window.reset();
                 m_onClosed();
             });
@@ -51,6 +59,12 @@ void RunningHint::show(bool hasPlace) {
     m_window->show();
     m_window->raise();
     m_window->activateWindow();
+}
+
+// Beside the text the icon that it speaks of.
+void RunningHint::dress(const Colours &colours) {
+    m_window->setStyleSheet(windowStyle(colours));
+    m_window->setIconPixmap(symbolPixmap(u"phone"_s, withLetters(SYMBOL), colours.ink, m_window->devicePixelRatioF()));
 }
 
 void RunningHint::setHasPlace(bool hasPlace) {

@@ -1,9 +1,12 @@
 // The window that says where to find an application without windows. Main thread, with a graphical application.
 #pragma once
+#include "look/Look.h"
+
 #include <QString>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QMessageBox;
 
@@ -30,8 +33,11 @@ public:
     bool isOpen() const { return m_window != nullptr; }
 
 private:
+    void dress(const Colours &colours);
+
     const std::function<void()> m_onClosed;
     std::unique_ptr<QMessageBox> m_window;
+    std::optional<Look> m_look; // the window's
 };
 
 } // namespace ombru

@@ -1,14 +1,18 @@
 #include "app/privacy/PrivacyWindow.h"
 
+#include "look/Letters.h"
 #include "look/Style.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QStackedWidget>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -21,9 +25,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize SIZE(860, 480);
+constexpr QSize SIZE(860, 480); // with ordinary letters
 constexpr int MARGIN = 16;
-constexpr double LARGE = 1.3; // of the ordinary letters
+constexpr int NARROWEST = 100; // of the columns, with ordinary letters
+constexpr QSize FRAME(16, 48); // what a window manager draws around
+constexpr double LARGE = 1.3;  // of the ordinary letters
 
 QLabel *makeLabel(const QString &text, double size = 1, bool bold = false) {
     auto *label = new QLabel(text);
@@ -44,19 +50,35 @@ QTableWidgetItem *makeCell(const QString &text, const QString &place = {}) {
     return cell;
 }
 
+QSize wantedSize() {
+    const QSize wanted(withLetters(SIZE.width()), withLetters(SIZE.height()));
+    return wanted.boundedTo(QGuiApplication::primaryScreen()->availableSize() - FRAME);
+}
+
+// For letters so large that a page is higher than the screen.
+QScrollArea *scrolling(QWidget *page) {
+    auto *area = new QScrollArea;
+    area->setWidget(page);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setFocusPolicy(Qt::NoFocus);
+    return area;
+}
+
 } // namespace
 
 PrivacyWindow::PrivacyWindow(std::function<void()> onClose)
     : m_onClose(std::move(onClose)), m_model([this] { show(m_model.view()); }),
       m_look(*this, [this](const Colours &colours) { setStyleSheet(windowStyle(colours)); }) {
     setWindowTitle(QCoreApplication::translate("Privacy", "ombru: privacy"));
-    resize(SIZE);
+    setWindowIcon(QIcon::fromTheme(u"ombru"_s));
+    resize(wantedSize());
     m_sections = new QListWidget;
     m_sections->setObjectName(u"sections"_s);
     m_pages = new QStackedWidget;
     for (const auto &permission : Permissions::all) {
         m_sections->addItem(permission.title);
-        m_pages->addWidget(makePage(permission));
+        m_pages->addWidget(scrolling(makePage(permission)));
     }
     m_sections->setFixedWidth(m_sections->sizeHintForColumn(0) + 4 * MARGIN);
     connect(m_sections, &QListWidget::currentRowChanged, m_pages, &QStackedWidget::setCurrentIndex);
@@ -116,6 +138,7 @@ QWidget *PrivacyWindow::makeDecisions() {
     m_decisions->setTextElideMode(Qt::ElideMiddle);
     m_decisions->verticalHeader()->hide();
     m_decisions->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    m_decisions->horizontalHeader()->setMinimumSectionSize(withLetters(NARROWEST)); // then it scrolls
     for (const int part : {0, 1})
         m_decisions->horizontalHeader()->setSectionResizeMode(part, QHeaderView::Stretch);
     connect(m_decisions, &QTableWidget::itemSelectionChanged, this, [this] { enableActions(); });

@@ -1,5 +1,6 @@
 #include "platform/linux/consent/prompt/PromptWindow.h"
 
+#include "look/Letters.h"
 #include "look/Style.h"
 
 #include <QCoreApplication>
@@ -14,6 +15,7 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -21,9 +23,10 @@ using namespace Qt::StringLiterals;
 namespace ombru {
 namespace {
 
-constexpr int TEXT_WIDTH = 440; // pixels
+constexpr int TEXT_WIDTH = 440; // pixels, with ordinary letters
 constexpr int ICON_SIZE = 64;
 constexpr int MARGIN = 20;
+constexpr int FRAME = 16;     // what a window manager draws around
 constexpr double LARGE = 1.2; // of the ordinary letters
 constexpr double SMALL = 0.85;
 
@@ -63,11 +66,20 @@ QLabel *makePlace(const QString &text) {
     return label;
 }
 
+// Wider than that the window would leave the screen.
+int textWidth() {
+    const int most = QGuiApplication::primaryScreen()->availableGeometry().width() - ICON_SIZE - 3 * MARGIN - FRAME;
+    return std::min(withLetters(TEXT_WIDTH), most);
+}
+
 QIcon iconOf(const QString &name, const QStyle &style) {
     // Anything but an ordinary file could keep us waiting.
     const bool isPath = name.startsWith(u'/');
     const QIcon icon = !isPath ? QIcon::fromTheme(name) : QFileInfo(name).isFile() ? QIcon(name) : QIcon();
-    return icon.pixmap(ICON_SIZE).isNull() ? style.standardIcon(QStyle::SP_MessageBoxQuestion) : icon;
+    if (!icon.pixmap(ICON_SIZE).isNull())
+        return icon;
+    const auto ours = QIcon::fromTheme(u"ombru"_s);
+    return ours.pixmap(ICON_SIZE).isNull() ? style.standardIcon(QStyle::SP_MessageBoxQuestion) : ours;
 }
 
 } // namespace
@@ -107,8 +119,8 @@ QBoxLayout *PromptWindow::texts(const PromptText &text) {
     column->addWidget(makeQuiet(text.later));
     // Labels that wrap know their height once they know their width.
     for (auto *label : {column->itemAt(0), column->itemAt(2), column->itemAt(3)}) {
-        label->widget()->setFixedWidth(TEXT_WIDTH);
-        label->widget()->setMinimumHeight(label->widget()->heightForWidth(TEXT_WIDTH));
+        label->widget()->setFixedWidth(textWidth());
+        label->widget()->setMinimumHeight(label->widget()->heightForWidth(textWidth()));
     }
     return column;
 }
