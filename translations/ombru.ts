@@ -26,6 +26,62 @@
         <source>Hang up</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>If no browser opens, the page is %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The service is expected at %1. If yours is elsewhere, type in a terminal: ombru sign-in --server ADDRESS</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cancel signing in</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Allow %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Install Claude Code</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sign in to Claude Code</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Allow permissions</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Restart ombru</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit ombru</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Stop the task</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Note</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Waiting</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Ready</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Problem</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>Privacy</name>

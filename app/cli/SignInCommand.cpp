@@ -132,6 +132,10 @@ Task<int> SignInCommand::finish() {
     const auto view = m_place.state.signingIn();
     if (!view.outcome.text.isEmpty())
         m_place.output.print(view.outcome.text, colourOf(view.outcome.kind));
+    if (view.outcome.kind == EventKind::bad)
+        m_place.output.print(
+            u"The service is expected at %1. If yours is elsewhere: ombru sign-in --server ADDRESS"_s.arg(
+                m_place.state.settings.serverURL()));
     if (!view.accepted)
         co_return 1;
     if (!m_place.stays)

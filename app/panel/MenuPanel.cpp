@@ -2,6 +2,7 @@
 
 #include "app/panel/PanelPlace.h"
 #include "app/panel/Symbol.h"
+#include "look/Letters.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -11,6 +12,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 namespace ombru {
@@ -19,16 +21,22 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int WIDTH = 320; // pixels
+constexpr int WIDTH = 320; // pixels, with ordinary letters
 constexpr int MARGIN = 16;
 constexpr int SPACING = 12;
 constexpr int POWER = 16;
-constexpr int EDGE = 8; // above and below a panel that fills the screen
+constexpr int EDGE = 8; // around a panel that fills the screen
 constexpr Clock::Duration JUST = std::chrono::milliseconds(300);
 
 QScreen *screenOf(const QRect &icon) {
     auto *screen = QGuiApplication::screenAt(icon.isEmpty() ? QCursor::pos() : icon.center());
     return screen ? screen : QGuiApplication::primaryScreen();
+}
+
+void showPower(QPushButton &button, const QColor &colour) {
+    const int size = withLetters(POWER);
+    button.setIcon(symbolPixmap(u"power"_s, size, colour, button.devicePixelRatioF()));
+    button.setIconSize({size, size});
 }
 
 } // namespace
@@ -78,6 +86,8 @@ void MenuPanel::dress(const Colours &colours) {
     showLines();
     showBottom();
     orderButtons();
+    if (isVisible())
+        fit(m_icon);
 }
 
 void MenuPanel::show(const PanelContent &content) {
@@ -96,9 +106,10 @@ void MenuPanel::showLines() {
         m_rows.push_back(new PanelRow(m_receiver.onAction));
         m_lines->addWidget(m_rows.back());
     }
+    const int width = widthOfAll() - 2 * MARGIN - m_scroll->verticalScrollBar()->sizeHint().width();
     for (std::size_t index = 0; index < m_rows.size(); ++index) {
         const bool isUsed = index < m_content.lines.size();
-        m_rows[index]->show(isUsed ? m_content.lines[index] : PanelLine(), *m_colours);
+        m_rows[index]->show(isUsed ? m_content.lines[index] : PanelLine(), *m_colours, width);
         m_rows[index]->setVisible(isUsed);
     }
 }
@@ -113,7 +124,7 @@ void MenuPanel::showBottom() {
             m_bottom->addStretch();
         auto *widget = addPanelButton(*m_bottom, button, m_receiver.onAction);
         if (isQuit)
-            widget->setIcon(symbolPixmap(u"power"_s, POWER, m_colours->inkQuiet, devicePixelRatioF()));
+            showPower(*widget, m_colours->inkQuiet);
     }
     m_bottomShown = m_content.bottom;
 }
@@ -134,6 +145,7 @@ void MenuPanel::orderButtons() {
 void MenuPanel::open(const QRect &icon) {
     m_icon = icon;
     m_look->refresh();
+    showLines(); // the screen may be another one
     fit(icon);
     setFocus(); // no button: a key that was meant for another window must not press one
     QWidget::show();
@@ -146,11 +158,17 @@ void MenuPanel::fit(const QRect &icon) {
     if (!screen)
         return;
     ensurePolished();
-    setFixedWidth(std::min(WIDTH, screen->availableGeometry().width()));
+    setFixedWidth(widthOfAll());
     const int most = screen->availableGeometry().height() - 2 * EDGE;
     setFixedHeight(std::min(heightOfAll(), most));
     layout()->activate();
     move(panelPlace(icon, size(), screen->geometry(), screen->availableGeometry()));
+}
+
+int MenuPanel::widthOfAll() const {
+    const auto *screen = screenOf(m_icon);
+    const int wanted = withLetters(WIDTH);
+    return screen ? std::min(wanted, screen->availableGeometry().width() - 2 * EDGE) : wanted;
 }
 
 // A row whose text or buttons have changed tells the layout above it only in the loop's next turn.

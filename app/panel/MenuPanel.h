@@ -52,6 +52,7 @@ private:
     void showBottom();
     void orderButtons();
     void fit(const QRect &icon);
+    int widthOfAll() const;
     int heightOfAll() const;
     void leave();
     void noteClick();

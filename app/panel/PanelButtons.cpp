@@ -26,6 +26,7 @@ QString weightName(PanelButton::Weight weight) {
 QPushButton *addPanelButton(QBoxLayout &layout, const PanelButton &button, const OnPanelAction &onAction) {
     auto *widget = new QPushButton(button.text);
     widget->setProperty("weight", weightName(button.weight));
+    widget->setAccessibleName(button.name);
     widget->setEnabled(button.isEnabled);
     widget->setAutoDefault(true); // Return presses the one with the focus
     QObject::connect(widget, &QPushButton::clicked, widget, [onAction, action = button.action] { onAction(action); });

@@ -18,7 +18,10 @@ namespace {
 PanelLine pairingLine(const Auth::Pairing &pairing) {
     return {.text = u"Finish signing in in your browser"_s,
             .severity = Severity::secondary,
-            .buttons = {{u"Open browser"_s, {What::openBrowser}, Weight::main}, {u"Cancel"_s, {What::cancelSignIn}}},
+            .buttons = {{u"Open browser"_s, {What::openBrowser}, Weight::main},
+                        {.text = u"Cancel"_s,
+                         .action = {What::cancelSignIn},
+                         .name = QCoreApplication::translate("Panel", "Cancel signing in")}},
             .code = pairing.userCode};
 }
 
@@ -59,22 +62,25 @@ PanelLine applicationLine(const PanelState &state, const AppAutomation::Target &
         return {u"Answer the prompt for "_s + target.name, Severity::waiting};
     return {.text = target.name + u" isn't allowed yet"_s,
             .severity = Severity::waiting,
-            .buttons = {{u"Allow"_s,
-                         {What::allowApplication, target},
-                         PanelButton::Weight::plain,
-                         !state.requestingApp}}}; // one question at a time
+            .buttons = {{.text = u"Allow"_s,
+                         .action = {What::allowApplication, target},
+                         .isEnabled = !state.requestingApp, // one question at a time
+                         .name = QCoreApplication::translate("Panel", "Allow %1").arg(target.name)}}};
 }
 
 std::vector<PanelButton> setupButtons(Setup setup) {
+    const auto button = [](const QString &text, What what, const QString &name) {
+        return std::vector{PanelButton{.text = text, .action = {what}, .name = name}};
+    };
     switch (setup) {
     case Setup::installClaude:
-        return {{u"Install"_s, {What::installClaude}}};
+        return button(u"Install"_s, What::installClaude, QCoreApplication::translate("Panel", "Install Claude Code"));
     case Setup::signInClaude:
-        return {{u"Sign in"_s, {What::signInClaude}}};
+        return button(u"Sign in"_s, What::signInClaude, QCoreApplication::translate("Panel", "Sign in to Claude Code"));
     case Setup::allow:
-        return {{u"Allow"_s, {What::allowEverything}}};
+        return button(u"Allow"_s, What::allowEverything, QCoreApplication::translate("Panel", "Allow permissions"));
     case Setup::restart:
-        return {{u"Restart"_s, {What::restart}}};
+        return button(u"Restart"_s, What::restart, QCoreApplication::translate("Panel", "Restart ombru"));
     case Setup::denied:
         return {{u"Open Settings"_s, {What::openAutomationSettings}}};
     case Setup::checking:
@@ -123,20 +129,39 @@ std::vector<PanelLine> automationLines(const PanelState &state) {
     return lines;
 }
 
+// A browser that does not open is not noticed where a helper of the desktop's looks for one.
+std::vector<PanelLine> adviceLines(const PanelState &state) {
+    std::vector<PanelLine> lines;
+    if (const auto *pairing = std::get_if<Auth::Pairing>(&state.auth.state))
+        lines.push_back({QCoreApplication::translate("Panel", "If no browser opens, the page is %1")
+                             .arg(pairing->verifyURL.toString(QUrl::FullyEncoded))});
+    if (state.auth.is<Auth::SignedOut>() && !state.signInFailure.isEmpty())
+        lines.push_back({state.signInFailure, Severity::broken});
+    if (state.auth.is<Auth::SignedOut>() && !state.failedService.isEmpty())
+        lines.push_back(
+            {QCoreApplication::translate("Panel", "The service is expected at %1. If yours is elsewhere, type "
+                                                  "in a terminal: ombru sign-in --server ADDRESS")
+                 .arg(state.failedService)});
+    if (!state.failure.isEmpty())
+        lines.push_back({state.failure, Severity::broken});
+    return lines;
+}
+
 std::vector<PanelButton> bottomButtons(const PanelState &state) {
     std::vector<PanelButton> buttons;
     if (state.auth.is<Auth::SignedIn>())
         buttons.push_back({u"Sign out"_s, {What::signOut}});
-    buttons.push_back({u"Quit"_s, {What::quit}});
+    buttons.push_back(
+        {.text = u"Quit"_s, .action = {What::quit}, .name = QCoreApplication::translate("Panel", "Quit ombru")});
     return buttons;
 }
 
 PanelContent panelContent(const PanelState &state) {
     PanelContent content{{statusLine(state), setupLine(state)}, bottomButtons(state)};
     const auto applications = automationLines(state);
+    const auto advice = adviceLines(state);
     content.lines.insert(content.lines.end(), applications.begin(), applications.end());
-    if (!state.failure.isEmpty())
-        content.lines.push_back({state.failure, Severity::broken});
+    content.lines.insert(content.lines.end(), advice.begin(), advice.end());
     return content;
 }
 
@@ -149,7 +174,10 @@ std::optional<PanelButton> stopButton(const PanelState &state) {
     if (state.busy && state.cancelling)
         return PanelButton{QCoreApplication::translate("Panel", "Stopping…"), {What::stop}, Weight::halt, false};
     if (state.busy)
-        return PanelButton{stopText(), {What::stop}, Weight::halt};
+        return PanelButton{.text = stopText(),
+                           .action = {What::stop},
+                           .weight = Weight::halt,
+                           .name = QCoreApplication::translate("Panel", "Stop the task")};
     if (!state.activeCalls.isEmpty())
         return PanelButton{QCoreApplication::translate("Panel", "Hang up"), {What::hangUp}, Weight::halt};
     return {};

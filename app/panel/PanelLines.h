@@ -31,6 +31,8 @@ struct PanelState {
     QList<AppAutomation::Target> blockedApps = {};
     std::optional<QString> requestingApp = {}; // whose prompt is open: its name
     QString failure = {};                      // why the last button did nothing
+    QString signInFailure = {};                // how the last sign-in ended, when it came to nothing
+    QString failedService = {};                // which could not be asked, or answered wrongly
 
     bool operator==(const PanelState &) const = default;
 };
@@ -68,6 +70,7 @@ struct PanelButton {
     PanelAction action;
     Weight weight = Weight::plain;
     bool isEnabled = true;
+    QString name = {}; // begins with the text; for whoever hears the button without the line that it stands in
 
     bool operator==(const PanelButton &) const = default;
 };
@@ -84,6 +87,7 @@ struct PanelLine {
 PanelLine statusLine(const PanelState &state);
 PanelLine setupLine(const PanelState &state);
 std::vector<PanelLine> automationLines(const PanelState &state);
+std::vector<PanelLine> adviceLines(const PanelState &state); // of our own, below all others
 std::vector<PanelButton> bottomButtons(const PanelState &state);
 
 // All of it, top to bottom.

@@ -7,6 +7,7 @@
 #include <QWidget>
 
 class QBoxLayout;
+class QGridLayout;
 class QLabel;
 
 namespace ombru {
@@ -15,11 +16,13 @@ class PanelRow : public QWidget {
 public:
     explicit PanelRow(OnPanelAction onAction);
 
-    void show(const PanelLine &line, const Colours &colours);
+    // In a row of that width. A button stands below the text where there is no room beside it.
+    void show(const PanelLine &line, const Colours &colours, int width);
     const QList<QPushButton *> &buttons() const { return m_buttons; } // as they are seen
 
 private:
     void showButtons(const std::vector<PanelButton> &buttons, bool below);
+    bool hasRoomBeside(const std::vector<PanelButton> &buttons, int width) const;
 
     OnPanelAction m_onAction;
     std::vector<PanelButton> m_shown; // what the buttons are now
@@ -28,6 +31,7 @@ private:
     QLabel *m_dot; // all owned by the widget
     QLabel *m_text;
     QLabel *m_code;
+    QGridLayout *m_grid;
     QBoxLayout *m_beside;
     QBoxLayout *m_under;
 };

@@ -346,7 +346,11 @@ TEST_F(DoorTest, ASignInThatFailsSaysWhy) {
     start = json("{}");
     const auto client = asks(verb(u"sign-in"_s));
     EXPECT_EQ(client->end(), 1);
-    EXPECT_EQ(client->all(u"line"_s), QStringList{u"✗ sign-in failed: unexpected reply from "_s + service.base()});
+    EXPECT_EQ(
+        client->all(u"line"_s),
+        (QStringList{u"✗ sign-in failed: unexpected reply from "_s + service.base(),
+                     u"The service is expected at %1. If yours is elsewhere: ombru sign-in --server ADDRESS"_s.arg(
+                         service.base())}));
     const auto other = asks({{u"do"_s, u"sign-in"_s}, {u"server"_s, u"ftp://host"_s}});
     EXPECT_EQ(other->end(), 2);
     EXPECT_EQ(state->settings.serverURL(), service.base());

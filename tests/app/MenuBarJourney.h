@@ -29,7 +29,7 @@ protected:
     void launchAgain(const QStringList &arguments = {}) {
         m_scratch.write(QStringLiteral(".config/ombru/ombru.conf"),
                         "serverURL=" + m_service.base().toUtf8() +
-                            "\nshownMenuBarHint=true\nloginItemDefaulted=true\n");
+                            "\nshownMenuBarHint=true\nloginItemDefaulted=true\n" + m_settings);
         launch(arguments);
     }
     // One of the web page that never ends; the number of its claude.
@@ -90,6 +90,7 @@ protected:
                            .trimmed());
     }
 
+    QByteArray m_settings; // more of them, whole lines
     std::shared_ptr<Process> m_menuBar;
 };
 

@@ -62,8 +62,9 @@ TEST(StatusLine, AnOutstandingCodeIsShownWithTheWaysOn) {
     EXPECT_EQ(shown.text, u"Finish signing in in your browser");
     EXPECT_EQ(shown.code, u"KTHR-4821");
     EXPECT_EQ(shown.severity, Severity::secondary);
-    EXPECT_EQ(shown.buttons, (std::vector<PanelButton>{{u"Open browser"_s, {What::openBrowser}, Weight::main},
-                                                       {u"Cancel"_s, {What::cancelSignIn}}}));
+    EXPECT_EQ(shown.buttons, (std::vector<PanelButton>{
+                                 {u"Open browser"_s, {What::openBrowser}, Weight::main},
+                                 {u"Cancel"_s, {What::cancelSignIn}, Weight::plain, true, u"Cancel signing in"_s}}));
 }
 
 TEST(StatusLine, ACallNamesAllWhoAreInOne) {
@@ -160,7 +161,7 @@ TEST(StopButton, ATaskIsStoppedAndACallByItselfIsHungUp) {
     state.activeCalls = {u"Ann"_s};
     EXPECT_EQ(stopButton(state), (PanelButton{u"Hang up"_s, {What::hangUp}, Weight::halt}));
     state.busy = true;
-    EXPECT_EQ(stopButton(state), (PanelButton{u"Stop"_s, {What::stop}, Weight::halt}));
+    EXPECT_EQ(stopButton(state), (PanelButton{u"Stop"_s, {What::stop}, Weight::halt, true, u"Stop the task"_s}));
 }
 
 TEST(StopButton, OneThatWasPressedWaits) {
@@ -185,11 +186,13 @@ TEST(SetupLine, EachCaseHasItsTextItsColourAndItsWayOn) {
     };
     expect(ombru::Setup::checking, u"Checking permissions…"_s, Severity::secondary, {});
     expect(ombru::Setup::installClaude, u"Claude Code isn't installed"_s, Severity::waiting,
-           {{u"Install"_s, {What::installClaude}}});
+           {{u"Install"_s, {What::installClaude}, Weight::plain, true, u"Install Claude Code"_s}});
     expect(ombru::Setup::signInClaude, u"Sign in to Claude Code"_s, Severity::waiting,
-           {{u"Sign in"_s, {What::signInClaude}}});
-    expect(ombru::Setup::allow, u"Allow permissions"_s, Severity::waiting, {{u"Allow"_s, {What::allowEverything}}});
-    expect(ombru::Setup::restart, u"Restart ombru to finish"_s, Severity::waiting, {{u"Restart"_s, {What::restart}}});
+           {{u"Sign in"_s, {What::signInClaude}, Weight::plain, true, u"Sign in to Claude Code"_s}});
+    expect(ombru::Setup::allow, u"Allow permissions"_s, Severity::waiting,
+           {{u"Allow"_s, {What::allowEverything}, Weight::plain, true, u"Allow permissions"_s}});
+    expect(ombru::Setup::restart, u"Restart ombru to finish"_s, Severity::waiting,
+           {{u"Restart"_s, {What::restart}, Weight::plain, true, u"Restart ombru"_s}});
     expect(ombru::Setup::denied, u"AppleScript was denied"_s, Severity::broken,
            {{u"Open Settings"_s, {What::openAutomationSettings}}});
     expect(ombru::Setup::done, u"Full control is on"_s, Severity::ready, {});
@@ -214,7 +217,9 @@ TEST(AutomationLines, EachBlockedApplicationMayBeAllowed) {
     const auto lines = automationLines({.blockedApps = {EDITOR, finder}});
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0].text, u"TextEdit isn't allowed yet");
-    EXPECT_EQ(lines[0].buttons, (std::vector<PanelButton>{{u"Allow"_s, {What::allowApplication, EDITOR}}}));
+    EXPECT_EQ(lines[0].buttons,
+              (std::vector<PanelButton>{
+                  {u"Allow"_s, {What::allowApplication, EDITOR}, Weight::plain, true, u"Allow TextEdit"_s}}));
     EXPECT_EQ(lines[1].text, u"Finder isn't allowed yet");
     EXPECT_EQ(lines[1].buttons.front().action.target, finder);
 }
@@ -252,6 +257,29 @@ TEST(PanelContent, TheLinesStandInTheirOrder) {
         texts += each.text;
     EXPECT_EQ(texts, (QStringList{u"Ready for calls"_s, u"Full control is on"_s, u"TextEdit isn't allowed yet"_s,
                                   u"No terminal is installed."_s}));
+}
+
+TEST(PanelContent, WhoeverSignsInFindsThePageWithoutABrowserToo) {
+    const auto lines = adviceLines({.auth = {Auth::Pairing{u"KTHR-4821"_s, QUrl(u"https://house.example/v?c=1"_s)}}});
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].text, u"If no browser opens, the page is https://house.example/v?c=1");
+    EXPECT_EQ(lines[0].severity, Severity::secondary);
+}
+
+TEST(PanelContent, AFailedSignInSaysWhyAndWhatToDoUntilTheNextOne) {
+    PanelState state{.auth = {Auth::SignedOut{}},
+                     .signInFailure = u"Sign-in failed: Couldn't connect to server"_s,
+                     .failedService = u"http://localhost:8787"_s};
+    const auto lines = adviceLines(state);
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0].text, state.signInFailure);
+    EXPECT_EQ(lines[0].severity, Severity::broken);
+    EXPECT_TRUE(lines[1].text.startsWith(u"The service is expected at http://localhost:8787. "));
+    EXPECT_TRUE(lines[1].text.endsWith(u" ombru sign-in --server ADDRESS"));
+    state.failedService.clear();
+    EXPECT_EQ(adviceLines(state).size(), 1U) << "a code that expired is no matter of the service";
+    state.auth = {Auth::SignedIn{}};
+    EXPECT_TRUE(adviceLines(state).empty());
 }
 
 TEST(PanelContent, SigningOutIsOfferedToWhoIsSignedIn) {

@@ -48,6 +48,21 @@ TEST_F(PanelTest, WhoIsSignedOutSignsInAndMayCancelIt) {
     EXPECT_TRUE(waitUntil([] { return lines().contains(u"Not signed in"_s); }));
 }
 
+TEST_F(PanelTest, ASignInThatFailsSaysWhyUntilTheNextOne) {
+    await(state->boot());
+    const auto usual = std::exchange(start, json("{}"));
+    panel.open({});
+    EXPECT_TRUE(press(u"Sign in with Google"_s));
+    const auto why = u"Sign-in failed: unexpected reply from "_s + service.base();
+    EXPECT_TRUE(waitUntil([&] { return lines().contains(why); })) << lines().join(u'\n').toStdString();
+    EXPECT_EQ(lines().filter(u"The service is expected at %1. "_s.arg(service.base())).size(), 1);
+    start = usual;
+    EXPECT_TRUE(press(u"Sign in with Google"_s));
+    EXPECT_TRUE(waitUntil([] { return button(u"Open browser"_s) != nullptr; }));
+    EXPECT_FALSE(lines().contains(why));
+    EXPECT_TRUE(lines().contains(u"If no browser opens, the page is https://host/verify"_s));
+}
+
 TEST_F(PanelTest, WhoIsSignedInSignsOut) {
     boot();
     panel.open({});

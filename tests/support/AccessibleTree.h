@@ -59,13 +59,42 @@ public:
     // "role: name" of all that has a name and shows, as it is read, from top to bottom.
     QStringList read() const {
         QStringList found;
-        readBelow({QStringLiteral("org.a11y.atspi.Registry"),
-                   QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/root"))},
-                  found);
+        readBelow(root(), found);
+        return found;
+    }
+
+    // The roles of what shows and has neither a name nor anything in it that shows: a reader would find nothing to say.
+    // Scroll bars are known by their role.
+    QStringList nameless() const {
+        QStringList found;
+        namelessBelow(root(), found);
+        found.removeAll(QStringLiteral("scroll bar"));
         return found;
     }
 
 private:
+    static AccessibleReference root() {
+        return {QStringLiteral("org.a11y.atspi.Registry"),
+                QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/root"))};
+    }
+    QString role(const AccessibleReference &object) const {
+        return ask(object, QStringLiteral("GetRoleName")).toString();
+    }
+    QList<AccessibleReference> children(const AccessibleReference &object) const {
+        return qdbus_cast<QList<AccessibleReference>>(ask(object, QStringLiteral("GetChildren")));
+    }
+    bool namelessBelow(const AccessibleReference &object, QStringList &found) const {
+        bool anyShows = false;
+        for (const auto &child : children(object)) {
+            const bool isShown = shows(child);
+            const bool hasContents = namelessBelow(child, found);
+            if (isShown && !hasContents && name(child).isEmpty())
+                found += role(child);
+            anyShows = anyShows || isShown || hasContents;
+        }
+        return anyShows;
+    }
+
     static QDBusMessage call(const QDBusConnection &bus, const AccessibleReference &object, const QString &interface,
                              const QString &method, const QVariantList &arguments = {}) {
         auto message = QDBusMessage::createMethodCall(object.service, object.path.path(), interface, method);
@@ -88,11 +117,10 @@ private:
         return (states.value(0) >> SHOWING & 1) == 1;
     }
     void readBelow(const AccessibleReference &object, QStringList &found) const {
-        const auto children = qdbus_cast<QList<AccessibleReference>>(ask(object, QStringLiteral("GetChildren")));
-        for (const auto &child : children) {
+        for (const auto &child : children(object)) {
             const auto called = name(child);
             if (!called.isEmpty() && shows(child))
-                found += ask(child, QStringLiteral("GetRoleName")).toString() + QStringLiteral(": ") + called;
+                found += role(child) + QStringLiteral(": ") + called;
             readBelow(child, found);
         }
     }

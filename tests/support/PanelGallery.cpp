@@ -1,12 +1,14 @@
-// ombru-panel-gallery DIRECTORY: pictures of the panel in each of its rows below the icon in a real menu bar, light and
-// dark, as PNG files there, and a sheet of the icon at each size. For docs/pictures, and for whoever changes how they
-// look: tests/support/private-desktop run sh -c "trayer --edge top --align right --height 24 --SetPartialStrut true &
-// exec ombru-panel-gallery DIRECTORY".
+// ombru-panel-gallery DIRECTORY: pictures of the panel in each of its rows below the icon in a real menu bar, light,
+// dark and in letters twice as large, as PNG files there, and a sheet of the icon at each size. For docs/pictures, and
+// for whoever changes how they look: tests/support/private-desktop run sh -c "trayer --edge top --align right --height
+// 24 --SetPartialStrut true & exec ombru-panel-gallery DIRECTORY".
 #include "app/panel/MenuPanel.h"
 #include "app/panel/Symbol.h"
 #include "controller/MenuBarSymbol.h"
 #include "platform/MenuBarIcon.h"
 #include "tests/support/DarkPalette.h"
+#include "tests/support/LargeLetters.h"
+#include "tests/support/PanelScenes.h"
 
 #include <QApplication>
 #include <QDir>
@@ -21,94 +23,6 @@ using namespace ombru;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Scene {
-    QString name;
-    PanelState state;
-};
-
-PanelState ready() {
-    return {.auth = {Auth::SignedIn{u"owner@house.example"_s}},
-            .trusted = true,
-            .serverListening = true,
-            .agentConnected = true,
-            .setup = Setup::done};
-}
-
-template <class Change>
-Scene scene(const QString &name, Change change) {
-    auto state = ready();
-    change(state);
-    return {name, state};
-}
-
-std::vector<Scene> scenes() {
-    const AppAutomation::Target editor{u"com.apple.TextEdit"_s, u"TextEdit"_s};
-    const AppAutomation::Target events{u"com.apple.systemevents"_s, u"System Events"_s};
-    const AppAutomation::Target longOne{u"org.example.long"_s, u"Arbeitsunfähigkeitsbescheinigungsverwaltung 2026"_s};
-    return {scene(u"signed-out"_s,
-                  [](PanelState &s) {
-                      s.auth = {Auth::SignedOut{}};
-                      s.setup = Setup::checking;
-                  }),
-            scene(u"starting"_s,
-                  [](PanelState &s) {
-                      s.auth = {Auth::Loading{}};
-                      s.setup = Setup::checking;
-                  }),
-            scene(u"pairing"_s,
-                  [](PanelState &s) {
-                      s.auth = {Auth::Pairing{u"KTHR-4821"_s, QUrl(u"https://house.example/verify"_s)}};
-                      s.setup = Setup::allow;
-                      s.undecidedSystemEvents = true;
-                  }),
-            scene(u"ready"_s, [](PanelState &) {}),
-            scene(u"working"_s,
-                  [](PanelState &s) {
-                      s.busy = true;
-                      s.step = 3;
-                  }),
-            scene(u"stopping"_s,
-                  [](PanelState &s) {
-                      s.busy = s.cancelling = true;
-                      s.step = 3;
-                  }),
-            scene(u"call"_s,
-                  [&](PanelState &s) {
-                      s.activeCalls = {u"+1 555 0142"_s};
-                      s.blockedApps = {editor, events};
-                      s.requestingApp = events.name;
-                  }),
-            scene(u"port-in-use"_s,
-                  [](PanelState &s) {
-                      s.serverListening = false;
-                      s.serverStatus = u"✗"_s;
-                      s.callPort = 8765;
-                      s.setup = Setup::denied;
-                  }),
-            scene(u"no-calls"_s,
-                  [](PanelState &s) {
-                      s.trusted = false;
-                      s.setup = Setup::installClaude;
-                  }),
-            scene(u"connecting"_s,
-                  [](PanelState &s) {
-                      s.agentConnected = false;
-                      s.setup = Setup::restart;
-                  }),
-            scene(u"sign-in-claude"_s, [](PanelState &s) { s.setup = Setup::signInClaude; }),
-            scene(u"prompting"_s,
-                  [&](PanelState &s) {
-                      s.setup = Setup::allow;
-                      s.requestingApp = events.name;
-                      s.blockedApps = {editor, events};
-                  }),
-            scene(u"long-names"_s, [&](PanelState &s) {
-                s.activeCalls = {u"+49 30 5550142"_s, u"the front desk of the house on the hill"_s, u"+1 555 0143"_s};
-                s.blockedApps = {longOne};
-                s.failure = u"No terminal is installed. Type this in a terminal: claude auth login"_s;
-            })};
-}
 
 QString symbolOf(const PanelState &state) {
     return menuBarSymbol({.inCall = !state.activeCalls.isEmpty(),
@@ -136,7 +50,7 @@ void pause() {
 
 bool drawPanels(const QDir &directory, const QString &scheme) {
     constexpr int AROUND = 8;
-    for (const auto &[name, state] : scenes()) {
+    for (const auto &[name, state] : test::panelScenes()) {
         MenuBarIcon icon({.onClick = [](const QRect &) {}, .onEntry = [](int) {}, .onPlace = [](bool) {}});
         icon.show(symbolForBar(symbolOf(state), state.busy), u"ombru"_s);
         pause();
@@ -187,8 +101,12 @@ int main(int argc, char **argv) {
     const QDir directory(QString::fromLocal8Bit(argv[1]));
     drawIcons(directory);
     const bool isLightDone = drawPanels(directory, u"light"_s);
+    const auto letters = QApplication::font();
+    QApplication::setFont(test::twiceAsLarge(letters));
+    const bool isLargeDone = drawPanels(directory, u"large"_s);
+    QApplication::setFont(letters);
     QApplication::setPalette(test::darkPalette());
-    if (isLightDone && drawPanels(directory, u"dark"_s))
+    if (isLightDone && isLargeDone && drawPanels(directory, u"dark"_s))
         return 0;
     std::fputs("ombru-panel-gallery: no host has embedded the icon\n", stderr);
     return 1;

@@ -1,8 +1,9 @@
-// ombru-window-gallery DIRECTORY: draws the question for consent and the privacy settings, light and dark, as PNG files
-// there. For docs/pictures, and for whoever changes how they look.
+// ombru-window-gallery DIRECTORY: draws the question for consent and the privacy settings, light, dark and in letters
+// twice as large, as PNG files there. For docs/pictures, and for whoever changes how they look.
 #include "app/privacy/PrivacyWindow.h"
 #include "platform/linux/consent/prompt/PromptWindow.h"
 #include "tests/support/DarkPalette.h"
+#include "tests/support/LargeLetters.h"
 #include "tests/support/Record.h"
 #include "tests/support/Wait.h"
 
@@ -67,12 +68,20 @@ bool furnish(const QTemporaryDir &home) {
            test::writeDecision(PROGRAM, EDITOR, true);
 }
 
+// In which the windows have room enough with ordinary letters.
+QString littleScreen(const QTemporaryDir &home) {
+    QFile file(home.filePath(u"screen.json"_s));
+    const QByteArray text(R"({"screens": [{"name": "little", "x": 0, "y": 0, "width": 1024, "height": 768,
+                                           "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})");
+    return file.open(QFile::WriteOnly) && file.write(text) == text.size() ? file.fileName() : QString();
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     const QTemporaryDir home;
     qputenv("XDG_DATA_HOME", home.path().toUtf8());
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + littleScreen(home).toUtf8());
     const QApplication application(argc, argv);
     if (argc != 2 || !QDir().mkpath(QString::fromLocal8Bit(argv[1])) || !furnish(home)) {
         std::fputs("ombru-window-gallery DIRECTORY\n", stderr);
@@ -80,6 +89,10 @@ int main(int argc, char **argv) {
     }
     const QDir directory(QString::fromLocal8Bit(argv[1]));
     drawAll(directory, u"light"_s);
+    const auto letters = QApplication::font();
+    QApplication::setFont(test::twiceAsLarge(letters));
+    drawAll(directory, u"large"_s);
+    QApplication::setFont(letters);
     QApplication::setPalette(test::darkPalette());
     drawAll(directory, u"dark"_s);
     return 0;
