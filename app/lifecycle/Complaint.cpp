@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPushButton>
 
 #include <cstdio>
 #include <unistd.h>
@@ -16,6 +17,7 @@ void complainToOwner(const QString &what) {
     if (!qApp || ::isatty(STDERR_FILENO) == 1)
         return;
     QMessageBox window(QMessageBox::Warning, QStringLiteral("ombru"), what, QMessageBox::Ok);
+    window.button(QMessageBox::Ok)->setIcon({});
     window.setTextFormat(Qt::PlainText);
     const Look look(window, [&window](const Colours &colours) { window.setStyleSheet(windowStyle(colours)); });
     window.exec();

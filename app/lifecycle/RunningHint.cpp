@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPushButton>
 
 namespace ombru {
 
@@ -40,6 +41,7 @@ void RunningHint::show(bool hasPlace) {
     if (!m_window) {
         const auto title = runningHintText(hasPlace).title;
         m_window = std::make_unique<QMessageBox>(QMessageBox::NoIcon, title, title, QMessageBox::Ok);
+        m_window->button(QMessageBox::Ok)->setIcon({}); // as no button of ours has one
         m_window->setTextFormat(Qt::PlainText);
         m_window->setModal(true);
         m_window->setWindowIcon(QIcon::fromTheme(u"ombru"_s));

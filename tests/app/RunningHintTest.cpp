@@ -1,5 +1,7 @@
 #include "app/lifecycle/RunningHint.h"
 
+#include "look/Colours.h"
+#include "look/Style.h"
 #include "tests/support/Wait.h"
 
 #include <QApplication>
@@ -49,6 +51,16 @@ TEST(RunningHint, IsModalWithOneButtonAndOpenOnce) {
     EXPECT_FALSE(hint.isOpen());
     hint.show(true);
     EXPECT_EQ(open().size(), 1);
+}
+
+TEST(RunningHint, IsDressedAsTheOtherWindowsAndShowsTheIconThatItSpeaksOf) {
+    RunningHint hint{[] {}};
+    hint.show(true);
+    EXPECT_EQ(open().front()->styleSheet(), windowStyle(wantedColours(ColourScheme::unknown, QApplication::palette())));
+    EXPECT_FALSE(open().front()->iconPixmap().isNull());
+    EXPECT_TRUE(open().front()->buttons().front()->icon().isNull());
+    hint.close();
+    settle();
 }
 
 TEST(RunningHint, TellsThatItIsClosedByWhomever) {
