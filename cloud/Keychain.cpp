@@ -2,12 +2,23 @@
 
 #include "base/Background.h"
 #include "platform/SecretStore.h"
+#include "platform/SystemLog.h"
 
 namespace ombru {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr Clock::Duration OWNERS_TIME = std::chrono::hours(24); // to unlock a store
+
+// Nobody is asked or shown anything: `ombru doctor` tells it, too.
+void logFailure(const QString &key, bool wasToBeKept) {
+    logger::error(
+        wasToBeKept ? u"The store for secrets has not kept \"%1\": it is gone with the end of this program."_s.arg(key)
+                    : u"The store for secrets still has \"%1\": it is used no more, and deleted when it is seen "
+                      "unlocked."_s.arg(key));
+}
 
 } // namespace
 
@@ -40,7 +51,7 @@ Task<> Keychain::write() {
         const auto kept =
             co_await backgroundWithin(OWNERS_TIME, stop, [next] { return setSecret(next.key, next.value); });
         if (kept && !*kept)
-            m_onLost(next.key);
+            logFailure(next.key, next.value.has_value());
     }
     m_writing = false;
     m_written.fire();

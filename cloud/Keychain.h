@@ -7,7 +7,6 @@
 #include <QString>
 
 #include <deque>
-#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -16,16 +15,14 @@ namespace ombru {
 
 class Keychain {
 public:
-    // Told of each key whose value the store did not take: it is gone with this program.
-    explicit Keychain(std::function<void(const QString &key)> onLost) : m_onLost(std::move(onLost)) {}
-
     // Reads the key from the store, however long its owner takes to unlock it, or until a stop. What was set meanwhile
     // counts.
     Task<> load(QString key, std::stop_token stop);
 
     // None as long as it was neither loaded nor set, and when there is none.
     std::optional<QString> get(const QString &key) const;
-    void set(const QString &key, const std::optional<QString> &value); // none deletes it
+    // None deletes it. What the store does not do, the log says.
+    void set(const QString &key, const std::optional<QString> &value);
 
     // Waits until all is written, that long at most: a store may never answer.
     Task<> end(Clock::Duration limit);
@@ -40,7 +37,6 @@ private:
     };
     Task<> write();
 
-    std::function<void(const QString &key)> m_onLost;
     std::map<QString, std::optional<QString>> m_known;
     std::deque<Write> m_writes;
     bool m_writing = false;

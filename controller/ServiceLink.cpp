@@ -248,12 +248,6 @@ void ServiceLink::keepPrompt(const QString &prompt) {
         m_reports->emit(u"✗ "_s + written.error().description, EventKind::warn);
 }
 
-void ServiceLink::signInLost() {
-    if (m_keychain.get(TOKEN)) // else nothing was to be kept any more
-        m_reports->emit(u"✗ The store for secrets did not keep your sign-in: after the next start, sign in again."_s,
-                        EventKind::warn);
-}
-
 void ServiceLink::refused() {
     m_keychain.set(TOKEN, std::nullopt);
     showAuth({Auth::SignedOut{}});

@@ -93,7 +93,6 @@ private:
     void applyConfig(const CloudConfig &config);
     void keepPrompt(const QString &prompt);
     void refused();
-    void signInLost();
     void unreachable(const QString &base, const QString &why);
     Task<> beat(std::stop_token cancelled);
     void startAgent();
@@ -109,7 +108,7 @@ private:
     std::stop_source m_asking; // the newest sign-in's for its code
     bool m_requestsOnly = false;
     bool m_promptKept = true; // the last time
-    Keychain m_keychain{[this](const QString &) { signInLost(); }};
+    Keychain m_keychain;
     std::shared_ptr<AgentClient> m_agent; // whoever sends refers to it weakly
     std::shared_ptr<Listener> m_listener; // its way back here, as long as it is the one
     QString m_email;                      // of the configuration

@@ -33,14 +33,27 @@ Task<Check> scriptCheck(std::shared_ptr<AppleScriptRunner::Run> handle) {
                     u"%1 must be ombru's own: build or install it again."_s.arg(osascriptPath())};
 }
 
+struct Secrets {
+    std::optional<QString> directory;
+    bool lagBehind = false;
+};
+
+Secrets lookAtSecrets() {
+    return {secretDirectory(), storeLagsBehind()};
+}
+
 Task<Check> secretsCheck(std::stop_token stop) {
-    const auto found = co_await backgroundWithin(STORE_LIMIT, stop, [] { return secretDirectory(); });
+    const auto found = co_await backgroundWithin(STORE_LIMIT, stop, lookAtSecrets);
     if (!found)
         co_return Check{false, u"The desktop's store for secrets does not answer."_s,
                         u"Log out of the desktop and in again."_s};
+    if (found->lagBehind)
+        co_return Check{false, u"The desktop's store has not taken the last change: what it still has is not used."_s,
+                        u"Unlock the store: the next start of ombru deletes that. To be signed in, sign in again."_s};
     co_return Check{true,
-                    *found ? u"kept in %1, for you alone to read: the desktop has no store for them"_s.arg(**found)
-                           : u"kept in the desktop's own store"_s,
+                    found->directory ? u"kept in %1, for you alone to read: the desktop has no store for them"_s.arg(
+                                           *found->directory)
+                                     : u"kept in the desktop's own store"_s,
                     {}};
 }
 

@@ -15,6 +15,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace ombru {
@@ -61,7 +62,9 @@ struct FakeDesktop {
     std::optional<Failure> consentFailure; // what reading and writing them answers instead
 
     std::map<QString, QString> secrets;
-    bool keepsSecrets = true; // else it takes none
+    bool keepsSecrets = true;          // else it takes none
+    bool secretsLocked = false;        // and whoever is asked to unlock them does not
+    std::set<QString> outdatedSecrets; // that it was to let go of, or to take
     std::optional<QString> secretDirectory;
     // Called before a secret is told, outside the lock, on the asking thread; may wait there.
     std::function<void()> beforeTellingSecrets;

@@ -3,6 +3,7 @@
 #include "base/WholeFile.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/services/BusNames.h"
+#include "platform/linux/services/OutdatedSecrets.h"
 #include "platform/linux/services/SecretItems.h"
 #include "platform/linux/services/SecretLibrary.h"
 #include "platform/linux/services/SessionBusAddress.h"
@@ -81,19 +82,25 @@ public:
         return decoded(QByteArrayView(bytes, static_cast<qsizetype>(length)));
     }
 
-    bool isThere() const {
-        if (!m_service)
-            return false;
-        GList *found = m_library.search(m_service.get(), &SCHEMA, m_attributes.get(), SECRET_SEARCH_NONE,
-                                        m_cancellable.get(), nullptr);
-        const bool any = found != nullptr;
-        m_library.listFree(found, m_library.objectUnref);
-        return any;
+    // None when that cannot be told.
+    std::optional<bool> isThere() const {
+        const auto found = search(SECRET_SEARCH_NONE);
+        return found ? std::optional(*found != nullptr) : std::nullopt;
     }
 
-    void clear() const {
+    // What is not locked. Asks the owner nothing. False when something is left, or when that cannot be told.
+    bool clearUnlocked() const {
         if (m_service)
             m_library.clear(m_service.get(), &SCHEMA, m_attributes.get(), m_cancellable.get(), nullptr);
+        return isThere() == false;
+    }
+
+    // All there is, once the owner has unlocked it. False as above.
+    bool remove() const {
+        const auto found = search(SECRET_SEARCH_ALL | SECRET_SEARCH_UNLOCK);
+        for (const GList *item = found ? found->get() : nullptr; item; item = item->next)
+            m_library.itemDelete(static_cast<SecretItem *>(item->data), m_cancellable.get(), nullptr);
+        return isThere() == false;
     }
 
     bool store(const QByteArray &value) const {
@@ -109,6 +116,25 @@ private:
     template <class T>
     using Owned = std::unique_ptr<T, void (*)(gpointer)>;
     auto unref() const -> void (*)(gpointer) { return m_library.objectUnref; }
+
+    struct ListFree {
+        const SecretLibrary *library;
+        void operator()(GList *list) const { library->listFree(list, library->objectUnref); }
+    };
+    using Items = std::unique_ptr<GList, ListFree>;
+
+    std::optional<Items> search(int flags) const {
+        if (!m_service)
+            return std::nullopt;
+        GError *error = nullptr;
+        Items found(m_library.search(m_service.get(), &SCHEMA, m_attributes.get(),
+                                     static_cast<SecretSearchFlags>(flags), m_cancellable.get(), &error),
+                    {&m_library});
+        if (!error)
+            return found;
+        m_library.clearError(&error);
+        return std::nullopt;
+    }
 
     void cancelLate(const std::stop_token &stop) const {
         std::mutex mutex;
@@ -180,35 +206,50 @@ std::optional<QString> secret(const QString &key) {
     return kept ? kept : inFile(key);
 }
 
+// What counts no more is deleted as soon as that takes no question, and not told before.
 std::optional<QString> secretWithin(std::chrono::nanoseconds limit, const QString &key) {
     const auto conversation = talkAbout(key, limit);
-    return conversation ? conversation->lookup() : std::nullopt;
+    if (!conversation || !settleOutdated(key, [&conversation] { return conversation->clearUnlocked(); }))
+        return std::nullopt;
+    return conversation->lookup();
 }
 
+// The note comes first: the owner may take hours to unlock the store, or never do it, and the program may end
+// meanwhile. Without a store, one that is only out of reach has an older value.
 bool setSecret(const QString &key, const std::optional<QString> &value) {
+    const bool noted = noteOutdated(key);
     if (!storeIsThere())
-        return setInFile(key, value);
-    setInFile(key, std::nullopt);
+        return setInFile(key, value) && noted;
+    const bool noFile = setInFile(key, std::nullopt);
     const auto conversation = talkAbout(key);
-    if (!conversation)
+    if (!conversation || !conversation->remove())
         return false;
-    conversation->clear();
-    return !value || conversation->store(value->toUtf8());
+    settleOutdated(key, [] { return true; });
+    if (!value)
+        return noFile;
+    const bool kept = conversation->store(value->toUtf8());
+    if (!kept)
+        noteOutdated(key);
+    return kept && noFile;
 }
 
 bool hasSecret(const QString &key) {
-    const auto conversation = talkAbout(key);
-    return conversation && conversation->isThere();
+    const auto conversation = isOutdated(key) ? std::nullopt : talkAbout(key);
+    return conversation && conversation->isThere().value_or(false);
 }
 
 bool hasSecrets() {
-    return hasSecret({});
+    const auto conversation = talkAbout({});
+    return conversation && conversation->isThere().value_or(false);
 }
 
 bool forgetSecrets() {
-    if (const auto conversation = storeIsThere() ? talkAbout({}) : std::nullopt)
-        conversation->clear();
-    return !hasSecrets();
+    const auto conversation = storeIsThere() ? talkAbout({}) : std::nullopt;
+    return conversation ? conversation->remove() : !hasSecrets();
+}
+
+bool storeLagsBehind() {
+    return isAnyOutdated() && storeIsThere();
 }
 
 std::optional<QString> secretDirectory() {

@@ -11,6 +11,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString KEY = u"device-token"_s;
+constexpr auto PASSWORD = "key ctrl+a && xdotool type password && xdotool key Return";
 constexpr auto PROMPT = "--onlyvisible --class gcr-prompter";
 
 class KeyringJourney : public ResidentJourney {
@@ -25,7 +26,11 @@ protected:
         }
         m_keyring.emplace(m_keys, Keyring::State::asking);
         m_application = startApplication();
-        EXPECT_TRUE(waitUntil([] { return succeeds(QByteArray("xdotool search ") + PROMPT); })) << "a prompt";
+        EXPECT_TRUE(asks());
+    }
+
+    static bool asks() {
+        return waitUntil([] { return succeeds(QByteArray("xdotool search ") + PROMPT); });
     }
 
     static bool succeeds(const QByteArray &command) {
@@ -35,6 +40,20 @@ protected:
     static bool typeUntilAnswered(const QByteArray &keys) {
         const auto isAnswered = [] { return !succeeds(QByteArray("xdotool search ") + PROMPT); };
         return waitUntil([&] { return isAnswered() || (succeeds("xdotool " + keys) && isAnswered()); });
+    }
+    // The owner leaves the keyring locked, and ends the application.
+    void dismissAndEnd() {
+        ASSERT_TRUE(typeUntilAnswered("key Escape"));
+        ASSERT_TRUE(waitUntil([this] { return status().contains(u"signed out"_s); }));
+        kill(SIGTERM);
+        ASSERT_EQ(end(m_application).status, 0);
+    }
+    // Without the application, which asks to unlock the keyring.
+    Finished signOut(const QByteArray &keys) {
+        const auto command = startProgram(u"ombru"_s, {u"sign-out"_s});
+        EXPECT_TRUE(asks());
+        EXPECT_TRUE(typeUntilAnswered(keys));
+        return end(command);
     }
     QString status() { return end(startProgram(u"ombru"_s, {u"status"_s})).out; }
 
@@ -47,7 +66,7 @@ protected:
 TEST_F(KeyringJourney, IsSignedInOnceItsOwnerHasUnlockedTheKeyring) {
     EXPECT_TRUE(status().contains(u"looking whether it is signed in"_s)) << status().toStdString();
     EXPECT_TRUE(m_service.requests.empty());
-    ASSERT_TRUE(typeUntilAnswered("key ctrl+a && xdotool type password && xdotool key Return"));
+    ASSERT_TRUE(typeUntilAnswered(PASSWORD));
     ASSERT_TRUE(connected());
     EXPECT_EQ(m_service.newest().request.header("Authorization"), "Bearer tok");
 }
@@ -61,4 +80,22 @@ TEST_F(KeyringJourney, IsSignedOutWhenItsOwnerDismissesThePromptAndLosesNothing)
     m_keyring.reset();
     const Keyring keyring(m_keys);
     EXPECT_EQ(secret(KEY), u"tok"_s);
+}
+
+TEST_F(KeyringJourney, ASignOutUnlocksTheKeyringAndDeletesWhatItHas) {
+    dismissAndEnd();
+    EXPECT_EQ(signOut(PASSWORD).status, 0);
+    EXPECT_FALSE(hasSecret(KEY));
+}
+
+TEST_F(KeyringJourney, ASignOutHoldsWhenItsOwnerLeavesTheKeyringLocked) {
+    dismissAndEnd();
+    EXPECT_EQ(signOut("key Escape").status, 0);
+    EXPECT_TRUE(hasSecret(KEY)) << "it was locked";
+    m_keyring.reset();
+    const Keyring keyring(m_keys);
+    m_application = startApplication();
+    EXPECT_TRUE(waitUntil([this] { return status().contains(u"signed out"_s); }));
+    EXPECT_TRUE(m_service.requests.empty());
+    EXPECT_FALSE(hasSecret(KEY));
 }

@@ -206,6 +206,14 @@ TEST_F(StatusTest, TheDoctorSaysWhereSecretsAreKept) {
         u"✓ secrets           kept in /home/me/secrets, for you alone to read: the desktop has no store for them\n"_s));
 }
 
+TEST_F(StatusTest, TheDoctorSaysThatTheStoreHasNotTakenAChange) {
+    desktop()->outdatedSecrets = {u"device-token"_s};
+    EXPECT_TRUE(doctor().text.contains(
+        u"✗ secrets           The desktop's store has not taken the last change: what it still has is not used.\n"
+        "                    → Unlock the store: the next start of ombru deletes that. To be signed in, sign in "
+        "again.\n"_s));
+}
+
 TEST_F(StatusTest, TheDoctorSaysWhetherTheStopKeyIsSeen) {
     EXPECT_TRUE(doctor().text.contains(u"✓ stop key          Ctrl+Shift+Escape stops the running task\n"_s));
     auto &usable = FakePlatform::instance().stopKeyUsable;

@@ -26,8 +26,15 @@ protected:
     static Guarded<FakeDesktop> &desktop() { return FakePlatform::instance().desktop; }
     static std::map<QString, QString> stored() { return desktop()->secrets; }
 
-    QStringList lost;
-    Keychain keychain{[this](const QString &key) { lost += key; }};
+    static QStringList errors() {
+        QStringList texts;
+        for (const auto &entry : FakePlatform::instance().logged)
+            if (entry.level == LogLevel::error)
+                texts += entry.text;
+        return texts;
+    }
+
+    Keychain keychain;
 };
 
 } // namespace
@@ -51,18 +58,29 @@ TEST_F(KeychainTest, AnswersAtOnceWhatWasSet) {
     EXPECT_TRUE(waitUntil([] { return stored().empty(); }));
 }
 
-TEST_F(KeychainTest, TellsWhatTheStoreDidNotTake) {
+TEST_F(KeychainTest, WhatTheStoreDidNotTakeIsInTheLog) {
     keychain.set(KEY, u"kept"_s);
     await(keychain.written());
-    EXPECT_TRUE(lost.isEmpty());
+    EXPECT_EQ(errors(), QStringList());
     desktop()->keepsSecrets = false;
     keychain.set(KEY, u"lost"_s);
     await(keychain.written());
-    EXPECT_EQ(lost, QStringList{KEY});
+    EXPECT_EQ(errors(), QStringList{u"The store for secrets has not kept \"device-token\": it is gone with the end of "
+                                    "this program."_s});
     EXPECT_EQ(keychain.get(KEY), u"lost"_s);
     keychain.set(KEY, std::nullopt);
     await(keychain.written());
-    EXPECT_EQ(lost.size(), 1);
+    EXPECT_EQ(errors().size(), 1);
+}
+
+TEST_F(KeychainTest, WhatALockedStoreStillHasIsInTheLog) {
+    desktop()->secrets[KEY] = u"token"_s;
+    desktop()->secretsLocked = true;
+    keychain.set(KEY, std::nullopt);
+    await(keychain.written());
+    EXPECT_EQ(errors(),
+              QStringList{u"The store for secrets still has \"device-token\": it is used no more, and deleted "
+                          "when it is seen unlocked."_s});
 }
 
 TEST_F(KeychainTest, WritesInTheOrderOfTheSets) {

@@ -2,8 +2,6 @@
 
 #include "tests/controller/LinkFixture.h"
 
-#include <atomic>
-
 using namespace ombru;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -61,23 +59,6 @@ TEST_F(ServiceLinkTest, AKeptTokenSignsInAndOpensTheChannel) {
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 2; }));
     EXPECT_EQ(service.newest().frames[0].payload, R"({"type":"hello"})");
     EXPECT_TRUE(service.newest().frames[1].payload.contains(R"("type":"state")"));
-}
-
-TEST_F(ServiceLinkTest, StaysLoadingWhileTheStoreWaitsForItsOwner) {
-    const auto gate = std::make_shared<std::atomic<bool>>(false);
-    FakePlatform::instance().desktop->secrets[u"device-token"_s] = u"tok"_s;
-    FakePlatform::instance().desktop->beforeTellingSecrets = [gate] { gate->wait(false); };
-    const auto booted = std::make_shared<bool>(false);
-    const auto booting = test::mark(state->boot(), booted);
-    settle();
-    clock.advance(1h);
-    settle();
-    EXPECT_EQ(auth(), u"loading"_s);
-    EXPECT_TRUE(service.requests.empty());
-    *gate = true;
-    gate->notify_all();
-    ASSERT_TRUE(waitUntil([&] { return *booted; }));
-    EXPECT_EQ(auth(), u"in ann@host"_s);
 }
 
 TEST_F(ServiceLinkTest, APromptThatCannotBeKeptIsSaidOnceUntilOneIsKeptAgain) {

@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <thread>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -161,10 +162,125 @@ TEST_F(SecretStore, ALockedOneThatNobodyCanUnlockIsAbsentAndStaysAsItIs) {
         EXPECT_TRUE(hasSecret(KEY));
         EXPECT_EQ(secret(KEY), std::nullopt);
         EXPECT_FALSE(setSecret(u"another"_s, u"lost"_s));
+        EXPECT_TRUE(storeLagsBehind());
         EXPECT_EQ(secret(u"another"_s), std::nullopt);
+        EXPECT_FALSE(storeLagsBehind()) << "there was nothing before";
     }
     const Keyring keyring(m_home);
     EXPECT_EQ(secret(KEY), u"token"_s);
+}
+
+TEST_F(SecretStore, WhatALockedOneDoesNotLetGoOfIsToldNoMoreAndGoneOnceItIsUnlocked) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"token"_s);
+        setSecret(u"another"_s, u"kept"_s);
+        EXPECT_FALSE(storeLagsBehind());
+    }
+    {
+        const Keyring keyring(m_home, Keyring::State::locked);
+        EXPECT_FALSE(setSecret(KEY, std::nullopt));
+        EXPECT_TRUE(storeLagsBehind());
+        EXPECT_FALSE(hasSecret(KEY));
+        EXPECT_TRUE(hasSecrets());
+        EXPECT_EQ(secret(KEY), std::nullopt);
+        EXPECT_TRUE(storeLagsBehind()) << "it is locked still";
+    }
+    const Keyring keyring(m_home);
+    EXPECT_EQ(output("secret-tool lookup service com.ombru.mac account device-token"), "token");
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_EQ(output("secret-tool lookup service com.ombru.mac account device-token"), "");
+    EXPECT_EQ(secret(u"another"_s), u"kept"_s);
+    EXPECT_FALSE(storeLagsBehind());
+    EXPECT_TRUE(setSecret(KEY, u"new"_s));
+    EXPECT_EQ(secret(KEY), u"new"_s);
+}
+
+TEST_F(SecretStore, ANewOneThatALockedOneDoesNotTakeLeavesNoOlderOne) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"old"_s);
+    }
+    {
+        const Keyring keyring(m_home, Keyring::State::locked);
+        EXPECT_FALSE(setSecret(KEY, u"new"_s));
+    }
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_FALSE(hasSecret(KEY));
+    EXPECT_EQ(output("secret-tool search --all service com.ombru.mac 2>/dev/null"), "");
+}
+
+TEST_F(SecretStore, TheNextChangeMakesUpForOneThatALockedOneDidNotTake) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"old"_s);
+    }
+    {
+        const Keyring keyring(m_home, Keyring::State::locked);
+        EXPECT_FALSE(setSecret(KEY, std::nullopt));
+    }
+    const Keyring keyring(m_home);
+    EXPECT_TRUE(setSecret(KEY, u"new"_s));
+    EXPECT_FALSE(storeLagsBehind());
+    EXPECT_EQ(secret(KEY), u"new"_s);
+    EXPECT_EQ(output("secret-tool search --all service com.ombru.mac 2>/dev/null").count("secret = "), 1);
+}
+
+TEST_F(SecretStore, ALockedOneDoesNotForgetAndSaysSo) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"token"_s);
+    }
+    const Keyring keyring(m_home, Keyring::State::locked);
+    EXPECT_FALSE(forgetSecrets());
+    EXPECT_TRUE(hasSecrets());
+}
+
+TEST_F(SecretStore, OneThatIsOutOfReachWhenSomethingIsForgottenHasNothingLater) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"in the store"_s);
+    }
+    {
+        const Variable none("DBUS_SESSION_BUS_ADDRESS");
+        const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
+        EXPECT_TRUE(setSecret(KEY, std::nullopt));
+        EXPECT_EQ(secret(KEY), std::nullopt);
+    }
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secret(KEY), std::nullopt);
+    EXPECT_FALSE(hasSecret(KEY));
+}
+
+TEST_F(SecretStore, WhatAFileGotLaterCountsMoreThanWhatTheStoreHad) {
+    {
+        const Keyring keyring(m_home);
+        setSecret(KEY, u"in the store"_s);
+    }
+    {
+        const Variable none("DBUS_SESSION_BUS_ADDRESS");
+        const Variable nowhere("XDG_RUNTIME_DIR", "/nonexistent");
+        EXPECT_TRUE(setSecret(KEY, u"later"_s));
+    }
+    const Keyring keyring(m_home);
+    EXPECT_EQ(secret(KEY), u"later"_s);
+    EXPECT_FALSE(hasSecret(KEY)) << "not in the store";
+    EXPECT_TRUE(setSecret(KEY, std::nullopt));
+    EXPECT_EQ(secret(KEY), std::nullopt);
+}
+
+TEST_F(SecretStore, WhatIsToGoIsNotedBeforeTheStoreIsAskedWhichTheProgramMayNotSeeTheEndOf) {
+    const Keyring keyring(m_home);
+    setSecret(KEY, u"token"_s);
+    keyring.signal(SIGSTOP);
+    {
+        const std::jthread changing([] { setSecret(KEY, std::nullopt); });
+        EXPECT_TRUE(waitUntil(storeLagsBehind));
+        keyring.signal(SIGCONT);
+    }
+    EXPECT_FALSE(storeLagsBehind());
+    EXPECT_EQ(secret(KEY), std::nullopt);
 }
 
 TEST_F(SecretStore, AServiceThatNeverAnswersIsGivenUp) {

@@ -7,7 +7,7 @@
 
 namespace ombru {
 
-// Whether there is a secret under that key, be it locked. Asks the owner nothing. False when the store cannot be used.
+// Whether there is a secret under that key that counts, be it locked. Asks the owner nothing. False when the store cannot be used.
 bool hasSecret(const QString &key);
 
 // secret(), with a limit of the caller's for the store and for an owner who is asked to unlock it.

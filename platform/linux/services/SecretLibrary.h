@@ -16,6 +16,7 @@ struct SecretLibrary {
     decltype(&g_object_unref) objectUnref;
     decltype(&g_hash_table_unref) tableUnref;
     decltype(&g_list_free_full) listFree;
+    decltype(&g_clear_error) clearError;
     decltype(&secret_attributes_build) attributesBuild;
     decltype(&secret_service_get_type) serviceType;
     decltype(&secret_service_open_sync) open;
@@ -23,6 +24,7 @@ struct SecretLibrary {
     decltype(&secret_service_search_sync) search;
     decltype(&secret_service_store_sync) store;
     decltype(&secret_service_clear_sync) clear;
+    decltype(&secret_item_delete_sync) itemDelete;
     decltype(&secret_value_new) valueNew;
     decltype(&secret_value_get) valueGet;
     decltype(&secret_value_unref) valueUnref;
