@@ -8,10 +8,11 @@
 #include "tests/support/Processes.h"
 #include "tests/support/Variable.h"
 
-#include <QProcess>
-
 #include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using namespace ombru;
 using namespace ombru::test;
@@ -194,18 +195,17 @@ TEST_F(OpenInTerminal, TakesTheFirstKnownOneThatIsInstalled) {
     EXPECT_EQ(written("arguments"), "-x|" + file("a.command.window") + '|');
 }
 
+// Of two lines that are typed the first is the one it waits for.
 TEST_F(OpenInTerminal, TheWindowStaysUntilItsOwnerHasReadHowItEnded) {
-    m_scratch.script(u"xterm"_s, "echo $$ > '" + file("pid") + "'");
-    const auto command = m_scratch.script(u"it's.command"_s, "echo begun; false | true || exit 1; echo done");
-    ASSERT_TRUE(openInTerminal(command));
+    ASSERT_EQ(::mkfifo(file("keys").constData(), S_IRUSR | S_IWUSR), 0);
+    m_scratch.script(u"xterm"_s, "{ \"$2\" >'" + file("said") + "'; read -r next; echo \"$next\" >'" + file("next") +
+                                     "'; echo $$ >'" + file("pid") + "'; } <'" + file("keys") + "'");
+    ASSERT_TRUE(openInTerminal(m_scratch.script(u"it's.command"_s, "echo begun; false | true || exit 1; echo done")));
+    const Descriptor keys(::open(file("keys").constData(), O_RDWR | O_CLOEXEC)); // waits for no reader
+    ASSERT_EQ(::write(keys.number(), "one\ntwo\n", 8), 8);
     ASSERT_GT(pidIn(m_scratch.path(u"pid"_s)), 0);
-    QProcess window;
-    window.start(command + u".window"_s, QStringList());
-    ASSERT_TRUE(waitUntil([&] { return window.bytesAvailable() == 7; }));
-    EXPECT_EQ(window.readAllStandardOutput(), "begun\n\n") << "what failed in a pipe ended it";
-    EXPECT_EQ(window.state(), QProcess::Running);
-    window.write("\n");
-    EXPECT_TRUE(waitUntil([&] { return window.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(written("said"), "begun") << "what failed in a pipe ended it";
+    EXPECT_EQ(written("next"), "two");
 }
 
 TEST_F(OpenInTerminal, WhereTheWindowsFileCannotBeWrittenSaysWhatToType) {
