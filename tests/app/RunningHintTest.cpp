@@ -46,6 +46,7 @@ TEST(RunningHint, IsModalWithOneButtonAndOpenOnce) {
     ASSERT_EQ(open().size(), 1);
     EXPECT_TRUE(open().front()->isModal());
     ASSERT_EQ(open().front()->buttons().size(), 1);
+    EXPECT_EQ(open().front()->buttons().front()->text(), u"OK");
     open().front()->buttons().front()->click();
     settle();
     EXPECT_FALSE(hint.isOpen());

@@ -1,6 +1,7 @@
 // Calls, from the account's configuration to the spoken answer, over real connections.
 
 #include "app/call/PhoneProvider.h"
+#include "base/SystemEvents.h"
 #include "tests/controller/LinkFixture.h"
 #include "tests/support/SpeechService.h"
 
@@ -81,6 +82,17 @@ protected:
         return phone;
     }
     void utter(const QString &text) { speech.newest().results(text, Finality::speechFinal); }
+    // From now on it is there, and answers a question once the file "go" is.
+    void makeClaudeReady() {
+        EXPECT_TRUE(QFile::rename(CLAUDE + u".away"_s, CLAUDE));
+        claude.file(u"reply"_s, resultJson(u"DONE: ok"_s));
+        claude.playAlways("case $1 in --help) echo '" + Claude::requiredFlags.join(u' ').toUtf8() +
+                          "'; exit;; auth) echo '{\"loggedIn\":true}'; exit;; esac\n"
+                          "while [ ! -e \"$HOME/go\" ]; do sleep 0.01; done\ncat \"$d/reply\"\n");
+    }
+    bool shows(const QString &icon) {
+        return waitUntil([&] { return state->icon() == icon; });
+    }
     bool says(const QString &event) {
         return waitUntil([&] { return events.contains(event); });
     }
@@ -189,6 +201,46 @@ TEST_F(CallDeskTest, ACallIsShownWhileItLastsAndAnnounced) {
     EXPECT_TRUE(says(u"call: ☎ call from Ann ended"_s));
     EXPECT_TRUE(waitUntil([&] { return phone.closed.has_value(); }));
     EXPECT_FALSE(state->speaking());
+}
+
+TEST_F(CallDeskTest, TheIconShowsAllThatItDependsOn) {
+    makeClaudeReady();
+    FakePlatform::instance().desktop->applications[SYSTEM_EVENTS_ID.toString()] = {.name = u"System Events"_s};
+    EXPECT_TRUE(shows(u"phone.down"_s));
+    allow(false);
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    EXPECT_TRUE(shows(u"phone.down"_s)) << "it takes no calls";
+    allow(true);
+    bootAgain();
+    ASSERT_TRUE(waitUntil([this] { return state->serverListening(); }));
+    EXPECT_TRUE(shows(u"phone"_s));
+    FakePlatform::instance().desktop->inputAllowed = false;
+    test::await(state->refreshPermissions());
+    EXPECT_TRUE(shows(u"phone.badge.exclamationmark"_s));
+    FakePlatform::instance().desktop->inputAllowed = true;
+    test::await(state->refreshPermissions());
+    EXPECT_TRUE(shows(u"phone"_s));
+
+    state->setWebChannelOpen(false);
+    EXPECT_TRUE(shows(u"phone"_s)) << "the service answers still";
+    ASSERT_TRUE(state->settings.serverURL.write(u"http://127.0.0.1:1"_s));
+    bootAgain();
+    EXPECT_FALSE(state->cloudReachable());
+    EXPECT_TRUE(shows(u"phone.down"_s));
+    state->setWebChannelOpen(true);
+    EXPECT_TRUE(shows(u"phone"_s)) << "the channel is open";
+    state->cancelSignIn();
+    EXPECT_TRUE(shows(u"phone.down"_s)) << "signed out";
+
+    call(u"Ann"_s);
+    EXPECT_TRUE(onTheLine({u"Ann"_s}));
+    EXPECT_TRUE(shows(u"phone.fill"_s));
+    ASSERT_TRUE(state->startTask(u"look"_s));
+    EXPECT_TRUE(shows(u"phone.connection.fill"_s));
+    go();
+    finish();
+    EXPECT_TRUE(shows(u"phone.fill"_s));
 }
 
 TEST_F(CallDeskTest, EachCallEndsItsOwnEntry) {

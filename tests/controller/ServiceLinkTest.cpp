@@ -1,6 +1,9 @@
 // The start, the configuration and the heartbeat.
 
+#include "base/SerialQueue.h"
 #include "tests/controller/LinkFixture.h"
+
+#include <latch>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -21,6 +24,24 @@ protected:
         clock.advance(60s);
         ASSERT_TRUE(requested(CONFIG, requests));
         comeToRest();
+    }
+    // A second sign-in, while this computer is signed in.
+    void signInAgain() {
+        const auto before = events.count(u"good: signed in as ann@host"_s);
+        polls = {json(R"({"status": "ok", "token": "again"})")};
+        state->signIn();
+        ASSERT_TRUE(waitUntil([this] { return state->auth->is<Auth::Pairing>(); }));
+        comeToRest();
+        clock.advance(2s);
+        ASSERT_TRUE(waitUntil([&] { return events.count(u"good: signed in as ann@host"_s) > before; }));
+        comeToRest();
+    }
+    // What was sent so far has been looked at by the channel.
+    static void settleChannel() {
+        SerialQueue queue("test.later", SerialQueue::Jobs::lengthy);
+        std::latch passed(1);
+        queue.post([&passed] { passed.count_down(); });
+        passed.wait();
     }
     // A base where nothing listens.
     void unplug() { EXPECT_TRUE(state->settings.serverURL.write(u"http://127.0.0.1:1"_s)); }
@@ -238,6 +259,91 @@ TEST_F(ServiceLinkTest, EachBeatLooksAtThePermissions) {
     beat(2);
     EXPECT_TRUE(
         waitUntil([this] { return state->permStates->value(u"accessibility"_s) == Permission::State::missing; }));
+}
+
+TEST_F(ServiceLinkTest, ASecondSignInLeavesOneHeartbeat) {
+    boot();
+    signInAgain();
+    ASSERT_TRUE(requested(CONFIG, 3)) << "the start's, the sign-in's, and the last round of the heartbeat before";
+    for (std::size_t minute = 1; minute <= 3; ++minute)
+        beat(3 + minute);
+    EXPECT_EQ(requestsFor(CONFIG), 6U) << "one a minute";
+}
+
+TEST_F(ServiceLinkTest, ASecondStartLeavesOneHeartbeat) {
+    boot();
+    comeToRest();
+    boot();
+    ASSERT_TRUE(requested(CONFIG, 3));
+    for (std::size_t minute = 1; minute <= 3; ++minute)
+        beat(3 + minute);
+    EXPECT_EQ(requestsFor(CONFIG), 6U);
+}
+
+TEST_F(ServiceLinkTest, AHeartbeatWhoseWaitIsCutShortFinishesItsRoundAtOnce) {
+    boot();
+    comeToRest();
+    FakePlatform::instance().desktop->inputAllowed = false;
+    state->signOut();
+    EXPECT_TRUE(waitUntil([this] {
+        return state->permStates->value(u"accessibility"_s) == Permission::State::missing;
+    })) << "no time has passed";
+    comeToRest();
+    FakePlatform::instance().desktop->inputAllowed = true;
+    clock.advance(10min);
+    comeToRest();
+    EXPECT_EQ(state->permStates->value(u"accessibility"_s), Permission::State::missing) << "it was the last round";
+}
+
+TEST_F(ServiceLinkTest, ConfigurationsThatOverlapCountInTheOrderInWhichTheyCome) {
+    boot();
+    comeToRest();
+    service.forgetRequests();
+    config = {.manner = AccountReply::Manner::later};
+    clock.advance(60s);
+    ASSERT_TRUE(requested(CONFIG, 1)); // the heartbeat's
+    const auto again = test::mark(state->boot(), std::make_shared<bool>());
+    ASSERT_TRUE(requested(CONFIG, 2));
+    service.answerNow(1, json(R"({"email": "second@host", "system_prompt": "second"})"));
+    ASSERT_TRUE(becomes(u"in second@host"_s)) << "which nobody holds up";
+    service.answerNow(0, json(R"({"email": "first@host"})"));
+    ASSERT_TRUE(becomes(u"in first@host"_s)) << "it has come last";
+    EXPECT_EQ(state->config->email, u"first@host"_s);
+    EXPECT_EQ(state->config->systemPrompt, QString()) << "all of it";
+}
+
+TEST_F(ServiceLinkTest, ARefusalThatComesAfterAnOverlappingConfigurationSignsOut) {
+    boot();
+    comeToRest();
+    service.forgetRequests();
+    config = {.manner = AccountReply::Manner::later};
+    clock.advance(60s);
+    ASSERT_TRUE(requested(CONFIG, 1));
+    const auto again = test::mark(state->boot(), std::make_shared<bool>());
+    ASSERT_TRUE(requested(CONFIG, 2));
+    service.answerNow(1, json(R"({"email": "second@host"})"));
+    ASSERT_TRUE(becomes(u"in second@host"_s));
+    service.answerNow(0, {.status = 401});
+    ASSERT_TRUE(becomes(u"out"_s));
+    EXPECT_EQ(state->config->email, u"second@host"_s);
+}
+
+TEST_F(ServiceLinkTest, WhatHappensWhileTheChannelOpensIsNotSent) {
+    service.manner = test::AccountService::Manner::stalls;
+    boot();
+    ASSERT_TRUE(waitUntil([this] { return service.channels.size() == 1; }));
+    state->emit(u"too early"_s, EventKind::good);
+    settleChannel();
+    service.answerNow(service.newest());
+    ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
+    state->emit(u"in time"_s, EventKind::good);
+    ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 3; }));
+    const auto &frames = service.newest().frames;
+    EXPECT_EQ(frames[0].payload, R"({"type":"hello"})");
+    EXPECT_TRUE(frames[1].payload.contains(R"("type":"state")"));
+    EXPECT_TRUE(frames[2].payload.contains("in time"));
+    comeToRest();
+    EXPECT_EQ(service.frameCount(), 3U);
 }
 
 TEST_F(ServiceLinkTest, SigningOutEndsTheHeartbeatAfterItsRound) {

@@ -229,6 +229,65 @@ TEST_F(SignIn, ACancelSendsOneMorePollAndEndsSilently) {
     EXPECT_EQ(auth(), u"out"_s);
 }
 
+TEST_F(SignIn, TwoAtATimeAskSideBySideUntilACancel) {
+    begin();
+    start = json(R"({"device_code": "other", "user_code": "EF-GH", "verify_url": "https://host/other"})");
+    state->signIn();
+    ASSERT_TRUE(becomes(u"pairing EF-GH https://host/other"_s));
+    service.requests.clear();
+    for (std::size_t round = 1; round <= 3; ++round) {
+        comeToRest(); // their waits have begun
+        if (round == 3)
+            state->cancelSignIn();
+        clock.advance(2s);
+        ASSERT_TRUE(requested(POLL, 2 * round));
+    }
+    QStringList codes;
+    for (const auto &request : service.requests)
+        codes += request.json()[u"device_code"_s].toString();
+    EXPECT_EQ(codes.count(u"dev"_s), 3);
+    EXPECT_EQ(codes.count(u"other"_s), 3);
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 6U) << "those that were due at the cancel were the last";
+    EXPECT_FALSE(state->signingIn->running);
+}
+
+TEST_F(SignIn, TheApprovalOfOneOfTwoEndsTheOther) {
+    begin();
+    start = json(R"({"device_code": "other", "user_code": "EF-GH", "verify_url": "https://host/other"})");
+    state->signIn();
+    ASSERT_TRUE(becomes(u"pairing EF-GH https://host/other"_s));
+    comeToRest();
+    service.forgetRequests();
+    polls = {{.manner = AccountReply::Manner::later}};
+    clock.advance(2s);
+    ASSERT_TRUE(requested(POLL, 2));
+    service.answerNow(0, json(R"({"status": "ok", "token": "new"})"));
+    ASSERT_TRUE(becomes(u"in ann@host"_s));
+    EXPECT_TRUE(state->signingIn->running);
+    service.answerNow(1, json("{}"));
+    ASSERT_TRUE(waitUntil([this] { return !state->signingIn->running; }));
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 2U);
+    EXPECT_EQ(auth(), u"in ann@host"_s);
+    EXPECT_EQ(events, QStringList{u"good: signed in as ann@host"_s});
+}
+
+TEST_F(SignIn, ACodeThatExpiresWithThePollAfterACancelIsSaid) {
+    polls = {json(R"({"status": "expired"})")};
+    begin();
+    state->cancelSignIn();
+    pass(2s);
+    ASSERT_TRUE(waitUntil([this] { return !state->signingIn->running; }));
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_EQ(events, QStringList{u"warn: Sign-in code expired — try again."_s});
+    pass(10s);
+    comeToRest();
+    EXPECT_EQ(requestsFor(POLL), 1U);
+}
+
 TEST_F(SignIn, ACancelWhileItsCodeIsOnTheWayIsOvertakenByIt) {
     start.manner = AccountReply::Manner::later;
     state->signIn();
@@ -282,6 +341,17 @@ TEST_F(SignIn, AnApprovalWithoutATokenDeletesTheStoredOne) {
     ASSERT_TRUE(waitUntil([this] { return events.last().startsWith(u"good: signed in as "_s); }));
     EXPECT_TRUE(waitUntil([] { return !storedToken(); }));
     EXPECT_EQ(requestsFor(CONFIG), 1U) << "the start's";
+}
+
+TEST_F(SignIn, AnApprovalWithoutATokenOnANewComputerNamesNobody) {
+    polls = {json(R"({"status": "ok"})")};
+    begin();
+    pass(2s);
+    ASSERT_TRUE(waitUntil([this] { return !state->signingIn->running; }));
+    EXPECT_EQ(events, QStringList{u"good: signed in as "_s});
+    EXPECT_EQ(auth(), u"out"_s);
+    EXPECT_EQ(requestsFor(CONFIG), 0U);
+    EXPECT_FALSE(state->cloudReachable());
 }
 
 TEST_F(SignIn, AnApprovalWithoutATokenLeavesTheChannelToTheServiceAsARefusalDoes) {
@@ -372,9 +442,12 @@ TEST_F(SignIn, SigningOutForgetsTheTokenAndEndsTheChannelButNoTask) {
     boot();
     ASSERT_TRUE(waitUntil([this] { return state->agentConnected(); }));
     EXPECT_TRUE(state->startTask(u"go"_s));
+    EXPECT_TRUE(state->cloudReachable());
+    EXPECT_EQ(storedToken(), u"tok"_s);
     state->signOut();
     EXPECT_EQ(auth(), u"out"_s);
     EXPECT_FALSE(state->agentConnected());
+    EXPECT_FALSE(state->cloudReachable());
     EXPECT_TRUE(waitUntil([this] { return service.newest().gone; }));
     EXPECT_EQ(service.newest().frames.back().opcode, 8);
     EXPECT_TRUE(waitUntil([] { return !storedToken(); }));

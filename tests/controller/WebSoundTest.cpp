@@ -217,10 +217,20 @@ TEST_F(WebSoundTest, BlocksBetweenTwoSignInsAreGoneToo) {
 
 TEST_F(WebSoundTest, ASignOutEndsItAfterTheChannel) {
     stream();
+    std::optional<bool> connectedThen;
+    const auto watched = state->onEvent([&](const Event &event) {
+        if (STOPPED.endsWith(event.text))
+            connectedThen = state->agentConnected();
+    });
+    ASSERT_TRUE(state->agentConnected());
     state->signOut();
+    EXPECT_EQ(connectedThen, false) << "the line is no more for the channel";
     EXPECT_EQ(events.last(), STOPPED);
     EXPECT_TRUE(ended());
     EXPECT_EQ(auth(), u"out"_s);
+    ASSERT_TRUE(waitUntil([this] { return service.newest().gone; }));
+    for (const auto &frame : service.newest().frames)
+        EXPECT_FALSE(frame.payload.contains("stopped streaming")) << frame.payload.toStdString();
     state->signOut();
     EXPECT_EQ(events.count(STOPPED), 1);
 }

@@ -161,8 +161,12 @@ void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &reque
         socket->abort();
     if (manner == Manner::refuses)
         send(socket, refusal);
-    if (manner != Manner::answers)
-        return;
+    if (manner == Manner::answers)
+        answerNow(channel);
+}
+
+void AccountService::answerNow(Channel &channel) {
+    auto *socket = channel.socket.get();
     QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, &channel] {
         channel.unread += channel.socket->readAll();
         while (auto frame = takeFrame(channel.unread)) {
@@ -170,7 +174,7 @@ void AccountService::openChannel(QTcpSocket *socket, const AccountRequest &reque
             onFrame(channel);
         }
     });
-    const auto key = request.header("Sec-WebSocket-Key") + GUID;
+    const auto key = channel.request.header("Sec-WebSocket-Key") + GUID;
     socket->write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
                   "Sec-WebSocket-Accept: " +
                   QCryptographicHash::hash(key, QCryptographicHash::Sha1).toBase64() + "\r\n\r\n");

@@ -76,6 +76,7 @@ public:
     void forgetRequests(); // and their connections; the next one is number 0
 
     Manner manner = Manner::answers;
+    void answerNow(Channel &channel); // one that was not answered when it came
     AccountReply refusal = {.status = 403};
     std::function<void(Channel &)> onChannel = [](Channel &) {}; // it has just been answered
     std::function<void(Channel &)> onFrame = [](Channel &) {};   // its last one has just come
