@@ -6,6 +6,7 @@
 #include "look/Style.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -67,6 +68,9 @@ void RunningHint::show(bool hasPlace) {
 void RunningHint::dress(const Colours &colours) {
     m_window->setStyleSheet(windowStyle(colours));
     m_window->setIconPixmap(symbolPixmap(u"phone"_s, withLetters(SYMBOL), colours.ink, m_window->devicePixelRatioF()));
+    for (auto *label : m_window->findChildren<QLabel *>())
+        if (!label->pixmap().isNull())
+            label->setAccessibleName(u"ombru"_s); // a screen reader comes by it
 }
 
 void RunningHint::setHasPlace(bool hasPlace) {

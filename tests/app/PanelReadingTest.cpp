@@ -33,7 +33,11 @@ protected:
             << nameless.join(u", "_s).toStdString();
         return found;
     }
-    void openPanel() { EXPECT_EQ(ombru({u"panel"_s}).status, 0); }
+    // Once it listens: before that the command would start another one.
+    void openPanel() {
+        ASSERT_TRUE(waitUntil([this] { return QFile::exists(socket()); }));
+        EXPECT_EQ(ombru({u"panel"_s}).status, 0);
+    }
     // A tool that is there and signed in, and all that a task needs allowed.
     void allowAll() {
         EXPECT_TRUE(QFile::remove(claude()));

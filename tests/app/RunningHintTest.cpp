@@ -5,6 +5,7 @@
 #include "tests/support/Wait.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -59,6 +60,8 @@ TEST(RunningHint, IsDressedAsTheOtherWindowsAndShowsTheIconThatItSpeaksOf) {
     hint.show(true);
     EXPECT_EQ(open().front()->styleSheet(), windowStyle(wantedColours(ColourScheme::unknown, QApplication::palette())));
     EXPECT_FALSE(open().front()->iconPixmap().isNull());
+    for (const auto *label : open().front()->findChildren<QLabel *>())
+        EXPECT_TRUE(label->pixmap().isNull() || label->accessibleName() == u"ombru");
     EXPECT_TRUE(open().front()->buttons().front()->icon().isNull());
     hint.close();
     settle();
