@@ -25,12 +25,13 @@ QUrl publicURLOf(const QString &given, std::uint16_t port) {
 
 } // namespace
 
-Server::Server(ServiceSettings &settings, DataLock lock, Stores stores, Options options)
-    : m_lock(std::move(lock)), m_store(std::move(stores.store)), m_reader(std::move(stores.reader)),
+Server::Server(ServiceSettings &settings, DataLock lock, Stores stores, JournalStart journal, Options options)
+    : m_lock(std::move(lock)), m_store(std::move(stores.store), StoreQueue::Priority::low),
+      m_reader(std::move(stores.reader)), m_pages(std::move(stores.pages)),
       m_service{.settings = settings,
                 .store = m_store,
                 .reader = m_reader,
-                .hub = Hub::make(m_store),
+                .hub = Hub::make(m_store, m_pages, std::move(journal)),
                 .passwordCost = options.passwordCost},
       m_router(m_service), m_options(std::move(options)) {}
 
@@ -41,9 +42,15 @@ struct Server::Kept {
     std::vector<ComputerRecord> computers;
     std::map<qint64, LiveComputer::Last> last;
     bool isNew;
+    JournalStart journal;
 };
 
 Result<Server::Kept> Server::read(Store &store) {
+    const auto leftOut = store.takeInJournal();
+    if (!leftOut)
+        return std::unexpected(leftOut.error());
+    for (const auto &line : *leftOut)
+        logEvent(u"journal-left-out", {{u"why", line}});
     if (const auto begun = store.history.begin(); !begun)
         return std::unexpected(begun.error());
     const auto computers = store.computers.all();
@@ -61,7 +68,10 @@ Result<Server::Kept> Server::read(Store &store) {
     const auto isNew = store.accounts.isEmpty();
     if (!isNew)
         return std::unexpected(isNew.error());
-    return Kept{*computers, std::move(last), *isNew};
+    auto journal = store.beginJournal();
+    if (!journal)
+        return std::unexpected(journal.error());
+    return Kept{*computers, std::move(last), *isNew, *std::move(journal)};
 }
 
 Result<Server::Stores> Server::open(const QString &file, const Options &options) {
@@ -71,7 +81,10 @@ Result<Server::Stores> Server::open(const QString &file, const Options &options)
     auto reader = Store::openReader(file);
     if (!reader)
         return std::unexpected(reader.error());
-    return Stores{*std::move(store), *std::move(reader)};
+    auto pages = Store::openReader(file);
+    if (!pages)
+        return std::unexpected(pages.error());
+    return Stores{*std::move(store), *std::move(reader), *std::move(pages)};
 }
 
 Result<std::unique_ptr<Server>> Server::start(ServiceSettings &settings, Options options) {
@@ -87,7 +100,8 @@ Result<std::unique_ptr<Server>> Server::start(ServiceSettings &settings, Options
     auto kept = read(*stores->store);
     if (!kept)
         return std::unexpected(kept.error());
-    std::unique_ptr<Server> server(new Server(settings, *std::move(lock), *std::move(stores), options));
+    std::unique_ptr<Server> server(
+        new Server(settings, *std::move(lock), *std::move(stores), std::move(kept->journal), options));
     server->m_service.hub->load(std::move(kept->computers), std::move(kept->last));
     if (kept->isNew)
         server->m_service.visitCode = newVisitCode();

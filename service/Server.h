@@ -27,6 +27,7 @@ public:
 
     StoreQueue &store() { return m_store; }
     StoreQueue &reader() { return m_reader; } // of the history
+    StoreQueue &pages() { return m_pages; }   // the same, for pages that catch up
 
     // Says goodbye to everybody, and has kept what they told.
     Task<> stop();
@@ -35,8 +36,9 @@ private:
     struct Stores {
         std::unique_ptr<Store> store;
         std::unique_ptr<Store> reader;
+        std::unique_ptr<Store> pages;
     };
-    Server(ServiceSettings &settings, DataLock lock, Stores stores, Options options);
+    Server(ServiceSettings &settings, DataLock lock, Stores stores, JournalStart journal, Options options);
     static Result<Stores> open(const QString &file, const Options &options);
     struct Kept;
     static Result<Kept> read(Store &store);
@@ -50,6 +52,7 @@ private:
     const DataLock m_lock;
     StoreQueue m_store;
     StoreQueue m_reader;
+    StoreQueue m_pages;
     Service m_service;
     Router m_router;
     const Options m_options;

@@ -118,7 +118,8 @@ void describe(CLI::App &app, Words &words) {
     app.add_option("--port", words.overrides["port"], "TCP port, for this run; 0 for a free one");
     app.add_option("--data", words.overrides["dataDirectory"], "Where it keeps everything, for this run");
     app.add_option("--public-url", words.overrides["publicURL"], "Address at which browsers reach it, for this run");
-    addCommand(app, "backup", "Copy everything into one file, also while the service runs", "FILE", "The copy", words);
+    addCommand(app, "backup", "Copy everything that was told so far into one file, also while the service runs", "FILE",
+               "The copy", words);
     addCommand(app, "restore", "Put a copy in the place of what there is, while no service runs", "FILE", "The copy",
                words);
     addCommand(app, "add-user", "Make another account; its password comes from standard input", "EMAIL", "Its address",

@@ -36,18 +36,20 @@ std::map<qint64, std::vector<Item>> byComputer(const std::vector<Item> &items) {
 
 } // namespace
 
-std::shared_ptr<Hub> Hub::make(StoreQueue &store) {
+std::shared_ptr<Hub> Hub::make(StoreQueue &store, StoreQueue &pages, JournalStart journal) {
     auto transport = Transport::make("ombru.live");
     auto &queue = transport->queue();
-    const auto hub = queue.make<Hub>(store, std::move(transport));
-    hub->onQueue([](Hub &self) { self.begin(); });
+    const auto hub = queue.make<Hub>(store, pages, std::move(transport));
+    hub->onQueue([journal = std::move(journal)](Hub &self) mutable { self.begin(std::move(journal)); });
     return hub;
 }
 
-Hub::Hub(StoreQueue &store, std::shared_ptr<Transport> transport) : m_store(store), m_transport(std::move(transport)) {}
+Hub::Hub(StoreQueue &store, StoreQueue &pages, std::shared_ptr<Transport> transport)
+    : m_store(store), m_reader(pages), m_transport(std::move(transport)) {}
 
-void Hub::begin() {
-    m_journal = std::make_shared<Journal>(m_transport->queue(), m_store);
+void Hub::begin(JournalStart journal) {
+    auto &queue = m_transport->queue();
+    m_journal = queue.make<Journal>(std::shared_ptr<SerialQueue>(m_transport, &queue), m_store, std::move(journal));
     const auto weak = weak_from_this();
     m_journal->start({.onAppended =
                           [weak](const Appended &appended) {
@@ -58,6 +60,11 @@ void Hub::begin() {
                           [weak](const std::set<qint64> &computers, const Failure &failure) {
                               if (const auto self = weak.lock())
                                   self->lost(computers, failure);
+                          },
+                      .onRoom =
+                          [weak] {
+                              if (const auto self = weak.lock())
+                                  self->tellRoom();
                           }});
     look();
 }
@@ -111,14 +118,6 @@ void Hub::fetched(qint64 computer, double time, QString platform) {
     });
 }
 
-void Hub::forgotten(qint64 computer) {
-    onQueue([computer](Hub &self) {
-        self.withComputer(computer, [](LiveComputer &its) { its.forget(); });
-        self.m_unkept.clear();
-        self.tellFull();
-    });
-}
-
 void Hub::sessionEnded(QByteArray session) {
     onQueue([session = std::move(session)](Hub &self) {
         const auto pages = self.m_pages;
@@ -162,15 +161,56 @@ bool Hub::hasRoomFor(const Page::Owner &owner) const {
            open([&](const auto &page) { return page->owner().account == owner.account; }) < PAGES_OF_ACCOUNT;
 }
 
-Task<QJsonArray> Hub::computers(qint64 account) {
+// What is to be known of the queue.
+template <class Value, class Ask>
+Task<Value> Hub::ask(Ask ask) {
     const Completion done;
-    const auto all = std::make_shared<QJsonArray>();
-    onQueue([done, all, account](Hub &self) {
-        *all = self.computersOf(account);
-        Loop::main().post([done, all] { done.fire(); });
+    const auto answer = std::make_shared<Value>();
+    onQueue([done, answer, ask = std::move(ask)](Hub &self) {
+        *answer = ask(self);
+        Loop::main().post([done, answer] { done.fire(); });
     });
     co_await done;
-    co_return *all;
+    co_return std::move(*answer);
+}
+
+Task<QJsonArray> Hub::computers(qint64 account) {
+    return ask<QJsonArray>([account](Hub &self) { return self.computersOf(account); });
+}
+
+Task<std::optional<History::Picture>> Hub::unsettledPicture(qint64 picture) {
+    return ask<std::optional<History::Picture>>([picture](Hub &self) { return self.m_journal->picture(picture); });
+}
+
+Task<> Hub::settle() {
+    const Completion done;
+    onQueue([done](Hub &self) { self.m_journal->settle([done] { Loop::main().post([done] { done.fire(); }); }); });
+    co_await done;
+}
+
+// What was told before goes with it, wherever it is.
+Task<Result<>> Hub::forget(qint64 computer) {
+    const Completion done;
+    const auto gone = std::make_shared<Result<>>();
+    onQueue([done, gone, computer](Hub &self) {
+        const auto upTo = self.m_journal->forget(computer);
+        self.m_store.post([done, gone, computer, upTo, weak = self.weak_from_this()](Store &store) {
+            *gone = store.history.forget(computer, upTo);
+            const auto hub = *gone ? weak.lock() : nullptr;
+            if (hub)
+                hub->onQueue([computer, upTo](Hub &its) { its.forgotten(computer, upTo); });
+            Loop::main().post([done, gone] { done.fire(); });
+        });
+    });
+    co_await done;
+    co_return *gone;
+}
+
+void Hub::forgotten(qint64 computer, qint64 upTo) {
+    m_journal->forgotten(computer, upTo);
+    m_journal->tryAgain();
+    withComputer(computer, [](LiveComputer &its) { its.forget(); });
+    tellRoom();
 }
 
 // --- What its computers and pages ask
@@ -193,15 +233,22 @@ qint64 Hub::lastNumber(qint64 computer) const {
     return known == m_computers.end() ? 0 : known->second->record().lastNumber;
 }
 
-void Hub::askItems(std::weak_ptr<Page> page, quint64 watch, qint64 computer, qint64 after) {
-    m_store.post([weak = weak_from_this(), page = std::move(page), watch, computer, after](Store &store) {
+qint64 Hub::askItems(std::weak_ptr<Page> page, quint64 watch, qint64 computer, qint64 after) {
+    const auto tell = [page = std::move(page), watch](const Result<std::vector<Item>> &items) {
+        if (const auto its = page.lock())
+            its->read(watch, items);
+    };
+    const auto first = m_journal->firstOf(computer);
+    if (first && *first <= after + 1) {
+        onQueue([tell, items = m_journal->itemsAfter(computer, after, ITEMS_AT_ONCE)](Hub &) { tell(items); });
+        return lastNumber(computer);
+    }
+    m_reader.post([weak = weak_from_this(), tell, computer, after](Store &store) {
         auto items = store.history.itemsAfter(computer, after, ITEMS_AT_ONCE);
         if (const auto self = weak.lock())
-            self->onQueue([page, watch, items = std::move(items)](Hub &) {
-                if (const auto its = page.lock())
-                    its->read(watch, items);
-            });
+            self->onQueue([tell, items = std::move(items)](Hub &) { tell(items); });
     });
+    return first ? *first - 1 : lastNumber(computer);
 }
 
 void Hub::listenersChanged(qint64 computer) {
@@ -261,6 +308,13 @@ void Hub::tellFull() {
         page->full(full(page->owner().account));
 }
 
+void Hub::tellRoom() {
+    if (m_journal->isStuck())
+        return;
+    m_unkept.clear();
+    tellFull();
+}
+
 QString Hub::full(qint64 account) const {
     for (const auto &[id, why] : m_unkept)
         if (computer(id, account))
@@ -301,10 +355,7 @@ void Hub::lookForRoom() {
     m_store.post([weak = weak_from_this()](Store &store) {
         const auto self = store.hasRoom() ? weak.lock() : nullptr;
         if (self)
-            self->onQueue([](Hub &its) {
-                its.m_unkept.clear();
-                its.tellFull();
-            });
+            self->onQueue([](Hub &its) { its.tellRoom(); });
     });
 }
 
@@ -324,19 +375,16 @@ Task<> Hub::stop() {
     onQueue([done](Hub &self) {
         self.endAll();
         // Behind what the channels post when they are closed.
-        self.onQueue([done](Hub &hub) { hub.whenKept(done); });
+        self.onQueue([done](Hub &hub) { hub.settleWritten(done); });
     });
     co_await done;
 }
 
-void Hub::whenKept(Completion done) {
-    const bool kept = m_journal->isIdle();
-    m_store.post([done = std::move(done), kept, self = shared_from_this()](Store &) {
-        if (kept)
-            Loop::main().post([done, self] { done.fire(); });
-        else
-            self->onQueue([done](Hub &hub) { hub.whenKept(done); });
-    });
+// What the database has no room for stays in the journal.
+void Hub::settleWritten(const Completion &done) {
+    if (!m_journal->isWritten())
+        return onQueue([done](Hub &hub) { hub.settleWritten(done); });
+    m_journal->settle([done, self = shared_from_this()] { Loop::main().post([done, self] { done.fire(); }); });
 }
 
 void Hub::endAll() {

@@ -135,10 +135,9 @@ void Page::flush() {
 void Page::catchUp() {
     if (!m_watch || m_asking || !hasRoom())
         return;
-    if (const auto newest = m_hub.lastNumber(m_watch->computer); m_watch->last < newest) {
+    if (m_watch->last < m_hub.lastNumber(m_watch->computer)) {
         m_asking = true;
-        m_watch->asked = newest;
-        m_hub.askItems(weak_from_this(), m_watch->number, m_watch->computer, m_watch->last);
+        m_watch->asked = m_hub.askItems(weak_from_this(), m_watch->number, m_watch->computer, m_watch->last);
     } else if (!std::exchange(m_watch->told, true)) {
         send({{u"type"_s, u"caughtUp"_s},
               {u"computer"_s, QString::number(m_watch->computer)},

@@ -42,10 +42,8 @@ Task<Response> forgetHistory(Service &service, Asked asked) {
     const auto computer = co_await ownComputer(service, asked);
     if (!computer)
         co_return computer.error();
-    const auto gone = co_await service.store.ask([id = computer->id](Store &its) { return its.history.forget(id); });
-    if (!gone)
+    if (const auto gone = co_await service.hub->forget(computer->id); !gone)
         co_return failed(gone.error());
-    service.hub->forgotten(computer->id);
     co_return noContent();
 }
 

@@ -70,6 +70,7 @@ Task<Response> listTasks(Service &service, Asked asked) {
     const auto computer = co_await ownComputer(service, asked);
     if (!computer)
         co_return computer.error();
+    co_await service.hub->settle();
     const auto found =
         co_await service.reader.ask([search = searchOf(asked)](Store &its) { return find(its.history, search); });
     if (!found)
@@ -82,6 +83,7 @@ Task<Response> listTasks(Service &service, Asked asked) {
 
 Task<Response> showTask(Service &service, Asked asked) {
     const auto id = asked.id.toLongLong();
+    co_await service.hub->settle();
     const auto task = co_await service.reader.ask([id](Store &its) { return its.history.task(id); });
     if (!task)
         co_return failed(task.error());
@@ -102,7 +104,9 @@ Task<Response> showTask(Service &service, Asked asked) {
 
 Task<Response> showPicture(Service &service, Asked asked) {
     const auto id = asked.id.toLongLong();
-    const auto picture = co_await service.reader.ask([id](Store &its) { return its.history.picture(id); });
+    Result<std::optional<History::Picture>> picture = co_await service.hub->unsettledPicture(id);
+    if (!*picture)
+        picture = co_await service.reader.ask([id](Store &its) { return its.history.picture(id); });
     if (!picture)
         co_return failed(picture.error());
     if (!*picture)

@@ -13,10 +13,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // What SQLite notes beside the database for a statement has to have room, too, on a full disk.
-// Where a thousand computers write, each has a page of its own that comes again and again.
+// Where a thousand computers write, each has a page of its own that comes again and again. What is written ahead may
+// become much while somebody reads; its file is cut when it begins anew.
 constexpr auto SETTINGS = "PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL; PRAGMA temp_store = MEMORY; "
-                          "PRAGMA cache_size = -16000";
-constexpr int PAGE = 4096;     // bytes
+                          "PRAGMA cache_size = -16000; PRAGMA journal_size_limit = 67108864";
 constexpr int PATIENCE = 5000; // milliseconds to wait for another program's writing
 
 Failure unusable(const QString &path, int code, const QString &why) {
@@ -125,33 +125,8 @@ void Database::fillReserve() {
 }
 
 // What could not be moved, since there is still no room or somebody reads it, is later.
-WriteAhead::Moved Database::moveIntoPlace() {
-    const auto alone = m_ahead ? m_ahead->pause() : std::unique_lock<std::mutex>();
-    WriteAhead::Moved all;
-    sqlite3_wal_checkpoint_v2(m_handle.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &all.written, &all.moved);
-    if (m_ahead)
-        m_ahead->note(all);
-    return all;
-}
-
-Result<> Database::moveBeside(int most) {
-    auto ahead = WriteAhead::start(m_path, most);
-    if (!ahead)
-        return std::unexpected(ahead.error());
-    m_ahead = *std::move(ahead);
-    const auto limit = "PRAGMA journal_size_limit = " + std::to_string(qint64(most) * PAGE);
-    if (const auto limited = script(limit.c_str()); !limited)
-        return limited;
-    sqlite3_wal_hook(
-        m_handle.get(),
-        [](void *self, sqlite3 *, const char *, int pages) {
-            auto *database = static_cast<Database *>(self);
-            if (database->m_ahead->isDue(pages))
-                database->moveIntoPlace();
-            return SQLITE_OK;
-        },
-        this);
-    return {};
+void Database::moveIntoPlace() {
+    sqlite3_wal_checkpoint_v2(m_handle.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
 }
 
 Result<> Database::copyTo(Database &other) {

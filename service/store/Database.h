@@ -8,7 +8,6 @@
 #pragma once
 #include "base/Failure.h"
 #include "service/store/Reserve.h"
-#include "service/store/WriteAhead.h"
 
 #include <QByteArray>
 #include <QString>
@@ -120,9 +119,8 @@ public:
     }
     void keepReserve(Reserve reserve);
 
-    WriteAhead::Moved moveIntoPlace(); // what has been written ahead, so that its file begins anew
-    Result<> moveBeside(int most);     // from now on; for a file of so many pages
-    void fillReserve();                // with what has become free since
+    void moveIntoPlace(); // what has been written ahead, so that its file begins anew
+    void fillReserve();   // with what has become free since
     bool hasRoom() const { return !m_reserve || !m_reserve->isAlone(); }
 
     qint64 lastId() const { return sqlite3_last_insert_rowid(m_handle.get()); }
@@ -167,7 +165,6 @@ private:
     Handle m_handle;
     std::optional<Reserve> m_reserve;
     std::unordered_map<const char *, Statement> m_statements; // before the handle goes
-    std::unique_ptr<WriteAhead> m_ahead;                      // the same
 };
 
 } // namespace ombru

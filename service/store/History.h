@@ -1,19 +1,16 @@
 // What computers have told: their logs and pictures, by number and by task. Part of the store, on its thread.
 #pragma once
 #include "base/Failure.h"
+#include "service/store/Numbering.h"
 #include "service/store/Records.h"
+#include "service/store/Segment.h"
 #include "service/store/Sizes.h"
-#include "service/store/TaskBook.h"
 
 #include <limits>
-#include <span>
-#include <unordered_map>
 
 namespace ombru {
 
 class Database;
-
-constexpr qsizetype MOST_TEXT = 64 << 10; // bytes of UTF-8 of a line that are kept
 
 class History {
 public:
@@ -33,8 +30,20 @@ public:
     };
     void limit(Limits limits) { m_limits = limits; }
 
-    // All of it is kept or nothing. Numbers go on from the last one that was kept.
-    Result<Appended> append(std::span<const Told> told);
+    // Where numbers go on.
+    Result<Numbering::State> numbers();
+
+    // Keeps what is not there yet, in several pieces when it is much. After a Failure some of it may be kept; to keep
+    // it again does no harm. With all of it the database wants the part of the journal behind that one.
+    Result<> keep(std::span<const Entry> entries, const SegmentName &name);
+
+    // The part of the journal that it wants, and the one that it has taken in last. Both are empty at first.
+    struct Parts {
+        QByteArray next;
+        QByteArray last;
+    };
+    Result<Parts> parts();
+    Result<> expect(const QByteArray &next); // from now on, whatever there was
 
     // Those behind `after`, in order: `most` of them, or fewer when they are long, but one at least when there is one.
     Result<std::vector<Item>> itemsAfter(qint64 computer, qint64 after, int most);
@@ -72,8 +81,8 @@ public:
     };
     Result<std::optional<Picture>> picture(qint64 picture);
 
-    // What a computer has told is gone; its numbers go on.
-    Result<> forget(qint64 computer);
+    // What a computer has told is gone, also what is kept only later up to that number; its numbers go on.
+    Result<> forget(qint64 computer, qint64 upTo);
 
     // The time that age is told by. It follows the clock, but by `most` seconds at a time: a clock that is far ahead
     // for some hours makes nothing old.
@@ -85,14 +94,8 @@ public:
     Result<bool> dropSurplus();                                       // what is past the limit of bytes
 
 private:
-    struct Writer; // of one append()
-    struct Book {
-        TaskBook tasks;
-        qint64 lastNumber = 0;
-    };
-    Result<Appended> appendOnce(std::span<const Told> told);
-    Result<Book> book(qint64 computer);
-    Result<> keepTask(const TaskBook &book);
+    struct Keeping; // of one piece
+    Result<> keepPiece(std::span<const Entry> entries, const SegmentName *name);
     Result<> knowSizes();
     Result<qint64> bytes(); // of all computers
     Result<bool> dropBytes(qint64 most);
@@ -102,7 +105,6 @@ private:
 
     Database &m_database;
     Limits m_limits;
-    std::unordered_map<qint64, Book> m_books;
     std::optional<Sizes> m_sizes; // none when something was dropped since
 };
 

@@ -14,8 +14,13 @@ constexpr qint64 BYTES_AT_ONCE = 8 << 20;
 
 // --- All of a computer
 
-Result<> History::forget(qint64 computer) {
+Result<> History::forget(qint64 computer, qint64 upTo) {
     constexpr auto ALL = std::numeric_limits<qint64>::max();
+    const auto noted = m_database.makingRoom([&] {
+        return m_database.run("UPDATE computers SET last_number = max(last_number, ?) WHERE id = ?", upTo, computer);
+    });
+    if (!noted)
+        return noted;
     for (bool more = true; more;) {
         const auto dropped = m_database.makingRoom([&] {
             return m_database.transaction([&]() -> Result<bool> {
@@ -32,11 +37,7 @@ Result<> History::forget(qint64 computer) {
             return std::unexpected(dropped.error());
         more = *dropped;
     }
-    const auto gone =
-        m_database.makingRoom([&] { return m_database.run("DELETE FROM tasks WHERE computer = ?", computer); });
-    if (gone)
-        m_books.erase(computer);
-    return gone;
+    return m_database.makingRoom([&] { return m_database.run("DELETE FROM tasks WHERE computer = ?", computer); });
 }
 
 // --- By age

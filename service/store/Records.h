@@ -100,7 +100,27 @@ struct Told {
     qint64 cut = 0; // bytes of an event's text that are missing at its end
 };
 
-// What came of it.
+// A task that has begun or changed.
+struct TaskChange {
+    TaskRecord task = {};
+    bool lost = false;  // it ended because the channel did
+    bool begun = false; // it is new
+
+    bool operator==(const TaskChange &) const = default;
+};
+
+// What has become of one thing that was told, as it is shown and kept.
+struct Entry {
+    qint64 computer = 0;
+    double received = 0;
+    std::vector<TaskChange> tasks = {}; // in order
+    std::optional<Item> item = {};
+    QByteArray jpeg = {}; // of an item that is a picture
+
+    bool operator==(const Entry &) const = default;
+};
+
+// What pages are told of several.
 struct Appended {
     std::vector<Item> items = {};
     std::vector<TaskRecord> tasks = {}; // those that have changed, as they are now

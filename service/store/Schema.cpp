@@ -87,6 +87,12 @@ CREATE TRIGGER tasks_go AFTER DELETE ON tasks BEGIN
 CREATE TABLE calendar (today REAL);
 INSERT INTO calendar SELECT max(received) FROM items;
 ALTER TABLE computer_fields ADD COLUMN arrived REAL;
+)",
+                                                            // Which part of the journal belongs behind what there is,
+                                                            // and which one was taken in last.
+                                                            R"(
+CREATE TABLE journal (next BLOB, last BLOB);
+INSERT INTO journal VALUES (NULL, NULL);
 )"};
 
 Failure refused(const Database &database, const QString &why) {

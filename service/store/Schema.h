@@ -4,7 +4,7 @@
 
 namespace ombru {
 
-constexpr int SCHEMA_VERSION = 3;
+constexpr int SCHEMA_VERSION = 4;
 
 // Brings it up to this version, all or nothing. A Failure for a newer one, or one that is something else; it is not
 // changed then.

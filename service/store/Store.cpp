@@ -1,5 +1,6 @@
 #include "service/store/Store.h"
 
+#include "service/store/Leftover.h"
 #include "service/store/Schema.h"
 
 #include <QFileInfo>
@@ -34,6 +35,20 @@ Result<> isNotNewer(const QString &file) {
     return checkVersion(**database, IfEmpty::fits);
 }
 
+// A copy is one file, wherever it is carried; no journal but what it has got here continues it.
+Result<> copyWith(Database &source, Leftovers &left, Database &target) {
+    if (const auto copied = source.copyTo(target); !copied)
+        return copied;
+    if (const auto migrated = migrate(target); !migrated)
+        return migrated;
+    History history(target);
+    if (const auto taken = takeIn(history, left, Taken::stays); !taken)
+        return taken;
+    if (const auto expected = history.expect(newName()); !expected)
+        return expected;
+    return target.script("PRAGMA journal_mode = DELETE");
+}
+
 } // namespace
 
 Store::Store(std::unique_ptr<Database> database)
@@ -64,8 +79,6 @@ Result<std::unique_ptr<Store>> Store::open(const StoreOptions &options, const Re
         if (const auto limited = (*database)->script(limit.c_str()); !limited)
             return std::unexpected(limited.error());
     }
-    if (const auto moved = (*database)->moveBeside(options.mostAhead); !moved)
-        return std::unexpected(moved.error());
     (*database)->keepReserve(reserve);
     return std::unique_ptr<Store>(new Store(std::move(*database)));
 }
@@ -77,6 +90,33 @@ Result<std::unique_ptr<Store>> Store::openReader(const QString &file) {
     return std::unique_ptr<Store>(new Store(std::move(*database)));
 }
 
+Result<QStringList> Store::takeInJournal() {
+    auto left = readLeftovers(m_database->path());
+    const auto taken = m_database->makingRoom([&] { return takeIn(history, left, Taken::isCleared); });
+    if (!taken)
+        return std::unexpected(taken.error());
+    return putAside(left);
+}
+
+Result<JournalStart> Store::beginJournal() {
+    JournalStart start{.name = newName()};
+    if (const auto expected = m_database->makingRoom([&] { return history.expect(start.name); }); !expected)
+        return std::unexpected(expected.error());
+    auto numbers = history.numbers();
+    if (!numbers)
+        return std::unexpected(numbers.error());
+    start.numbers = *std::move(numbers);
+    const auto paths = JournalFile::of(m_database->path());
+    for (std::size_t at = 0; at < paths.size(); ++at) {
+        auto file = JournalFile::make(paths[at]);
+        if (!file)
+            return std::unexpected(file.error());
+        start.files[at] = std::make_shared<JournalFile>(*std::move(file));
+    }
+    return start;
+}
+
+// What it has in the journal first: what is taken in meanwhile is in the copy then.
 Result<> Store::backup(const QString &from, const QString &file) {
     if (QFile::exists(file))
         return std::unexpected(fileFailure(u"%1 is there already; nothing was written."_s.arg(file)));
@@ -85,16 +125,15 @@ Result<> Store::backup(const QString &from, const QString &file) {
         return std::unexpected(source.error());
     if (const auto known = checkVersion(**source); !known)
         return known;
+    auto left = readLeftovers(from);
     const auto unfinished = file + u".part"_s;
     QFile::remove(unfinished);
     {
         auto target = Database::open(unfinished, Database::Mode::make);
-        const auto copied = target ? (*source)->copyTo(**target) : std::unexpected(target.error());
-        // A copy is one file, wherever it is carried.
-        const auto plain = copied ? (*target)->script("PRAGMA journal_mode = DELETE") : copied;
-        if (!plain) {
+        const auto copied = target ? copyWith(**source, left, **target) : std::unexpected(target.error());
+        if (!copied) {
             QFile::remove(unfinished);
-            return plain;
+            return copied;
         }
     }
     if (!QFile::rename(unfinished, file))
@@ -111,7 +150,11 @@ Result<> Store::restore(const QString &file, const QString &to) {
     auto target = Database::open(to, Database::Mode::make);
     if (!target)
         return std::unexpected(target.error());
-    return (*source)->copyTo(**target);
+    const auto copied = (*source)->copyTo(**target);
+    if (copied)
+        for (const auto &journal : JournalFile::of(to))
+            QFile::remove(journal);
+    return copied;
 }
 
 } // namespace ombru

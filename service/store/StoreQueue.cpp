@@ -1,8 +1,23 @@
 #include "service/store/StoreQueue.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace ombru {
 
-StoreQueue::StoreQueue(std::unique_ptr<Store> store) : m_store(std::move(store)), m_thread([this] { run(); }) {}
+namespace {
+
+constexpr int NICE = 10;
+
+// The calling thread's, which is what Linux gives the number to.
+void lowerPriority() {
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), NICE);
+}
+
+} // namespace
+
+StoreQueue::StoreQueue(std::unique_ptr<Store> store, Priority priority)
+    : m_store(std::move(store)), m_thread([this, priority] { run(priority); }) {}
 
 StoreQueue::~StoreQueue() {
     {
@@ -24,7 +39,9 @@ std::size_t StoreQueue::waiting() const {
     return m_works.size();
 }
 
-void StoreQueue::run() {
+void StoreQueue::run(Priority priority) {
+    if (priority == Priority::low)
+        lowerPriority();
     std::unique_lock lock(m_mutex);
     while (!m_ended || !m_works.empty()) {
         if (m_works.empty()) {

@@ -15,7 +15,10 @@ namespace ombru {
 
 class StoreQueue {
 public:
-    explicit StoreQueue(std::unique_ptr<Store> store);
+    // One of low priority leaves the processor to whoever else of this program or of another one has to work, but for
+    // a tenth: what waits for it on a busy computer takes longer, not for ever.
+    enum class Priority { usual, low };
+    explicit StoreQueue(std::unique_ptr<Store> store, Priority priority = Priority::usual);
     ~StoreQueue(); // after all that was asked
     StoreQueue(const StoreQueue &) = delete;
     StoreQueue &operator=(const StoreQueue &) = delete;
@@ -40,7 +43,7 @@ public:
     std::size_t waiting() const; // any thread
 
 private:
-    void run();
+    void run(Priority priority);
 
     std::unique_ptr<Store> m_store; // the thread's
     mutable std::mutex m_mutex;     // guards the next three

@@ -1,14 +1,13 @@
 // What becomes of the store on a disk that is really full: SQLite is told so by the calls that it makes.
-#include "service/store/Store.h"
+#include "tests/service/Append.h"
+#include "tests/service/Ceiling.h"
 #include "tests/support/Wait.h"
 
 #include <QDir>
 #include <QTemporaryDir>
 
 #include <cerrno>
-#include <csignal>
 #include <mutex>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,26 +69,6 @@ private:
 
 SmallDisk::State SmallDisk::its;
 
-// No file of this process can be larger, as long as one lives.
-class Ceiling {
-public:
-    explicit Ceiling(qint64 bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{static_cast<rlim_t>(bytes), m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~Ceiling() {
-        ::setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_signal);
-    }
-    Ceiling(const Ceiling &) = delete;
-    Ceiling &operator=(const Ceiling &) = delete;
-
-private:
-    rlimit m_before{};
-    void (*m_signal)(int);
-};
-
 class FullDiskTest : public ::testing::Test {
 protected:
     static constexpr qint64 RESERVE = 12 << 20;
@@ -114,7 +93,7 @@ protected:
     bool append(qint64 computer, int size) {
         const Told told{
             .computer = computer, .received = 9, .message = EventMessage{u"result"_s, QString(size, u'x'), 9}};
-        const auto appended = store->history.append({&told, 1});
+        const auto appended = test::append(*store, {&told, 1});
         if (!appended)
             EXPECT_TRUE(isDiskFull(appended.error())) << appended.error().description.toStdString();
         return appended.has_value();
@@ -160,13 +139,13 @@ TEST_F(FullDiskTest, ItIsOpenedOnAFullDisk) {
     ASSERT_TRUE(opened) << opened.error().description.toStdString();
     store = *std::move(opened);
     EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
-    EXPECT_TRUE(store->history.forget(one));
+    EXPECT_TRUE(store->history.forget(one, 0));
     EXPECT_TRUE(append(other, 60'000));
 }
 
 TEST_F(FullDiskTest, ForgettingOneComputerMakesRoomForAll) {
     fill(RESERVE);
-    const auto forgotten = store->history.forget(one);
+    const auto forgotten = store->history.forget(one, 0);
     ASSERT_TRUE(forgotten) << forgotten.error().description.toStdString();
     EXPECT_EQ(itemsOf(one), 0U);
     EXPECT_EQ(itemsOf(other), 1U);
@@ -177,7 +156,7 @@ TEST_F(FullDiskTest, ForgettingOneComputerMakesRoomForAll) {
 TEST_F(FullDiskTest, WhatIsFreeInTheDatabaseIsUsedWithLittleRoomBesideIt) {
     constexpr qint64 LITTLE = 300'000; // less than what is written ahead takes before it is moved by itself
     fill(RESERVE);
-    ASSERT_TRUE(store->history.forget(one));
+    ASSERT_TRUE(store->history.forget(one, 0));
     store.reset(); // which leaves nothing written ahead
     auto opened = Store::open({.file = directory.filePath(u"service.sqlite"_s), .reserve = RESERVE});
     ASSERT_TRUE(opened) << opened.error().description.toStdString();
@@ -209,9 +188,34 @@ TEST_F(FullDiskTest, TheOwnerCanSignInToMakeRoom) {
     EXPECT_TRUE(store->accounts.sessionOf("session", 50)->has_value());
 }
 
+TEST_F(FullDiskTest, WhatIsInTheJournalIsTakenInFromIt) {
+    fill(RESERVE);
+    const auto start = *store->beginJournal();
+    const SegmentName name{start.name, newName()};
+    const std::vector<Told> told(
+        40, {.computer = other, .received = 9, .message = EventMessage{u"result"_s, QString(60'000, u'y'), 9}});
+    QByteArray bytes = writtenHead(name);
+    for (const auto &entry : Numbering(start.numbers).draft(told).entries)
+        bytes += written(entry);
+    ASSERT_TRUE(start.files[0]->append(bytes));
+    store.reset();
+    ASSERT_LT(SmallDisk::left(), 100'000);
+    auto opened = Store::open({.file = directory.filePath(u"service.sqlite"_s), .reserve = RESERVE});
+    ASSERT_TRUE(opened) << opened.error().description.toStdString();
+    store = *std::move(opened);
+    const auto taken = store->takeInJournal();
+    ASSERT_TRUE(taken) << taken.error().description.toStdString();
+    EXPECT_TRUE(taken->isEmpty());
+    EXPECT_EQ(itemsOf(other), 41U);
+    EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
+    EXPECT_TRUE(store->beginJournal());
+    EXPECT_TRUE(store->history.forget(one, 0));
+    EXPECT_TRUE(append(other, 60'000));
+}
+
 TEST_F(FullDiskTest, ItIsTheReserveThatDoesIt) {
     fill(0);
-    EXPECT_FALSE(store->history.forget(one));
+    EXPECT_FALSE(store->history.forget(one, 0));
     EXPECT_EQ(itemsOf(one), static_cast<std::size_t>(kept));
 }
 
@@ -222,7 +226,7 @@ TEST(ReserveTest, ItIsAloneWhenNothingFitsBesideIt) {
     reserve.fill();
     EXPECT_FALSE(reserve.isAlone());
     {
-        const Ceiling ceiling(2 << 20);
+        const test::Ceiling ceiling(2 << 20);
         EXPECT_TRUE(reserve.isAlone());
     }
     EXPECT_FALSE(reserve.isAlone());

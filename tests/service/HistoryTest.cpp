@@ -1,4 +1,4 @@
-#include "service/store/Store.h"
+#include "tests/service/Append.h"
 #include "tests/support/Wait.h"
 
 #include <QTemporaryDir>
@@ -34,7 +34,7 @@ protected:
         return {.computer = one, .received = received, .message = ScreenshotMessage{step, received, JPEG}};
     }
     Appended append(const std::vector<Told> &told) {
-        auto appended = store->history.append(told);
+        auto appended = test::append(*store, told);
         EXPECT_TRUE(appended) << appended.error().description.toStdString();
         return *std::move(appended);
     }
@@ -257,7 +257,7 @@ TEST_F(HistoryTest, PicturesPastTheLimitAreNeverKept) {
 TEST_F(HistoryTest, WhatIsForgottenCountsNoMore) {
     store->history.limit({.bytes = 100'000});
     append({event(u"user"_s, u"web ❯ go"_s), event(u"result"_s, QString(50'000, u'x')), picture(1)});
-    ASSERT_TRUE(store->history.forget(one));
+    ASSERT_TRUE(store->history.forget(one, 0));
     append({event(u"result"_s, QString(60'000, u'y')), event(u"result"_s, QString(30'000, u'z'))});
     EXPECT_EQ(numbers(one).size(), 2U);
 }

@@ -1,4 +1,5 @@
 #include "base/Background.h"
+#include "tests/service/Ceiling.h"
 #include "tests/service/ServiceFixture.h"
 #include "tests/support/TcpPeer.h"
 
@@ -40,6 +41,12 @@ protected:
         for (const auto &item : all)
             texts.append(item[u"text"_s].toString());
         return texts;
+    }
+    // Nothing is moved into the database until it ends.
+    auto stall() {
+        const auto end = std::make_shared<std::promise<void>>();
+        server->store().post([stalled = end->get_future().share()](Store &) { stalled.wait(); });
+        return std::shared_ptr<void>(nullptr, [end](void *) { end->set_value(); });
     }
     // So many items, in the order in which they came.
     static QJsonArray items(Line &page, qsizetype count) {
@@ -209,6 +216,79 @@ TEST_F(LiveTest, ThePageCatchesUpByNumberWithoutAGapAndWithoutADouble) {
     ASSERT_EQ(all.size(), 780);
     for (qsizetype place = 0; place < all.size(); ++place)
         ASSERT_EQ(all[place][u"number"_s].toInt(), 121 + place);
+}
+
+TEST_F(LiveTest, NoPageWaitsForTheDatabase) {
+    const auto early = watching();
+    const auto page = this->page(browser);
+    const auto stalled = stall();
+    workshop->send(event(u"good"_s, u"one"_s));
+    workshop->send(toJson(ScreenshotMessage{2, 50, JPEG}));
+    items(*early, 2);
+    page->send(watch(computer, 0));
+    workshop->send(event(u"good"_s, u"three"_s));
+    const auto all = items(*page, 3);
+    for (qsizetype place = 0; place < all.size(); ++place)
+        EXPECT_EQ(all[place][u"number"_s].toInt(), 1 + place);
+}
+
+TEST_F(LiveTest, APageCatchesUpWhileMuchIsMovedIntoTheDatabase) {
+    const auto early = watching();
+    workshop->send(event(u"good"_s, u"one"_s));
+    items(*early, 1);
+    get(u"/api/computers/%1/tasks"_s.arg(computer), browser); // which has it moved
+    const auto page = this->page(browser);
+    const auto stalled = stall();
+    page->send(watch(computer, 0));
+    EXPECT_EQ(items(*page, 1)[0][u"text"_s].toString(), u"one"_s);
+}
+
+TEST_F(LiveTest, APageCatchesUpAcrossWhatIsInTheDatabaseAndWhatIsNot) {
+    const auto early = watching();
+    for (int number = 1; number <= 3; ++number)
+        workshop->send(event(u"good"_s, QString::number(number)));
+    items(*early, 3);
+    get(u"/api/computers/%1/tasks"_s.arg(computer), browser); // which has it moved
+    ManualClock clock;                                        // and no more than that
+    for (int number = 4; number <= 6; ++number)
+        workshop->send(event(u"good"_s, QString::number(number)));
+    items(*early, 3);
+    for (qint64 after = 0; after <= 6; ++after) {
+        const auto page = this->page(browser);
+        page->send(watch(computer, after));
+        const auto all = items(*page, 6 - after);
+        for (qsizetype place = 0; place < all.size(); ++place)
+            EXPECT_EQ(all[place][u"text"_s].toString(), QString::number(after + 1 + place));
+        EXPECT_EQ(page->next(u"caughtUp"_s)[u"number"_s].toInt(), 6);
+    }
+}
+
+TEST_F(LiveTest, WhatWasShownIsInTheNextAnswer) {
+    const auto page = watching();
+    workshop->send(event(u"user"_s, u"web ❯ go"_s));
+    const auto task = items(*page, 1)[0][u"task"_s].toString();
+    EXPECT_EQ(get(u"/api/tasks/"_s + task, browser).json()[u"items"_s].toArray().size(), 1);
+    workshop->send(event(u"result"_s, u"needle"_s));
+    items(*page, 1);
+    EXPECT_EQ(get(u"/api/computers/%1/tasks?search=needle"_s.arg(computer), browser).json()[u"tasks"_s][0][u"id"_s],
+              task);
+    ManualClock clock; // nothing is moved by the time
+    workshop->send(toJson(ScreenshotMessage{2, 50, JPEG}));
+    const auto url = items(*page, 1)[0][u"url"_s].toString();
+    EXPECT_EQ(get(url, browser).body, JPEG);
+    EXPECT_EQ(get(url, addUser(u"stranger@example.org"_s)).code(), u"notFound"_s);
+}
+
+TEST_F(LiveTest, AStoppedServiceLeavesNothingInItsJournal) {
+    const auto page = watching();
+    workshop->send(event(u"good"_s, u"one"_s));
+    items(*page, 1);
+    const auto journals = JournalFile::of(directory.filePath(u"service.sqlite"_s));
+    EXPECT_GT(QFile(journals[0]).size(), 0);
+    EXPECT_FALSE(QFile::permissions(journals[0]) & (QFile::ReadGroup | QFile::ReadOther));
+    stop();
+    for (const auto &journal : journals)
+        EXPECT_EQ(QFile(journal).size(), 0) << journal.toStdString();
 }
 
 TEST_F(LiveTest, APageWithoutAnythingGetsTheNewestFiveHundred) {
@@ -557,9 +637,10 @@ TEST_F(LiveTest, APageThatWatchesOftenAsksTheStoreOneThingAtATime) {
     for (int number = 0; number < 10; ++number)
         workshop->send(event(u"good"_s, QString::number(number)));
     items(*early, 10);
+    get(u"/api/computers/%1/tasks"_s.arg(computer), browser); // which has them moved into the database
     std::promise<void> end;
     const auto begun = std::make_shared<std::promise<void>>();
-    server->store().post([begun, waiting = end.get_future().share()](Store &) {
+    server->pages().post([begun, waiting = end.get_future().share()](Store &) {
         begun->set_value();
         waiting.wait();
     });
@@ -568,7 +649,7 @@ TEST_F(LiveTest, APageThatWatchesOftenAsksTheStoreOneThingAtATime) {
         early->send(watch(computer, number % 10));
     early->send(to(u"listen"_s, {{u"on"_s, true}})); // behind all those
     EXPECT_TRUE(workshop->next(u"listen"_s)[u"on"_s].toBool());
-    EXPECT_LE(server->store().waiting(), 1U);
+    EXPECT_LE(server->pages().waiting(), 1U);
     end.set_value();
     EXPECT_EQ(early->next(u"caughtUp"_s)[u"number"_s].toInt(), 10);
 }
@@ -591,14 +672,13 @@ TEST_F(LiveTest, AFullDiskIsSaidOnThePageAndLosesNothingThatIsThere) {
 }
 
 TEST_F(LiveTest, AFullDiskIsSaidOnEachPageUntilThereIsRoomForWhatWasLost) {
-    stop();
-    start({.passwordCost = CHEAP, .mostPages = 100});
-    workshop = agent(token);
     const auto reception = agent(pair(browser, u"reception"_s));
     ASSERT_TRUE(workshop->opens() && reception->opens());
     const auto list = page(browser); // watches none
     const auto stranger = page(addUser(u"other@example.org"_s));
-    for (int number = 0; number < 40; ++number)
+    ManualClock clock;                    // so that nothing is moved out of the journal by the time
+    std::optional<Ceiling> disk(100'000); // bytes: none of those fits
+    for (int number = 0; number < 3; ++number)
         workshop->send(event(u"result"_s, QString(60'000, u'x')));
     EXPECT_TRUE(list->next(u"full"_s)[u"message"_s].toString().contains(u"full"_s));
 
@@ -613,7 +693,7 @@ TEST_F(LiveTest, AFullDiskIsSaidOnEachPageUntilThereIsRoomForWhatWasLost) {
     later->next(u"computers"_s);
     EXPECT_FALSE(later->next(u"full"_s)[u"message"_s].toString().isEmpty()) << "another's was kept";
 
-    ManualClock clock;
+    disk.reset();
     clock.advance(std::chrono::seconds(25));
     while (!later->next(u"full"_s)[u"message"_s].toString().isEmpty())
         ;
@@ -640,8 +720,10 @@ TEST_F(LiveTest, ForgettingAHistoryMakesRoomOnAFullDiskAndThePageIsTold) {
     workshop = agent(token);
     ASSERT_TRUE(workshop->opens());
     const auto page = watching();
-    for (int number = 0; number < 40; ++number)
+    for (int number = 0; number < 8; ++number)
         workshop->send(event(u"result"_s, QString(60'000, u'x')));
+    items(*page, 8);
+    get(u"/api/computers/%1/tasks"_s.arg(computer), browser); // which has them moved, in vain
     EXPECT_FALSE(page->next(u"full"_s)[u"message"_s].toString().isEmpty());
     EXPECT_EQ(send("DELETE", u"/api/computers/%1/history"_s.arg(computer), {}, browser).status, 204);
     while (!page->next(u"full"_s)[u"message"_s].toString().isEmpty())

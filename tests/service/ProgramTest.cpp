@@ -3,6 +3,7 @@
 #include "tests/service/ServiceFixture.h"
 
 #include <QFile>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 
 #include <csignal>
@@ -151,6 +152,71 @@ TEST_F(ProgramTest, WhatAPageWasShownIsThereAfterAKill) {
     for (const auto &[number, text] : shown)
         ASSERT_EQ(kept[number], text);
     EXPECT_EQ(config(token).status, 200);
+}
+
+TEST_F(ProgramTest, KilledAgainAndAgainItLosesAndDoublesNothingThatWasShown) {
+    constexpr int ROUNDS = 8;
+    const auto browser = visit();
+    const auto token = pair(browser);
+    const auto computer = firstComputer(browser);
+    const auto jpeg = QByteArray("\xFF\xD8\xFF\xE0", 4) + "picture";
+    std::map<int, QJsonObject> shown;
+    int sent = 0;
+    for (int round = 0; round < ROUNDS; ++round) {
+        const auto workshop = agent(token);
+        const auto page = this->page(browser);
+        ASSERT_TRUE(workshop->opens());
+        page->send(watch(computer, shown.empty() ? 0 : shown.rbegin()->first));
+        workshop->send(state(true));
+        workshop->send(event(u"user"_s, u"web ❯ task %1"_s.arg(round)));
+        bool began = false; // what was kept and not shown before comes first
+        std::size_t told = 0;
+        const auto before = shown.size();
+        const auto enough = before + 200 + static_cast<std::size_t>(QRandomGenerator::global()->bounded(400));
+        ASSERT_TRUE(waitUntil([&] {
+            if (told < shown.size() - before + 1000) { // the page is not far behind
+                for (int burst = 0; burst < 20; ++burst, ++told)
+                    workshop->send(event(u"result"_s, QString::number(++sent)));
+                workshop->send(toJson(ScreenshotMessage{round, 1000, jpeg}));
+            }
+            for (; !page->messages.empty(); page->messages.pop_front()) {
+                const auto items = page->messages.front()[u"items"_s].toArray();
+                for (const auto &item : items) {
+                    const auto number = item[u"number"_s].toInt();
+                    EXPECT_EQ(number, shown.empty() ? 1 : shown.rbegin()->first + 1) << "a gap or a double";
+                    shown[number] = item.toObject();
+                    began = began || item[u"text"_s] == u"web ❯ task %1"_s.arg(round);
+                }
+            }
+            return began && shown.size() >= enough;
+        }));
+        EXPECT_EQ(endProgram(SIGKILL), -SIGKILL);
+        startProgram();
+    }
+    const auto page = this->page(browser);
+    page->send(watch(computer, 0));
+    int last = 0;
+    for (const auto &[number, item] : shown) {
+        while (last < number) {
+            const auto items = page->next(u"items"_s)[u"items"_s].toArray();
+            ASSERT_FALSE(items.isEmpty());
+            for (const auto &its : items) {
+                ASSERT_EQ(its[u"number"_s].toInt(), ++last);
+                if (shown.contains(last))
+                    ASSERT_EQ(its.toObject(), shown[last]);
+            }
+        }
+    }
+    std::set<QString> pictures;
+    for (const auto &[number, item] : shown)
+        if (item[u"kind"_s] == u"picture"_s)
+            EXPECT_TRUE(pictures.insert(item[u"picture"_s].toString()).second) << "two of one number";
+    EXPECT_EQ(get(u"/api/pictures/"_s + *pictures.begin(), browser).body, jpeg);
+    EXPECT_EQ(get(u"/api/pictures/"_s + *pictures.rbegin(), browser).body, jpeg);
+    const auto tasks = get(u"/api/computers/%1/tasks"_s.arg(computer), browser).json()[u"tasks"_s].toArray();
+    ASSERT_EQ(tasks.size(), ROUNDS);
+    for (int round = 0; round < ROUNDS; ++round)
+        EXPECT_EQ(tasks[ROUNDS - 1 - round][u"text"_s].toString(), u"task %1"_s.arg(round));
 }
 
 TEST_F(ProgramTest, ItsLogHasNoSecrets) {

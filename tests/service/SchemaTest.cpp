@@ -1,7 +1,7 @@
 // Databases of other versions: an older one is brought up to date with all that is in it, a newer one stays as it is.
 #include "service/store/Schema.h"
 
-#include "service/store/Store.h"
+#include "tests/service/Append.h"
 #include "tests/support/Wait.h"
 
 #include <QFile>
@@ -101,7 +101,7 @@ TEST_F(SchemaTest, ADatabaseOfTheFirstVersionIsBroughtUpToDateWithAllThatIsInIt)
         EXPECT_EQ(items[2].cutFrom, 700);
         EXPECT_EQ((*store)->history.picture(2)->value().jpeg, QByteArray("\xFF\xD8\xFF\xE0", 4));
         const Told next{.computer = 1, .received = 9, .message = EventMessage{u"good"_s, u"next"_s, 9}};
-        EXPECT_EQ((*store)->history.append({&next, 1})->items.front().number, 4);
+        EXPECT_EQ(test::append(**store, {&next, 1})->items.front().number, 4);
     }
     EXPECT_EQ(number("PRAGMA user_version"), SCHEMA_VERSION);
     EXPECT_EQ(

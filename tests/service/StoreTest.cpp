@@ -1,11 +1,15 @@
 #include "service/store/Store.h"
 
 #include "service/store/Schema.h"
+#include "service/store/StoreQueue.h"
+#include "tests/service/Append.h"
 #include "tests/support/Wait.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
+
+#include <future>
+#include <sys/resource.h>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -199,63 +203,29 @@ TEST_F(StoreTest, AFullDiskIsAFailureOfItsOwnAndKeepsWhatThereIs) {
     open(60);
     std::vector<Told> many(
         20, {.computer = id, .received = 5, .message = EventMessage{u"result"_s, QString(60'000, u'x'), 5}});
-    const auto kept = store->history.append(std::span(many).first(1));
+    const auto kept = test::append(*store, std::span(many).first(1));
     ASSERT_TRUE(kept);
-    const auto lost = store->history.append(many);
+    const auto lost = test::append(*store, many);
     ASSERT_FALSE(lost);
     EXPECT_TRUE(isDiskFull(lost.error()));
     EXPECT_EQ(store->history.itemsAfter(id, 0, 100)->size(), 1U);
     const Told small{.computer = id, .received = 6, .message = EventMessage{u"good"_s, u"fits"_s, 6}};
-    EXPECT_EQ(store->history.append({&small, 1})->items.front().number, 2)
-        << "the number is the next one that was kept";
+    EXPECT_EQ(test::append(*store, {&small, 1})->items.front().number, 2) << "the number is the next one that was kept";
 }
 
-// What is written ahead has a file beside the database.
-class WriteAheadTest : public StoreTest {
-protected:
-    static constexpr int MOST = 3000; // pages
-    static constexpr qint64 BOUND = 2 * MOST * 4120LL;
-
-    void SetUp() override {
-        store = *Store::open({.file = file, .mostAhead = MOST});
-        id = computer();
-    }
-    qint64 append(int count) { // bytes
-        const std::vector<Told> some(
-            10, {.computer = id, .received = 5, .message = EventMessage{u"result"_s, QString(60'000, u'x'), 5}});
-        for (int at = 0; at < count; ++at, told += 10)
-            if (const auto appended = store->history.append(some); !appended)
-                ADD_FAILURE() << appended.error().description.toStdString();
-        return ahead();
-    }
-    qint64 ahead() const { return QFileInfo(file + u"-wal"_s).size(); }
-
-    qint64 id = 0;
-    qint64 told = 0;
-};
-
-TEST_F(WriteAheadTest, ItIsMovedIntoPlaceMeanwhile) {
-    append(15);
-    EXPECT_TRUE(test::waitUntil([this] { return QFileInfo(file).size() > 4'000'000; })) << QFileInfo(file).size();
-}
-
-TEST_F(WriteAheadTest, ItBeginsAnewThoughSomebodyWritesAllTheTime) {
-    for (int count = 0; count < 100; ++count)
-        ASSERT_LT(append(1), BOUND) << count;
-}
-
-TEST_F(WriteAheadTest, ItGrowsWhileSomebodyReadsAndShrinksAfterwards) {
-    {
-        const auto reader = Database::open(file, Database::Mode::readOnly);
-        ASSERT_TRUE((*reader)->script("BEGIN; SELECT count(*) FROM items"));
-        EXPECT_GT(append(100), BOUND) << "what is read stays";
-        const auto seen = (*reader)->row("SELECT count(*) FROM items", [](const Row &row) { return row.integer(0); });
-        EXPECT_EQ(*seen, 0) << "as it was";
-    }
-    for (int count = 0; count < 100 && ahead() > BOUND; ++count)
-        append(1);
-    EXPECT_LE(ahead(), BOUND);
-    EXPECT_EQ(store->computers.find(id)->value().lastNumber, told);
+TEST_F(StoreTest, AThreadOfLowPriorityLeavesTheProcessorToOthers) {
+    const auto nice = [](StoreQueue &queue) {
+        const auto number = std::make_shared<std::promise<int>>();
+        queue.post(
+            [number](Store &) { number->set_value(::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()))); });
+        return number->get_future().get();
+    };
+    const auto usual = ::getpriority(PRIO_PROCESS, 0);
+    StoreQueue low(std::move(store), StoreQueue::Priority::low);
+    EXPECT_GT(nice(low), usual);
+    StoreQueue other(*Store::openReader(file));
+    EXPECT_EQ(nice(other), usual);
+    EXPECT_EQ(::getpriority(PRIO_PROCESS, 0), usual);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 // What a service drops by itself, and what it does not.
+#include "tests/service/Append.h"
 #include "tests/service/ServiceFixture.h"
 
 using namespace ombru;
@@ -19,7 +20,7 @@ protected:
         stop();
         const auto store = Store::open({file});
         const Told line{.computer = 1, .received = 1000, .message = EventMessage{u"good"_s, u"line"_s, 1000}};
-        ASSERT_TRUE((*store)->history.append({&line, 1}));
+        ASSERT_TRUE(append(**store, {&line, 1}));
     }
     void startOn(double today) {
         const auto database = Database::open(file, Database::Mode::existing);
