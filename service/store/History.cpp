@@ -67,18 +67,21 @@ struct History::Keeping {
             item.cutFrom, item.picture);
     }
 
-    // What is there already, or was and has been forgotten, is passed over.
+    // What is there already, or was and has been forgotten, is passed over. Where tasks stand is not: each says it
+    // anew, and the last one counts.
     Result<> add(const Entry &entry) {
         const auto last = lastNumber(entry.computer);
         if (!last)
             return std::unexpected(last.error());
         auto &number = **last;
-        if (!number || (entry.item && entry.item->number <= *number))
+        if (!number)
             return {};
+        const bool isThere = entry.item && entry.item->number <= *number;
         for (const auto &change : entry.tasks)
-            if (const auto added = addTask(change); !added)
-                return added;
-        if (!entry.item)
+            if (!isThere || !change.begun)
+                if (const auto added = addTask(change); !added)
+                    return added;
+        if (!entry.item || isThere)
             return {};
         number = entry.item->number;
         return addItem(entry, *entry.item);

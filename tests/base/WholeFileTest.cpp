@@ -1,12 +1,12 @@
 #include "base/WholeFile.h"
 
+#include "tests/support/Ceiling.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <csignal>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace ombru;
@@ -18,26 +18,6 @@ QByteArray contents(const QString &path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
-
-// What one process may write at most into one file, as a full disk would have it.
-class FileLimit {
-public:
-    explicit FileLimit(rlim_t bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit now{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &now);
-    }
-    ~FileLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_signal);
-    }
-    FileLimit(const FileLimit &) = delete;
-    FileLimit &operator=(const FileLimit &) = delete;
-
-private:
-    rlimit m_before{};
-    void (*m_signal)(int);
-};
 
 class WholeFile : public testing::Test {
 protected:
@@ -62,7 +42,7 @@ TEST_F(WholeFile, AFileReplacesTheOneBeforeAndIsTheOwnersAlone) {
 TEST_F(WholeFile, AFullDiskLeavesTheOldFileAndNoPartOfTheNew) {
     ASSERT_TRUE(writeWholeFile(path(u"a"_s), "old"));
     {
-        const FileLimit limit(4096);
+        const test::Ceiling limit(4096);
         const auto written = writeWholeFile(path(u"a"_s), QByteArray(100'000, 'x'));
         ASSERT_FALSE(written);
         EXPECT_EQ(written.error().domain, u"file"_s);

@@ -1,6 +1,6 @@
 // What becomes of the store on a disk that is really full: SQLite is told so by the calls that it makes.
 #include "tests/service/Append.h"
-#include "tests/service/Ceiling.h"
+#include "tests/support/Ceiling.h"
 #include "tests/support/Wait.h"
 
 #include <QDir>

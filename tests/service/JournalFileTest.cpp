@@ -1,7 +1,7 @@
 #include "service/store/JournalFile.h"
 
 #include "service/store/Database.h"
-#include "tests/service/Ceiling.h"
+#include "tests/support/Ceiling.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -104,6 +104,17 @@ protected:
     std::size_t writing = 0;
 };
 
+TEST_F(LeftoverTest, APartThatIsMovedAgainLeavesTasksAsTheyStand) {
+    const Told busy{.computer = one, .received = 10, .message = StateMessage{true, 1, {}, false, {}}};
+    const auto entries = tell({task(u"go"_s), busy, picture(), task(u"next"_s), line(u"b"_s)});
+    const auto first = entries.front().tasks.front().task.id;
+    for (int times = 0; times < 2; ++times) { // the file could not be emptied in between
+        ASSERT_TRUE(store->history.keep(entries, name));
+        EXPECT_TRUE((*store->history.task(first))->ended) << times;
+    }
+    EXPECT_EQ(kept().size(), 4);
+}
+
 TEST_F(LeftoverTest, WhatWasWrittenIsTakenInWithTheNumbersThatWereShown) {
     const auto shown = tell({task(u"go"_s), picture(), line(u"b"_s)});
     EXPECT_TRUE(kept().isEmpty());

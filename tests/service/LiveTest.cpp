@@ -1,6 +1,6 @@
 #include "base/Background.h"
-#include "tests/service/Ceiling.h"
 #include "tests/service/ServiceFixture.h"
+#include "tests/support/Ceiling.h"
 #include "tests/support/TcpPeer.h"
 
 #include <future>
