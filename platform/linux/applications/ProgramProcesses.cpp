@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -39,17 +38,30 @@ bool isOnThisDisplay(const QString &process) {
     });
 }
 
+template <std::size_t count>
+bool isOneOf(const QStringView (&names)[count], QStringView name) {
+    return std::ranges::find(names, name) != std::end(names);
+}
+
+// python of python3.11.
+QStringView withoutVersion(QStringView program) {
+    const auto end = std::find_if_not(program.rbegin(), program.rend(), [](QChar letter) {
+        return letter == u'.' || (letter >= u'0' && letter <= u'9');
+    });
+    return program.chopped(end - program.rbegin());
+}
+
 // Runs programs that are texts.
 bool isInterpreter(const QString &program) {
-    static const QRegularExpression pattern(
-        u"^(sh|bash|dash|zsh|ksh|busybox|python[0-9.]*|perl[0-9.]*|ruby[0-9.]*|node|nodejs|gjs(-console)?|java|"
-        "mono|wine.*|lua[0-9.]*|tclsh[0-9.]*|wish[0-9.]*|guile[0-9.]*)$"_s);
-    return pattern.match(program).hasMatch();
+    static constexpr QStringView NAMES[] = {u"sh",   u"bash",   u"dash", u"zsh",         u"ksh",  u"busybox",
+                                            u"node", u"nodejs", u"gjs",  u"gjs-console", u"java", u"mono"};
+    static constexpr QStringView NUMBERED[] = {u"python", u"perl", u"ruby", u"lua", u"tclsh", u"wish", u"guile"};
+    return isOneOf(NAMES, program) || isOneOf(NUMBERED, withoutVersion(program)) || program.startsWith(u"wine"_s);
 }
 
 bool choosesAnother(const QString &program) {
-    static const QRegularExpression pattern(u"^(xdg-open|xdg-email|exo-open|gio|kde-open[0-9]*|sensible-browser)$"_s);
-    return pattern.match(program).hasMatch();
+    static constexpr QStringView NAMES[] = {u"xdg-open", u"xdg-email", u"exo-open", u"gio", u"sensible-browser"};
+    return isOneOf(NAMES, program) || withoutVersion(program) == u"kde-open"_s;
 }
 
 // Starts whatever it is told, and says nothing about what runs.

@@ -133,6 +133,19 @@ TEST_F(ApplicationsTest, AreFoundByIdentifierInAnyCaseAndFolder) {
     EXPECT_EQ(applications.withId(u"editor"_s), nullptr);
 }
 
+TEST_F(ApplicationsTest, AreReadFromFilesOfTheirKindAlone) {
+    entry(u"kde/it"_s, "Name=It\nExec=it\n");
+    write(u"data/applications/LOUD.DESKTOP"_s, "[Desktop Entry]\nType=Application\nName=Loud\nExec=loud\n");
+    write(u"data/applications/it.desktop.bak"_s, "[Desktop Entry]\nType=Application\nName=Old\nExec=old\n");
+    write(u"data/applications/desktop"_s, "[Desktop Entry]\nType=Application\nName=None\nExec=none\n");
+    const auto applications = read();
+    EXPECT_EQ(applications.all().size(), 2U);
+    EXPECT_EQ(idOf(applications.withId(u"loud"_s)), u"LOUD"_s);
+    EXPECT_TRUE(applications.sources().contains(scratch.path(u"data/applications/kde"_s)));
+    EXPECT_TRUE(applications.sources().contains(scratch.path(u"data/applications/kde/it.desktop"_s)));
+    EXPECT_FALSE(applications.sources().contains(scratch.path(u"data/applications/it.desktop.bak"_s)));
+}
+
 TEST_F(ApplicationsTest, AreFoundByAnyNameTheyGoBy) {
     entry(u"org.Example.Pad"_s, "Name=Notepad\nName[de]=Notizblock\nExec=/usr/bin/padd %F\nStartupWMClass=PadWindow\n");
     const auto applications = read(u"de_DE"_s);
