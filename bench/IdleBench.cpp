@@ -27,8 +27,8 @@ constexpr double WAKES_AIM = 1;   // a second
 
 void print(const Resting &program, int seconds) {
     const auto cost = program.cost(seconds);
-    std::printf("| %s | **%.1f** | %.1f | **%.2f** | %.2f |\n", program.name(), cost.memory, cost.memoryWithStarted,
-                cost.wakes, cost.processor);
+    std::printf("| %s | **%.1f** | %.1f | %.1f | **%.2f** | %.2f |\n", program.name(), cost.memory, cost.resident,
+                cost.memoryWithStarted, cost.wakes, cost.processor);
 }
 
 void measureMinute(bench::ServiceProcess &service, int seconds) {
@@ -42,8 +42,9 @@ void measureMinute(bench::ServiceProcess &service, int seconds) {
     least.begin();
     pass({&ours, &least}, seconds * 1000);
     std::printf("\n### %d s at rest, with %lld requests\n\n"
-                "| | memory (PSS), MB | with what it started, at most | wake-ups a second | processor, s an hour |\n"
-                "|---|---:|---:|---:|---:|\n",
+                "| | memory (PSS), MB | shared pages in full (RSS) | PSS with what it started, at most | wake-ups a "
+                "second | processor, s an hour |\n"
+                "|---|---:|---:|---:|---:|---:|\n",
                 seconds, static_cast<long long>(service.count("/api/device/config") - beats));
     print(ours, seconds);
     print(least, seconds);

@@ -39,8 +39,8 @@ qint64 numberBehind(const QByteArray &text, const char *name) {
                         .toLongLong();
 }
 
-double memory(const QString &process) { // MB of the proportional set
-    return double(numberBehind(contents(u"/proc/"_s + process + u"/smaps_rollup"_s), "\nPss:")) / 1024;
+double memory(const QString &process, const char *what = "\nPss:") { // MB
+    return double(numberBehind(contents(u"/proc/"_s + process + u"/smaps_rollup"_s), what)) / 1024;
 }
 
 QStringList threads(const QString &process) {
@@ -122,6 +122,7 @@ void Resting::look() {
 Resting::Cost Resting::cost(double seconds) const {
     const auto own = memory(id());
     return {.memory = own,
+            .resident = memory(id(), "\nRss:"),
             .memoryWithStarted = own + m_most,
             .wakes = double(wakes() - m_before) / seconds,
             .processor = (processorSeconds(m_process.processId()) - m_processor) * 3600 / seconds};

@@ -48,6 +48,7 @@ public:
 
     struct Cost {
         double memory = 0;            // MB, of the proportional set
+        double resident = 0;          // MB, with pages in full that others have, too
         double memoryWithStarted = 0; // the same with all that it has started, at most
         double wakes = 0;             // a second
         double processor = 0;         // seconds an hour

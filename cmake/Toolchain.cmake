@@ -33,3 +33,7 @@ if(OMBRU_CCACHE)
 endif()
 add_compile_options(-fdebug-compilation-dir=.)
 add_compile_options(-Xclang -fno-pch-timestamp)
+
+# What is installed is laid out function by function: what no program needs is left out.
+add_compile_options($<$<CONFIG:RelWithDebInfo>:-ffunction-sections> $<$<CONFIG:RelWithDebInfo>:-fdata-sections>)
+add_link_options($<$<CONFIG:RelWithDebInfo>:-Wl,--gc-sections> $<$<CONFIG:RelWithDebInfo>:-Wl,-z,pack-relative-relocs>)
