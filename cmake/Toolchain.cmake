@@ -34,6 +34,7 @@ endif()
 add_compile_options(-fdebug-compilation-dir=.)
 add_compile_options(-Xclang -fno-pch-timestamp)
 
-# What is installed is laid out function by function: what no program needs is left out.
+# In what is installed the linker may order functions, and leave out what nothing calls. Its list of places to adapt when
+# a program is loaded is short.
 add_compile_options($<$<CONFIG:RelWithDebInfo>:-ffunction-sections> $<$<CONFIG:RelWithDebInfo>:-fdata-sections>)
-add_link_options($<$<CONFIG:RelWithDebInfo>:-Wl,--gc-sections> $<$<CONFIG:RelWithDebInfo>:-Wl,-z,pack-relative-relocs>)
+add_link_options($<$<CONFIG:RelWithDebInfo>:LINKER:--gc-sections,-z,pack-relative-relocs>)
