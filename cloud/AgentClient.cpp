@@ -1,15 +1,14 @@
 #include "cloud/AgentClient.h"
 
 #include "base/SerialQueue.h"
-#include "net/WebSocketSetup.h"
+#include "net/WebSocketClient.h"
 #include "wire/AgentMessages.h"
 
 #include <QJsonDocument>
-#include <QNetworkRequest>
-#include <QWebSocket>
 
 #include <algorithm>
-#include <thread>
+#include <atomic>
+#include <mutex>
 
 namespace ombru {
 
@@ -23,15 +22,15 @@ constexpr Clock::Duration LONGEST_BACK_OFF = 30s;
 constexpr Clock::Duration OPENING = 60s;
 constexpr Clock::Duration CLOSING = 1s; // for what is still to be sent
 constexpr Clock::Duration PING_INTERVAL = 25s;
-constexpr quint64 LARGEST_MESSAGE = 64 << 20; // bytes that the service may send at once
-constexpr qint64 MOST_UNSENT_SOUND = 1 << 20; // bytes
+constexpr std::uint64_t LARGEST_MESSAGE = 64 << 20; // bytes that the service may send at once
+constexpr qint64 MOST_UNSENT_SOUND = 1 << 20;       // bytes
 
 } // namespace
 
 // The connection and what becomes of it. On the queue, which it holds, so that a goodbye outlives the client.
 class AgentClient::Link : public std::enable_shared_from_this<Link> {
 public:
-    Link(std::unique_ptr<SerialQueue> queue, Options options)
+    Link(std::shared_ptr<SerialQueue> queue, Options options)
         : m_queue(std::move(queue)), m_options(std::move(options)) {}
 
     SerialQueue &queue() { return *m_queue; }
@@ -39,12 +38,9 @@ public:
     void connect() {
         if (m_stopped)
             return;
-        m_task = std::make_unique<QWebSocket>();
-        auto *task = m_task.get();
-        setUp(*task, m_options.url, m_options.authority, LARGEST_MESSAGE);
-        follow(task);
-        m_opening = m_queue->after(OPENING, [this] { dropped(m_task.get()); });
-        task->open(request());
+        m_task = m_queue->make<WebSocketClient>(m_queue, socketOptions());
+        m_opening = m_queue->after(OPENING, [this] { dropped(); });
+        m_task->open();
     }
 
     void stop() {
@@ -53,7 +49,8 @@ public:
         m_reconnect.cancel();
         if (!isOpen())
             return ended();
-        m_task->close(QWebSocketProtocol::CloseCodeGoingAway);
+        setDirect(nullptr);
+        m_task->close(CLOSE_GOING_AWAY);
         m_goodbye = m_queue->after(CLOSING, [self = shared_from_this()] { self->ended(); }); // whoever else lets go
     }
 
@@ -63,68 +60,92 @@ public:
         m_atEnd.push_back(std::move(job));
     }
 
-    bool isOpen() const { return m_task && m_task->state() == QAbstractSocket::ConnectedState; }
-
-    void send(const QJsonObject &message) {
-        m_task->sendTextMessage(QString::fromUtf8(QJsonDocument(message).toJson(QJsonDocument::Compact)));
-        m_task->flush(); // at once, without another turn of the loop; it may find that the connection is gone
+    // Any thread. While something waits to be sent on the queue, what comes after it waits behind it.
+    void send(Maker message, Length length) {
+        const auto direct = length == Length::brief && m_waiting == 0 ? this->direct() : nullptr;
+        if (direct)
+            return direct->send(Opcode::text, message());
+        sendLater(
+            [message = std::move(message)](WebSocketClient &task) mutable { task.send(Opcode::text, message()); });
     }
 
-    void sendAudio(const QByteArray &bytes) {
-        if (isOpen() && unsentBytes(*m_task) < MOST_UNSENT_SOUND)
-            m_task->sendBinaryMessage(bytes);
+    // Any thread.
+    void sendAudio(QByteArray bytes) {
+        sendLater([bytes = std::move(bytes)](WebSocketClient &task) {
+            if (task.unsent() < MOST_UNSENT_SOUND)
+                task.send(Opcode::binary, bytes);
+        });
     }
 
 private:
-    QNetworkRequest request() const {
-        QNetworkRequest request(m_options.url);
-        request.setRawHeader("Authorization", "Bearer " + m_options.token.toUtf8());
-        request.setRawHeader("User-Agent", m_options.userAgent);
-        return request;
+    using Sending = std::move_only_function<void(WebSocketClient &)>;
+
+    void sendLater(Sending sending) {
+        ++m_waiting;
+        m_queue->post([weak = weak_from_this(), sending = std::move(sending)]() mutable {
+            const auto link = weak.lock();
+            if (!link)
+                return;
+            if (link->isOpen())
+                sending(*link->m_task);
+            --link->m_waiting;
+        });
     }
 
-    void follow(QWebSocket *task) {
-        QObject::connect(task, &QWebSocket::connected, task, [this, task] { opened(task); });
-        QObject::connect(task, &QWebSocket::disconnected, task, [this, task] { dropped(task); });
-        QObject::connect(task, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), task,
-                         [this, task] { dropped(task); });
-        QObject::connect(task, &QWebSocket::textMessageReceived, task,
-                         [this, task](const QString &text) { receive(task, text); });
+    WebSocketClient::Options socketOptions() {
+        // One of an earlier connection may still be on its way to tell something.
+        const auto number = ++m_connections;
+        const auto withLink = [weak = weak_from_this(), number](auto job) {
+            if (const auto link = weak.lock(); link && link->m_task && link->m_connections == number)
+                job(*link);
+        };
+        return {.url = m_options.url,
+                .headers = {"Authorization: Bearer " + m_options.token.toUtf8(), "User-Agent: " + m_options.userAgent},
+                .authority = m_options.authority,
+                .largestMessage = LARGEST_MESSAGE,
+                .onOpen = [withLink] { withLink([](Link &link) { link.opened(); }); },
+                .onText = [withLink](QByteArrayView text) { withLink([text](Link &link) { link.receive(text); }); },
+                .onEnd = [withLink](const WebSocketEnd &) { withLink([](Link &link) { link.dropped(); }); }};
     }
 
-    void opened(QWebSocket *task) {
-        if (task != m_task.get())
-            return;
+    bool isOpen() const { return m_task && m_task->isOpen(); }
+
+    void setDirect(std::shared_ptr<WebSocketClient> task) {
+        const std::lock_guard lock(m_mutex);
+        m_direct = std::move(task);
+    }
+    std::shared_ptr<WebSocketClient> direct() {
+        const std::lock_guard lock(m_mutex);
+        return m_direct;
+    }
+
+    // The hello goes first: only then may others write.
+    void opened() {
         m_opening.cancel();
         m_backoff = FIRST_BACK_OFF;
         pingLater();
         if (m_options.onConnected)
             m_options.onConnected(true);
-        send(toJson(HelloMessage{}));
+        m_task->send(Opcode::text, jsonText(HelloMessage{}));
+        if (m_task->sendsDirectly())
+            setDirect(m_task);
     }
 
     void pingLater() {
         m_pinger = m_queue->after(PING_INTERVAL, [this] {
-            m_task->ping();
             pingLater();
+            m_task->send(Opcode::ping, {});
         });
     }
 
-    void receive(const QWebSocket *task, const QString &text) {
-        if (task != m_task.get())
-            return;
-        const auto message = QJsonDocument::fromJson(text.toUtf8());
+    void receive(QByteArrayView text) {
+        const auto message = QJsonDocument::fromJson(QByteArray::fromRawData(text.data(), text.size()));
         if (message.isObject() && m_options.onMessage)
             m_options.onMessage(message.object());
     }
 
-    void dropped(QWebSocket *task) {
-        if (task != m_task.get())
-            return;
-        m_opening.cancel();
-        m_pinger.cancel();
-        // It may be in the middle of telling.
-        m_task.release()->deleteLater();
+    void dropped() {
+        letGo();
         if (m_stopped) {
             ended();
         } else {
@@ -137,17 +158,24 @@ private:
 
     void ended() {
         m_goodbye.cancel();
-        m_opening.cancel();
-        m_pinger.cancel();
-        m_task.reset();
+        letGo();
         m_ended = true;
         for (auto &job : std::exchange(m_atEnd, {}))
             job();
     }
 
-    std::unique_ptr<SerialQueue> m_queue;
+    void letGo() {
+        m_opening.cancel();
+        m_pinger.cancel();
+        setDirect(nullptr);
+        if (const auto task = std::exchange(m_task, nullptr))
+            task->abandon();
+    }
+
+    const std::shared_ptr<SerialQueue> m_queue;
     Options m_options;
-    std::unique_ptr<QWebSocket> m_task; // the connection; none between a drop and the next attempt
+    std::shared_ptr<WebSocketClient> m_task; // the connection; none between a drop and the next attempt
+    int m_connections = 0;
     bool m_stopped = false;
     bool m_ended = false;
     Clock::Duration m_backoff = FIRST_BACK_OFF;
@@ -156,10 +184,14 @@ private:
     Timer m_reconnect;
     Timer m_goodbye;
     std::vector<Job> m_atEnd;
+
+    std::atomic<int> m_waiting = 0;            // on the queue, to be sent
+    std::mutex m_mutex;                        // guards the next
+    std::shared_ptr<WebSocketClient> m_direct; // the connection, while whoever calls may write to it
 };
 
 AgentClient::AgentClient(Options options) {
-    auto queue = std::make_unique<SerialQueue>("ombru.agent", SerialQueue::Jobs::lengthy);
+    auto queue = std::make_shared<SerialQueue>("ombru.agent", SerialQueue::Jobs::lengthy);
     auto &its = *queue;
     m_link = its.make<Link>(std::move(queue), std::move(options));
 }
@@ -179,20 +211,12 @@ void AgentClient::stop() {
     m_link->queue().post([link = m_link] { link->stop(); });
 }
 
-void AgentClient::send(Maker message) {
-    m_link->queue().post([weak = std::weak_ptr(m_link), message = std::move(message)]() mutable {
-        if (const auto link = weak.lock(); link && link->isOpen())
-            link->send(message());
-    });
-    // The system often wakes the queue on the processor that this runs on: it need not wait for the log as well.
-    std::this_thread::yield();
+void AgentClient::send(Maker message, Length length) {
+    m_link->send(std::move(message), length);
 }
 
 void AgentClient::sendAudio(QByteArray bytes) {
-    m_link->queue().post([weak = std::weak_ptr(m_link), bytes = std::move(bytes)] {
-        if (const auto link = weak.lock())
-            link->sendAudio(bytes);
-    });
+    m_link->sendAudio(std::move(bytes));
 }
 
 Task<> AgentClient::end() {

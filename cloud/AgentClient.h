@@ -1,6 +1,6 @@
 // The one channel to the service's web page: a WebSocket that comes back by itself after a loss, later each time, and
-// is kept alive by pings. Everything of the connection lives on a queue of its own, "ombru.agent", where a message of
-// many megabytes holds up nothing else; the operations may be called from any thread. What is sent while there is no
+// is kept alive by pings. The connection's state lives on a queue of its own, "ombru.agent", where a message of many
+// megabytes holds up nothing else; the operations may be called from any thread. What is sent while there is no
 // connection is gone.
 //
 // Both callbacks come on the queue. stop() is final; a client that is dropped without one says goodbye, too.
@@ -34,9 +34,12 @@ public:
     void start();
     void stop();
 
-    // Made into a message on the queue, since a long one takes its time.
-    using Maker = std::move_only_function<QJsonObject()>;
-    void send(Maker message);
+    // Makes the JSON text of a message, in UTF-8. A lengthy one is made on the queue, since it takes its time, and so
+    // is any while others wait there. A brief one is made and written by whoever calls, where the connection allows
+    // that: to wake another thread for it would take as long again. All go out in the order of the calls of one thread.
+    using Maker = std::move_only_function<QByteArray()>;
+    enum class Length { brief, lengthy };
+    void send(Maker message, Length length = Length::lengthy);
     void sendAudio(QByteArray bytes); // dropped while too much waits to be sent: late sound is worth nothing
 
     // stop(), and waits until all has been sent, a second at most. Main thread.

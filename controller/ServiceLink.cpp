@@ -304,8 +304,9 @@ void ServiceLink::startAgent() {
         .onConnected =
             [weak](bool open) { tell(weak, [open](LinkReports &reports) { reports.channelOpened(open); }); }});
     m_reports->channelExists([agent = std::weak_ptr(m_agent)](AgentMessage message) {
+        const auto length = isBrief(message) ? AgentClient::Length::brief : AgentClient::Length::lengthy;
         if (const auto client = agent.lock())
-            client->send([message = std::move(message)] { return toJson(message); });
+            client->send([message = std::move(message)] { return jsonText(message); }, length);
     });
     m_agent->start();
 }

@@ -91,8 +91,9 @@ Result<std::optional<Frame>> FrameReader::next() {
     const auto head = readFrameHead(QByteArrayView(m_bytes).sliced(m_read));
     if (!head)
         return std::nullopt;
-    if (!m_kept && head->length > LARGEST_FRAME)
-        return std::unexpected(Failure{u"websocket"_s, 0, u"A frame of more than 64 MiB was announced."_s});
+    if (!m_kept && head->length > m_largest)
+        return std::unexpected(
+            Failure{u"websocket"_s, 0, u"A frame of more than %1 MiB was announced."_s.arg(m_largest >> 20)});
     const auto length = static_cast<qsizetype>(std::min(head->length, m_kept.value_or(LARGEST_FRAME)));
     if (unread() - head->size < length)
         return std::nullopt;
@@ -106,7 +107,7 @@ Result<std::optional<Frame>> FrameReader::next() {
     return frame;
 }
 
-WrittenHead::WrittenHead(Opcode opcode, std::uint64_t length) {
+WrittenHead::WrittenHead(Opcode opcode, std::uint64_t length, const std::optional<FrameMask> &mask) {
     m_bytes[0] = static_cast<char>(LAST | static_cast<unsigned char>(opcode));
     if (length <= SHORT_LENGTH) {
         m_bytes[1] = static_cast<char>(length);
@@ -118,6 +119,11 @@ WrittenHead::WrittenHead(Opcode opcode, std::uint64_t length) {
         qToBigEndian(length, m_bytes.data() + 2);
     }
     m_size = 2 + lengthBytes(static_cast<unsigned char>(m_bytes[1]));
+    if (!mask)
+        return;
+    m_bytes[1] = static_cast<char>(static_cast<unsigned char>(m_bytes[1]) | MASKED);
+    std::memcpy(m_bytes.data() + m_size, mask->data(), mask->size());
+    m_size += qsizetype(mask->size());
 }
 
 } // namespace ombru

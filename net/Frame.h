@@ -50,10 +50,11 @@ public:
     FrameReader() = default;
     explicit FrameReader(std::uint64_t kept) : m_kept(kept) {} // of a payload; longer ones are cut, however long
 
+    void refuseAbove(std::uint64_t length) { m_largest = length; } // LARGEST_FRAME at most
     void append(QByteArrayView bytes);
 
-    // The next frame, or nothing until more has arrived. Unless frames are cut, a Failure when it would be past
-    // LARGEST_FRAME: nothing that comes behind it can be read.
+    // The next frame, or nothing until more has arrived. Unless frames are cut, a Failure when it would be past what is
+    // refused, at first LARGEST_FRAME: nothing that comes behind it can be read.
     Result<std::optional<Frame>> next();
 
 private:
@@ -62,19 +63,20 @@ private:
     void dropCut();
 
     std::optional<std::uint64_t> m_kept;
+    std::uint64_t m_largest = LARGEST_FRAME;
     QByteArray m_bytes;
     qsizetype m_read = 0;    // so many of them were given out
     std::uint64_t m_cut = 0; // bytes that are still to come and not kept
 };
 
-// The head of a frame that is last of its message, and not masked.
+// The head of a frame that is last of its message. A server's is not masked, a client's is.
 class WrittenHead {
 public:
-    WrittenHead(Opcode opcode, std::uint64_t length);
+    WrittenHead(Opcode opcode, std::uint64_t length, const std::optional<FrameMask> &mask = {});
     operator QByteArrayView() const { return {m_bytes.data(), m_size}; }
 
 private:
-    std::array<char, 10> m_bytes;
+    std::array<char, 14> m_bytes;
     qsizetype m_size;
 };
 

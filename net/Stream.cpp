@@ -43,6 +43,16 @@ void Stream::receiveAtMost(qsizetype bytes) {
     m_most = bytes;
 }
 
+void Stream::keepAtMost(qsizetype unsent) {
+    const std::lock_guard lock(m_mutex);
+    m_mostUnsent = unsent;
+}
+
+qsizetype Stream::unsent() const {
+    const std::lock_guard lock(m_mutex);
+    return m_unsent;
+}
+
 void Stream::receive(bool on) {
     const std::lock_guard lock(m_mutex);
     if (m_ended || m_cancelled || !m_socket.isOpen())
@@ -81,7 +91,7 @@ Stream::Fate Stream::take(std::initializer_list<QByteArrayView> parts, Sent &sen
         return Fate::dropped;
     const auto size = sizeOf(parts);
     if (!m_waiting.empty()) {
-        if (m_unsent - m_waiting.front().left() + size > MOST_UNSENT)
+        if (m_unsent - m_waiting.front().left() + size > m_mostUnsent)
             return Fate::tooMuch;
         keep(parts, 0, std::exchange(sent, nullptr));
         return Fate::waits;
@@ -229,6 +239,10 @@ void Stream::cancel() {
             return;
     }
     post([self = shared_from_this()] { self->windDown(); });
+}
+
+void Stream::abort() {
+    close();
 }
 
 // What the peer still sends is read and dropped until it has ended, too: closing with something unread would be a

@@ -34,6 +34,7 @@ public:
     };
     void start(Listener listener, qsizetype most); // on the queue, once; not before cancel()
     void receiveAtMost(qsizetype bytes);           // at a time; on the queue
+    void keepAtMost(qsizetype unsent);             // in place of MOST_UNSENT; before anything is sent
     void receive(bool on);                         // off: the peer has to wait; on the queue
 
     const QString &peer() const { return m_peer; } // "host:port"
@@ -44,8 +45,11 @@ public:
     using Sent = std::move_only_function<void(bool)>;
     void send(std::initializer_list<QByteArrayView> parts, Sent sent = {});
 
+    qsizetype unsent() const; // bytes that wait; any thread
+
     // What was sent before still goes out, for a moment; nothing is told any more, and nothing more is sent.
     void cancel();
+    void abort(); // at once, whatever waits to go out; on the queue
 
     void post(Job job); // on the queue, unless that is gone
 
@@ -93,9 +97,10 @@ private:
     bool m_ended = false; // nothing comes in any more
     Timer m_patience;     // with a peer that does not end
 
-    std::mutex m_mutex;  // guards the rest
-    Descriptor m_socket; // closed on the queue only
+    mutable std::mutex m_mutex; // guards the rest
+    Descriptor m_socket;        // closed on the queue only
     Messages m_waiting;
+    qsizetype m_mostUnsent = MOST_UNSENT;
     qsizetype m_unsent = 0;      // bytes that wait
     bool m_broken = false;       // nothing goes out any more
     bool m_finished = false;     // the peer was told so

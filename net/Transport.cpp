@@ -8,22 +8,25 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::uint64_t LISTENER = 0;     // its key; those of streams follow
-constexpr std::size_t BUFFER = 256 << 10; // bytes
-constexpr int ACCEPTED_A_TURN = 64;       // connections, before others have their turn
-constexpr int LOOKS_A_TURN = 8;           // before the loop's jobs have theirs
+constexpr std::uint64_t LISTENER = 0; // its key; those of streams follow
+constexpr int ACCEPTED_A_TURN = 64;   // connections, before others have their turn
+constexpr int LOOKS_A_TURN = 8;       // before the loop's jobs have theirs
 constexpr Clock::Duration ACCEPT_AGAIN = 1s;
 constexpr std::size_t MOST_ENDING = 256; // connections that wait for their peers to end
 
 } // namespace
 
 std::shared_ptr<Transport> Transport::make(QByteArray queueName) {
-    auto queue = std::make_unique<SerialQueue>(std::move(queueName));
-    auto &its = *queue;
-    return its.make<Transport>(std::move(queue));
+    return make(std::make_shared<SerialQueue>(std::move(queueName)), BUFFER);
 }
 
-Transport::Transport(std::unique_ptr<SerialQueue> queue) : m_queue(std::move(queue)) {}
+std::shared_ptr<Transport> Transport::make(std::shared_ptr<SerialQueue> queue, std::size_t buffer) {
+    auto &its = *queue;
+    return its.make<Transport>(std::move(queue), buffer);
+}
+
+Transport::Transport(std::shared_ptr<SerialQueue> queue, std::size_t buffer)
+    : m_queue(std::move(queue)), m_bufferSize(buffer) {}
 
 Transport::~Transport() {
     for (const auto &[key, stream] : std::exchange(m_streams, {}))
@@ -36,7 +39,7 @@ bool Transport::open() {
     m_readiness = std::make_shared<Readiness>();
     if (!m_readiness->isOpen())
         return false;
-    m_buffer.resize(BUFFER);
+    m_buffer.resize(m_bufferSize);
     m_notifier = std::make_unique<QSocketNotifier>(m_readiness->descriptor(), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { turn(); });
     return true;

@@ -22,8 +22,11 @@ namespace ombru {
 
 class Transport : public std::enable_shared_from_this<Transport> {
 public:
+    // The buffer is for what one stream receives at a time, so many bytes.
+    static constexpr std::size_t BUFFER = 256 << 10;
     static std::shared_ptr<Transport> make(QByteArray queueName);
-    explicit Transport(std::unique_ptr<SerialQueue> queue);
+    static std::shared_ptr<Transport> make(std::shared_ptr<SerialQueue> queue, std::size_t buffer); // any thread
+    Transport(std::shared_ptr<SerialQueue> queue, std::size_t buffer);
     ~Transport();
 
     SerialQueue &queue() { return *m_queue; } // any thread
@@ -51,10 +54,11 @@ private:
     void endsSoon(std::uint64_t key);
     void forget(std::uint64_t key);
 
-    std::unique_ptr<SerialQueue> m_queue;
+    const std::shared_ptr<SerialQueue> m_queue;
+    const std::size_t m_bufferSize;
     std::shared_ptr<Readiness> m_readiness; // as the next ones, from the first listener on
     std::unique_ptr<QSocketNotifier> m_notifier;
-    std::vector<char> m_buffer; // for what one stream receives at a time
+    std::vector<char> m_buffer;
     Interface m_interface = Interface::loopback;
     Descriptor m_listening;
     OnConnection m_onConnection;

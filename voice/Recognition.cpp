@@ -1,12 +1,9 @@
 #include "voice/Recognition.h"
 
 #include "base/SerialQueue.h"
-#include "net/WebSocketSetup.h"
+#include "net/WebSocketClient.h"
 #include "voice/Deepgram.h"
 #include "voice/Mulaw.h"
-
-#include <QNetworkRequest>
-#include <QWebSocket>
 
 #include <vector>
 
@@ -19,9 +16,9 @@ namespace {
 
 constexpr auto OPENING = 60s;
 constexpr Clock::Duration CLOSING = 1s;                // for what is still to be sent
-constexpr quint64 LARGEST_MESSAGE = 1 << 20;           // bytes
+constexpr std::uint64_t LARGEST_MESSAGE = 1 << 20;     // bytes
 constexpr qint64 MOST_UNSENT = OPENING.count() * RATE; // bytes: what a call can say while it opens
-constexpr auto CLOSE_STREAM = R"({"type": "CloseStream"})"_L1;
+constexpr QByteArrayView CLOSE_STREAM = R"({"type": "CloseStream"})";
 
 } // namespace
 
@@ -39,7 +36,7 @@ public:
     }
 
     void send(const QByteArray &bytes, bool isText) {
-        if (m_over || bytes.size() + (m_open ? unsentBytes(*m_task) : m_waitingBytes) > MOST_UNSENT)
+        if (m_over || bytes.size() + (m_open ? m_task->unsent() : m_waitingBytes) > MOST_UNSENT)
             return;
         if (m_open)
             return write({bytes, isText});
@@ -56,8 +53,8 @@ public:
         m_open = false;
         m_options = {};
         m_goodbye = m_queue->after(CLOSING, [self = shared_from_this()] { self->hangUp(); });
-        m_task->sendTextMessage(CLOSE_STREAM);
-        m_task->close(QWebSocketProtocol::CloseCodeNormal);
+        m_task->send(Opcode::text, CLOSE_STREAM);
+        m_task->close(CLOSE_NORMAL);
     }
 
     void hangUp() {
@@ -67,10 +64,8 @@ public:
         m_waiting.clear();
         m_opening.cancel();
         m_goodbye.cancel();
-        if (!m_task)
-            return;
-        m_task->disconnect();
-        m_task.release()->deleteLater(); // it may be in the middle of telling
+        if (const auto task = std::exchange(m_task, nullptr))
+            task->abandon();
     }
 
     bool isSayingGoodbye() const { return m_goodbye.pending(); }
@@ -85,22 +80,23 @@ private:
         const auto allowed = authorization(m_options.key);
         if (!allowed)
             return fail(u"the key has characters that no key has"_s);
-        QNetworkRequest request(m_options.url);
-        request.setRawHeader("Authorization", *allowed);
-        m_task = std::make_unique<QWebSocket>();
-        setUp(*m_task, m_options.url, m_options.authority, LARGEST_MESSAGE);
-        follow(m_task.get());
+        m_task = m_queue->make<WebSocketClient>(m_queue, socketOptions(*allowed));
         m_opening = m_queue->after(OPENING, [this] { fail(u"no answer within %1 seconds"_s.arg(OPENING.count())); });
-        m_task->open(request);
+        m_task->open();
     }
 
-    void follow(QWebSocket *task) {
-        QObject::connect(task, &QWebSocket::connected, task, [this] { opened(); });
-        QObject::connect(task, &QWebSocket::textMessageReceived, task, [this](const QString &text) { receive(text); });
-        QObject::connect(task, &QWebSocket::aboutToClose, task, [this, task] { closed(*task); });
-        QObject::connect(task, &QWebSocket::disconnected, task, [this, task] { lost(*task); });
-        QObject::connect(task, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), task,
-                         [this, task] { lost(*task); });
+    WebSocketClient::Options socketOptions(const QByteArray &authorization) {
+        const auto withLink = [weak = weak_from_this()](auto job) {
+            if (const auto link = weak.lock(); link && link->m_task)
+                job(*link);
+        };
+        return {.url = m_options.url,
+                .headers = {"Authorization: " + authorization},
+                .authority = m_options.authority,
+                .largestMessage = LARGEST_MESSAGE,
+                .onOpen = [withLink] { withLink([](Link &link) { link.opened(); }); },
+                .onText = [withLink](QByteArrayView text) { withLink([text](Link &link) { link.receive(text); }); },
+                .onEnd = [withLink](const WebSocketEnd &end) { withLink([&end](Link &link) { link.ended(end); }); }};
     }
 
     void opened() {
@@ -110,31 +106,23 @@ private:
             write(message);
     }
 
-    void write(const Message &message) {
-        if (message.isText)
-            m_task->sendTextMessage(QString::fromUtf8(message.bytes));
-        else
-            m_task->sendBinaryMessage(message.bytes);
-    }
+    void write(const Message &message) { m_task->send(message.isText ? Opcode::text : Opcode::binary, message.bytes); }
 
     // Whoever is told may let go of the callback, and of this.
-    void receive(const QString &text) {
+    void receive(QByteArrayView text) {
         const auto self = shared_from_this();
         if (const auto onText = m_options.onText)
-            onText(text);
+            onText(QString::fromUtf8(text));
     }
 
-    // By the other side, or because of what it said; ours is no news.
-    void closed(const QWebSocket &task) {
-        const auto reason = task.closeReason();
-        fail(u"the service closed the connection (%1)"_s.arg(
-            reason.isEmpty() ? QString::number(task.closeCode()) : u"%1: %2"_s.arg(task.closeCode()).arg(reason)));
-    }
-
-    void lost(const QWebSocket &task) {
+    // That of ours is no news.
+    void ended(const WebSocketEnd &end) {
         if (m_over)
             return hangUp();
-        fail(task.errorString().remove(u"QWebSocketPrivate::processHandshake: "_s));
+        if (!end.code)
+            return fail(end.reason);
+        fail(u"the service closed the connection (%1)"_s.arg(
+            end.reason.isEmpty() ? QString::number(*end.code) : u"%1: %2"_s.arg(*end.code).arg(end.reason)));
     }
 
     void fail(QString description) {
@@ -151,7 +139,7 @@ private:
 
     const std::shared_ptr<SerialQueue> m_queue;
     Options m_options; // none once it is over
-    std::unique_ptr<QWebSocket> m_task;
+    std::shared_ptr<WebSocketClient> m_task;
     bool m_open = false;
     bool m_over = false;
     std::vector<Message> m_waiting; // to be open

@@ -53,6 +53,12 @@ QJsonObject toJson(const EventMessage &message);
 QJsonObject toJson(const ScreenshotMessage &message);
 QJsonObject toJson(const AgentMessage &message);
 
+// As it goes on the wire, in UTF-8.
+QByteArray jsonText(const AgentMessage &message);
+
+// Whether jsonText() takes no time that anybody would notice.
+bool isBrief(const AgentMessage &message);
+
 // None for what is no message of these: another type, or something in the wrong form. What is missing is as in a new
 // value.
 std::optional<AgentMessage> agentMessage(const QJsonObject &message);

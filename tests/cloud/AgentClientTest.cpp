@@ -27,6 +27,10 @@ struct Told {
     std::vector<bool> connected;
 };
 
+QByteArray textOf(const QJsonObject &message) {
+    return QJsonDocument(message).toJson(QJsonDocument::Compact);
+}
+
 class AgentClientTest : public testing::Test {
 protected:
     ~AgentClientTest() override {
@@ -74,7 +78,7 @@ protected:
     // What an open client did before has arrived, and so have the timers that were due.
     void catchUp() {
         const auto before = service.frameCount();
-        client->send([] { return QJsonObject(); });
+        client->send([] { return textOf(QJsonObject()); });
         ASSERT_TRUE(waitUntil([&] { return service.frameCount() > before && isMark(service.newest().frames.back()); }));
         service.newest().frames.pop_back();
     }
@@ -105,7 +109,7 @@ TEST_F(AgentClientTest, ShowsItsTokenInTheHeadAndSaysHelloFirst) {
 
 TEST_F(AgentClientTest, SendsObjectsAsTextAndSoundAsItIs) {
     open();
-    client->send([] { return QJsonObject{{u"type"_s, u"event"_s}, {u"text"_s, u"ä\n\"🔈\""_s}}; });
+    client->send([] { return textOf(QJsonObject{{u"type"_s, u"event"_s}, {u"text"_s, u"ä\n\"🔈\""_s}}); });
     client->sendAudio(QByteArray("\0\x01\xff", 3));
     client->sendAudio(QByteArray());
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 4; }));
@@ -117,7 +121,7 @@ TEST_F(AgentClientTest, SendsObjectsAsTextAndSoundAsItIs) {
 
 TEST_F(AgentClientTest, ALongMessageIsOneFrame) {
     open();
-    client->send([] { return QJsonObject{{u"text"_s, QString(3'000'000, u'x')}}; });
+    client->send([] { return textOf(QJsonObject{{u"text"_s, QString(3'000'000, u'x')}}); });
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 2; }));
     EXPECT_EQ(service.newest().frames[1].opcode, 1);
     EXPECT_TRUE(service.newest().frames[1].last);
@@ -134,7 +138,7 @@ TEST_F(AgentClientTest, WhatComesAfterTheHelloGoesOutInItsOrder) {
             client->sendAudio(text.toUtf8());
             sent.append(text.toUtf8());
         } else {
-            client->send([text] { return QJsonObject{{u"t"_s, text}}; });
+            client->send([text] { return textOf(QJsonObject{{u"t"_s, text}}); });
             sent.append(R"({"t":")" + text.toUtf8() + R"("})");
         }
     }
@@ -144,6 +148,39 @@ TEST_F(AgentClientTest, WhatComesAfterTheHelloGoesOutInItsOrder) {
         EXPECT_EQ(service.newest().frames[number + 1].payload, sent[static_cast<qsizetype>(number)]) << number;
 }
 
+TEST_F(AgentClientTest, ABriefMessageIsMadeAndWrittenByWhoeverSendsIt) {
+    open();
+    bool mine = false;
+    const auto maker = [&, here = std::this_thread::get_id()] {
+        mine = std::this_thread::get_id() == here;
+        return QByteArray(R"({"brief":true})");
+    };
+    ASSERT_TRUE(waitUntil([&] { // the connection has told of itself before it may be written to
+        client->send(maker, AgentClient::Length::brief);
+        return mine;
+    }));
+    EXPECT_TRUE(waitUntil([&] { return service.newest().frames.back().payload == R"({"brief":true})"; }));
+}
+
+TEST_F(AgentClientTest, ABriefMessageWaitsBehindALengthyOne) {
+    open();
+    std::latch begun(1);
+    std::latch made(1);
+    client->send([&] {
+        begun.count_down();
+        made.wait();
+        return QByteArray(R"({"n":1})");
+    });
+    begun.wait();
+    client->send([] { return QByteArray(R"({"n":2})"); }, AgentClient::Length::brief);
+    client->sendAudio("3");
+    client->send([] { return QByteArray(R"({"n":4})"); }, AgentClient::Length::brief);
+    made.count_down();
+    ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 5; }));
+    const std::vector<ChannelFrame> expected{HELLO, {1, R"({"n":1})"}, {1, R"({"n":2})"}, {2, "3"}, {1, R"({"n":4})"}};
+    EXPECT_EQ(service.newest().frames, expected);
+}
+
 TEST_F(AgentClientTest, AMessageThatTakesLongToMakeHoldsUpNoQueueOfACall) {
     open();
     std::latch begun(1);
@@ -151,7 +188,7 @@ TEST_F(AgentClientTest, AMessageThatTakesLongToMakeHoldsUpNoQueueOfACall) {
     client->send([&] {
         begun.count_down();
         made.wait();
-        return QJsonObject{{u"made"_s, true}};
+        return textOf(QJsonObject{{u"made"_s, true}});
     });
     begun.wait();
     std::vector<std::unique_ptr<SerialQueue>> calls;
@@ -183,12 +220,12 @@ TEST_F(AgentClientTest, WhatIsSentWithoutAConnectionIsGone) {
     service.manner = AccountService::Manner::hangsUp;
     begin();
     ASSERT_TRUE(drops(1));
-    client->send([] { return QJsonObject{{u"lost"_s, true}}; });
+    client->send([] { return textOf(QJsonObject{{u"lost"_s, true}}); });
     client->sendAudio("lost");
     service.manner = AccountService::Manner::answers;
     clock.advance(1s);
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 1; }));
-    client->send([] { return QJsonObject{{u"kept"_s, true}}; });
+    client->send([] { return textOf(QJsonObject{{u"kept"_s, true}}); });
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 2; }));
     EXPECT_EQ(service.newest().frames, (std::vector{HELLO, ChannelFrame{1, R"({"kept":true})"}}));
 }
@@ -296,7 +333,7 @@ TEST_F(AgentClientTest, PingsWhileItIsOpen) {
 TEST_F(AgentClientTest, AStopSaysGoodbyeAndIsFinal) {
     ManualClock clock;
     open();
-    client->send([] { return QJsonObject{{u"last"_s, true}}; });
+    client->send([] { return textOf(QJsonObject{{u"last"_s, true}}); });
     client->stop();
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 3; }));
     EXPECT_EQ(service.newest().frames[1].payload, R"({"last":true})") << "what was sent before still goes";
@@ -324,7 +361,7 @@ TEST_F(AgentClientTest, TheEndWaitsAMomentOnlyForAServiceThatDoesNotRead) {
     ManualClock clock;
     open();
     service.newest().socket->setReadBufferSize(1000);
-    client->send([] { return QJsonObject{{u"text"_s, QString(30'000'000, u'x')}}; });
+    client->send([] { return textOf(QJsonObject{{u"text"_s, QString(30'000'000, u'x')}}); });
     const auto over = std::make_shared<bool>(false);
     const auto ending = test::mark(client->end(), over);
     settle();

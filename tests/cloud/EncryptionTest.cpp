@@ -156,7 +156,7 @@ TEST_F(Encryption, SoundThatIsNotTakenIsKeptWithinBounds) {
         const auto sent = std::make_shared<std::atomic<bool>>(false);
         client.send([sent] {
             *sent = true;
-            return QJsonObject();
+            return QByteArray("{}");
         });
         ASSERT_TRUE(waitUntil([&] { return sent->load(); }));
     }

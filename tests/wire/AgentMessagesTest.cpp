@@ -35,6 +35,36 @@ TEST(AgentMessages, WhatIsWrittenIsRead) {
         EXPECT_EQ(agentMessage(toJson(message)), message);
 }
 
+TEST(AgentMessages, TheTextOnTheWireIsThatOfTheTree) {
+    QString each;
+    for (char16_t unit = 0; unit < 0x180; ++unit)
+        each += QChar(unit);
+    const std::vector<AgentMessage> all{
+        HelloMessage{}, StateMessage{true, 3, {u"Ann \"x\""_s}, true, u"a\nb"_s},
+        EventMessage{u"result"_s, each + u"\u2028 \U0001F600 \ufeff"_s, 1764000000.123456},
+        EventMessage{u"said"_s, {}, 1764000000}, ScreenshotMessage{2, 1.5, QByteArray("\xff\xd8\xff\0x", 5)}};
+    for (const auto &message : all) {
+        const auto read = QJsonDocument::fromJson(jsonText(message));
+        EXPECT_EQ(read.object(), toJson(message)) << jsonText(message).toStdString();
+        EXPECT_EQ(agentMessage(read.object()), message);
+    }
+}
+
+TEST(AgentMessages, HalfACharacterIsNoReasonForATextThatCannotBeRead) {
+    const auto text = jsonText(EventMessage{u"said"_s, u"a"_s + QChar(0xD83D) + u"b"_s, 1});
+    EXPECT_TRUE(QByteArrayView(text).isValidUtf8());
+    const auto read = QJsonDocument::fromJson(text)["text"_L1].toString();
+    EXPECT_TRUE(read.startsWith(u'a') && read.endsWith(u'b')) << text.toStdString();
+}
+
+TEST(AgentMessages, WhatTakesTimeIsNotBrief) {
+    EXPECT_TRUE(isBrief(HelloMessage{}));
+    EXPECT_TRUE(isBrief(StateMessage{}));
+    EXPECT_TRUE(isBrief(EventMessage{u"said"_s, QString(4096, u'x'), 1}));
+    EXPECT_FALSE(isBrief(EventMessage{u"said"_s, QString(4097, u'x'), 1}));
+    EXPECT_FALSE(isBrief(ScreenshotMessage{}));
+}
+
 TEST(AgentMessages, WhatIsNoMessageIsNone) {
     EXPECT_EQ(agentMessage({}), std::nullopt);
     EXPECT_EQ(agentMessage({{u"type"_s, u"task"_s}}), std::nullopt);
