@@ -4,6 +4,8 @@
 #include <QSslConfiguration>
 #include <QSslSocket>
 
+#include <algorithm>
+#include <array>
 #include <fcntl.h>
 
 namespace ombru {
@@ -17,8 +19,16 @@ constexpr int ENCRYPTED_PORT = 443;
 constexpr std::size_t BUFFER = 16 << 10;       // bytes, for what is received at a time
 constexpr qsizetype MOST_UNSENT = 256LL << 20; // bytes; more waits only for somebody who does not read
 
+// Nobody else does, as for requests. The framework would look further, with a thread that stays.
+bool environmentNamesProxies() {
+    constexpr std::array NAMES{"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"};
+    return std::ranges::any_of(NAMES, [](const char *name) { return !qEnvironmentVariableIsEmpty(name); });
+}
+
 // The same way as a page of the same host.
 QNetworkProxy proxyFor(QUrl url) {
+    if (!environmentNamesProxies())
+        return QNetworkProxy::NoProxy;
     url.setScheme(url.scheme() == "ws"_L1 ? u"http"_s : u"https"_s);
     return QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0, QNetworkProxy::NoProxy);
 }

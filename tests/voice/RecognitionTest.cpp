@@ -106,6 +106,7 @@ protected:
     void catchUp() {
         test::settle();
         onQueue([](Call &) {});
+        const std::lock_guard lock(call->mutex);
         EXPECT_FALSE(call->elsewhere);
     }
     SpeechService::Listener &listener() { return service.newest(); }
