@@ -2,9 +2,11 @@
 
 #include "look/Colours.h"
 
+#include <QDataStream>
 #include <QFile>
+#include <QIconEngine>
 #include <QPainter>
-#include <QSvgRenderer>
+#include <QPainterPath>
 
 // Outside the namespace, as Qt's macro wants it: a library's own pictures are not found by themselves.
 static void loadSymbols() {
@@ -17,42 +19,63 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::array SIZES{16, 22, 24, 32, 48, 64};
 const QColor TONE(0x7c8288); // 3.4 to 1 and more against any bar, light or dark
 
-QByteArray drawing(const QString &name) {
+void paint(QPainter &canvas, const QString &name, int size, const QColor &colour) {
     loadSymbols();
-    QFile file(u":/symbols/%1.svg"_s.arg(name));
-    return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
+    QFile file(u":/symbols/"_s + name);
+    if (!file.open(QFile::ReadOnly))
+        return;
+    QList<QPainterPath> outlines;
+    QDataStream stream(&file);
+    stream >> outlines;
+    canvas.setRenderHint(QPainter::Antialiasing);
+    for (const auto &outline : outlines)
+        canvas.fillPath(QTransform::fromScale(size, size).map(outline), colour);
 }
 
-// The drawings have no colour of their own.
-void paint(QPainter &painter, QByteArray svg, const QColor &colour, const QRectF &place) {
-    svg.replace("currentColor", colour.name().toLatin1());
-    QSvgRenderer(svg).render(&painter, place);
-}
-
-void paintMark(QPainter &painter, int size) {
+void paintMark(QPainter &canvas, int size) {
     const double radius = size * 0.2;
     const QPointF middle(size - radius * 1.2, size - radius * 1.2);
-    painter.setPen(Qt::NoPen);
-    painter.setCompositionMode(QPainter::CompositionMode_Clear); // apart from the symbol
-    painter.drawEllipse(middle, radius * 1.2, radius * 1.2);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.setBrush(lightColours().waiting);
-    painter.drawEllipse(middle, radius, radius);
+    canvas.setPen(Qt::NoPen);
+    canvas.setCompositionMode(QPainter::CompositionMode_Clear); // apart from the symbol
+    canvas.drawEllipse(middle, radius * 1.2, radius * 1.2);
+    canvas.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    canvas.setBrush(lightColours().waiting);
+    canvas.drawEllipse(middle, radius, radius);
 }
 
-QPixmap forBar(const QByteArray &svg, int size, bool marked) {
-    QPixmap pixmap(size, size);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    paint(painter, svg, TONE, QRectF(0, 0, size, size));
-    if (marked)
-        paintMark(painter, size);
-    return pixmap;
-}
+// Drawn when it is wanted, in the size that is: a bar wants one, and keeping all would take memory.
+class Symbol final : public QIconEngine {
+public:
+    Symbol(QString name, bool isMarked) : m_name(std::move(name)), m_isMarked(isMarked) {}
+
+    QPixmap pixmap(const QSize &space, QIcon::Mode, QIcon::State) override {
+        const int size = std::min(space.width(), space.height());
+        QPixmap pixmap(size, size);
+        pixmap.fill(Qt::transparent);
+        QPainter canvas(&pixmap);
+        ombru::paint(canvas, m_name, size, TONE);
+        if (m_isMarked)
+            paintMark(canvas, size);
+        return pixmap;
+    }
+    void paint(QPainter *painter, const QRect &place, QIcon::Mode mode, QIcon::State state) override {
+        painter->drawPixmap(place, pixmap(place.size(), mode, state));
+    }
+    QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
+        QList<QSize> sizes;
+        for (const int size : {16, 22, 24, 32, 48, 64})
+            sizes.emplace_back(size, size);
+        return sizes;
+    }
+    bool isNull() override { return false; }
+    QIconEngine *clone() const override { return new Symbol(*this); }
+
+private:
+    QString m_name;
+    bool m_isMarked;
+};
 
 } // namespace
 
@@ -60,17 +83,13 @@ QPixmap symbolPixmap(const QString &name, int size, const QColor &colour, qreal 
     QPixmap pixmap(QSize(size, size) * scale);
     pixmap.setDevicePixelRatio(scale);
     pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    paint(painter, drawing(name), colour, QRectF(0, 0, size, size));
+    QPainter canvas(&pixmap);
+    paint(canvas, name, size, colour);
     return pixmap;
 }
 
 QIcon symbolForBar(const QString &name, bool marked) {
-    QIcon icon;
-    const auto svg = drawing(name);
-    for (const int size : SIZES)
-        icon.addPixmap(forBar(svg, size, marked));
-    return icon;
+    return QIcon(new Symbol(name, marked));
 }
 
 } // namespace ombru
