@@ -77,14 +77,7 @@ Workers brief(2);
 Workers lengthy(1);
 
 WorkerLoop &workerFor(SerialQueue::Jobs jobs) {
-    [[maybe_unused]] static const bool once = [] {
-        Loop::main(); // made first and so ends last: what a queue reports late still finds it
-        qAddPostRoutine([] {
-            lengthy.end();
-            brief.end();
-        });
-        return true;
-    }();
+    SerialQueue::endAfterwards();
     return (jobs == SerialQueue::Jobs::brief ? brief : lengthy).next();
 }
 
@@ -95,6 +88,17 @@ struct SerialQueue::State {
     WorkerLoop &worker;
     std::atomic<bool> closed = false;
 };
+
+void SerialQueue::endAfterwards() {
+    [[maybe_unused]] static const bool once = [] {
+        Loop::main(); // made first and so ends last: what a queue reports late still finds it
+        qAddPostRoutine([] {
+            lengthy.end();
+            brief.end();
+        });
+        return true;
+    }();
+}
 
 SerialQueue::SerialQueue(QByteArray name, Jobs jobs)
     : m_state(std::make_shared<State>(std::move(name), workerFor(jobs))) {}

@@ -19,6 +19,10 @@ class SerialQueue {
 public:
     enum class Jobs { brief, lengthy };
 
+    // For what tells queues something until its own end: what adds a post routine after this ends before the loops do,
+    // also while there is no queue yet. Any thread, once the main loop is there.
+    static void endAfterwards();
+
     // The first one on the main thread, others also on a queue.
     explicit SerialQueue(QByteArray name, Jobs jobs = Jobs::brief);
     ~SerialQueue(); // any thread; jobs that have not begun are dropped, nothing is waited for
