@@ -1,7 +1,7 @@
 #include "cloud/Cloud.h"
 
 #include "base/Background.h"
-#include "net/HttpExchange.h"
+#include "net/HttpClient.h"
 #include "platform/HostInfo.h"
 
 #include <QJsonArray>

@@ -1,7 +1,7 @@
 // The requests to the service. Each has a limit of 60 seconds and ends early with a stop; what goes wrong on the way is
 // a Failure of domain "cloud" with the system's words. Main thread; the waiting is done elsewhere.
 //
-// By libcurl and not by Qt, which rewrites paths that begin with two slashes. Proxies are those of the environment.
+// Not by Qt, which rewrites paths that begin with two slashes. Proxies are those of the environment.
 #pragma once
 #include "base/Task.h"
 #include "cloud/CloudConfig.h"

@@ -20,6 +20,8 @@ constexpr QStringView LISTENING =
 
 constexpr int OK = 200;
 
+constexpr std::chrono::minutes KEPT(2); // a connection, for the next sentence: as long as the library keeps one
+
 } // namespace
 
 std::optional<QByteArray> authorization(const QString &key) {
@@ -43,7 +45,8 @@ void Deepgram::tts(const QString &text, const QString &key, const QString &model
                         .headers = {"Authorization: " + *allowed, "Content-Type: application/json"},
                         .body = QJsonDocument(QJsonObject{{u"text"_s, text}}).toJson(QJsonDocument::Compact),
                         .authority = authority,
-                        .limit = limit};
+                        .limit = limit,
+                        .kept = KEPT};
     exchangeLater(std::move(request), std::move(stop),
                   [spoken = std::move(spoken)](const Result<HttpReply> &reply) mutable {
                       const bool good = reply && reply->status == OK;

@@ -1,5 +1,6 @@
 #include "net/HttpClient.h"
 
+#include "base/SerialQueue.h"
 #include "tests/support/AccountService.h"
 #include "tests/support/Wait.h"
 
@@ -21,6 +22,8 @@ namespace {
 
 class HttpClientTest : public testing::Test {
 protected:
+    HttpClientTest() { Loop::main(); }
+
     void begin(HttpRequest request, std::stop_token stop = {}) {
         exchangeLater(std::move(request), std::move(stop), [told = told](Result<HttpReply> reply) {
             const std::lock_guard lock(told->mutex);
@@ -147,6 +150,22 @@ TEST_F(HttpClientTest, TheEndOfTheApplicationIsToldToWhatIsUnderWay) {
         const int atEnd = failures;
         exchangeLater({.url = service.base(), .body = {}}, {}, count);
         std::_Exit(came && atEnd == 1 && failures == 2 ? 0 : 1);
+    };
+    EXPECT_EXIT(endWithARequest(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(HttpClientTest, WhoIsToldAtTheEndMayPostToAQueueThatCameLater) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto endWithARequest = [this] {
+        replies({.manner = Manner::silence});
+        const auto queue = std::make_shared<std::unique_ptr<SerialQueue>>();
+        std::atomic<bool> posted = false;
+        exchangeLater({.url = service.base(), .body = {}}, {},
+                      [&posted, queue](const auto &) { (*queue)->post([&posted] { posted = true; }); });
+        const bool came = waitUntil([this] { return service.requests.size() == 1; });
+        *queue = std::make_unique<SerialQueue>("test");
+        QCoreApplication::instance()->~QCoreApplication();
+        std::_Exit(came && posted ? 0 : 1);
     };
     EXPECT_EXIT(endWithARequest(), testing::ExitedWithCode(0), "");
 }

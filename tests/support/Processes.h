@@ -39,6 +39,17 @@ inline bool isStopped(qint64 pid) {
     return stat.mid(stat.lastIndexOf(')') + 2, 1) == "T";
 }
 
+// The children of that process, by whichever of its threads, that were not collected yet.
+inline QList<qint64> childrenOf(qint64 process) {
+    QList<qint64> children;
+    const auto threads = QStringLiteral("/proc/%1/task/").arg(process);
+    for (const auto &thread : QDir(threads).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        for (const auto &child : contents(threads + thread + QStringLiteral("/children")).simplified().split(' '))
+            if (!child.isEmpty())
+                children += child.toLongLong();
+    return children;
+}
+
 // The processes that have "NAME=value" in the environment they were started with: a mark that a test's programs pass on
 // to whatever they start, detached or not.
 inline QList<qint64> processesMarked(const QByteArray &mark) {

@@ -2,6 +2,7 @@
 
 #include "base/SerialQueue.h"
 #include "tests/support/Certificates.h"
+#include "tests/support/Processes.h"
 #include "tests/support/SpeechService.h"
 #include "tests/support/Wait.h"
 
@@ -67,6 +68,15 @@ TEST_F(DeepgramTest, ASentenceComesBackAsSamples) {
     ASSERT_TRUE(samples);
     EXPECT_EQ(samples->size(), 10U * 80);
     EXPECT_EQ(std::ranges::max(*samples), 16383);
+}
+
+TEST_F(DeepgramTest, WhatAsksForASentenceStaysForTheNextOne) {
+    ASSERT_TRUE(said(u"One."_s));
+    const auto asking = test::childrenOf(QCoreApplication::applicationPid());
+    EXPECT_EQ(asking.size(), 1);
+    ask(u"Two."_s);
+    ASSERT_TRUE(waitUntil([this] { return all().size() == 2; }));
+    EXPECT_EQ(test::childrenOf(QCoreApplication::applicationPid()), asking);
 }
 
 TEST_F(DeepgramTest, AsksAsTheServiceWantsToBeAsked) {
