@@ -1,7 +1,9 @@
 #include "cloud/AgentClient.h"
 
 #include "base/SerialQueue.h"
+#include "base/Text.h"
 #include "net/WebSocketClient.h"
+#include "platform/SystemLog.h"
 #include "wire/AgentMessages.h"
 
 #include <QJsonDocument>
@@ -24,6 +26,7 @@ constexpr Clock::Duration CLOSING = 1s; // for what is still to be sent
 constexpr Clock::Duration PING_INTERVAL = 25s;
 constexpr std::uint64_t LARGEST_MESSAGE = 64 << 20; // bytes that the service may send at once
 constexpr qint64 MOST_UNSENT_SOUND = 1 << 20;       // bytes
+constexpr qsizetype LONGEST_REASON = 200;           // characters
 
 } // namespace
 
@@ -39,7 +42,10 @@ public:
         if (m_stopped)
             return;
         m_task = m_queue->make<WebSocketClient>(m_queue, socketOptions());
-        m_opening = m_queue->after(OPENING, [this] { dropped(); });
+        m_opening = m_queue->after(OPENING, [this] {
+            logReason({.reason = u"no answer within a minute"_s});
+            dropped();
+        });
         m_task->open();
     }
 
@@ -105,7 +111,13 @@ private:
                 .largestMessage = LARGEST_MESSAGE,
                 .onOpen = [withLink] { withLink([](Link &link) { link.opened(); }); },
                 .onText = [withLink](QByteArrayView text) { withLink([text](Link &link) { link.receive(text); }); },
-                .onEnd = [withLink](const WebSocketEnd &) { withLink([](Link &link) { link.dropped(); }); }};
+                .onEnd =
+                    [withLink](const WebSocketEnd &end) {
+                        withLink([&end](Link &link) {
+                            link.logReason(end);
+                            link.dropped();
+                        });
+                    }};
     }
 
     bool isOpen() const { return m_task && m_task->isOpen(); }
@@ -122,6 +134,7 @@ private:
     // The hello goes first: only then may others write.
     void opened() {
         m_opening.cancel();
+        m_reason.clear();
         m_backoff = FIRST_BACK_OFF;
         pingLater();
         if (m_options.onConnected)
@@ -142,6 +155,15 @@ private:
         const auto message = QJsonDocument::fromJson(QByteArray::fromRawData(text.data(), text.size()));
         if (message.isObject() && m_options.onMessage)
             m_options.onMessage(message.object());
+    }
+
+    // Once for as long as it stays the same: the attempts go on for days.
+    void logReason(const WebSocketEnd &end) {
+        auto reason = end.code ? u"it was closed there (%1 %2)"_s.arg(*end.code).arg(end.reason) : end.reason;
+        if (!m_options.token.isEmpty())
+            reason.replace(m_options.token, u"…"_s); // what the other side says may repeat it
+        if (!m_stopped && std::exchange(m_reason, reason) != reason)
+            logger::notice(u"no channel to %1: %2"_s.arg(m_options.url.host(), shownLine(reason, LONGEST_REASON)));
     }
 
     void dropped() {
@@ -179,6 +201,7 @@ private:
     bool m_stopped = false;
     bool m_ended = false;
     Clock::Duration m_backoff = FIRST_BACK_OFF;
+    QString m_reason; // of the latest drop since it was open; may be none
     Timer m_opening;
     Timer m_pinger;
     Timer m_reconnect;

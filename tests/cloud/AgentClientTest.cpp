@@ -1,6 +1,7 @@
 #include "cloud/AgentClient.h"
 
 #include "base/SerialQueue.h"
+#include "platform/fake/FakePlatform.h"
 #include "tests/support/AccountService.h"
 #include "tests/support/Wait.h"
 
@@ -307,6 +308,26 @@ TEST_F(AgentClientTest, ARefusedHandshakeIsALoss) {
     service.manner = AccountService::Manner::answers;
     clock.advance(1s);
     EXPECT_TRUE(attempts(2));
+}
+
+TEST_F(AgentClientTest, WhyThereIsNoChannelIsLoggedOnceForEachReason) {
+    FakePlatform::reset();
+    ManualClock clock;
+    service.manner = AccountService::Manner::stalls;
+    begin();
+    std::size_t attempt = 0;
+    for (const QByteArray answer : {"401 tökén is wrong", "401 tökén is wrong", "503 Busy"}) {
+        ASSERT_TRUE(attempts(++attempt));
+        service.newest().socket->write("HTTP/1.1 " + answer + "\r\nContent-Length: 0\r\n\r\n");
+        ASSERT_TRUE(drops(attempt));
+        clock.advance(30s);
+    }
+    test::await(client->end());
+    QStringList logged;
+    for (const auto &entry : FakePlatform::instance().logged)
+        logged.append(entry.text);
+    const auto before = u"no channel to 127.0.0.1: the handshake was answered with ’HTTP/1.1 "_s;
+    EXPECT_EQ(logged, (QStringList{before + u"401 … is wrong’"_s, before + u"503 Busy’"_s}));
 }
 
 TEST_F(AgentClientTest, PingsWhileItIsOpen) {
