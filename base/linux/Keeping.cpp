@@ -111,7 +111,7 @@ void continueKept(const Kept &kept) {
 
 std::optional<QStringList> leftByKept(const Kept &kept) {
     takeStopped(kept, 0ms);
-    std::array<char, LONGEST_FAREWELL> packet{};
+    std::array<char, LONGEST_FAREWELL> packet; // not filled with zeros: what the stack has grown to once, it keeps
     const auto got = receive(kept.lifeline.number(), packet.data(), packet.size(), 0ms);
     const auto text = QString::fromUtf8(packet.data(), std::max<ssize_t>(got, 0));
     if (!text.startsWith(QLatin1StringView(keeper::FAREWELL)))

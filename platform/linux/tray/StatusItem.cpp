@@ -49,7 +49,7 @@ StatusItem::StatusItem(Receiver receiver) : ServedObject(interface()), m_receive
 }
 
 void StatusItem::show(const QIcon &image, const QString &tip) {
-    m_pixmaps = QVariant::fromValue(statusPixmaps(image));
+    m_image = image;
     tell(u"NewIcon"_s);
     if (std::exchange(m_tip, tip) != tip)
         tell(u"NewToolTip"_s);
@@ -61,7 +61,7 @@ QVariantMap StatusItem::properties() const {
             {u"Title"_s, u"ombru"_s},
             {u"Status"_s, u"Active"_s},
             {u"IconName"_s, QString()},
-            {u"IconPixmap"_s, m_pixmaps},
+            {u"IconPixmap"_s, QVariant::fromValue(statusPixmaps(m_image))},
             {u"ToolTip"_s, QVariant::fromValue(StatusToolTip{{}, {}, m_tip, {}})},
             {u"ItemIsMenu"_s, false},
             {u"Menu"_s, QVariant::fromValue(QDBusObjectPath(u"/MenuBar"_s))}};

@@ -26,7 +26,7 @@ private:
     QVariantList answer(const QString &method, const QVariantList &arguments) override;
 
     const Receiver m_receiver;
-    QVariant m_pixmaps;
+    QIcon m_image;
     QString m_tip;
 };
 
