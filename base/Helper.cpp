@@ -14,6 +14,8 @@ namespace ombru {
 
 namespace {
 
+constexpr std::chrono::seconds GRACE(2); // for a helper that takes back what it has begun
+
 Result<int> statusOf(pid_t child, const QString &program) {
     int status = 0;
     while (::waitpid(child, &status, 0) < 0) {
@@ -67,8 +69,11 @@ Result<HelperAnswer> callHelper(const HelperCall &call) {
                     *ended, call.input,
                     {.end = Clock::now() + call.limit, .stop = stopped.descriptor(), .most = call.outputLimit}))
               : ended.error().code;
-    if (error)
-        ::kill(*child, SIGKILL); // nobody has waited for it, so that the number is its own
+    if (error) {
+        lifeline->writing.close();
+        if (!ended || !endsWithin(*ended, GRACE))
+            ::kill(*child, SIGKILL); // nobody has waited for it, so that the number is its own
+    }
     const auto status = statusOf(*child, call.program);
     if (error)
         return std::unexpected(ended ? processFailure(*error, call.program) : ended.error());

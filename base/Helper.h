@@ -1,7 +1,8 @@
 // A small program of ours that does one thing, so that what it needs for that is not in this process: started, given
 // its input, and heard until it ends. Blocks; any thread, and as many at a time as there are threads for.
 //
-// It ends with the call, and with this process, however that ends: see base/Lifeline.h for its side.
+// It ends with the call, and with this process, however that ends: see base/Lifeline.h for its side. One that does not,
+// after the end of its lifeline, is killed two seconds later.
 #pragma once
 #include "base/Clock.h"
 #include "base/Failure.h"
@@ -20,8 +21,8 @@ struct HelperCall {
     QByteArray input = {}; // all that it can read
     std::stop_token stop = {};
     // NOLINTEND(readability-redundant-member-init)
-    Clock::Duration limit = std::chrono::hours(24); // after which it is killed
-    qsizetype outputLimit = 64 << 20;               // bytes on both streams, after which it is killed
+    Clock::Duration limit = std::chrono::hours(24); // after which its lifeline ends
+    qsizetype outputLimit = 64 << 20;               // bytes on both streams, after which it does, too
 };
 
 struct HelperAnswer {

@@ -55,6 +55,18 @@ TEST(ChildExit, AChildThatHasEndedAlreadyIsSeenToo) {
     EXPECT_EQ(::waitpid(child, nullptr, 0), child);
 }
 
+TEST(ChildExit, IsWaitedForUntilTheLimit) {
+    const pid_t child = waitingChild();
+    ASSERT_GT(child, 0);
+    const auto exit = watchExit(child, u"child"_s);
+    ASSERT_TRUE(exit);
+    EXPECT_FALSE(endsWithin(*exit, std::chrono::milliseconds(20)));
+    ::kill(child, SIGKILL);
+    EXPECT_TRUE(endsWithin(*exit, std::chrono::minutes(1)));
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_TRUE(endsWithin(*exit, std::chrono::milliseconds(0)));
+}
+
 TEST(ChildExit, WhatIsNoProcessIsAFailureThatNamesTheProgram) {
     const pid_t child = waitingChild();
     ASSERT_GT(child, 0);

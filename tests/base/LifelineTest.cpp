@@ -4,6 +4,7 @@
 #include "base/Spawn.h"
 #include "tests/support/Processes.h"
 
+#include <array>
 #include <cstdlib>
 #include <sys/wait.h>
 
@@ -22,6 +23,16 @@ pid_t inChild(Work work) {
         ::_exit(0);
     }
     return child;
+}
+
+// What it ends with; one that does not end is killed.
+int statusOf(pid_t child) {
+    int status = 0;
+    const bool ended = waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; });
+    EXPECT_TRUE(ended);
+    if (!ended)
+        ::kill(child, SIGKILL);
+    return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 } // namespace
@@ -43,10 +54,39 @@ TEST(Lifeline, EndsAHelperThatIsBusyWhenItHangsUp) {
     EXPECT_EQ(word, 'y');
     EXPECT_EQ(::waitpid(child, nullptr, WNOHANG), 0) << "it lives as long as the other end is open";
     pipe->writing.close();
-    const bool ended = waitUntil([child] { return ::waitpid(child, nullptr, WNOHANG) == child; });
-    EXPECT_TRUE(ended);
-    if (!ended)
-        ::kill(child, SIGKILL);
+    EXPECT_EQ(statusOf(child), EXIT_FAILURE);
+}
+
+TEST(Lifeline, GivesAHelperThatHasAFarewellTheTimeToEndByItself) {
+    auto pipe = makePipe();
+    auto ready = makePipe();
+    auto over = makePipe();
+    ASSERT_TRUE(pipe && ready && over);
+    const auto begin = [&](bool heeds) {
+        return inChild([&, heeds] {
+            pipe->writing.close();
+            ::dup2(pipe->reading.number(), HELPER_LIFELINE);
+            endWithLifeline([&] { [[maybe_unused]] const auto told = ::write(over->writing.number(), "o", 1); });
+            [[maybe_unused]] const auto told = ::write(ready->writing.number(), "r", 1);
+            char word = 0;
+            while (heeds && ::read(over->reading.number(), &word, 1) != 1) {
+            }
+            if (heeds)
+                ::_exit(7);
+            while (true)
+                ::pause();
+        });
+    };
+    const pid_t heeding = begin(true);
+    const pid_t busy = begin(false);
+    ASSERT_GT(heeding, 0);
+    ASSERT_GT(busy, 0);
+    std::array<char, 2> words{};
+    for (char &word : words)
+        ASSERT_EQ(::read(ready->reading.number(), &word, 1), 1);
+    pipe->writing.close();
+    EXPECT_EQ(statusOf(heeding), 7);
+    EXPECT_EQ(statusOf(busy), EXIT_FAILURE) << "after a second";
 }
 
 TEST(Lifeline, IsMissedByWhoeverHasNone) {
@@ -55,9 +95,7 @@ TEST(Lifeline, IsMissedByWhoeverHasNone) {
         ::_exit(endWithLifeline() ? 1 : 0);
     });
     ASSERT_GT(child, 0);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(statusOf(child), 0);
 }
 
 // However it dies.

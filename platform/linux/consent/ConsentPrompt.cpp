@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,18 +17,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::minutes ANSWERING(10);
-
-// Whether the child of which that tells has ended when the limit passes.
-bool endsWithin(const Descriptor &ended, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (true) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        pollfd wait{ended.number(), POLLIN, 0};
-        const int ready = ::poll(&wait, 1, int(std::max(left, std::chrono::milliseconds(0)).count()));
-        if (ready >= 0 || errno != EINTR)
-            return ready > 0;
-    }
-}
 
 ConsentAnswer show(const ConsentClient &client, const QStringList &question, const RunToEnd &run) {
     const auto program = QCoreApplication::applicationDirPath() + u"/ombru-consent-prompt"_s;
