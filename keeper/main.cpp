@@ -43,8 +43,8 @@ constexpr int GLANCE = 5; // milliseconds
 
 // Of ours, those that work for others than the script: the owner answers, and others paste. By the program's file,
 // which nobody else can be.
-constexpr std::array<std::string_view, 5> NEVER_STOPPED{"ombru-keeper", "ombru-consent-prompt", "ombru-clipboard",
-                                                        "ombru-dialog", "ombru-input-release"};
+constexpr std::array<std::string_view, 6> NEVER_STOPPED{"ombru-keeper", "ombru-consent-prompt", "ombru-clipboard",
+                                                        "ombru-dialog", "ombru-input-release",  "ombru-secrets"};
 
 std::string programOf(const std::string &process) {
     std::array<char, PATH_MAX> path{};

@@ -31,7 +31,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # What the programs are linked with, and what they load or run when they need it.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_OMBRU_PACKAGE_DEPENDS "libsecret-1-0, libpulse0, qt6-qpa-plugins, shared-mime-info, fonts-dejavu-core | fonts-freefont-ttf")
+set(CPACK_DEBIAN_OMBRU_PACKAGE_DEPENDS "libpulse0, qt6-qpa-plugins, shared-mime-info, fonts-dejavu-core | fonts-freefont-ttf")
 set(CPACK_DEBIAN_OMBRU_PACKAGE_RECOMMENDS "curl, dbus-user-session | default-dbus-session-bus, xdg-utils")
 set(CPACK_DEBIAN_OMBRU_PACKAGE_SUGGESTS "gnome-keyring | org.freedesktop.secrets")
 set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION web)

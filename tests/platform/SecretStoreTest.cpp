@@ -4,8 +4,8 @@
 
 #include "platform/linux/services/SecretItems.h"
 #include "tests/support/Keyring.h"
+#include "tests/support/Processes.h"
 #include "tests/support/SessionBus.h"
-#include "tests/support/Wait.h"
 
 #include <csignal>
 #include <cstdio>
@@ -118,6 +118,34 @@ TEST_F(SecretStore, WithoutAServiceIsKeptInAFileForTheOwnerAlone) {
     setSecret(KEY, std::nullopt);
     EXPECT_EQ(secret(KEY), std::nullopt);
     EXPECT_FALSE(QFile::exists(file));
+}
+
+// The system's loader finds nothing there that it could load.
+TEST_F(SecretStore, WithoutTheLibraryIsKeptInAFileWhateverTheDesktopHas) {
+    const Keyring keyring(m_home);
+    QFile library(m_home.filePath(u"libsecret-1.so.0"_s));
+    ASSERT_TRUE(library.open(QFile::WriteOnly));
+    library.close();
+    {
+        const Variable libraries("LD_LIBRARY_PATH", m_home.path().toUtf8());
+        EXPECT_EQ(secretDirectory(), m_home.filePath(u"data/ombru/secrets"_s));
+        EXPECT_TRUE(setSecret(KEY, u"token"_s));
+        EXPECT_EQ(secret(KEY), u"token"_s);
+        EXPECT_FALSE(hasSecret(KEY));
+        EXPECT_FALSE(hasSecrets());
+    }
+    EXPECT_EQ(secretDirectory(), std::nullopt);
+    EXPECT_EQ(secret(KEY), u"token"_s);
+}
+
+TEST_F(SecretStore, NothingOfItsLibrariesIsInThisProgram) {
+    const Keyring keyring(m_home);
+    EXPECT_TRUE(setSecret(KEY, u"token"_s));
+    EXPECT_EQ(secret(KEY), u"token"_s);
+    const auto mapped = contents(u"/proc/self/maps"_s);
+    EXPECT_TRUE(mapped.contains("libQt6Core"));
+    for (const auto *library : {"libsecret", "libgio", "libgobject"})
+        EXPECT_FALSE(mapped.contains(library)) << library;
 }
 
 TEST_F(SecretStore, WhatAFileKeptCountsUntilTheStoreHasIt) {
