@@ -216,7 +216,7 @@ private:
 
 std::mutex mutex; // guards the rest
 std::unique_ptr<Requests> requests;
-QString httpProgram;
+std::string httpProgram; // no text that threads would share
 bool ended = false;
 
 // What is told meanwhile may ask for more, in vain.
@@ -246,7 +246,7 @@ QString ownProgram() {
 
 void setHttpProgram(const QString &program) {
     const std::lock_guard lock(mutex);
-    httpProgram = program;
+    httpProgram = program.toStdString();
 }
 
 void exchangeLater(HttpRequest request, std::stop_token stop, HttpTold told) {
@@ -257,7 +257,7 @@ void exchangeLater(HttpRequest request, std::stop_token stop, HttpTold told) {
             prepare();
         if (requests)
             return requests->add({std::move(request), std::move(stop), std::move(told),
-                                  httpProgram.isEmpty() ? ownProgram() : httpProgram});
+                                  httpProgram.empty() ? ownProgram() : QString::fromStdString(httpProgram)});
         wasEnded = ended;
     }
     told(std::unexpected(wasEnded ? givenUp() : failed(u"Too many files are open to make a request."_s)));

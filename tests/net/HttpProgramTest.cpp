@@ -1,13 +1,15 @@
 // The program that makes the requests: when it is there, and what is told when it fails.
 
+#include "base/Process.h"
 #include "net/HttpClient.h"
 #include "tests/support/AccountService.h"
 #include "tests/support/Processes.h"
 
+#include <QDeadlineTimer>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <mutex>
+#include <thread>
 
 using namespace ombru;
 using namespace Qt::StringLiterals;
@@ -110,6 +112,19 @@ TEST_F(HttpProgramTest, StaysForTheNextRequestWithItsConnectionsForAsLongAsIsWan
     EXPECT_TRUE(noneIsLeft());
 }
 
+TEST_F(HttpProgramTest, OneThatEndedWhileItWasKeptIsNotAskedAnyMore) {
+    // On the thread that sees to all of this, so that it notices the end only with the next request.
+    exchangeLater({.url = service.base(), .body = {}, .kept = 1h}, {}, [this](const auto &) {
+        const auto kept = childrenOf(QCoreApplication::applicationPid());
+        ASSERT_EQ(kept.size(), 1);
+        ::kill(pid_t(kept[0]), SIGKILL);
+        for (const QDeadlineTimer patience(30s); isAlive(kept[0]) && !patience.hasExpired();)
+            std::this_thread::yield();
+        begin();
+    });
+    EXPECT_TRUE(reply());
+}
+
 TEST_F(HttpProgramTest, NobodySeesASecretAmongItsArgumentsOrInItsEnvironment) {
     isSilent();
     std::stop_source stop;
@@ -188,7 +203,7 @@ TEST_F(HttpProgramTest, OneThatTalksNonsenseIsAFailureAndEnded) {
 }
 
 TEST_F(HttpProgramTest, OneThatDoesNotAnswerIsGivenUpSoonAfterTheLimit) {
-    setHttpProgram(scratch.script(u"silence"_s, "trap '' TERM; while :; do sleep 1 </dev/null >/dev/null; done"));
+    setHttpProgram(scratch.script(u"silence"_s, "exec cat >/dev/null"));
     begin({.url = service.base(), .body = {}, .limit = 1ms});
     EXPECT_EQ(complaint(), u"The program that makes requests, ombru-http, does not answer. The next request starts it "
                            u"anew."_s);
@@ -225,24 +240,26 @@ TEST_F(HttpProgramTest, OneGivenUpLeavesTheOthers) {
 
 TEST_F(HttpProgramTest, EndsWithAnApplicationThatIsKilled) {
     isSilent();
-    QProcess application;
-    application.start(qEnvironmentVariable("OMBRU_BIN") + u"/../tests/asks-and-waits"_s,
-                      {service.base(), QString::fromUtf8(SECRET)});
+    const auto application =
+        Process::make({.program = qEnvironmentVariable("OMBRU_BIN") + u"/../tests/asks-and-waits"_s,
+                       .arguments = {service.base(), QString::fromUtf8(SECRET)}});
+    ASSERT_TRUE(application->start());
     ASSERT_TRUE(waitUntil([this] { return service.requests.size() == 1; }));
-    const auto started = childrenOf(application.processId());
+    const auto own = childrenOf(QCoreApplication::applicationPid());
+    ASSERT_EQ(own.size(), 1);
+    const auto started = childrenOf(own[0]);
     ASSERT_EQ(started.size(), 1);
     EXPECT_EQ(programOf(started[0]), u"ombru-http"_s);
-    ::kill(pid_t(application.processId()), SIGKILL);
+    ::kill(pid_t(own[0]), SIGKILL);
+    test::await(application->ended());
     EXPECT_TRUE(waitUntil([&] { return !isAlive(started[0]); }));
     EXPECT_TRUE(waitUntil([this] { return !service.isWaitedFor(0); }));
-    EXPECT_TRUE(waitUntil([&] { return application.state() == QProcess::NotRunning; }));
 }
 
 TEST_F(HttpProgramTest, SaysWhatItIsToWhoeverStartsItByHand) {
-    QProcess program;
-    program.setStandardInputFile(QProcess::nullDevice());
-    program.start(qEnvironmentVariable("OMBRU_BIN") + u"/ombru-http"_s, QStringList());
-    ASSERT_TRUE(waitUntil([&] { return program.state() == QProcess::NotRunning; }));
-    EXPECT_EQ(program.exitCode(), 1);
-    EXPECT_EQ(program.readAllStandardError(), "ombru-http: makes requests for ombru, which starts it by itself.\n");
+    const auto program = Process::make({.program = qEnvironmentVariable("OMBRU_BIN") + u"/ombru-http"_s});
+    ASSERT_TRUE(program->start());
+    test::await(program->ended());
+    EXPECT_EQ(program->status(), 1);
+    EXPECT_EQ(program->takeErrors(), "ombru-http: makes requests for ombru, which starts it by itself.\n");
 }

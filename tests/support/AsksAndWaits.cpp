@@ -8,6 +8,8 @@ int main(int argc, char **argv) {
     const auto words = QCoreApplication::arguments();
     if (words.size() != 3)
         return 2;
-    ombru::exchangeLater({.url = words[1], .headers = {words[2].toUtf8()}, .body = {}}, {}, [](const auto &) {});
+    const ombru::HttpRequest request{
+        .url = words[1], .headers = {words[2].toUtf8()}, .body = {}, .limit = std::chrono::hours(1)};
+    ombru::exchangeLater(request, {}, [](const auto &) {});
     return QCoreApplication::exec();
 }
