@@ -5,10 +5,11 @@
 #include "app/lifecycle/Complaint.h"
 #include "app/lifecycle/Knock.h"
 #include "app/lifecycle/OmbruApp.h"
-#include "look/Translation.h"
 #include "app/resident/OneInstance.h"
 #include "base/Background.h"
+#include "base/OneHeap.h"
 #include "base/Program.h"
+#include "look/Translation.h"
 #include "platform/AssistiveAccess.h"
 #include "platform/Keeper.h"
 #include "platform/PeerProcess.h"
@@ -96,6 +97,7 @@ int runOnce(Start start) {
 
 int main(int argc, char **argv) {
     beginProgram();
+    takeMemoryFromOneHeap();
     CLI::App grammar("ombru in the menu bar.", "ombru-menubar");
     bool panel = false;
     bool atLogin = false;
