@@ -134,7 +134,6 @@ private:
     // The hello goes first: only then may others write.
     void opened() {
         m_opening.cancel();
-        m_reason.clear();
         m_backoff = FIRST_BACK_OFF;
         pingLater();
         if (m_options.onConnected)
@@ -147,6 +146,7 @@ private:
     void pingLater() {
         m_pinger = m_queue->after(PING_INTERVAL, [this] {
             pingLater();
+            m_reason.clear(); // it has lasted
             m_task->send(Opcode::ping, {});
         });
     }
@@ -201,7 +201,7 @@ private:
     bool m_stopped = false;
     bool m_ended = false;
     Clock::Duration m_backoff = FIRST_BACK_OFF;
-    QString m_reason; // of the latest drop since it was open; may be none
+    QString m_reason; // of the latest drop since it last lasted; may be none
     Timer m_opening;
     Timer m_pinger;
     Timer m_reconnect;

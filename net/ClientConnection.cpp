@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 
 namespace ombru {
@@ -41,8 +42,23 @@ QSslConfiguration encryption(const QString &authority) {
 }
 
 qint64 unsentBytes(const QTcpSocket &socket) {
-    const auto *encrypted = qobject_cast<const QSslSocket *>(&socket);
-    return socket.bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
+    auto bytes = socket.bytesToWrite();
+    for (const auto *inner : socket.findChildren<QTcpSocket *>()) // of encryption, of a proxy
+        bytes += inner->bytesToWrite();
+    return bytes;
+}
+
+Descriptor copyOf(const QTcpSocket &socket) {
+    return Descriptor(::fcntl(static_cast<int>(socket.socketDescriptor()), F_DUPFD_CLOEXEC, 0));
+}
+
+// So that a peer whose computer is gone is noticed. A socket of a proxy or of encryption has the system's inside.
+void prepare(const QTcpSocket &socket) {
+    auto sockets = socket.findChildren<const QTcpSocket *>();
+    sockets.append(&socket);
+    for (const auto *each : sockets)
+        if (const auto descriptor = copyOf(*each); descriptor.isOpen())
+            prepareConnection(descriptor);
 }
 
 } // namespace
@@ -66,8 +82,17 @@ void ClientConnection::open(Listener listener) {
         m_socket = std::make_unique<QTcpSocket>();
     auto *socket = m_socket.get();
     socket->setProxy(proxyFor(m_url));
-    QObject::connect(socket, &QTcpSocket::readyRead, socket, [this] { receive(); });
-    QObject::connect(socket, &QTcpSocket::errorOccurred, socket, [this, socket] { end(socket->errorString()); });
+    // In a turn of their own: the framework finds them also while it sends, in the middle of what its caller does.
+    const auto whenItHas = [this, socket](auto signal, auto then) {
+        const auto told = [weak = weak_from_this(), then] {
+            if (const auto self = weak.lock(); self && self->m_socket)
+                then(*self);
+        };
+        QObject::connect(socket, signal, socket, told, Qt::QueuedConnection);
+    };
+    whenItHas(&QTcpSocket::readyRead, [](auto &self) { self.receive(); });
+    whenItHas(&QTcpSocket::errorOccurred, [](auto &self) { self.end(self.m_socket->errorString()); });
+    whenItHas(&QTcpSocket::disconnected, [](auto &self) { self.end({}); });
     if (auto *encrypted = qobject_cast<QSslSocket *>(socket)) {
         QObject::connect(encrypted, &QSslSocket::encrypted, socket, [this] { connected(); });
         encrypted->setSslConfiguration(encryption(m_authority));
@@ -80,7 +105,7 @@ void ClientConnection::open(Listener listener) {
 
 void ClientConnection::connected() {
     const auto self = shared_from_this();
-    m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    prepare(*m_socket);
     const bool direct = !isEncrypted() && m_socket->proxy().type() == QNetworkProxy::NoProxy;
     if (direct && !takeOverSocket())
         return;
@@ -90,14 +115,16 @@ void ClientConnection::connected() {
 
 // The framework's socket belongs to this thread; a stream's is for all.
 bool ClientConnection::takeOverSocket() {
-    Descriptor descriptor(::fcntl(static_cast<int>(m_socket->socketDescriptor()), F_DUPFD_CLOEXEC, 0));
+    auto descriptor = copyOf(*m_socket);
+    const int error = errno;
     m_transport = Transport::make(m_queue, BUFFER);
-    auto stream = m_transport->takeOver({std::move(descriptor), m_url.host()});
-    letGoOfSocket();
+    auto stream = descriptor.isOpen() ? m_transport->takeOver({std::move(descriptor), m_url.host()})
+                                      : std::unexpected(networkFailure(error));
     if (!stream) {
         end(stream.error().description);
         return false;
     }
+    letGoOfSocket();
     m_stream = *stream;
     m_stream->keepAtMost(MOST_UNSENT);
     m_stream->start({.onReceived =
@@ -115,8 +142,8 @@ bool ClientConnection::takeOverSocket() {
 }
 
 void ClientConnection::receive() {
-    const auto self = shared_from_this();
-    tell(m_socket->readAll());
+    if (m_socket->bytesAvailable() > 0)
+        tell(m_socket->readAll());
 }
 
 void ClientConnection::tell(QByteArrayView bytes) {
@@ -127,8 +154,13 @@ void ClientConnection::tell(QByteArrayView bytes) {
 void ClientConnection::send(QByteArrayView bytes) {
     if (m_stream)
         return m_stream->send({bytes});
-    if (!m_socket)
+    if (!m_socket || m_socket->state() != QTcpSocket::ConnectedState)
         return;
+    if (unsent() > MOST_UNSENT)
+        return m_queue->post([weak = weak_from_this()] {
+            if (const auto self = weak.lock())
+                self->end(u"%1 does not read what it is sent."_s.arg(self->m_url.host()));
+        });
     m_socket->write(bytes.data(), bytes.size());
     m_socket->flush(); // at once, without another turn of the loop; it may find that the connection is gone
 }
@@ -145,10 +177,8 @@ void ClientConnection::finish() {
             if (const auto self = weak.lock())
                 self->end({});
         });
-    if (!m_socket)
-        return;
-    QObject::connect(m_socket.get(), &QTcpSocket::disconnected, m_socket.get(), [this] { end({}); });
-    m_socket->disconnectFromHost();
+    if (m_socket)
+        m_socket->disconnectFromHost();
 }
 
 void ClientConnection::end(const QString &why) {

@@ -40,7 +40,8 @@ public:
     // Nothing more is sent: onEnd comes once the system has all that was, or when that fails.
     void finish();
 
-    // Nothing is told any more. What was sent before still goes out, for a moment; unless it is broken off.
+    // Nothing is told any more. What was sent before still goes out, for a moment, where it is direct; elsewhere only
+    // what the system has taken. Or it is broken off.
     void cancel();
     void abort();
 

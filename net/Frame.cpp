@@ -11,7 +11,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr unsigned char LAST = 0x80;   // in the first byte
+constexpr unsigned char LAST = 0x80; // in the first byte
+constexpr unsigned char RESERVED = 0x70;
 constexpr unsigned char MASKED = 0x80; // in the second
 constexpr unsigned char SHORT_LENGTH = 125;
 constexpr unsigned char LENGTH_16 = 126; // the length is in the next two bytes
@@ -39,6 +40,7 @@ std::optional<FrameHead> readFrameHead(QByteArrayView bytes) {
     const bool masked = second & MASKED;
     const auto maskAt = 2 + lengthBytes(shortLength);
     FrameHead head{static_cast<Opcode>(first & 0x0F), (first & LAST) != 0};
+    head.reserved = (first & RESERVED) != 0;
     head.size = maskAt + (masked ? qsizetype(sizeof(FrameMask)) : 0);
     if (bytes.size() < head.size)
         return {};
@@ -102,7 +104,7 @@ Result<std::optional<Frame>> FrameReader::next() {
         applyMask({payload, static_cast<std::size_t>(length)}, *head->mask);
     m_read += head->size + length;
     m_cut = head->length - static_cast<std::uint64_t>(length);
-    const Frame frame{head->opcode, head->last, {payload, length}, m_cut};
+    const Frame frame{head->opcode, head->last, {payload, length}, m_cut, head->reserved, head->mask.has_value()};
     dropCut();
     return frame;
 }

@@ -25,7 +25,8 @@ struct FrameHead {
     bool last = true;         // of its message
     std::uint64_t length = 0; // of the payload, as the peer says
     std::optional<FrameMask> mask = {};
-    qsizetype size = 0; // of the head itself, in bytes
+    qsizetype size = 0;    // of the head itself, in bytes
+    bool reserved = false; // bits of the first byte are set that mean nothing without an extension
 
     bool operator==(const FrameHead &) const = default;
 };
@@ -41,6 +42,8 @@ struct Frame {
     bool last;
     QByteArrayView payload; // without its mask; valid until the reader is called again
     std::uint64_t cut = 0;  // bytes of it that were not kept
+    bool reserved = false;
+    bool masked = false;
 };
 
 // Takes what arrives, in pieces of any size, and gives whole frames. Allocates by what has arrived, never by what a

@@ -242,7 +242,8 @@ void Stream::cancel() {
 }
 
 void Stream::abort() {
-    close();
+    m_cancelled = true;
+    post([self = shared_from_this()] { self->close(); }); // it may be in the middle of telling
 }
 
 // What the peer still sends is read and dropped until it has ended, too: closing with something unread would be a

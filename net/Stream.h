@@ -49,7 +49,7 @@ public:
 
     // What was sent before still goes out, for a moment; nothing is told any more, and nothing more is sent.
     void cancel();
-    void abort(); // at once, whatever waits to go out; on the queue
+    void abort(); // in place of it, or after it: whatever waits to go out is dropped
 
     void post(Job job); // on the queue, unless that is gone
 

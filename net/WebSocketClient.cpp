@@ -17,6 +17,7 @@ constexpr int CLOSE_WITHOUT_CODE = 1005; // never on the wire
 constexpr int CLOSE_WRONG_TEXT = 1007;
 constexpr int CLOSE_TOO_LARGE = 1009;
 constexpr qsizetype LONGEST_CONTROL = 125; // bytes of payload
+constexpr qint64 MOST_UNSENT = 1 << 20;    // bytes; while more waits, pings are not answered
 constexpr qsizetype KEY = 16;              // bytes
 constexpr qsizetype LONGEST_SHOWN = 100;   // bytes, of what answers that is no WebSocket
 
@@ -53,6 +54,13 @@ bool isLine(const QByteArray &header) {
 
 bool isControl(Opcode opcode) {
     return opcode == Opcode::close || opcode == Opcode::ping || opcode == Opcode::pong;
+}
+
+// Of codes of a close frame; others are reserved, or nobody's.
+bool mayBeSent(int code) {
+    constexpr std::array RESERVED{1004, 1005, 1006};
+    const bool isKnown = code >= CLOSE_NORMAL && code <= 1014 && std::ranges::find(RESERVED, code) == RESERVED.end();
+    return isKnown || (code >= 3000 && code <= 4999);
 }
 
 } // namespace
@@ -123,14 +131,19 @@ void WebSocketClient::checkUpgrade() {
 // Why the answer is none that makes a WebSocket; empty when it is.
 QString WebSocketClient::refusal() const {
     const auto answer = m_head.head();
-    const auto first = answer.first(std::max<qsizetype>(0, answer.indexOf("\r\n"))).toByteArray();
+    const auto lineEnd = answer.indexOf("\r\n");
+    const auto first = answer.first(lineEnd < 0 ? answer.size() : lineEnd).toByteArray();
     if (!first.startsWith("HTTP/1.1 101"))
         return u"the handshake was answered with \"%1\""_s.arg(QString::fromUtf8(first.left(LONGEST_SHOWN)));
     const auto head = parseHead(answer);
-    const auto has = [&head](const QString &name, QLatin1StringView word) {
-        return head.header(name).value_or(QString()).contains(word, Qt::CaseInsensitive);
+    const auto has = [&head](QLatin1StringView name, QLatin1StringView word) {
+        return std::ranges::any_of(head.headers, [&](const auto &header) {
+            return header.first == name && header.second.contains(word, Qt::CaseInsensitive);
+        });
     };
-    if (!has(u"upgrade"_s, "websocket"_L1) || !has(u"connection"_s, "upgrade"_L1) ||
+    if (has("sec-websocket-extensions"_L1, {}) || has("sec-websocket-protocol"_L1, {}))
+        return u"the handshake was answered with what nobody asked for"_s;
+    if (!has("upgrade"_L1, "websocket"_L1) || !has("connection"_L1, "upgrade"_L1) ||
         head.header(u"sec-websocket-accept"_s) != QString::fromLatin1(webSocketAcceptance(m_key)))
         return u"what answered the handshake is no WebSocket server"_s;
     return {};
@@ -150,11 +163,13 @@ void WebSocketClient::readFrames() {
 }
 
 void WebSocketClient::take(const Frame &frame) {
+    if (frame.reserved || frame.masked)
+        return fail(CLOSE_PROTOCOL_ERROR, u"a frame came that no server may send"_s);
     if (isControl(frame.opcode) && (!frame.last || frame.payload.size() > LONGEST_CONTROL))
         return fail(CLOSE_PROTOCOL_ERROR, u"a control frame was in parts, or too long"_s);
     switch (frame.opcode) {
     case Opcode::ping:
-        return send(Opcode::pong, frame.payload);
+        return unsent() < MOST_UNSENT ? send(Opcode::pong, frame.payload) : void();
     case Opcode::pong:
         return;
     case Opcode::close:
@@ -194,11 +209,23 @@ void WebSocketClient::tell(QByteArrayView message) {
 
 // Answered with the same, unless it is an answer itself.
 void WebSocketClient::takeClose(QByteArrayView payload) {
-    const bool hasCode = payload.size() >= 2;
-    const int code = hasCode ? qFromBigEndian<quint16>(payload.data()) : CLOSE_WITHOUT_CODE;
-    if (m_open)
-        writeFrame(Opcode::close, payload.first(hasCode ? 2 : 0));
-    end({code, hasCode ? QString::fromUtf8(payload.sliced(2)) : QString()});
+    if (payload.isEmpty())
+        return endAsAsked(CLOSE_WITHOUT_CODE, {});
+    const int code = payload.size() < 2 ? 0 : qFromBigEndian<quint16>(payload.data());
+    if (!mayBeSent(code))
+        return fail(CLOSE_PROTOCOL_ERROR, u"it was closed there without a reason that there is"_s);
+    const auto reason = payload.sliced(2);
+    if (!reason.isValidUtf8())
+        return fail(CLOSE_WRONG_TEXT, u"a text came that is no UTF-8"_s);
+    endAsAsked(code, QString::fromUtf8(reason));
+}
+
+void WebSocketClient::endAsAsked(int code, const QString &reason) {
+    if (m_open && code == CLOSE_WITHOUT_CODE)
+        writeFrame(Opcode::close, {});
+    else if (m_open)
+        writeClose(code);
+    end({code, reason});
 }
 
 // --- Sending

@@ -61,6 +61,7 @@ private:
     void takePart(const Frame &frame);
     void tell(QByteArrayView message);
     void takeClose(QByteArrayView payload);
+    void endAsAsked(int code, const QString &reason);
     void writeFrame(Opcode opcode, QByteArrayView payload);
     void writeClose(int code);
     void fail(int code, const QString &words);

@@ -2,6 +2,9 @@
 
 #include "base/Background.h"
 #include "tests/support/AccountService.h"
+#include "tests/support/Certificates.h"
+#include "tests/support/Proxy.h"
+#include "tests/support/Variable.h"
 #include "tests/support/Wait.h"
 
 #include <mutex>
@@ -34,7 +37,7 @@ protected:
             WebSocketClient::Options{
                 .url = std::move(url),
                 .headers = std::move(headers),
-                .authority = {},
+                .authority = authority,
                 .largestMessage = LARGEST,
                 .onOpen = [this] { tell([](Told &all) { ++all.opened; }); },
                 .onText =
@@ -91,7 +94,29 @@ protected:
         return {8, QByteArray(1, static_cast<char>(code >> 8)) + static_cast<char>(code & 0xFF)};
     }
 
+    // While the queue stands still, and `meanwhile` has been done here, `job` runs there.
+    template <class Job>
+    void onQueueAfter(const std::function<void()> &meanwhile, Job job) {
+        const auto goesOn = std::make_shared<std::atomic<bool>>(false);
+        const auto done = std::make_shared<std::atomic<bool>>(false);
+        queue->post([this, job, goesOn, done] {
+            while (!*goesOn)
+                std::this_thread::yield();
+            job(*client);
+            *done = true;
+        });
+        meanwhile();
+        *goesOn = true;
+        ASSERT_TRUE(waitUntil([&] { return done->load(); }));
+    }
+    // What was written has arrived, or is on its way.
+    static void deliver(QTcpSocket &socket) {
+        while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten())
+            continue;
+    }
+
     static constexpr std::uint64_t LARGEST = 100'000;
+    QString authority;
     AccountService service;
     Told all;
     std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("test");
@@ -320,6 +345,146 @@ TEST_F(WebSocketClientTest, MessagesOfSeveralThreadsAreWhole) {
     ASSERT_TRUE(waitUntil([this] { return service.frameCount() == 3 * EACH; }));
     for (const auto &frame : service.newest().frames)
         ASSERT_EQ(frame, (ChannelFrame{1, QByteArray(3000, frame.payload[0])}));
+}
+
+TEST_F(WebSocketClientTest, AnswersInSeveralHeadersOfANameAreOne) {
+    service.manner = AccountService::Manner::stalls;
+    begin();
+    ASSERT_TRUE(waitUntil([this] { return !service.channels.empty(); }));
+    service.newest().socket->write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                                   "Connection: keep-alive\r\nSec-WebSocket-Accept: " +
+                                   acceptance() + "\r\n\r\n");
+    EXPECT_TRUE(waitUntil([this] { return told<int>(&Told::opened) == 1; }));
+}
+
+TEST_F(WebSocketClientTest, AnAnswerWithoutHeadersIsToldAsWell) {
+    answered("HTTP/1.1 403 Forbidden\r\n\r\n");
+    EXPECT_EQ(ended().reason, u"the handshake was answered with \"HTTP/1.1 403 Forbidden\""_s);
+}
+
+TEST_F(WebSocketClientTest, AnExtensionThatNobodyAskedForIsRefused) {
+    service.manner = AccountService::Manner::stalls;
+    begin();
+    ASSERT_TRUE(waitUntil([this] { return !service.channels.empty(); }));
+    service.newest().socket->write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                                   "Sec-WebSocket-Extensions: permessage-deflate\r\nSec-WebSocket-Accept: " +
+                                   acceptance() + "\r\n\r\n");
+    EXPECT_EQ(ended().reason, u"the handshake was answered with what nobody asked for"_s);
+}
+
+TEST_F(WebSocketClientTest, AFrameWithReservedBitsEndsIt) {
+    open();
+    service.newest().socket->write("\xc1\x02hi");
+    EXPECT_EQ(ended().reason, u"a frame came that no server may send"_s);
+    EXPECT_TRUE(hears(closing(1002)));
+    EXPECT_TRUE(told(&Told::texts).isEmpty());
+}
+
+TEST_F(WebSocketClientTest, AMaskedFrameEndsIt) {
+    open();
+    service.newest().socket->write(QByteArray("\x81\x82\0\0\0\0hi", 8));
+    EXPECT_EQ(ended().reason, u"a frame came that no server may send"_s);
+    EXPECT_TRUE(hears(closing(1002)));
+}
+
+TEST_F(WebSocketClientTest, ACloseWithACodeThatIsNoneIsNotRepeated) {
+    for (const int code : {0, 999, 1004, 1005, 1006, 1015, 2999, 5000}) {
+        tell([](Told &all) {
+            all.opened = 0;
+            all.ends.clear();
+        });
+        open();
+        service.newest().send(closing(code));
+        EXPECT_EQ(ended().reason, u"it was closed there without a reason that there is"_s) << code;
+        EXPECT_TRUE(hears(closing(1002))) << code;
+    }
+}
+
+TEST_F(WebSocketClientTest, ACloseOfOneByteIsNone) {
+    open();
+    service.newest().send({8, "x"});
+    EXPECT_TRUE(hears(closing(1002)));
+}
+
+TEST_F(WebSocketClientTest, ACloseForAReasonThatIsNoUtf8IsNone) {
+    open();
+    service.newest().send({8, closing(1000).payload + "\xC3\x28"});
+    EXPECT_EQ(ended().reason, u"a text came that is no UTF-8"_s);
+    EXPECT_TRUE(hears(closing(1007)));
+}
+
+TEST_F(WebSocketClientTest, PingsAreNotAnsweredWhileTheAnswersAreNotRead) {
+    constexpr int MANY = 400'000;
+    open();
+    service.newest().socket->setReadBufferSize(1);
+    service.newest().socket->write(QByteArray("\x89\x7d" + QByteArray(125, 'p')).repeated(MANY) + "\x81\x02hi");
+    ASSERT_TRUE(waitUntil([this] { return !told(&Told::texts).isEmpty(); }));
+    qint64 unsent = 0;
+    onQueue([&unsent](WebSocketClient &its) { unsent = its.unsent(); });
+    EXPECT_GT(unsent, 0);
+    EXPECT_LT(unsent, 2 << 20);
+}
+
+TEST_F(WebSocketClientTest, NothingIsToldInTheMiddleOfASend) {
+    const test::Authority own;
+    authority = own.file();
+    AccountService encrypted(own.certify());
+    begin(encrypted.channelURL());
+    ASSERT_TRUE(waitUntil([this] { return told<int>(&Told::opened) == 1; }));
+    EXPECT_FALSE(client->sendsDirectly());
+    onQueueAfter(
+        [&] {
+            for (int number = 0; number < 1000; ++number)
+                encrypted.newest().sendText("hi");
+            deliver(*encrypted.newest().socket);
+        },
+        [this](WebSocketClient &its) {
+            for (int number = 0; number < 10; ++number)
+                its.send(Opcode::text, "out");
+            EXPECT_TRUE(told(&Told::texts).isEmpty());
+        });
+    EXPECT_TRUE(waitUntil([this] { return told(&Told::texts).size() == 1000; }));
+    onQueueAfter([&] { encrypted.newest().hangUp(); },
+                 [this](WebSocketClient &its) {
+                     for (int number = 0; number < 10; ++number)
+                         its.send(Opcode::text, "out");
+                     EXPECT_TRUE(told(&Told::ends).empty());
+                 });
+    EXPECT_FALSE(ended().reason.isEmpty());
+}
+
+TEST_F(WebSocketClientTest, WhatComesBehindACloseIsNotTold) {
+    const test::Authority own;
+    authority = own.file();
+    AccountService encrypted(own.certify());
+    begin(encrypted.channelURL());
+    ASSERT_TRUE(waitUntil([this] { return told<int>(&Told::opened) == 1; }));
+    onQueueAfter(
+        [&] {
+            auto &channel = encrypted.newest();
+            channel.send({8, closing(1000).payload + QByteArray(100, 'r')});
+            for (int number = 0; number < 10'000; ++number)
+                channel.sendText("late");
+            deliver(*channel.socket);
+        },
+        [](WebSocketClient & /*its*/) {});
+    EXPECT_EQ(ended().reason, QString(100, u'r'));
+    onQueue([](WebSocketClient & /*its*/) {});
+    EXPECT_TRUE(told(&Told::texts).isEmpty());
+}
+
+TEST_F(WebSocketClientTest, WhatWaitsBehindAProxyCounts) {
+    const test::Proxy proxy(service.port());
+    const test::Variable named("http_proxy", proxy.address());
+    begin(QUrl(u"ws://service.invalid/agent"_s));
+    ASSERT_TRUE(waitUntil([this] { return told<int>(&Told::opened) == 1; }));
+    EXPECT_FALSE(client->sendsDirectly());
+    qint64 unsent = 0;
+    onQueue([&unsent](WebSocketClient &its) {
+        its.send(Opcode::binary, QByteArray(64 << 20, 'x'));
+        unsent = its.unsent();
+    });
+    EXPECT_GT(unsent, 1 << 20);
 }
 
 TEST_F(WebSocketClientTest, AHostThatIsUnknownIsALoss) {
